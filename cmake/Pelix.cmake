@@ -1,0 +1,29 @@
+# pelix_library(NAME SOURCES ... DEPS ...): the static library of one folder of src/.
+function(pelix_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+  target_compile_definitions(${name} PUBLIC QT_NO_KEYWORDS)
+endfunction()
+
+# pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...]): one GoogleTest program,
+# its tests registered with CTest one by one. GUI programs get a QApplication.
+function(pelix_test name)
+  cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  if(ARG_GUI)
+    target_link_libraries(${name} PRIVATE pelix_testmain_gui)
+  else()
+    target_link_libraries(${name} PRIVATE pelix_testmain)
+  endif()
+  target_link_libraries(${name} PRIVATE ${ARG_DEPS} pelix_testsupport GTest::gtest GTest::gmock)
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  gtest_discover_tests(${name}
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}"
+               ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+  add_dependencies(${name} pelix)
+endfunction()

@@ -1,0 +1,164 @@
+#include "app/Cli.h"
+
+#include "app/Application.h"
+#include "app/Call.h"
+#include "core/Args.h"
+#include "core/Console.h"
+#include "editor/EditCli.h"
+#include "memos/MemoCli.h"
+#include "notes/ImportNotesCli.h"
+#include "service/Backend.h"
+#include "text/SelfTest.h"
+#include "text/Words.h"
+#include "transcribe/TranscribeCli.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QFile>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace pelix {
+namespace {
+
+constexpr auto kHelp = R"(Usage: pelix [MODE] [OPTIONS]
+
+Without a mode, Pelix starts in the tray: tap Alt to record a braindump, hold Ctrl to dictate.
+
+Modes:
+  --self-test words               check the transcript clean-up against its cases
+  --drop-test                     show the drop test window
+  --memo PATH [--piece SECONDS] [--token TOKEN]
+                                  transcribe a recording as a voice memo
+  --transcribe PATH [--lang LOCALE] [--save]
+                                  transcribe a video or audio file on this machine
+  --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
+  --snapshot DIR                  draw the windows into PNG files
+  --clean-up                      clean a transcript from standard input to standard output
+  --call FUNCTION [JSON] [--token TOKEN]
+                                  call one backend function and print its answer
+  --import-notes [--from FILE | --command CMD]
+                                  copy notes into Pelix
+  --help, --version
+
+Environment:
+  PELIX_API_BASE                  the backend's base address (else the preference "api.base")
+)";
+
+int selfTest() {
+    const int failed = runCleanUpSelfTest(withoutActually, console::out);
+    return failed == 0 ? 0 : 1;
+}
+
+int cleanUp() {
+    QFile in;
+    if (!in.open(stdin, QIODevice::ReadOnly)) {
+        console::err("Couldn't read standard input.");
+        return 1;
+    }
+    const QByteArray bytes = in.readAll();
+    const QString text = QString::fromUtf8(bytes);
+    const QString cleaned = withoutActually(text);
+    // Text the clean-up leaves alone goes out exactly as it came in.
+    console::raw(cleaned == text ? bytes : cleaned.toUtf8());
+    return 0;
+}
+
+enum class Needs { nothing, value, words };
+enum class Runs { plain, headless, gui };
+
+struct Mode {
+    const char* flag;
+    Needs needs;
+    Runs runs;
+    std::function<int(const Args&, Backend*)> run;
+};
+
+bool selected(const Mode& mode, const Args& args) {
+    if (!args.has(mode.flag)) return false;
+    switch (mode.needs) {
+        case Needs::nothing: return true;
+        case Needs::value: return args.value(mode.flag).has_value();
+        case Needs::words: return args.value(mode.flag) == QStringLiteral("words");
+    }
+    return false;
+}
+
+// The modes in the order they are tested; the first one selected runs.
+const std::vector<Mode>& modes() {
+    static const std::vector<Mode> table{
+        {"--help", Needs::nothing, Runs::plain,
+         [](const Args&, Backend*) { return console::raw(kHelp), 0; }},
+        {"--version", Needs::nothing, Runs::plain,
+         [](const Args&, Backend*) { return console::out("pelix " PELIX_VERSION), 0; }},
+        {"--self-test", Needs::words, Runs::plain, [](const Args&, Backend*) { return selfTest(); }},
+        {"--drop-test", Needs::nothing, Runs::gui,
+         [](const Args&, Backend*) { return console::notInThisBuild("The drop test window"); }},
+        {"--memo", Needs::value, Runs::headless,
+         [](const Args& a, Backend* b) { return runMemoCli(a, *b); }},
+        {"--transcribe", Needs::value, Runs::headless,
+         [](const Args& a, Backend* b) { return runTranscribeCli(a, *b); }},
+        {"--edit", Needs::nothing, Runs::headless,
+         [](const Args& a, Backend* b) { return runEditCli(a, *b); }},
+        {"--snapshot", Needs::value, Runs::gui,
+         [](const Args&, Backend*) { return console::notInThisBuild("Drawing snapshots"); }},
+        {"--clean-up", Needs::nothing, Runs::plain, [](const Args&, Backend*) { return cleanUp(); }},
+        {"--call", Needs::value, Runs::headless,
+         [](const Args& a, Backend* b) { return runCall(a, *b); }},
+        {"--import-notes", Needs::nothing, Runs::headless,
+         [](const Args& a, Backend* b) { return runImportNotesCli(a, *b); }},
+    };
+    return table;
+}
+
+// Options that only qualify a mode; they are not modes of their own.
+bool knownOption(const QString& word) {
+    static const QStringList qualifiers{"--piece", "--token", "--lang", "--save", "--drop-ui",
+                                        "--memos", "--editor", "--framing", "--video", "--from",
+                                        "--command", "--state", "--write", "--srt", "--vtt"};
+    if (qualifiers.contains(word)) return true;
+    for (const Mode& mode : modes()) {
+        if (word == mode.flag) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+int runPelix(int argc, char** argv) {
+    QStringList words;
+    for (int i = 1; i < argc; ++i) words << QString::fromLocal8Bit(argv[i]);
+    const Args args(words);
+
+    const Mode* mode = nullptr;
+    for (const Mode& candidate : modes()) {
+        if (selected(candidate, args)) {
+            mode = &candidate;
+            break;
+        }
+    }
+    if (!mode) {
+        for (const QString& word : words) {
+            if (word.startsWith("--") && !knownOption(word)) {
+                console::err("Pelix has no option " + word + "; pelix --help lists them.");
+                return 2;
+            }
+        }
+        return runApplication(argc, argv);
+    }
+
+    QCoreApplication::setApplicationName("pelix");
+    QCoreApplication::setApplicationVersion(PELIX_VERSION);
+    std::unique_ptr<QCoreApplication> app;
+    switch (mode->runs) {
+        case Runs::plain: return mode->run(args, nullptr);
+        case Runs::headless: app = std::make_unique<QCoreApplication>(argc, argv); break;
+        case Runs::gui: app = std::make_unique<QApplication>(argc, argv); break;
+    }
+    Backend backend;
+    return mode->run(args, &backend);
+}
+
+}  // namespace pelix

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace pelix {
+
+// The entry point: picks the mode from the arguments, makes the Qt application object it
+// needs, runs it and returns the exit status.
+int runPelix(int argc, char** argv);
+
+}  // namespace pelix

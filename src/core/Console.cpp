@@ -1,0 +1,24 @@
+#include "core/Console.h"
+
+#include <cstdio>
+
+namespace pelix::console {
+namespace {
+
+void write(FILE* stream, const QByteArray& bytes) {
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+}  // namespace
+
+void out(const QString& line) { write(stdout, line.toUtf8() + '\n'); }
+void err(const QString& line) { write(stderr, line.toUtf8() + '\n'); }
+void raw(const QByteArray& bytes) { write(stdout, bytes); }
+
+int notInThisBuild(const QString& what) {
+    err(what + " is not in this build of Pelix yet.");
+    return 2;
+}
+
+}  // namespace pelix::console

@@ -1,0 +1,29 @@
+#include "core/Paths.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+namespace pelix::paths {
+namespace {
+
+QString xdg(const char* variable, const QString& fallbackUnderHome) {
+    const QString value = qEnvironmentVariable(variable);
+    // The XDG base directory rules ignore relative values.
+    if (!value.isEmpty() && QDir::isAbsolutePath(value)) return value;
+    return QDir::home().filePath(fallbackUnderHome);
+}
+
+}  // namespace
+
+QString configDir() { return xdg("XDG_CONFIG_HOME", ".config") + "/Pelix"; }
+QString dataDir() { return xdg("XDG_DATA_HOME", ".local/share") + "/Pelix"; }
+QString cacheDir() { return xdg("XDG_CACHE_HOME", ".cache") + "/Pelix"; }
+
+QString videosDir() {
+    const QString dir = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+    return dir.isEmpty() ? QDir::home().filePath("Videos") : dir;
+}
+
+QString tempDir() { return QDir::tempPath(); }
+
+}  // namespace pelix::paths

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QSettings>
+#include <QString>
+#include <QVariant>
+
+#include <memory>
+#include <optional>
+
+namespace pelix {
+
+// The user's switches, in an INI file under $XDG_CONFIG_HOME/Pelix/, keys spelled with dots
+// ("relay.enabled"). Every call reads the file anew, so several processes may share it.
+class Prefs {
+public:
+    // The preferences file of the user.
+    static QString defaultFile();
+
+    explicit Prefs(QString file = defaultFile());
+
+    // "relay.enabled", on when never written.
+    bool relay() const;
+    void setRelay(bool on);
+    // "insert.enabled", on when never written.
+    bool insertIntoApp() const;
+    void setInsertIntoApp(bool on);
+    // "ax.asked"; while absent, the value of the older "login.asked".
+    bool axAsked() const;
+    void setAxAsked(bool asked);
+    // "login.asked", off when never written.
+    bool loginAsked() const;
+    void setLoginAsked(bool asked);
+
+    bool contains(const QString& key) const;
+    QVariant value(const QString& key, const QVariant& fallback = {}) const;
+    std::optional<QString> string(const QString& key) const;
+    void setValue(const QString& key, const QVariant& value);
+    void remove(const QString& key);
+
+    const QString& file() const { return file_; }
+
+private:
+    std::unique_ptr<QSettings> open() const;
+
+    QString file_;
+};
+
+}  // namespace pelix

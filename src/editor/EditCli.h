@@ -1,0 +1,11 @@
+#pragma once
+
+#include "core/Args.h"
+#include "service/Backend.h"
+
+namespace pelix {
+
+// The command-line mode of this folder; returns the process's exit status.
+int runEditCli(const Args& args, Backend& backend);
+
+}  // namespace pelix

@@ -1,0 +1,45 @@
+// pelix-loopback: the tests' loopback backend as a program, for trying Pelix against a local
+// backend by hand. Prints its base address, logs each request to standard error and serves
+// until it is stopped.
+#include "fakes/LoopbackBackend.h"
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QSocketNotifier>
+#include <QStringList>
+#include <QTimer>
+
+#include <cstdio>
+
+using pelix::fakes::LoopbackBackend;
+using pelix::fakes::Recorded;
+using pelix::fakes::Reply;
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments().mid(1);
+    if (args.contains("--help")) {
+        std::puts(
+            "Usage: pelix-loopback [--answer FUNCTION=JSON]...\n"
+            "Serves backend functions on 127.0.0.1; unscripted ones answer {}.\n"
+            "Prints the base address to use as PELIX_API_BASE.");
+        return 0;
+    }
+    LoopbackBackend backend;
+    for (int i = 0; i + 1 < args.size(); ++i) {
+        if (args[i] != "--answer") continue;
+        const QString spec = args[i + 1];
+        const QString function = spec.section('=', 0, 0);
+        const QByteArray body = spec.section('=', 1).toUtf8();
+        Reply reply;
+        reply.body = body;
+        backend.answerWith(function, [reply](const Recorded& r) {
+            std::fprintf(stderr, "loopback: %s %s %s\n", qPrintable(r.method), qPrintable(r.path),
+                         r.body.constData());
+            return reply;
+        });
+    }
+    std::printf("%s\n", qPrintable(backend.base().toString()));
+    std::fflush(stdout);
+    return app.exec();
+}

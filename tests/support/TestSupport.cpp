@@ -1,0 +1,75 @@
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QProcess>
+
+#include <stdexcept>
+
+namespace pelix::testing {
+namespace {
+
+const char* const kIsolated[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
+                                 "PELIX_API_BASE", "PELIX_EDITOR_DIR"};
+
+}  // namespace
+
+IsolatedHome::IsolatedHome() : saved_(QProcessEnvironment::systemEnvironment()) {
+    if (!dir_.isValid()) throw std::runtime_error("no temporary folder for the test's home");
+    qputenv("HOME", dir_.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", (dir_.path() + "/config").toUtf8());
+    qputenv("XDG_DATA_HOME", (dir_.path() + "/data").toUtf8());
+    qputenv("XDG_CACHE_HOME", (dir_.path() + "/cache").toUtf8());
+    qunsetenv("PELIX_API_BASE");
+    qunsetenv("PELIX_EDITOR_DIR");
+}
+
+IsolatedHome::~IsolatedHome() {
+    for (const char* name : kIsolated) {
+        if (saved_.contains(name)) {
+            qputenv(name, saved_.value(name).toUtf8());
+        } else {
+            qunsetenv(name);
+        }
+    }
+}
+
+QString IsolatedHome::dataDir() const { return dir_.path() + "/data/Pelix"; }
+QString IsolatedHome::configDir() const { return dir_.path() + "/config/Pelix"; }
+
+ProcessResult runPelix(const QStringList& args, const QByteArray& input,
+                       const QProcessEnvironment& extraEnv, int timeoutMs) {
+    const QString program = qEnvironmentVariable("PELIX_BIN");
+    if (program.isEmpty()) throw std::runtime_error("PELIX_BIN is not set: run the tests by ctest");
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString& key : extraEnv.keys()) env.insert(key, extraEnv.value(key));
+    process.setProcessEnvironment(env);
+    process.start(program, args);
+    if (!process.waitForStarted()) throw std::runtime_error("pelix did not start");
+    process.write(input);
+    process.closeWriteChannel();
+    ProcessResult result;
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished();
+        result.err = "timed out\n";
+    }
+    result.out = process.readAllStandardOutput();
+    result.err += process.readAllStandardError();
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return result;
+}
+
+bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
+    QDeadlineTimer deadline(timeoutMs);
+    while (!done()) {
+        if (deadline.hasExpired()) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+QString sourceDir() { return qEnvironmentVariable("PELIX_SOURCE_DIR"); }
+
+}  // namespace pelix::testing

@@ -1,0 +1,102 @@
+#include "text/SelfTest.h"
+#include "text/Words.h"
+
+#include <gtest/gtest.h>
+
+#include <QStringList>
+
+#include <thread>
+#include <vector>
+
+using pelix::withoutActually;
+
+namespace {
+
+TEST(WithoutActually, PassesEveryRequiredCase) {
+    for (const auto& c : pelix::cleanUpCases()) {
+        EXPECT_EQ(withoutActually(c.input), c.want) << c.input.toStdString();
+    }
+}
+
+struct Case {
+    const char16_t* input;
+    const char16_t* want;
+};
+
+TEST(WithoutActually, FurtherBehaviour) {
+    const Case cases[] = {
+        // Double spaces survive when the word is absent: the early exit skips every repair.
+        {u"Nothing  here,  at all.", u"Nothing  here,  at all."},
+        // "factually" passes the quick test, so the later repairs do run.
+        {u"factually  so", u"factually so"},
+        // Word characters next to it keep it.
+        {u"the token actually2 stays", u"the token actually2 stays"},
+        {u"the token 2actually stays", u"the token 2actually stays"},
+        {u"keep _actually here", u"keep _actually here"},
+        // At the very end, with the comma and space before it.
+        {u"I did, actually", u"I did"},
+        // Opening after a closing quote or bracket, and after an opening quote.
+        {u"He left.\" Actually, no.", u"He left.\" No."},
+        {u"(Done.) actually we stay", u"(Done.) We stay"},
+        {u"She said “actually fine”", u"She said “Fine”"},
+        // Full upper-casing of the opening letter: one letter may become two.
+        {u"Actually ßo it goes", u"SSo it goes"},
+        {u"Actually éclair", u"Éclair"},
+        // The ellipsis ends a sentence.
+        {u"Well… actually, yes.", u"Well… Yes."},
+        // Tabs and line breaks are not collapsed; only blanks are.
+        {u"a\t\tb actually  c", u"a\t\tb c"},
+        // Trailing white space is kept.
+        {u"Actually fine.  ", u"Fine. "},
+        // An accented letter is not an ASCII word character.
+        {u"éactually", u"é"},
+        {u"actually", u""},
+        {u"ACTUALLY, ACTUALLY.", u""},
+    };
+    for (const Case& c : cases) {
+        const QString input = QString::fromUtf16(c.input);
+        EXPECT_EQ(withoutActually(input), QString::fromUtf16(c.want)) << input.toStdString();
+    }
+}
+
+TEST(WithoutActually, IsSafeFromManyThreadsAtOnce) {
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&wrong] {
+            for (int i = 0; i < 200; ++i) {
+                if (withoutActually("It was, actually, fine.") != "It was, fine.") ++wrong;
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(wrong.load(), 0);
+}
+
+TEST(CleanUpSelfTest, ReportsAllPassing) {
+    QStringList lines;
+    const int failed =
+        pelix::runCleanUpSelfTest(withoutActually, [&](const QString& l) { lines << l; });
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(lines, QStringList{"words: 17 ok"});
+}
+
+TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
+    // A clean-up that breaks case 8 (it drops the comma it must keep).
+    auto broken = [](const QString& text) {
+        const QString out = withoutActually(text);
+        return out == "It was, fine." ? QString("It was fine.") : out;
+    };
+    QStringList lines;
+    EXPECT_EQ(pelix::runCleanUpSelfTest(broken, [&](const QString& l) { lines << l; }), 1);
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(lines[0], R"(FAIL "It was, actually, fine." -> "It was fine.", want "It was, fine.")");
+    EXPECT_EQ(lines[1], "words: 1 of 17 failed");
+}
+
+TEST(CleanUpSelfTest, QuotesLiteralsAsSourceCode) {
+    EXPECT_EQ(pelix::quotedLiteral("a\"b\\c\nd"), R"("a\"b\\c\nd")");
+    EXPECT_EQ(pelix::quotedLiteral(""), R"("")");
+}
+
+}  // namespace
