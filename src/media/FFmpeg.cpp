@@ -1,0 +1,48 @@
+#include "media/FFmpeg.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+namespace pelix::media::ff {
+
+QString describe(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    QString sentence = QString::fromUtf8(text).trimmed();
+    if (sentence.isEmpty()) sentence = QStringLiteral("Unknown error");
+    sentence[0] = sentence[0].toUpper();
+    if (!sentence.endsWith('.')) sentence += '.';
+    return sentence;
+}
+
+Input openInput(const QString& file) {
+    AVFormatContext* context = nullptr;
+    const QByteArray path = QFile::encodeName(file);
+    if (avformat_open_input(&context, path.constData(), nullptr, nullptr) < 0) return nullptr;
+    Input input(context);
+    if (avformat_find_stream_info(context, nullptr) < 0) return nullptr;
+    // A file FFmpeg reads but that has neither sound nor pictures (a text file, say) is not media.
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        const AVMediaType type = context->streams[i]->codecpar->codec_type;
+        if (type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_VIDEO) return input;
+    }
+    return nullptr;
+}
+
+QString nameOf(const QString& file) {
+    return QFileInfo(file).fileName();
+}
+
+QString notMediaMessage(const QString& file) {
+    return "Couldn't open " + nameOf(file) + ". Is it a video or audio file?";
+}
+
+QString noSoundMessage(const QString& file) {
+    return nameOf(file) + " has no sound in it, so there's nothing to transcribe.";
+}
+
+QString exportFailedMessage(const QString& file, const QString& reason) {
+    return "Couldn't get the sound out of " + nameOf(file) + ": " + reason;
+}
+
+}  // namespace pelix::media::ff

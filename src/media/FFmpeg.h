@@ -1,0 +1,59 @@
+#pragma once
+
+// Small helpers over the FFmpeg C API for this folder only.
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
+#include <libswresample/swresample.h>
+}
+
+#include <QString>
+
+#include <memory>
+
+namespace pelix::media::ff {
+
+struct FormatCloser {
+    void operator()(AVFormatContext* c) const { avformat_close_input(&c); }
+};
+struct CodecFreer {
+    void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
+};
+struct FrameFreer {
+    void operator()(AVFrame* f) const { av_frame_free(&f); }
+};
+struct PacketFreer {
+    void operator()(AVPacket* p) const { av_packet_free(&p); }
+};
+struct SwrFreer {
+    void operator()(SwrContext* s) const { swr_free(&s); }
+};
+struct FifoFreer {
+    void operator()(AVAudioFifo* f) const { av_audio_fifo_free(f); }
+};
+
+using Input = std::unique_ptr<AVFormatContext, FormatCloser>;
+using Codec = std::unique_ptr<AVCodecContext, CodecFreer>;
+using Frame = std::unique_ptr<AVFrame, FrameFreer>;
+using Packet = std::unique_ptr<AVPacket, PacketFreer>;
+using Resampler = std::unique_ptr<SwrContext, SwrFreer>;
+using Fifo = std::unique_ptr<AVAudioFifo, FifoFreer>;
+
+// FFmpeg's description of an error code, as a sentence ("Invalid data found when processing
+// input.").
+QString describe(int code);
+
+// Opens a file and reads its stream information; null when it is not media FFmpeg can read.
+Input openInput(const QString& file);
+
+// The file's name without its folder, as messages show it.
+QString nameOf(const QString& file);
+
+QString notMediaMessage(const QString& file);
+QString noSoundMessage(const QString& file);
+// "Couldn't get the sound out of NAME: " and the reason.
+QString exportFailedMessage(const QString& file, const QString& reason);
+
+}  // namespace pelix::media::ff

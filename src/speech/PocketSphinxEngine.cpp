@@ -1,0 +1,298 @@
+#include "speech/PocketSphinxEngine.h"
+
+#include "core/Log.h"
+#include "speech/SpeechEngines.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSet>
+
+#include <pocketsphinx.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace pelix {
+namespace {
+
+constexpr auto kSystemLocale = "en-US";
+constexpr auto kSystemPackage = "pocketsphinx-en-us";
+// Samples handed to the decoder at a time: a tenth of a second, so that the end of an utterance
+// is seen within that.
+constexpr size_t kChunk = kSpeechSampleRate / 10;
+
+// Words the decoder puts in for silence, breath and noise, never spoken text.
+bool isFiller(const char* word) {
+    return word[0] == '<' || word[0] == '[' || (word[0] == '+' && word[1] == '+');
+}
+
+// "read(2)", an alternative pronunciation, is the word "read".
+QString spelling(const char* word) {
+    QString text = QString::fromUtf8(word);
+    if (text.endsWith(')')) {
+        const qsizetype open = text.lastIndexOf('(');
+        if (open > 0) text.truncate(open);
+    }
+    return text;
+}
+
+std::optional<QString> firstFile(const QDir& dir, const QString& pattern,
+                                 const QString& avoid = {}) {
+    const QStringList names = dir.entryList({pattern}, QDir::Files, QDir::Name);
+    for (const QString& name : names) {
+        if (avoid.isEmpty() || !name.contains(avoid)) return dir.filePath(name);
+    }
+    return std::nullopt;
+}
+
+class SphinxSession final : public SpeechSession {
+public:
+    SphinxSession(cmd_ln_t* config, ps_decoder_t* decoder, const SessionOptions& options,
+                  SessionEvents events)
+        : config_(config),
+          decoder_(decoder),
+          partials_(options.partials),
+          events_(std::move(events)) {
+        frameRate_ = std::max(1, static_cast<int>(cmd_ln_int32_r(config_, "-frate")));
+    }
+
+    ~SphinxSession() override {
+        ps_free(decoder_);
+        cmd_ln_free_r(config_);
+    }
+
+    Status begin() {
+        if (ps_start_utt(decoder_) < 0) {
+            return fail(kSpeechEngineFailed, "Couldn't start listening: PocketSphinx refused.");
+        }
+        inUtterance_ = true;
+        return {};
+    }
+
+    Status feed(std::span<const int16_t> samples) override {
+        if (cancelled_) return fail(kSpeechCancelled, "Listening was cancelled.");
+        while (!samples.empty()) {
+            const auto chunk = samples.first(std::min(kChunk, samples.size()));
+            samples = samples.subspan(chunk.size());
+            if (!inUtterance_) {
+                if (Status s = begin(); !s) return s;
+            }
+            if (ps_process_raw(decoder_, chunk.data(), chunk.size(), FALSE, FALSE) < 0) {
+                return fail(kSpeechEngineFailed,
+                            "Couldn't make out the speech: PocketSphinx failed.");
+            }
+            const bool speech = ps_get_in_speech(decoder_) != 0;
+            if (heardSpeech_ && !speech) {
+                // Silence after speech: the utterance ends here, so its word times stay right.
+                endUtterance();
+            } else if (speech && partials_) {
+                reportPartial();
+            }
+            heardSpeech_ = speech;
+            if (cancelled_) return fail(kSpeechCancelled, "Listening was cancelled.");
+        }
+        return {};
+    }
+
+    Result<QString> finish() override {
+        if (cancelled_) return fail(kSpeechCancelled, "Listening was cancelled.");
+        if (inUtterance_) endUtterance();
+        heardSpeech_ = false;
+        return finals_.join(' ');
+    }
+
+    void cancel() override { cancelled_ = true; }
+
+private:
+    void endUtterance() {
+        ps_end_utt(decoder_);
+        inUtterance_ = false;
+        SpeechResult result;
+        for (ps_seg_t* seg = ps_seg_iter(decoder_); seg; seg = ps_seg_next(seg)) {
+            const char* word = ps_seg_word(seg);
+            if (!word || isFiller(word)) continue;
+            int first = 0, last = 0;
+            ps_seg_frames(seg, &first, &last);
+            result.words.append(Word{static_cast<double>(first) / frameRate_,
+                                     static_cast<double>(last + 1) / frameRate_, spelling(word)});
+        }
+        if (result.words.isEmpty() || cancelled_) return;
+        QStringList texts;
+        texts.reserve(result.words.size());
+        for (const Word& w : result.words) texts << w.text;
+        result.text = texts.join(' ');
+        result.start = result.words.first().start;
+        result.end = result.words.last().end;
+        finals_ << result.text;
+        if (events_.final) events_.final(result);
+        if (partials_) reportPartial();
+    }
+
+    void reportPartial() {
+        QString text = finals_.join(' ');
+        if (inUtterance_) {
+            const char* hypothesis = ps_get_hyp(decoder_, nullptr);
+            if (hypothesis && *hypothesis) {
+                if (!text.isEmpty()) text += ' ';
+                text += QString::fromUtf8(hypothesis);
+            }
+        }
+        if (text == lastPartial_ || cancelled_) return;
+        lastPartial_ = text;
+        if (events_.partial) events_.partial(text);
+    }
+
+    cmd_ln_t* config_;
+    ps_decoder_t* decoder_;
+    bool partials_;
+    SessionEvents events_;
+    int frameRate_ = 100;
+    bool inUtterance_ = false;
+    bool heardSpeech_ = false;
+    QStringList finals_;
+    QString lastPartial_;
+    std::atomic<bool> cancelled_ = false;
+};
+
+}  // namespace
+
+std::optional<SphinxModel> SphinxModel::inFolder(const QString& folder) {
+    const QDir dir(folder);
+    if (!dir.exists()) return std::nullopt;
+    SphinxModel model;
+    QStringList places{dir.path()};
+    for (const QString& sub : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+        places << dir.filePath(sub);
+    }
+    for (const QString& place : places) {
+        const QDir here(place);
+        if (model.acoustic.isEmpty() && here.exists("mdef")) model.acoustic = here.path();
+        if (model.languageModel.isEmpty()) {
+            // The phone language model beside the word one is for phoneme decoding.
+            model.languageModel = firstFile(here, "*.lm.bin", "-phone")
+                                      .value_or(firstFile(here, "*.lm", "-phone").value_or(""));
+        }
+        if (model.dictionary.isEmpty()) model.dictionary = firstFile(here, "*.dict").value_or("");
+    }
+    if (model.acoustic.isEmpty() || model.languageModel.isEmpty() || model.dictionary.isEmpty()) {
+        return std::nullopt;
+    }
+    return model;
+}
+
+PocketSphinxEngine::PocketSphinxEngine(QString systemModels, QString userModels)
+    : systemModels_(std::move(systemModels)), userModels_(std::move(userModels)) {}
+
+QString PocketSphinxEngine::systemModelFolder() {
+    const QString configured = qEnvironmentVariable("PELIX_SPEECH_SYSTEM_MODELS");
+    if (!configured.isEmpty()) return configured;
+    QProcess pkgConfig;
+    pkgConfig.start("pkg-config", {"--variable=modeldir", "pocketsphinx"});
+    if (pkgConfig.waitForFinished(3000) && pkgConfig.exitStatus() == QProcess::NormalExit &&
+        pkgConfig.exitCode() == 0) {
+        const QString found = QString::fromLocal8Bit(pkgConfig.readAllStandardOutput()).trimmed();
+        if (!found.isEmpty()) return found;
+    }
+    return QStringLiteral(PELIX_POCKETSPHINX_MODELDIR);
+}
+
+QStringList PocketSphinxEngine::supportedLocales() const {
+    QStringList locales{kSystemLocale};
+    const QDir user(userModels_);
+    for (const QString& sub : user.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+        const QString locale = normalizedLocale(sub);
+        if (!locale.isEmpty() && !locales.contains(locale)) locales << locale;
+    }
+    return locales;
+}
+
+std::optional<QString> PocketSphinxEngine::supportedLocale(const QString& requested) const {
+    const QString wanted = normalizedLocale(requested);
+    if (wanted.isEmpty()) return std::nullopt;
+    const QStringList locales = supportedLocales();
+    if (locales.contains(wanted)) return wanted;
+    // Another region of the same language is understood well enough: "en-GB" by "en-US".
+    const QString language = wanted.section('-', 0, 0);
+    for (const QString& locale : locales) {
+        if (locale.section('-', 0, 0) == language) return locale;
+    }
+    return std::nullopt;
+}
+
+std::optional<SphinxModel> PocketSphinxEngine::model(const QString& locale) const {
+    const QString normal = normalizedLocale(locale);
+    const QDir user(userModels_);
+    for (const QString& sub : user.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+        if (normalizedLocale(sub) != normal) continue;
+        if (auto model = SphinxModel::inFolder(user.filePath(sub))) return model;
+    }
+    if (normal == kSystemLocale) return SphinxModel::inFolder(systemModels_ + "/en-us");
+    return std::nullopt;
+}
+
+bool PocketSphinxEngine::installed(const QString& locale) const {
+    return model(locale).has_value();
+}
+
+QString PocketSphinxEngine::installHint(const QString& locale) const {
+    if (normalizedLocale(locale) == kSystemLocale) {
+        return QStringLiteral("Transcribing needs a speech model: install %1.").arg(kSystemPackage);
+    }
+    return "Transcribing in " + localeDisplayName(locale) +
+           " needs a speech model: put its acoustic model, language model and dictionary into " +
+           QDir(userModels_).filePath(normalizedLocale(locale)) + ".";
+}
+
+Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& locale,
+                                                                 const SessionOptions& options,
+                                                                 SessionEvents events) {
+    const std::optional<SphinxModel> found = model(locale);
+    if (!found) return fail(kSpeechNoModel, installHint(locale));
+    const QByteArray hmm = QFile::encodeName(found->acoustic);
+    const QByteArray lm = QFile::encodeName(found->languageModel);
+    const QByteArray dict = QFile::encodeName(found->dictionary);
+    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.constData(), "-lm",
+                                   lm.constData(), "-dict", dict.constData(), "-samprate", "16000",
+                                   "-logfn", "/dev/null", nullptr);
+    if (!config) {
+        return fail(kSpeechEngineFailed,
+                    "Couldn't start PocketSphinx with the model in " + found->acoustic + ".");
+    }
+    ps_decoder_t* decoder = ps_init(config);
+    if (!decoder) {
+        cmd_ln_free_r(config);
+        return fail(kSpeechEngineFailed,
+                    "Couldn't load the speech model in " + found->acoustic + ".");
+    }
+
+    // Names and terms to expect: words the dictionary knows are given a place in the language
+    // model; others would need a pronunciation nobody gave, so they are left out.
+    QList<std::pair<QByteArray, QByteArray>> known;  // word, phones
+    QSet<QByteArray> seen;
+    for (const QString& entry : options.words) {
+        for (const QString& part : entry.split(' ', Qt::SkipEmptyParts)) {
+            const QByteArray word = part.toLower().toUtf8();
+            if (seen.contains(word)) continue;
+            seen.insert(word);
+            char* phones = ps_lookup_word(decoder, word.constData());
+            if (!phones) {
+                logLine("speech", "left out \"" + part + "\": the dictionary doesn't know it");
+                continue;
+            }
+            known.append({word, QByteArray(phones)});
+            ckd_free(phones);
+        }
+    }
+    for (qsizetype i = 0; i < known.size(); ++i) {
+        // Only the last addition needs to rebuild the search.
+        ps_add_word(decoder, known[i].first.constData(), known[i].second.constData(),
+                    i + 1 == known.size() ? TRUE : FALSE);
+    }
+
+    auto session = std::make_unique<SphinxSession>(config, decoder, options, std::move(events));
+    if (Status s = session->begin(); !s) return std::unexpected(s.error());
+    return std::unique_ptr<SpeechSession>(std::move(session));
+}
+
+}  // namespace pelix

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "core/Error.h"
+#include "core/Word.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+
+namespace pelix {
+
+// Sample format every engine is fed: signed 16-bit, mono, this rate.
+inline constexpr int kSpeechSampleRate = 16000;
+
+// Error codes of the speech layer.
+enum : int {
+    kSpeechNoModel = 2001,       // the locale's model is not on this machine
+    kSpeechEngineFailed = 2002,  // the recogniser could not start or decode
+    kSpeechCancelled = 2003,     // the session was cancelled
+};
+
+// One final stretch of speech: its time range and the time range of each word, in seconds from
+// the start of the stream.
+struct SpeechResult {
+    double start = 0;
+    double end = 0;
+    QString text;
+    QList<Word> words;
+
+    bool operator==(const SpeechResult&) const = default;
+};
+
+struct SessionOptions {
+    // Report partial texts (live dictation). File runs leave it off.
+    bool partials = false;
+    // Names and terms to expect. Words the engine cannot use are ignored (and logged).
+    QStringList words;
+};
+
+// What a session reports. Both run on the thread that calls `feed` or `finish`, in order.
+struct SessionEvents {
+    // The whole text of the session so far, final stretches and the one being heard; only
+    // when asked for, and only when it changed. Later texts may revise earlier ones.
+    std::function<void(const QString&)> partial;
+    // Each stretch as soon as it is final.
+    std::function<void(const SpeechResult&)> final;
+};
+
+// One recognition over a stream of 16 kHz mono PCM: live from a microphone or a whole file.
+class SpeechSession {
+public:
+    virtual ~SpeechSession() = default;
+    // Hands over the next samples; decodes them on the calling thread.
+    virtual Status feed(std::span<const int16_t> samples) = 0;
+    // Ends the stream: the last stretch becomes final. Returns the whole final text (the final
+    // stretches joined by spaces). Fails with kSpeechCancelled after `cancel`.
+    virtual Result<QString> finish() = 0;
+    // Stops the session: nothing more is reported and later calls fail with kSpeechCancelled.
+    // Safe to call from any thread.
+    virtual void cancel() = 0;
+};
+
+// A speech recogniser for some locales. Locales are BCP 47 identifiers ("en-US").
+class SpeechEngine {
+public:
+    virtual ~SpeechEngine() = default;
+
+    // A short name for logs ("pocketsphinx").
+    virtual QString name() const = 0;
+    // Every locale the engine can serve, installed or not.
+    virtual QStringList supportedLocales() const = 0;
+    // The supported locale that serves `requested` ("en", "en_US" and "en-GB" may all be served
+    // by "en-US"), or none.
+    virtual std::optional<QString> supportedLocale(const QString& requested) const = 0;
+    // Whether the model of a supported locale is on this machine.
+    virtual bool installed(const QString& locale) const = 0;
+    // When not installed: one sentence saying what to install.
+    virtual QString installHint(const QString& locale) const = 0;
+    // Starts a session in a supported, installed locale. Takes a noticeable moment (the model is
+    // loaded): call it off the main thread.
+    virtual Result<std::unique_ptr<SpeechSession>> start(const QString& locale,
+                                                         const SessionOptions& options,
+                                                         SessionEvents events) = 0;
+};
+
+}  // namespace pelix

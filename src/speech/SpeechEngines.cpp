@@ -1,0 +1,72 @@
+#include "speech/SpeechEngines.h"
+
+#include "core/Paths.h"
+#include "speech/PocketSphinxEngine.h"
+
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
+
+namespace pelix {
+
+SpeechEngines SpeechEngines::standard() {
+    SpeechEngines engines;
+    engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
+                                                     paths::dataDir() + "/models"));
+    return engines;
+}
+
+void SpeechEngines::add(std::unique_ptr<SpeechEngine> engine) {
+    engines_.push_back(std::move(engine));
+}
+
+std::optional<SpeechEngines::Choice> SpeechEngines::resolve(const QString& requested) const {
+    for (const auto& engine : engines_) {
+        if (std::optional<QString> locale = engine->supportedLocale(requested)) {
+            return Choice{*locale, engine.get()};
+        }
+    }
+    return std::nullopt;
+}
+
+QStringList SpeechEngines::locales() const {
+    QStringList all;
+    for (const auto& engine : engines_) all += engine->supportedLocales();
+    return all;
+}
+
+QString normalizedLocale(const QString& identifier) {
+    QStringList parts =
+        QString(identifier.trimmed()).replace('_', '-').split('-', Qt::SkipEmptyParts);
+    if (parts.isEmpty()) return {};
+    parts[0] = parts[0].toLower();
+    for (qsizetype i = 1; i < parts.size(); ++i) {
+        QString& part = parts[i];
+        if (part.size() == 4) {
+            part = part.left(1).toUpper() + part.mid(1).toLower();  // script: "Hant"
+        } else if (part.size() <= 3) {
+            part = part.toUpper();  // region: "US", "419"
+        } else {
+            part = part.toLower();  // variant
+        }
+    }
+    return parts.join('-');
+}
+
+QString localeDisplayName(const QString& identifier) {
+    const QString normal = normalizedLocale(identifier);
+    const icu::Locale locale(QString(normal).replace('-', '_').toUtf8().constData());
+    icu::UnicodeString language;
+    locale.getDisplayLanguage(icu::Locale::getDefault(), language);
+    // ICU answers with the code itself for a language it has no name for.
+    if (locale.isBogus() || language.isEmpty() ||
+        language == icu::UnicodeString::fromUTF8(locale.getLanguage())) {
+        return identifier;
+    }
+    icu::UnicodeString name;
+    locale.getDisplayName(icu::Locale::getDefault(), name);
+    std::string utf8;
+    name.toUTF8String(utf8);
+    return QString::fromStdString(utf8);
+}
+
+}  // namespace pelix

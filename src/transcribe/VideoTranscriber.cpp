@@ -1,0 +1,158 @@
+#include "transcribe/VideoTranscriber.h"
+
+#include "media/AudioDecoder.h"
+#include "media/Media.h"
+#include "text/Words.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QPointer>
+#include <QSet>
+#include <QThreadPool>
+
+#include <algorithm>
+
+namespace pelix::VideoTranscriber {
+namespace {
+
+Error cancelled() {
+    return Error::pelix(kCancelled, QStringLiteral("Transcribing was cancelled."));
+}
+
+// Removes the temporary sound file when the run ends, however it ends.
+struct RemoveOnExit {
+    QString path;
+    ~RemoveOnExit() {
+        if (!path.isEmpty()) QFile::remove(path);
+    }
+};
+
+}  // namespace
+
+QString defaultLocale(const SpeechEngines& engines) {
+    const QString system = QLocale::system().name();
+    if (system != "C" && resolve(engines, system)) return normalizedLocale(system);
+    return QStringLiteral("en-US");
+}
+
+std::optional<SpeechEngines::Choice> resolve(const SpeechEngines& engines, const QString& locale) {
+    return engines.resolve(locale);
+}
+
+QStringList languages(const SpeechEngines& engines) {
+    QStringList unique;
+    QSet<QString> seen;
+    for (const QString& locale : engines.locales()) {
+        if (seen.contains(locale)) continue;
+        seen.insert(locale);
+        unique << locale;
+    }
+    QList<std::pair<QString, QString>> named;  // display name, identifier
+    named.reserve(unique.size());
+    for (const QString& locale : unique) named.append({localeDisplayName(locale), locale});
+    std::ranges::stable_sort(named, {}, &std::pair<QString, QString>::first);
+    QStringList sorted;
+    for (const auto& [name, locale] : named) sorted << locale;
+    return sorted;
+}
+
+Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& file,
+                                 const QString& locale, const QStringList& words,
+                                 const StatusCallback& status, const HeardCallback& heard,
+                                 std::stop_token stop) {
+    const std::optional<SpeechEngines::Choice> choice = resolve(engines, locale);
+    if (!choice) {
+        return fail(kUnsupportedLocale, "This computer can't transcribe " +
+                                            localeDisplayName(locale) + ". Pick another language.");
+    }
+    // There is no model download here: a missing model is named, and nothing else happens.
+    if (!choice->engine->installed(choice->locale)) {
+        return fail(kNoModel, choice->engine->installHint(choice->locale));
+    }
+
+    if (status) status(QStringLiteral("Getting the sound out…"));
+    Result<QString> sound = media::extractAudio(file);
+    if (!sound) return std::unexpected(sound.error());
+    const RemoveOnExit removal{*sound};
+
+    if (stop.stop_requested()) return std::unexpected(cancelled());
+    QList<Spoken> spoken;
+    SessionEvents events;
+    events.final = [&](const SpeechResult& result) {
+        Spoken piece{result.start, result.end, result.text, result.words};
+        spoken.append(piece);
+        if (heard) heard(piece);
+    };
+    SessionOptions options;
+    options.words = words;
+    auto session = choice->engine->start(choice->locale, options, std::move(events));
+    if (!session) return std::unexpected(session.error());
+
+    if (stop.stop_requested()) return std::unexpected(cancelled());
+    if (status) status(QStringLiteral("Listening…"));
+    auto decoder = media::AudioDecoder::open(*sound, kSpeechSampleRate);
+    if (!decoder) {
+        return fail(kUnreadable,
+                    "Couldn't read the sound from " + QFileInfo(file).fileName() + ".");
+    }
+    std::vector<int16_t> block;
+    for (;;) {
+        if (stop.stop_requested()) {
+            (*session)->cancel();
+            return std::unexpected(cancelled());
+        }
+        Result<bool> more = (*decoder)->read(block);
+        if (!more) return std::unexpected(more.error());
+        if (!*more) break;
+        if (Status fed = (*session)->feed(block); !fed) return std::unexpected(fed.error());
+    }
+    if (Result<QString> done = (*session)->finish(); !done) return std::unexpected(done.error());
+    return spoken;
+}
+
+std::stop_source start(const SpeechEngines& engines, const QString& file, const QString& locale,
+                       const QStringList& words, QObject* context, StatusCallback status,
+                       HeardCallback heard, std::function<void(Result<QList<Spoken>>)> done) {
+    std::stop_source source;
+    QPointer<QObject> owner(context);
+    QThreadPool::globalInstance()->start([=, &engines, stop = source.get_token()] {
+        auto onOwner = [owner](auto call) {
+            if (owner)
+                QMetaObject::invokeMethod(owner.data(), std::move(call), Qt::QueuedConnection);
+        };
+        auto result = transcribe(
+            engines, file, locale, words,
+            [&](const QString& text) {
+                if (status) onOwner([status, text] { status(text); });
+            },
+            [&](const Spoken& piece) {
+                if (heard) onOwner([heard, piece] { heard(piece); });
+            },
+            stop);
+        if (done) onOwner([done, result = std::move(result)] { done(result); });
+    });
+    return source;
+}
+
+QString paragraphs(const QList<Spoken>& spoken, double gap) {
+    QString text;
+    double previousEnd = 0.0;
+    bool first = true;
+    for (const Spoken& piece : spoken) {
+        const QString trimmed = piece.text.trimmed();
+        if (trimmed.isEmpty()) continue;
+        if (!first)
+            text += gap < piece.start - previousEnd ? QStringLiteral("\n\n") : QStringLiteral(" ");
+        text += trimmed;
+        previousEnd = piece.end;
+        first = false;
+    }
+    return withoutActually(text);
+}
+
+Result<double> duration(const QString& file) {
+    return media::duration(file);
+}
+
+}  // namespace pelix::VideoTranscriber

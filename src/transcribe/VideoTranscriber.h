@@ -1,0 +1,81 @@
+#pragma once
+
+#include "core/Error.h"
+#include "core/Word.h"
+#include "speech/SpeechEngines.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+#include <stop_token>
+
+namespace pelix {
+
+// One final stretch of recognised speech: seconds from the start of the file, the text as
+// recognised and its timed words.
+struct Spoken {
+    double start = 0;
+    double end = 0;
+    QString text;
+    QList<Word> words;
+
+    bool operator==(const Spoken&) const = default;
+};
+
+// Turns the speech in a video or audio file into timed text on this machine. Stateless: the
+// engines are handed in.
+namespace VideoTranscriber {
+
+// Error codes; every failure but cancellation carries a sentence to show as it stands.
+enum : int {
+    kUnsupportedLocale = 3001,
+    kNoModel = 3002,
+    kUnreadable = 3003,
+    kCancelled = 3004,
+};
+
+// The locale of the machine when an engine serves it, else "en-US".
+QString defaultLocale(const SpeechEngines& engines);
+
+// The supported locale and engine for a requested locale, or none.
+std::optional<SpeechEngines::Choice> resolve(const SpeechEngines& engines, const QString& locale);
+
+// Every locale some engine supports, once per identifier (the first engine's), sorted by display
+// name (stable), for a language menu.
+QStringList languages(const SpeechEngines& engines);
+
+using StatusCallback = std::function<void(const QString&)>;
+using HeardCallback = std::function<void(const Spoken&)>;
+
+// The whole run, on the calling thread (not the main thread: it takes seconds). `words` are
+// names and terms to expect. `status` gets "Getting the sound out…" and "Listening…"; `heard`
+// gets each stretch as soon as it is final, in order; both are called on this thread. A stop
+// requested through `stop` ends the run at the next check with kCancelled. The temporary sound
+// file is removed however the run ends.
+Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& file,
+                                 const QString& locale, const QStringList& words,
+                                 const StatusCallback& status, const HeardCallback& heard,
+                                 std::stop_token stop = {});
+
+// The same run on a worker thread. `status`, `heard` and `done` are called on the thread of
+// `context` (queued), and not at all once `context` is gone. `engines` must outlive the run.
+// Returns the source to request a stop with.
+std::stop_source start(const SpeechEngines& engines, const QString& file, const QString& locale,
+                       const QStringList& words, QObject* context, StatusCallback status,
+                       HeardCallback heard, std::function<void(Result<QList<Spoken>>)> done);
+
+// The stretches as text: a blank line where the pause before a stretch is longer than `gap`
+// seconds, else a space; stretches without text are skipped and do not count for the pause. The
+// transcript clean-up is applied to the whole.
+QString paragraphs(const QList<Spoken>& spoken, double gap);
+
+// A media file's length in seconds.
+Result<double> duration(const QString& file);
+
+}  // namespace VideoTranscriber
+
+}  // namespace pelix
