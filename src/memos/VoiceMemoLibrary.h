@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+namespace pelix {
+
+class Prefs;
+
+// One recording of the recordings folder. Its identity is its file.
+struct VoiceMemo {
+    QUrl url;
+    // The name given in the recorder, else the recording date as a date-and-time text.
+    QString title;
+    QDateTime date;
+    double seconds = 0;
+
+    bool operator==(const VoiceMemo&) const = default;
+};
+
+inline size_t qHash(const VoiceMemo& memo, size_t seed = 0) {
+    return qHash(memo.url, seed);
+}
+
+// One file of the recordings folder with the dates the watcher needs.
+struct FolderFile {
+    QString path;
+    QString name;
+    // The file system's birth time; the modification time where it keeps none.
+    QDateTime created;
+    QDateTime modified;
+};
+
+// Reads the recordings folder and its "CloudRecordings.db" without ever writing to either.
+namespace VoiceMemoLibrary {
+
+inline constexpr auto kDatabaseName = "CloudRecordings.db";
+
+// Texts for callers that find the folder closed.
+inline constexpr auto kFolderClosedLog = "voice memos: folder closed (it cannot be read)";
+inline constexpr auto kFolderClosedHint =
+    "Let Pelix read your recordings folder and your voice memos come in by themselves.";
+
+// One row of the database: the stored path's last component, the name (maybe empty), the
+// recording date and the length.
+struct Row {
+    QString file;
+    QString title;
+    QDateTime date;
+    double seconds = 0;
+};
+
+// The recordings folder: the preference "voiceMemos.testFolder" when set, else the recorder's
+// folder under the home folder.
+QString folder(const Prefs& prefs);
+
+// Whether the folder can be listed now.
+bool canRead(const QString& folder);
+
+// The folder's direct contents, in the order the file system lists them; none when the folder
+// cannot be listed.
+std::optional<QList<FolderFile>> listFolder(const QString& folder);
+
+// Whether a file name has one of the recorder's extensions (m4a, qta, mp4, in any case).
+bool isRecording(const QString& name);
+
+// The rows of the database at `path`, in database order; empty when anything about it fails.
+QList<Row> rows(const QString& path);
+
+// The recordings, newest first (equal dates keep folder order); none when the folder cannot be
+// listed. Files the database does not know are listed by their creation date with length 0.
+std::optional<QList<VoiceMemo>> memos(const QString& folder);
+
+// The date-and-time text that stands in for a missing name: medium date, short time, in the
+// user's locale.
+QString dateTitle(const QDateTime& date);
+
+// The recorder's reference date, 2001-01-01 00:00:00 UTC.
+QDateTime referenceDate();
+
+}  // namespace VoiceMemoLibrary
+}  // namespace pelix

@@ -1,0 +1,381 @@
+#include "memos/VoiceMemoWatcher.h"
+
+#include "MemoTestSupport.h"
+#include "fakes/LoopbackBackend.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QMutex>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+#include <QThread>
+
+namespace pelix {
+namespace {
+
+using fakes::Recorded;
+using fakes::Reply;
+using testing::waitUntil;
+using testing::writeFile;
+
+class TestClock final : public Clock {
+public:
+    double uptime() const override { return 0; }
+    QDateTime now() const override { return now_; }
+    QDateTime now_ = QDateTime::currentDateTimeUtc();
+};
+
+class HandTicker final : public Ticker {
+public:
+    void start(double seconds, std::function<void()> tick) override {
+        every = seconds;
+        tick_ = std::move(tick);
+    }
+    void stop() override { tick_ = nullptr; }
+    void tick() {
+        if (tick_) tick_();
+    }
+    double every = 0;
+
+private:
+    std::function<void()> tick_;
+};
+
+// Media and on-device hearing stand-ins: lengths by file name, cuts that write what they cover,
+// a local transcript or failure.
+struct FakeTools {
+    QMutex lock;
+    QHash<QString, double> lengths;
+    QList<std::pair<double, double>> cuts;
+    std::optional<QString> local = QString("heard here");
+    QList<std::pair<QString, QStringList>> heard;  // locale and expected words of each run
+    QTemporaryDir scratch;
+
+    MemoTools tools() {
+        return MemoTools{
+            [this](const QString& file) -> Result<double> {
+                QMutexLocker hold(&lock);
+                return lengths.value(QFileInfo(file).fileName(), 30);
+            },
+            [this](const QString&, double from, double length) -> Result<QString> {
+                QMutexLocker hold(&lock);
+                cuts.push_back({from, length});
+                return writeFile(scratch.path(), QString("cut-%1.m4a").arg(cuts.size()),
+                                 QString("audio %1+%2").arg(from).arg(length).toUtf8());
+            },
+            [](const QString&) -> std::optional<QDateTime> { return std::nullopt; },
+            [this](const QString&, const QString& locale,
+                   const QStringList& words) -> Result<QString> {
+                QMutexLocker hold(&lock);
+                heard.push_back({locale, words});
+                if (!local) return fail(9, "No speech model.");
+                return *local;
+            },
+        };
+    }
+};
+
+bool transcribeOnly(const Recorded& request) {
+    return request.json.value("transcribe_only").toBool();
+}
+
+class WatcherTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        tokens.write("pelix_memo_token");
+        prefs.setValue("voiceMemos.testFolder", folder.path());
+        prefs.setValue("voiceMemos.on", true);
+        prefs.setValue("voiceMemos.since", 0.0);
+        clock.now_ = QDateTime::currentDateTimeUtc().addSecs(600);
+        hearByBackend("from the backend");
+        backend.answerWith("braindump", [this](const Recorded& request) {
+            if (transcribeOnly(request)) return heardReply;
+            return filingReply;
+        });
+        watcher.onStatus([this](const QString& text) { statuses << text; });
+    }
+
+    void hearByBackend(const QString& text) { heardReply = Reply::json({{"text", text}}); }
+    QList<Recorded> filings() const {
+        QList<Recorded> out;
+        for (const Recorded& r : backend.requests("braindump")) {
+            if (!transcribeOnly(r)) out << r;
+        }
+        return out;
+    }
+    bool waitForStatus(const QString& text) {
+        return waitUntil([&] { return statuses.contains(text); });
+    }
+    bool idle() {
+        return waitUntil([&] { return !watcher.busy(); });
+    }
+    QStringList sent() const { return prefs.value("voiceMemos.sent").toStringList(); }
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend backend;
+    QTemporaryDir folder;
+    TestClock clock;
+    HandTicker ticker;
+    FakeTools fake;
+    QNetworkAccessManager network;
+    TokenStore tokens{home.dataDir()};
+    Prefs prefs{home.configDir() + "/Pelix.conf"};
+    Api api{backend.base(), tokens, &network, &clock};
+    VoiceMemoWatcher watcher{api, prefs, clock, fake.tools(), ticker};
+    QStringList statuses;
+    Reply heardReply;
+    Reply filingReply = Reply::json({});
+};
+
+TEST_F(WatcherTest, AMemoIsSentOnlyOnce90SecondsAfterItsLastWrite) {
+    const QDateTime written = QDateTime::currentDateTimeUtc().addSecs(-5);
+    writeFile(folder.path(), "fresh.m4a", "audio", written);
+
+    clock.now_ = written.addSecs(89);
+    watcher.look();
+    EXPECT_FALSE(watcher.busy());
+
+    clock.now_ = written.addMSecs(90001);
+    watcher.look();
+    EXPECT_TRUE(watcher.busy());
+    ASSERT_TRUE(waitForStatus("Your voice memo is in Pelix."));
+    ASSERT_TRUE(idle());
+    EXPECT_EQ(sent(), QStringList{"fresh.m4a"});
+}
+
+TEST_F(WatcherTest, StartWritesSinceOnceAndLooksEveryMinute) {
+    prefs.remove("voiceMemos.since");
+    watcher.start();
+    const double since = prefs.value("voiceMemos.since").toDouble();
+    EXPECT_NEAR(since, clock.now_.toMSecsSinceEpoch() / 1000.0, 0.001);
+    EXPECT_EQ(ticker.every, 60);
+
+    clock.now_ = clock.now_.addSecs(3600);
+    watcher.start();
+    EXPECT_EQ(prefs.value("voiceMemos.since").toDouble(), since);
+}
+
+TEST_F(WatcherTest, AMemoFromBeforeSinceIsNeverSentByItselfButCanBeSentByHand) {
+    const QString path = writeFile(folder.path(), "old.m4a");
+    const QDateTime born = QFileInfo(path).birthTime();
+    prefs.setValue("voiceMemos.since", born.toMSecsSinceEpoch() / 1000.0 + 1);
+
+    watcher.look();
+    ticker.tick();
+    EXPECT_FALSE(watcher.busy());
+
+    std::optional<bool> done;
+    watcher.send(path, QString("Shopping"), [&](bool ok) { done = ok; });
+    ASSERT_TRUE(waitUntil([&] { return done.has_value(); }));
+    EXPECT_TRUE(*done);
+    ASSERT_EQ(filings().size(), 1);
+    EXPECT_EQ(filings().at(0).json.value("context").toObject().value("memo_title"), "Shopping");
+}
+
+TEST_F(WatcherTest, ABacklogDrainsOldestFirstWithoutWaitingForTheTimer) {
+    for (const char* name : {"c.m4a", "a.m4a", "b.m4a"}) {
+        writeFile(folder.path(), name);
+        QThread::msleep(15);
+    }
+    watcher.start();
+    ASSERT_TRUE(waitUntil([&] { return sent().size() == 3; }));
+    QStringList order;
+    for (const Recorded& r : filings()) order << r.json.value("filename").toString();
+    EXPECT_EQ(order, QStringList({"c.m4a", "a.m4a", "b.m4a"}));
+
+    // Renaming inside the recorder never changes the file name: nothing goes twice.
+    ticker.tick();
+    ticker.tick();
+    EXPECT_FALSE(watcher.busy());
+    EXPECT_EQ(filings().size(), 3);
+}
+
+TEST_F(WatcherTest, TheFilingCarriesTheTranscriptAndWhereTheMemoCameFrom) {
+    const QString inside = writeFile(folder.path(), "walk.m4a");
+    QTemporaryDir elsewhere;
+    const QString outside = writeFile(elsewhere.path(), "dropped.m4a", "abc");
+    fake.lengths["walk.m4a"] = 61.4;
+
+    for (const QString& path : {inside, outside}) {
+        std::optional<bool> done;
+        watcher.send(path, std::nullopt, [&](bool ok) { done = ok; });
+        ASSERT_TRUE(waitUntil([&] { return done.has_value(); }));
+        EXPECT_TRUE(*done);
+    }
+    ASSERT_EQ(filings().size(), 2);
+    const QJsonObject body = filings().at(0).json;
+    EXPECT_EQ(body.value("transcript"), "from the backend");
+    EXPECT_EQ(body.value("filename"), "walk.m4a");
+    const QJsonObject context = body.value("context").toObject();
+    EXPECT_EQ(context.value("source"), "voice-memos");
+    EXPECT_EQ(context.value("input"), "voice");
+    EXPECT_EQ(context.value("filename"), "walk.m4a");
+    EXPECT_EQ(context.value("duration_s"), 61);
+    EXPECT_EQ(context.value("recorder_key"), "voice-memo:walk.m4a");
+    EXPECT_FALSE(context.contains("memo_title"));
+    EXPECT_EQ(QDateTime::fromString(context.value("recorded_at").toString(), Qt::ISODate),
+              QFileInfo(inside).birthTime().addMSecs(-QFileInfo(inside).birthTime().time().msec()));
+    EXPECT_EQ(filings().at(0).headers.value("authorization"), "Bearer pelix_memo_token");
+
+    EXPECT_EQ(filings().at(1).json.value("context").toObject().value("recorder_key"),
+              "voice-file:ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+struct Failure {
+    const char* name;
+    std::optional<QString> backendHears;  // none: the backend fails to transcribe
+    std::optional<QString> machineHears;
+    Reply filing;
+    QString status;
+    bool triedAgain;  // by the next look
+};
+
+class WatcherFailures : public WatcherTest, public ::testing::WithParamInterface<Failure> {};
+
+TEST_P(WatcherFailures, ReportEachFailureAndRetryOnlyWhatMaySucceed) {
+    const Failure& c = GetParam();
+    if (c.backendHears) {
+        hearByBackend(*c.backendHears);
+    } else {
+        heardReply = Reply::json({{"error", "Transcription is down"}}, 503);
+    }
+    fake.local = c.machineHears;
+    filingReply = c.filing;
+    writeFile(folder.path(), "memo.m4a");
+
+    watcher.look();
+    ASSERT_TRUE(waitForStatus(c.status)) << statuses.join(" | ").toStdString();
+    ASSERT_TRUE(idle());
+    EXPECT_TRUE(sent().isEmpty());
+
+    // The next minute: a memo worth another try is heard again and, now, filed.
+    hearByBackend("second time lucky");
+    fake.local = QString("second time lucky");
+    filingReply = Reply::json({});
+    const int before = backend.requests("braindump").size();
+    watcher.look();
+    if (c.triedAgain) {
+        ASSERT_TRUE(waitForStatus("Your voice memo is in Pelix."));
+        ASSERT_TRUE(idle());
+        EXPECT_EQ(sent(), QStringList{"memo.m4a"});
+    } else {
+        EXPECT_FALSE(watcher.busy());
+        EXPECT_EQ(backend.requests("braindump").size(), before);
+        EXPECT_EQ(prefs.value("voiceMemos.refused").toStringList(), QStringList{"memo.m4a"});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Failures, WatcherFailures,
+    ::testing::Values(
+        Failure{"FilingRefusedWithError", QString("words"), std::nullopt,
+                Reply::json({{"error", "The account is full"}}, 500),
+                "A voice memo could not be sent: The account is full. It will be tried again.",
+                true},
+        Failure{"Refused422", QString("words"), std::nullopt, Reply::text("", 422),
+                "A voice memo had no words in it.", false},
+        Failure{"NothingHeardAnywhere", std::nullopt, std::nullopt, Reply::json({}),
+                "A voice memo could not be heard. It will be tried again.", true},
+        Failure{"OnlySilence", QString("   "), std::nullopt, Reply::json({}),
+                "A voice memo had no words in it.", false}),
+    [](const ::testing::TestParamInfo<Failure>& info) { return std::string(info.param.name); });
+
+TEST_F(WatcherTest, ALongMemoIsHeardInPiecesInOrder) {
+    const QString path = writeFile(folder.path(), "long.m4a");
+    fake.lengths["long.m4a"] = 800;
+    int piece = 0;
+    backend.answerWith("braindump", [&piece](const Recorded& request) {
+        if (!transcribeOnly(request)) return Reply::json({});
+        return Reply::json({{"text", QString(" part %1 ").arg(++piece)}});
+    });
+
+    std::optional<bool> done;
+    watcher.send(path, std::nullopt, [&](bool ok) { done = ok; });
+    ASSERT_TRUE(waitUntil([&] { return done.has_value(); }));
+    EXPECT_TRUE(*done);
+
+    QStringList names;
+    QStringList audio;
+    for (const Recorded& r : backend.requests("braindump")) {
+        if (!transcribeOnly(r)) continue;
+        names << r.json.value("filename").toString();
+        audio << QString::fromUtf8(
+            QByteArray::fromBase64(r.json.value("audio_base64").toString().toLatin1()));
+    }
+    EXPECT_EQ(names, QStringList({"piece-1.m4a", "piece-2.m4a", "piece-3.m4a"}));
+    EXPECT_EQ(audio, QStringList({"audio 0+360", "audio 360+360", "audio 720+80"}));
+    EXPECT_EQ(filings().at(0).json.value("transcript"), "part 1 part 2 part 3");
+    EXPECT_EQ(statuses.last(), "Your 13-minute voice memo is in Pelix.");
+    // The cut pieces are temporary.
+    EXPECT_TRUE(QDir(fake.scratch.path()).isEmpty());
+}
+
+TEST_F(WatcherTest, TheMachineHearsWhenTheBackendCannotWithPeoplesNames) {
+    heardReply = Reply::json({{"error", "Too busy"}}, 503);
+    backend.answer("desktop",
+                   Reply::json({{"people", QJsonArray{QJsonObject{{"name", "Ada"}},
+                                                      QJsonObject{{"name", "Linus"}}}}}));
+    prefs.setValue("transcribeLanguage", "nl-NL");
+    const QString path = writeFile(folder.path(), "here.m4a");
+
+    std::optional<bool> done;
+    watcher.send(path, std::nullopt, [&](bool ok) { done = ok; });
+    ASSERT_TRUE(waitUntil([&] { return done.has_value(); }));
+    EXPECT_TRUE(*done);
+    ASSERT_EQ(fake.heard.size(), 1);
+    EXPECT_EQ(fake.heard.at(0).first, "nl-NL");
+    EXPECT_EQ(fake.heard.at(0).second, QStringList({"Ada", "Linus"}));
+    EXPECT_EQ(filings().at(0).json.value("transcript"), "heard here");
+}
+
+TEST(WatcherRules, MinuteWordingRoundsHalvesUp) {
+    const std::pair<double, QString> cases[] = {
+        {0, "Your voice memo is in Pelix."},
+        {89, "Your voice memo is in Pelix."},
+        {90, "Your 2-minute voice memo is in Pelix."},
+        {149.9, "Your 2-minute voice memo is in Pelix."},
+        {150, "Your 3-minute voice memo is in Pelix."},
+        {3600, "Your 60-minute voice memo is in Pelix."},
+    };
+    for (const auto& [seconds, text] : cases) {
+        EXPECT_EQ(VoiceMemoWatcher::sentText(seconds), text) << seconds;
+    }
+}
+
+TEST(WatcherRules, PiecesCoverTheWholeRecording) {
+    using Piece = VoiceMemoWatcher::Piece;
+    struct Case {
+        double seconds, piece;
+        QList<std::pair<double, double>> ranges;  // empty: sent whole
+        int counted;
+    };
+    const Case cases[] = {
+        {30, 360, {}, 1},
+        {360, 360, {}, 1},
+        {361, 360, {{0, 360}, {360, 1}}, 1},
+        {725, 360, {{0, 360}, {360, 360}, {720, 5}}, 2},
+        {720.01, 360, {{0, 360}, {360, 360}}, 2},
+        {10, 4, {{0, 4}, {4, 4}, {8, 2}}, 2},
+    };
+    for (const Case& c : cases) {
+        const QList<Piece> pieces = VoiceMemoWatcher::pieces(c.seconds, c.piece);
+        EXPECT_EQ(VoiceMemoWatcher::pieceCount(c.seconds, c.piece), c.counted) << c.seconds;
+        if (c.ranges.isEmpty()) {
+            ASSERT_EQ(pieces.size(), 1);
+            EXPECT_TRUE(pieces.at(0).whole);
+            continue;
+        }
+        ASSERT_EQ(pieces.size(), c.ranges.size()) << c.seconds;
+        for (qsizetype i = 0; i < pieces.size(); ++i) {
+            EXPECT_EQ(pieces.at(i).number, i + 1);
+            EXPECT_FALSE(pieces.at(i).whole);
+            EXPECT_DOUBLE_EQ(pieces.at(i).from, c.ranges.at(i).first);
+            EXPECT_NEAR(pieces.at(i).length, c.ranges.at(i).second, 1e-9);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace pelix
