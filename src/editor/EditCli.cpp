@@ -1,9 +1,251 @@
 #include "editor/EditCli.h"
 
 #include "core/Console.h"
+#include "core/Json.h"
+#include "editor/Captions.h"
+#include "editor/EditOps.h"
+#include "editor/Emphasis.h"
+#include "editor/ProjectStore.h"
+#include "editor/Timeline.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <functional>
+#include <map>
 
 namespace pelix {
+namespace {
 
-int runEditCli(const Args&, Backend&) { return console::notInThisBuild("The video editor's command line (--edit)"); }
+constexpr auto kUsage = R"(Usage: pelix --edit COMMAND PROJECT [...]
+
+PROJECT is a project file or the id of a project in the projects folder
+($PELIX_EDITOR_DIR, else ~/.local/share/Pelix/Editor). Results are JSON on standard output.
+
+  lines PROJECT                  the lines of the transcript
+  segments PROJECT               the kept segments in playing order
+  timeline PROJECT               the segments with their output starts and the total length
+  captions PROJECT [--srt|--vtt] the caption cues, or a subtitle file
+  zooms PROJECT                  the zoom factor of each segment
+  hook PROJECT                   the hook text, or null
+  popups PROJECT                 the pop-up phrases and their times
+  numbered PROJECT [--state]     the numbered lines as the service sees them
+  apply PROJECT OPS.json [--write]
+                                 apply edit operations (OPS.json may be - for standard input);
+                                 --write saves the changed project
+  list                           the saved projects
+)";
+
+QJsonArray numbers(const std::vector<double>& values) {
+    QJsonArray array;
+    for (const double v : values) array.append(v);
+    return array;
+}
+
+QJsonObject toJson(const Line& l) {
+    return {{"id", l.id},
+            {"clip", l.clip},
+            {"firstWord", l.firstWord},
+            {"lastWord", l.lastWord},
+            {"start", l.start},
+            {"end", l.end},
+            {"text", l.text}};
+}
+
+QJsonObject toJson(const Segment& s) {
+    return {{"clip", s.clip}, {"start", s.start}, {"end", s.end}, {"line", s.line}};
+}
+
+QJsonObject toJson(const CaptionCue& cue) {
+    QJsonObject object{{"start", cue.start},
+                       {"end", cue.end},
+                       {"words", QJsonArray::fromStringList(cue.words)},
+                       {"unspaced", cue.unspaced}};
+    if (cue.times) object.insert("times", numbers(*cue.times));
+    return object;
+}
+
+template <class T>
+QJsonArray arrayOf(const std::vector<T>& items) {
+    QJsonArray array;
+    for (const T& item : items) array.append(toJson(item));
+    return array;
+}
+
+void print(const QJsonValue& value) {
+    // A bare string or null is written as the single element of an array, brackets removed.
+    QByteArray text = json::compact(QJsonArray{value});
+    console::raw(text.mid(1, text.size() - 2) + '\n');
+}
+
+int failWith(const QString& sentence) {
+    console::err(sentence);
+    return 1;
+}
+
+// The project named on the command line and the file it came from.
+struct Opened {
+    EditProject project;
+    QString path;
+};
+
+Result<Opened> openProject(const QString& name) {
+    if (QFileInfo(name).isFile()) {
+        auto project = ProjectStore::openFile(name);
+        if (!project) return std::unexpected(project.error());
+        return Opened{std::move(*project), name};
+    }
+    const QUuid id = QUuid::fromString(name);
+    if (id.isNull() || !QFileInfo(ProjectStore::fileFor(id)).isFile()) {
+        return fail(1, QStringLiteral("Couldn't find the project %1: it is neither a file nor "
+                                      "the id of a saved project.")
+                           .arg(name));
+    }
+    auto project = ProjectStore::open(id);
+    if (!project) return std::unexpected(project.error());
+    return Opened{std::move(*project), ProjectStore::fileFor(id)};
+}
+
+Result<QJsonArray> readOps(const QString& name) {
+    QFile file;
+    const bool opened = name == "-" ? file.open(stdin, QIODevice::ReadOnly)
+                                    : (file.setFileName(name), file.open(QIODevice::ReadOnly));
+    if (!opened) {
+        return fail(1, QStringLiteral("Couldn't read the operations in %1: %2.")
+                           .arg(name, file.errorString()));
+    }
+    QJsonParseError error{};
+    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
+    if (doc.isArray()) return doc.array();
+    if (doc.isObject() && doc.object().value("ops").isArray()) {
+        return doc.object().value("ops").toArray();
+    }
+    return fail(1, QStringLiteral("Couldn't read the operations in %1: they are not a JSON list "
+                                  "of operations.")
+                       .arg(name));
+}
+
+QJsonArray listing() {
+    QJsonArray array;
+    for (const ProjectStore::Entry& e : ProjectStore::list()) {
+        QJsonObject object{{"file", e.file}, {"modified", json::isoDate(e.modified)}};
+        if (e.error) {
+            object.insert("error", *e.error);
+        } else {
+            object.insert("id", upperUuid(e.id));
+            object.insert("name", e.name);
+            object.insert("mediaMissing", e.mediaMissing);
+        }
+        array.append(object);
+    }
+    return array;
+}
+
+// What the commands that read a project print; each returns the exit status.
+struct Derived {
+    const EditProject& project;
+    std::vector<Line> lines = pelix::lines(project.clips);
+    Timeline timeline{segments(project, lines)};
+};
+
+int apply(const Opened& opened, const QStringList& words, const Args& args) {
+    if (words.size() < 3) {
+        return failWith("Say which operations to apply: pelix --edit apply PROJECT OPS.json.");
+    }
+    const auto ops = readOps(words.at(2));
+    if (!ops) return failWith(ops.error().message);
+    const Applied applied = applyOps(*ops, opened.project);
+    if (args.has("--write")) {
+        const Status saved = ProjectStore::saveAs(applied.project, opened.path);
+        if (!saved) return failWith(saved.error().message);
+    }
+    print(QJsonObject{{"project", toJson(applied.project)},
+                      {"remember", QJsonArray::fromStringList(applied.remember)},
+                      {"forget", QJsonArray::fromStringList(applied.forget)},
+                      {"skipped", applied.skipped}});
+    return 0;
+}
+
+int show(const QString& command, const Opened& opened, const QStringList& words, const Args& args) {
+    const EditProject& project = opened.project;
+    if (command == "apply") return apply(opened, words, args);
+    if (command == "numbered") return print(linePayload(project, args.has("--state"))), 0;
+    if (command == "hook") {
+        const auto hook = hookText(project);
+        return print(hook ? QJsonValue(*hook) : QJsonValue(QJsonValue::Null)), 0;
+    }
+    const Derived d{project};
+    if (command == "lines") return print(arrayOf(d.lines)), 0;
+    if (command == "segments") return print(arrayOf(d.timeline.segments())), 0;
+    if (command == "timeline") {
+        return print(QJsonObject{{"segments", arrayOf(d.timeline.segments())},
+                                 {"starts", numbers(d.timeline.starts())},
+                                 {"total", d.timeline.total()}}),
+               0;
+    }
+    if (command == "zooms") return print(numbers(zooms(project, d.timeline))), 0;
+    if (command == "popups") {
+        QJsonArray array;
+        for (const PopUp& p : popUps(project, d.timeline, d.lines)) {
+            array.append(QJsonObject{{"start", p.start}, {"end", p.end}, {"text", p.text}});
+        }
+        return print(array), 0;
+    }
+    // captions
+    const auto cues = captions(project, d.timeline, d.lines);
+    if (args.has("--srt") || args.has("--vtt")) {
+        const auto format = args.has("--srt") ? SubtitleFormat::srt : SubtitleFormat::vtt;
+        console::raw(subtitles(cues, format).toUtf8());
+        return 0;
+    }
+    return print(arrayOf(cues)), 0;
+}
+
+// The commands that talk to the service or the transcriber, and what they do.
+const std::map<QString, QString>& laterCommands() {
+    static const std::map<QString, QString> later{
+        {"new", "Making a project from media files (--edit new)"},
+        {"plan", "The first pass over a project (--edit plan)"},
+        {"revise", "Revising a project from an instruction (--edit revise)"},
+        {"translate", "Translating captions (--edit translate)"},
+        {"style", "The saved style rules (--edit style)"},
+        {"export", "Exporting a video (--edit export)"},
+    };
+    return later;
+}
+
+}  // namespace
+
+int runEditCli(const Args& args, Backend&) {
+    QStringList words;  // the command and its operands, without the qualifying options
+    for (const QString& word : args.after("--edit")) {
+        if (!word.startsWith("--")) words << word;
+    }
+    const QString command = words.value(0);
+    if (command == "help") return console::raw(kUsage), 0;
+    if (command == "list") return print(listing()), 0;
+    if (const auto later = laterCommands().find(command); later != laterCommands().end()) {
+        return console::notInThisBuild(later->second);
+    }
+    static const QStringList reading{"lines", "segments", "timeline", "captions", "zooms",
+                                     "hook",  "popups",   "numbered", "apply"};
+    if (!reading.contains(command)) {
+        return failWith(
+            command.isEmpty()
+                ? QStringLiteral("Say what to do: pelix --edit help lists the commands.")
+                : QStringLiteral("The editor has no command %1; pelix --edit help "
+                                 "lists them.")
+                      .arg(command));
+    }
+    if (words.size() < 2) {
+        return failWith(QStringLiteral("Say which project: pelix --edit %1 PROJECT.").arg(command));
+    }
+    const auto opened = openProject(words.at(1));
+    if (!opened) return failWith(opened.error().message);
+    return show(command, *opened, words, args);
+}
 
 }  // namespace pelix

@@ -1,0 +1,160 @@
+#pragma once
+
+#include "core/Error.h"
+#include "core/Word.h"
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QString>
+#include <QUuid>
+
+#include <array>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <vector>
+
+namespace pelix {
+
+enum class VideoFormat { reel, youtubeShort, rednote, youtube, original };
+enum class CaptionStyle { bold, clean };
+enum class CaptionPosition { lower, middle };
+enum class Pace { natural, tight, snappy };
+enum class CaptionLanguage { original, en, es, zhHans, zhHant, nl, fr, de, pt, ja, ko };
+
+// The raw values the enumerations are stored by, in case order.
+template <class E>
+struct RawValues;
+template <>
+struct RawValues<VideoFormat> {
+    static constexpr std::array<std::u16string_view, 5> names{u"reel", u"youtubeShort", u"rednote",
+                                                              u"youtube", u"original"};
+};
+template <>
+struct RawValues<CaptionStyle> {
+    static constexpr std::array<std::u16string_view, 2> names{u"bold", u"clean"};
+};
+template <>
+struct RawValues<CaptionPosition> {
+    static constexpr std::array<std::u16string_view, 2> names{u"lower", u"middle"};
+};
+template <>
+struct RawValues<Pace> {
+    static constexpr std::array<std::u16string_view, 3> names{u"natural", u"tight", u"snappy"};
+};
+template <>
+struct RawValues<CaptionLanguage> {
+    static constexpr std::array<std::u16string_view, 11> names{
+        u"original", u"en", u"es", u"zh-Hans", u"zh-Hant", u"nl",
+        u"fr",       u"de", u"pt", u"ja",      u"ko"};
+};
+
+template <class E>
+QString rawValue(E value) {
+    const std::u16string_view name = RawValues<E>::names.at(static_cast<size_t>(value));
+    return QString(reinterpret_cast<const QChar*>(name.data()), qsizetype(name.size()));
+}
+
+// The case whose raw value is `text` exactly, or none.
+template <class E>
+std::optional<E> fromRawValue(const QString& text) {
+    const auto& names = RawValues<E>::names;
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (QStringView(names[i].data(), qsizetype(names[i].size())) == text) {
+            return static_cast<E>(i);
+        }
+    }
+    return std::nullopt;
+}
+
+// A caption language's id is its raw value; the label is what the settings pane shows.
+inline QString id(CaptionLanguage language) {
+    return rawValue(language);
+}
+QString label(CaptionLanguage language);
+// Chinese and Japanese captions are written without spaces between words.
+bool isUnspaced(CaptionLanguage language);
+
+// A manual framing of a clip: the centre of the framed picture and its scale.
+struct Framing {
+    double x = 0.5;
+    double y = 0.5;
+    double zoom = 1.0;
+    bool operator==(const Framing&) const = default;
+};
+
+struct SourceClip {
+    QUuid id;
+    QString path;
+    double duration = 0;  // seconds; 0 or less is unknown
+    int width = 0;
+    int height = 0;
+    std::optional<double> faceX;
+    std::vector<Word> words;
+    bool transcribed = false;
+    std::optional<Framing> framing;
+    bool operator==(const SourceClip&) const = default;
+};
+
+struct EditSettings {
+    VideoFormat format = VideoFormat::reel;
+    std::optional<QString> spokenLanguage;
+    bool captions = true;
+    CaptionLanguage captionLanguage = CaptionLanguage::original;
+    CaptionStyle captionStyle = CaptionStyle::bold;
+    double captionSize = 1.0;
+    CaptionPosition captionPosition = CaptionPosition::lower;
+    bool visuals = true;
+    bool punchIns = true;
+    bool keywordPops = true;
+    bool hookTitle = true;
+    bool progressBar = false;
+    Pace pace = Pace::tight;
+    bool removeFillers = true;
+    std::optional<double> targetSeconds;
+    bool operator==(const EditSettings&) const = default;
+};
+
+struct ChatTurn {
+    QString text;
+    bool mine = false;
+    bool operator==(const ChatTurn&) const = default;
+};
+
+struct EditProject {
+    QUuid id;
+    QString name = QStringLiteral("Untitled video");
+    QDateTime created;
+    std::vector<SourceClip> clips;
+    EditSettings settings;
+    std::set<QString> cut;                                       // line ids
+    std::map<QString, QString> keywords;                         // line id → pop-up phrase
+    std::map<QString, QString> fixes;                            // line id → corrected text
+    std::map<QString, std::map<QString, QString>> translations;  // language id → line id → text
+    QString hook;
+    QString title;
+    std::vector<ChatTurn> chat;
+    bool operator==(const EditProject&) const = default;
+};
+
+// A new, empty project with a fresh id, created now.
+EditProject newProject(const QDateTime& now);
+
+// The upper-case text form of a UUID, without braces.
+QString upperUuid(const QUuid& id);
+
+// The project as JSON, keys named as the fields. `created` is ISO 8601 text in UTC with
+// milliseconds ("2026-11-21T09:30:00.000Z").
+QJsonObject toJson(const EditProject& project);
+QJsonObject toJson(const EditSettings& settings);
+
+// Decodes a project. Only the project's `id` and `clips` and a clip's `id`, `path` and `words`
+// must be there; every other key may be missing (or null) and takes its default (`created`:
+// 1970-01-01 UTC). `created` is read from ISO 8601 text with any offset, or from a number of
+// seconds since 1970. A value of the wrong type or an unknown raw value is an error whose
+// message names the key.
+Result<EditProject> projectFromJson(const QJsonObject& object);
+Result<EditSettings> settingsFromJson(const QJsonObject& object);
+
+}  // namespace pelix

@@ -1,0 +1,96 @@
+#include "editor/Emphasis.h"
+
+#include "editor/EditText.h"
+
+#include <QHash>
+
+#include <algorithm>
+
+namespace pelix {
+
+std::optional<QString> hookText(const EditProject& project) {
+    const EditSettings& settings = project.settings;
+    if (!settings.visuals || !settings.hookTitle) return std::nullopt;
+    QString hook = project.hook;
+    if (settings.captionLanguage != CaptionLanguage::original) {
+        const auto language = project.translations.find(id(settings.captionLanguage));
+        if (language != project.translations.end()) {
+            const auto translated = language->second.find(QStringLiteral("hook"));
+            if (translated != language->second.end()) hook = translated->second;
+        }
+    }
+    hook = hook.trimmed();
+    if (hook.isEmpty()) return std::nullopt;
+    return hook;
+}
+
+std::vector<double> zooms(const EditProject& project, const Timeline& timeline) {
+    const EditSettings& settings = project.settings;
+    const std::vector<Segment>& segments = timeline.segments();
+    std::vector<double> factors(segments.size(), 1.0);
+    if (!settings.visuals || !settings.punchIns) return factors;
+    QHash<QString, int> positions;
+    for (size_t i = 0; i < segments.size(); ++i) {
+        const QString& line = segments[i].line;
+        auto found = positions.find(line);
+        if (found == positions.end()) found = positions.insert(line, int(positions.size()));
+        const int at = *found;
+        if (settings.keywordPops && project.keywords.contains(line)) {
+            factors[i] = 1.18;
+        } else {
+            factors[i] = at % 2 == 1 ? 1.1 : 1.0;
+        }
+    }
+    return factors;
+}
+
+std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline) {
+    return popUps(project, timeline, lines(project.clips));
+}
+
+std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline,
+                          const std::vector<Line>& allLines) {
+    std::vector<PopUp> result;
+    const EditSettings& settings = project.settings;
+    if (!settings.visuals || !settings.keywordPops || project.keywords.empty()) return result;
+    for (const Line& line : allLines) {
+        const auto keyword = project.keywords.find(line.id);
+        if (keyword == project.keywords.end() || project.cut.contains(line.id)) continue;
+        const QString phrase = keyword->second.trimmed();
+        const auto span = timeline.span(line.id);
+        if (phrase.isEmpty() || !span) continue;
+
+        QStringList wanted;
+        for (const QString& part : edittext::splitAtSpaces(phrase)) {
+            const QString word = edittext::folded(part);
+            if (!word.isEmpty()) wanted.append(word);
+        }
+        const SourceClip& clip = project.clips[size_t(line.clip)];
+        const std::vector<int> kept = keptWords(line, clip, project.settings.removeFillers);
+        QStringList spoken;
+        spoken.reserve(qsizetype(kept.size()));
+        for (const int index : kept)
+            spoken.append(edittext::folded(clip.words[size_t(index)].text));
+
+        PopUp popUp{span->first, span->second, phrase, line.id};
+        for (qsizetype from = 0; !wanted.isEmpty() && from + wanted.size() <= spoken.size();
+             ++from) {
+            if (!std::equal(wanted.begin(), wanted.end(), spoken.begin() + from)) continue;
+            const Word& first = clip.words[size_t(kept[size_t(from)])];
+            const Word& last = clip.words[size_t(kept[size_t(from + wanted.size() - 1)])];
+            const auto start = wordOutput(timeline, line.clip, first);
+            const auto end = wordOutput(timeline, line.clip, last);
+            if (start && end && end->end > start->start) {
+                popUp.start = start->start;
+                popUp.end = end->end;
+            }
+            break;
+        }
+        result.push_back(std::move(popUp));
+    }
+    std::stable_sort(result.begin(), result.end(),
+                     [](const PopUp& a, const PopUp& b) { return a.start < b.start; });
+    return result;
+}
+
+}  // namespace pelix

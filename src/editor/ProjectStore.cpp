@@ -1,0 +1,90 @@
+#include "editor/ProjectStore.h"
+
+#include "core/Json.h"
+#include "core/Paths.h"
+#include "core/PrivateFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace pelix::ProjectStore {
+
+QString folder() {
+    const QString dir = qEnvironmentVariable("PELIX_EDITOR_DIR");
+    return dir.isEmpty() ? paths::dataDir() + QStringLiteral("/Editor") : dir;
+}
+
+QString fileFor(const QUuid& id) {
+    return QDir(folder()).filePath(upperUuid(id) + ".json");
+}
+
+namespace {
+
+QByteArray encoded(const EditProject& project) {
+    return QJsonDocument(toJson(project)).toJson(QJsonDocument::Indented);
+}
+
+}  // namespace
+
+Status saveAs(const EditProject& project, const QString& path) {
+    return writeFileAtomically(path, encoded(project));
+}
+
+Status save(const EditProject& project) {
+    return writePrivateFile(fileFor(project.id), encoded(project));
+}
+
+Result<EditProject> openFile(const QString& path) {
+    const QString name = QFileInfo(path).fileName();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return fail(
+            1, QStringLiteral("Couldn't open the project %1: %2.").arg(name, file.errorString()));
+    }
+    const auto object = json::parseObject(file.readAll());
+    if (!object) {
+        return fail(
+            1, QStringLiteral("Couldn't read the project %1: it is not a JSON object.").arg(name));
+    }
+    auto project = projectFromJson(*object);
+    if (!project) {
+        return fail(
+            1,
+            QStringLiteral("Couldn't read the project %1: %2.").arg(name, project.error().message));
+    }
+    return project;
+}
+
+Result<EditProject> open(const QUuid& id) {
+    return openFile(fileFor(id));
+}
+
+std::vector<Entry> list() {
+    std::vector<Entry> entries;
+    const QDir dir(folder());
+    for (const QFileInfo& info : dir.entryInfoList({QStringLiteral("*.json")}, QDir::Files)) {
+        Entry entry;
+        entry.file = info.fileName();
+        entry.modified = info.lastModified();
+        auto project = openFile(info.filePath());
+        if (!project) {
+            entry.error = project.error().message;
+        } else {
+            entry.id = project->id;
+            entry.name = project->name;
+            entry.mediaMissing =
+                std::any_of(project->clips.begin(), project->clips.end(),
+                            [](const SourceClip& c) { return !QFileInfo(c.path).isFile(); });
+        }
+        entries.push_back(std::move(entry));
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const Entry& a, const Entry& b) { return a.modified > b.modified; });
+    return entries;
+}
+
+}  // namespace pelix::ProjectStore

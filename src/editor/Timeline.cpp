@@ -1,0 +1,239 @@
+#include "editor/Timeline.h"
+
+#include "editor/EditText.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace pelix {
+namespace {
+
+constexpr double kSliver = 0.05;
+constexpr double kTolerance = 0.001;
+
+struct PaceRule {
+    double lead;
+    double tail;
+    double gapLimit;
+};
+
+PaceRule rule(Pace pace) {
+    switch (pace) {
+        case Pace::natural:
+            return {-0.15, 0.15, 0.7};
+        case Pace::tight:
+            return {-0.09, 0.09, 0.35};
+        case Pace::snappy:
+            return {-0.05, 0.05, 0.15};
+    }
+    return {-0.09, 0.09, 0.35};
+}
+
+// Answers "does any word of the clip lie across (from, to)": a word whose end is after `from`
+// and whose start is before `to`. The words are taken in start order with the running maximum
+// of their ends, so each question is one binary search.
+class WordsAcross {
+public:
+    explicit WordsAcross(const std::vector<Word>& words) {
+        std::vector<const Word*> order;
+        order.reserve(words.size());
+        for (const Word& w : words) order.push_back(&w);
+        const auto byStart = [](const Word* a, const Word* b) { return a->start < b->start; };
+        if (!std::is_sorted(order.begin(), order.end(), byStart)) {
+            std::stable_sort(order.begin(), order.end(), byStart);
+        }
+        starts_.reserve(order.size());
+        maxEnds_.reserve(order.size());
+        double maxEnd = -std::numeric_limits<double>::infinity();
+        for (const Word* w : order) {
+            maxEnd = std::max(maxEnd, w->end);
+            starts_.push_back(w->start);
+            maxEnds_.push_back(maxEnd);
+        }
+    }
+
+    bool any(double from, double to) const {
+        const auto before = std::lower_bound(starts_.begin(), starts_.end(), to) - starts_.begin();
+        return before > 0 && maxEnds_[size_t(before - 1)] > from;
+    }
+
+private:
+    std::vector<double> starts_;
+    std::vector<double> maxEnds_;
+};
+
+QString joinedText(const std::vector<Word>& words, int first, int last) {
+    qsizetype length = last - first;
+    for (int i = first; i <= last; ++i) length += words[size_t(i)].text.size();
+    QString text;
+    text.reserve(length);
+    for (int i = first; i <= last; ++i) {
+        if (i > first) text += u' ';
+        text += words[size_t(i)].text;
+    }
+    return text;
+}
+
+}  // namespace
+
+std::vector<Line> lines(const std::vector<SourceClip>& clips, double pause, int maxWords) {
+    std::vector<Line> result;
+    for (size_t c = 0; c < clips.size(); ++c) {
+        const std::vector<Word>& words = clips[c].words;
+        const QString prefix = upperUuid(clips[c].id).left(8) + u':';
+        int first = 0;
+        int number = 0;
+        const int count = int(words.size());
+        for (int j = 0; j < count; ++j) {
+            const Word& word = words[size_t(j)];
+            const bool ends = j == count - 1 || edittext::endsSentence(word.text) ||
+                              words[size_t(j) + 1].start - word.end > pause ||
+                              j - first + 1 >= maxWords;
+            if (!ends) continue;
+            result.push_back(Line{prefix + QString::number(number++), int(c), first, j,
+                                  words[size_t(first)].start, word.end,
+                                  joinedText(words, first, j)});
+            first = j + 1;
+        }
+    }
+    return result;
+}
+
+std::vector<int> keptWords(const Line& line, const SourceClip& clip, bool dropFillers) {
+    std::vector<int> kept;
+    kept.reserve(size_t(std::max(0, line.lastWord - line.firstWord + 1)));
+    for (int i = line.firstWord; i <= line.lastWord; ++i) {
+        if (dropFillers && edittext::isFiller(clip.words[size_t(i)].text)) continue;
+        kept.push_back(i);
+    }
+    return kept;
+}
+
+std::vector<Segment> segments(const EditProject& project) {
+    return segments(project, lines(project.clips));
+}
+
+std::vector<Segment> segments(const EditProject& project, const std::vector<Line>& allLines) {
+    const PaceRule pace = rule(project.settings.pace);
+    std::vector<Segment> out;
+    // Built for a clip the first time two of its lines might be joined.
+    std::vector<std::optional<WordsAcross>> across(project.clips.size());
+
+    for (const Line& line : allLines) {
+        if (project.cut.contains(line.id)) continue;
+        const SourceClip& clip = project.clips[size_t(line.clip)];
+        const std::vector<int> kept = keptWords(line, clip, project.settings.removeFillers);
+        if (kept.empty()) continue;
+        const double limit =
+            clip.duration > 0 ? clip.duration : std::numeric_limits<double>::infinity();
+
+        const auto append = [&](double start, double end) {
+            double s = std::max(start, 0.0);
+            const double e = std::min(end, limit);
+            if (!out.empty() && out.back().clip == line.clip) {
+                Segment& last = out.back();
+                if (s < last.end) {
+                    s = last.end;
+                } else if (last.line != line.id && s - last.end <= pace.gapLimit) {
+                    auto& words = across[size_t(line.clip)];
+                    if (!words) words.emplace(clip.words);
+                    if (!words->any(last.end, s)) last.end = s;
+                }
+            }
+            if (e - s > kSliver) out.push_back(Segment{line.clip, s, e, line.id});
+        };
+
+        const auto word = [&](int index) -> const Word& { return clip.words[size_t(index)]; };
+        double rangeStart = std::max(word(kept[0]).start + pace.lead, 0.0);
+        double runningEnd = word(kept[0]).end + pace.tail;
+        for (size_t k = 1; k < kept.size(); ++k) {
+            const int w = kept[k];
+            const double gapStart = word(w).start + pace.lead;
+            const bool fillerBefore = kept[k - 1] != w - 1;
+            if (gapStart - runningEnd > pace.gapLimit || (fillerBefore && runningEnd < gapStart)) {
+                append(rangeStart, runningEnd);
+                rangeStart = gapStart;
+            }
+            runningEnd = word(w).end + pace.tail;
+        }
+        append(rangeStart, runningEnd);
+    }
+    return out;
+}
+
+Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments)) {
+    starts_.reserve(segments_.size());
+    for (size_t i = 0; i < segments_.size(); ++i) {
+        const Segment& s = segments_[i];
+        starts_.push_back(total_);
+        total_ += s.end - s.start;
+
+        ClipSegments& clip = byClip_[s.clip];
+        if (!clip.indices.empty()) {
+            const Segment& before = segments_[size_t(clip.indices.back())];
+            if (s.start < before.start || s.end < before.end) clip.ordered = false;
+        }
+        clip.indices.push_back(int(i));
+
+        auto line = byLine_.find(s.line);
+        if (line == byLine_.end()) {
+            byLine_.insert(s.line, {int(i), int(i)});
+        } else {
+            line->second = int(i);
+        }
+    }
+}
+
+std::optional<int> Timeline::segmentHolding(int clip, double t) const {
+    const auto found = byClip_.constFind(clip);
+    if (found == byClip_.cend()) return std::nullopt;
+    const ClipSegments& c = *found;
+    const auto holds = [&](int i) {
+        const Segment& s = segments_[size_t(i)];
+        return s.start - kTolerance <= t && t <= s.end + kTolerance;
+    };
+    if (!c.ordered) {
+        const auto it = std::find_if(c.indices.begin(), c.indices.end(), holds);
+        return it == c.indices.end() ? std::nullopt : std::optional<int>(*it);
+    }
+    // The first segment that does not end before t is the only one that can hold it.
+    const auto it = std::partition_point(c.indices.begin(), c.indices.end(), [&](int i) {
+        return segments_[size_t(i)].end + kTolerance < t;
+    });
+    if (it == c.indices.end() || !holds(*it)) return std::nullopt;
+    return *it;
+}
+
+std::optional<double> Timeline::output(int clip, double t) const {
+    const auto i = segmentHolding(clip, t);
+    if (!i) return std::nullopt;
+    const Segment& s = segments_[size_t(*i)];
+    return starts_[size_t(*i)] + std::min(s.end - s.start, std::max(t - s.start, 0.0));
+}
+
+std::optional<int> Timeline::segment(double t) const {
+    if (segments_.empty()) return std::nullopt;
+    if (segments_.size() == 1) return 0;
+    const auto after = std::upper_bound(starts_.begin(), starts_.end(), t);
+    return int(std::max<std::ptrdiff_t>(0, after - starts_.begin() - 1));
+}
+
+std::optional<std::pair<double, double>> Timeline::span(const QString& lineId) const {
+    const auto found = byLine_.constFind(lineId);
+    if (found == byLine_.cend()) return std::nullopt;
+    const Segment& last = segments_[size_t(found->second)];
+    return std::pair{starts_[size_t(found->first)],
+                     starts_[size_t(found->second)] + (last.end - last.start)};
+}
+
+std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word) {
+    const auto i = timeline.segmentHolding(clip, word.start);
+    if (!i) return std::nullopt;
+    const Segment& s = timeline.segments()[size_t(*i)];
+    const double start = timeline.starts()[size_t(*i)] +
+                         std::clamp(word.start - s.start, 0.0, std::max(0.0, s.end - s.start));
+    const auto end = timeline.output(clip, word.end);
+    return OutputTime{start, end ? *end : start + (word.end - word.start)};
+}
+
+}  // namespace pelix

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "editor/EditProject.h"
+
+#include <QHash>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace pelix {
+
+// A run of words of one clip that the user and the service talk about, by its stable id
+// ("1F0C7A2B:3": the clip id's first eight characters, then the line's number in the clip).
+struct Line {
+    QString id;
+    int clip = 0;
+    int firstWord = 0;
+    int lastWord = 0;  // inclusive
+    double start = 0;
+    double end = 0;
+    QString text;
+    bool operator==(const Line&) const = default;
+};
+
+// A range of a source clip that plays in the finished video.
+struct Segment {
+    int clip = 0;
+    double start = 0;
+    double end = 0;
+    QString line;
+    bool operator==(const Segment&) const = default;
+};
+
+// The lines of kept segments, captions and edit operations: a pause over 0.9 s or 28 words end
+// a line.
+inline constexpr double kLinePause = 0.9;
+inline constexpr int kLineWords = 28;
+
+// The lines of all clips in clip order.
+std::vector<Line> lines(const std::vector<SourceClip>& clips, double pause = kLinePause,
+                        int maxWords = kLineWords);
+
+// The indices of the line's words that survive, in order; fillers go when `dropFillers`.
+std::vector<int> keptWords(const Line& line, const SourceClip& clip, bool dropFillers);
+
+// The kept segments of the whole project in playing order.
+std::vector<Segment> segments(const EditProject& project);
+// The same, over lines already computed with the default pause and length.
+std::vector<Segment> segments(const EditProject& project, const std::vector<Line>& lines);
+
+// Source times of kept segments mapped onto the output's time axis.
+class Timeline {
+public:
+    Timeline() = default;
+    explicit Timeline(std::vector<Segment> segments);
+
+    const std::vector<Segment>& segments() const { return segments_; }
+    const std::vector<double>& starts() const { return starts_; }
+    double total() const { return total_; }
+
+    // The output time of source time `t` of clip `clip`; none when that moment was cut.
+    std::optional<double> output(int clip, double t) const;
+    // The index of the first segment of `clip` that holds `t` (0.001 s of tolerance).
+    std::optional<int> segmentHolding(int clip, double t) const;
+    // The index of the segment playing at output time `t`.
+    std::optional<int> segment(double t) const;
+    // The output range of a line; none when nothing of it is kept.
+    std::optional<std::pair<double, double>> span(const QString& lineId) const;
+
+private:
+    struct ClipSegments {
+        std::vector<int> indices;  // in playing order
+        bool ordered = true;       // starts and ends never go back, so a binary search works
+    };
+    std::vector<Segment> segments_;
+    std::vector<double> starts_;
+    double total_ = 0;
+    QHash<int, ClipSegments> byClip_;
+    QHash<QString, std::pair<int, int>> byLine_;  // first and last segment of each line
+};
+
+// Where a spoken word plays on the timeline: its output start (in the first kept segment of its
+// clip that holds its start, clamped to that segment) and end (the output time of its end, or
+// the start plus its own length when that moment was cut). None when its start was cut.
+struct OutputTime {
+    double start = 0;
+    double end = 0;
+};
+std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word);
+
+}  // namespace pelix
