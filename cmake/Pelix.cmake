@@ -21,9 +21,11 @@ function(pelix_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
-  gtest_discover_tests(${name}
-    DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}"
-               ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+  set(properties TIMEOUT ${ARG_TIMEOUT}
+      ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+  if(ARG_LABELS)
+    list(APPEND properties LABELS "${ARG_LABELS}")
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   add_dependencies(${name} pelix)
 endfunction()

@@ -79,9 +79,12 @@ struct Mode {
 bool selected(const Mode& mode, const Args& args) {
     if (!args.has(mode.flag)) return false;
     switch (mode.needs) {
-        case Needs::nothing: return true;
-        case Needs::value: return args.value(mode.flag).has_value();
-        case Needs::words: return args.value(mode.flag) == QStringLiteral("words");
+        case Needs::nothing:
+            return true;
+        case Needs::value:
+            return args.value(mode.flag).has_value();
+        case Needs::words:
+            return args.value(mode.flag) == QStringLiteral("words");
     }
     return false;
 }
@@ -93,7 +96,8 @@ const std::vector<Mode>& modes() {
          [](const Args&, Backend*) { return console::raw(kHelp), 0; }},
         {"--version", Needs::nothing, Runs::plain,
          [](const Args&, Backend*) { return console::out("pelix " PELIX_VERSION), 0; }},
-        {"--self-test", Needs::words, Runs::plain, [](const Args&, Backend*) { return selfTest(); }},
+        {"--self-test", Needs::words, Runs::plain,
+         [](const Args&, Backend*) { return selfTest(); }},
         {"--drop-test", Needs::nothing, Runs::gui,
          [](const Args&, Backend*) { return console::notInThisBuild("The drop test window"); }},
         {"--memo", Needs::value, Runs::headless,
@@ -104,7 +108,8 @@ const std::vector<Mode>& modes() {
          [](const Args& a, Backend* b) { return runEditCli(a, *b); }},
         {"--snapshot", Needs::value, Runs::gui,
          [](const Args&, Backend*) { return console::notInThisBuild("Drawing snapshots"); }},
-        {"--clean-up", Needs::nothing, Runs::plain, [](const Args&, Backend*) { return cleanUp(); }},
+        {"--clean-up", Needs::nothing, Runs::plain,
+         [](const Args&, Backend*) { return cleanUp(); }},
         {"--call", Needs::value, Runs::headless,
          [](const Args& a, Backend* b) { return runCall(a, *b); }},
         {"--import-notes", Needs::nothing, Runs::headless,
@@ -115,9 +120,10 @@ const std::vector<Mode>& modes() {
 
 // Options that only qualify a mode; they are not modes of their own.
 bool knownOption(const QString& word) {
-    static const QStringList qualifiers{"--piece", "--token", "--lang", "--save", "--drop-ui",
-                                        "--memos", "--editor", "--framing", "--video", "--from",
-                                        "--command", "--state", "--write", "--srt", "--vtt"};
+    static const QStringList qualifiers{"--piece",   "--token", "--lang",    "--save",
+                                        "--drop-ui", "--memos", "--editor",  "--framing",
+                                        "--video",   "--from",  "--command", "--state",
+                                        "--write",   "--srt",   "--vtt"};
     if (qualifiers.contains(word)) return true;
     for (const Mode& mode : modes()) {
         if (word == mode.flag) return true;
@@ -153,9 +159,14 @@ int runPelix(int argc, char** argv) {
     QCoreApplication::setApplicationVersion(PELIX_VERSION);
     std::unique_ptr<QCoreApplication> app;
     switch (mode->runs) {
-        case Runs::plain: return mode->run(args, nullptr);
-        case Runs::headless: app = std::make_unique<QCoreApplication>(argc, argv); break;
-        case Runs::gui: app = std::make_unique<QApplication>(argc, argv); break;
+        case Runs::plain:
+            return mode->run(args, nullptr);
+        case Runs::headless:
+            app = std::make_unique<QCoreApplication>(argc, argv);
+            break;
+        case Runs::gui:
+            app = std::make_unique<QApplication>(argc, argv);
+            break;
     }
     Backend backend;
     return mode->run(args, &backend);

@@ -12,9 +12,15 @@ void write(FILE* stream, const QByteArray& bytes) {
 
 }  // namespace
 
-void out(const QString& line) { write(stdout, line.toUtf8() + '\n'); }
-void err(const QString& line) { write(stderr, line.toUtf8() + '\n'); }
-void raw(const QByteArray& bytes) { write(stdout, bytes); }
+void out(const QString& line) {
+    write(stdout, line.toUtf8() + '\n');
+}
+void err(const QString& line) {
+    write(stderr, line.toUtf8() + '\n');
+}
+void raw(const QByteArray& bytes) {
+    write(stdout, bytes);
+}
 
 int notInThisBuild(const QString& what) {
     err(what + " is not in this build of Pelix yet.");

@@ -15,15 +15,23 @@ QString xdg(const char* variable, const QString& fallbackUnderHome) {
 
 }  // namespace
 
-QString configDir() { return xdg("XDG_CONFIG_HOME", ".config") + "/Pelix"; }
-QString dataDir() { return xdg("XDG_DATA_HOME", ".local/share") + "/Pelix"; }
-QString cacheDir() { return xdg("XDG_CACHE_HOME", ".cache") + "/Pelix"; }
+QString configDir() {
+    return xdg("XDG_CONFIG_HOME", ".config") + "/Pelix";
+}
+QString dataDir() {
+    return xdg("XDG_DATA_HOME", ".local/share") + "/Pelix";
+}
+QString cacheDir() {
+    return xdg("XDG_CACHE_HOME", ".cache") + "/Pelix";
+}
 
 QString videosDir() {
     const QString dir = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
     return dir.isEmpty() ? QDir::home().filePath("Videos") : dir;
 }
 
-QString tempDir() { return QDir::tempPath(); }
+QString tempDir() {
+    return QDir::tempPath();
+}
 
 }  // namespace pelix::paths

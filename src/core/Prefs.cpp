@@ -4,7 +4,9 @@
 
 namespace pelix {
 
-QString Prefs::defaultFile() { return paths::configDir() + "/Pelix.conf"; }
+QString Prefs::defaultFile() {
+    return paths::configDir() + "/Pelix.conf";
+}
 
 Prefs::Prefs(QString file) : file_(std::move(file)) {}
 
@@ -12,7 +14,9 @@ std::unique_ptr<QSettings> Prefs::open() const {
     return std::make_unique<QSettings>(file_, QSettings::IniFormat);
 }
 
-bool Prefs::contains(const QString& key) const { return open()->contains(key); }
+bool Prefs::contains(const QString& key) const {
+    return open()->contains(key);
+}
 
 QVariant Prefs::value(const QString& key, const QVariant& fallback) const {
     return open()->value(key, fallback);
@@ -36,20 +40,34 @@ void Prefs::remove(const QString& key) {
     settings->sync();
 }
 
-bool Prefs::relay() const { return value("relay.enabled", true).toBool(); }
-void Prefs::setRelay(bool on) { setValue("relay.enabled", on); }
+bool Prefs::relay() const {
+    return value("relay.enabled", true).toBool();
+}
+void Prefs::setRelay(bool on) {
+    setValue("relay.enabled", on);
+}
 
-bool Prefs::insertIntoApp() const { return value("insert.enabled", true).toBool(); }
-void Prefs::setInsertIntoApp(bool on) { setValue("insert.enabled", on); }
+bool Prefs::insertIntoApp() const {
+    return value("insert.enabled", true).toBool();
+}
+void Prefs::setInsertIntoApp(bool on) {
+    setValue("insert.enabled", on);
+}
 
 bool Prefs::axAsked() const {
     auto settings = open();
     if (settings->contains("ax.asked")) return settings->value("ax.asked").toBool();
     return settings->value("login.asked", false).toBool();
 }
-void Prefs::setAxAsked(bool asked) { setValue("ax.asked", asked); }
+void Prefs::setAxAsked(bool asked) {
+    setValue("ax.asked", asked);
+}
 
-bool Prefs::loginAsked() const { return value("login.asked", false).toBool(); }
-void Prefs::setLoginAsked(bool asked) { setValue("login.asked", asked); }
+bool Prefs::loginAsked() const {
+    return value("login.asked", false).toBool();
+}
+void Prefs::setLoginAsked(bool asked) {
+    setValue("login.asked", asked);
+}
 
 }  // namespace pelix

@@ -7,8 +7,8 @@
 namespace pelix {
 namespace {
 
-constexpr auto kPrivateDir = QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                             QFileDevice::ExeOwner;
+constexpr auto kPrivateDir =
+    QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
 constexpr auto kPrivateFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
 Status save(const QString& path, const QByteArray& data, bool secret) {

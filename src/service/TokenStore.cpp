@@ -21,7 +21,9 @@ void Keychain::remove() const {
     if (store_) store_->remove(kService, kAccount);
 }
 
-QString TokenStore::file(const QString& name) const { return folder_ + "/" + name; }
+QString TokenStore::file(const QString& name) const {
+    return folder_ + "/" + name;
+}
 
 std::optional<QString> TokenStore::read() const {
     QFile f(file("token"));
@@ -44,7 +46,9 @@ void TokenStore::write(const QString& token) const {
     }
 }
 
-QString WindowKeyStore::path() const { return folder_ + "/window-key"; }
+QString WindowKeyStore::path() const {
+    return folder_ + "/window-key";
+}
 
 std::optional<WindowKeyStore::Key> WindowKeyStore::read() const {
     QFile f(path());
@@ -63,6 +67,8 @@ void WindowKeyStore::write(const QString& user, const QString& token) const {
     }
 }
 
-void WindowKeyStore::clear() const { QFile::remove(path()); }
+void WindowKeyStore::clear() const {
+    QFile::remove(path());
+}
 
 }  // namespace pelix

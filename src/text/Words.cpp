@@ -30,9 +30,8 @@ struct Patterns {
 std::unique_ptr<icu::RegexPattern> compile(const char16_t* source) {
     UErrorCode status = U_ZERO_ERROR;
     UParseError where{};
-    std::unique_ptr<icu::RegexPattern> pattern(
-        icu::RegexPattern::compile(icu::UnicodeString(source), UREGEX_CASE_INSENSITIVE, where,
-                                   status));
+    std::unique_ptr<icu::RegexPattern> pattern(icu::RegexPattern::compile(
+        icu::UnicodeString(source), UREGEX_CASE_INSENSITIVE, where, status));
     if (U_FAILURE(status)) {
         qFatal("Words.cpp: a clean-up pattern does not compile (%s at offset %d)",
                u_errorName(status), where.offset);

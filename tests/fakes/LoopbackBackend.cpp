@@ -53,13 +53,13 @@ LoopbackBackend::LoopbackBackend() : impl_(std::make_unique<Impl>()) {
         r.path = QString::fromStdString(req.path);
         r.function = r.path.section('/', -1);
         for (const auto& [name, value] : req.headers) {
-            r.headers.insert(QString::fromStdString(name).toLower(),
-                             QString::fromStdString(value));
+            r.headers.insert(QString::fromStdString(name).toLower(), QString::fromStdString(value));
         }
         r.body = QByteArray::fromStdString(req.body);
         r.json = QJsonDocument::fromJson(r.body).object();
         const Reply reply = impl_->respond(r);
-        if (reply.delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(reply.delayMs));
+        if (reply.delayMs > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(reply.delayMs));
         res.status = reply.status;
         for (auto it = reply.headers.begin(); it != reply.headers.end(); ++it) {
             res.set_header(it.key().toStdString(), it.value().toStdString());
@@ -79,7 +79,9 @@ LoopbackBackend::~LoopbackBackend() {
     if (impl_->thread.joinable()) impl_->thread.join();
 }
 
-QUrl LoopbackBackend::base() const { return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port_)); }
+QUrl LoopbackBackend::base() const {
+    return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port_));
+}
 
 void LoopbackBackend::answer(const QString& function, Reply reply) {
     answerWith(function, [reply](const Recorded&) { return reply; });

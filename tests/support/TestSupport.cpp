@@ -8,8 +8,8 @@
 namespace pelix::testing {
 namespace {
 
-const char* const kIsolated[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
-                                 "PELIX_API_BASE", "PELIX_EDITOR_DIR"};
+const char* const kIsolated[] = {"HOME",           "XDG_CONFIG_HOME", "XDG_DATA_HOME",
+                                 "XDG_CACHE_HOME", "PELIX_API_BASE",  "PELIX_EDITOR_DIR"};
 
 }  // namespace
 
@@ -33,8 +33,12 @@ IsolatedHome::~IsolatedHome() {
     }
 }
 
-QString IsolatedHome::dataDir() const { return dir_.path() + "/data/Pelix"; }
-QString IsolatedHome::configDir() const { return dir_.path() + "/config/Pelix"; }
+QString IsolatedHome::dataDir() const {
+    return dir_.path() + "/data/Pelix";
+}
+QString IsolatedHome::configDir() const {
+    return dir_.path() + "/config/Pelix";
+}
 
 ProcessResult runPelix(const QStringList& args, const QByteArray& input,
                        const QProcessEnvironment& extraEnv, int timeoutMs) {
@@ -70,6 +74,8 @@ bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
     return true;
 }
 
-QString sourceDir() { return qEnvironmentVariable("PELIX_SOURCE_DIR"); }
+QString sourceDir() {
+    return qEnvironmentVariable("PELIX_SOURCE_DIR");
+}
 
 }  // namespace pelix::testing

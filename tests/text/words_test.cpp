@@ -1,5 +1,5 @@
-#include "text/SelfTest.h"
 #include "text/Words.h"
+#include "text/SelfTest.h"
 
 #include <gtest/gtest.h>
 
@@ -90,7 +90,8 @@ TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
     QStringList lines;
     EXPECT_EQ(pelix::runCleanUpSelfTest(broken, [&](const QString& l) { lines << l; }), 1);
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(lines[0], R"(FAIL "It was, actually, fine." -> "It was fine.", want "It was, fine.")");
+    EXPECT_EQ(lines[0],
+              R"(FAIL "It was, actually, fine." -> "It was fine.", want "It was, fine.")");
     EXPECT_EQ(lines[1], "words: 1 of 17 failed");
 }
 

@@ -8,15 +8,21 @@ namespace pelix::platform {
 namespace {
 
 const SecretSchema* schema() {
-    static const SecretSchema kSchema = {
-        "org.freedesktop.Secret.Generic",
-        SECRET_SCHEMA_DONT_MATCH_NAME,
-        {
-            {"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
-            {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
-            {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING},
-        },
-        0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+    static const SecretSchema kSchema = {"org.freedesktop.Secret.Generic",
+                                         SECRET_SCHEMA_DONT_MATCH_NAME,
+                                         {
+                                             {"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                             {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                             {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                         },
+                                         0,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr,
+                                         nullptr};
     return &kSchema;
 }
 
@@ -35,8 +41,9 @@ std::optional<QString> LibsecretStore::read(const QString& service, const QStrin
     gchar* secret = secret_password_lookup_sync(schema(), nullptr, &error, "service", s.constData(),
                                                 "account", a.constData(), nullptr);
     if (error) {
-        logLine("keychain", QStringLiteral("no secret store answered (%1)")
-                                .arg(QString::fromUtf8(error->message)));
+        logLine(
+            "keychain",
+            QStringLiteral("no secret store answered (%1)").arg(QString::fromUtf8(error->message)));
         g_error_free(error);
         return std::nullopt;
     }
