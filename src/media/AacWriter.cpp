@@ -100,6 +100,7 @@ AacWriter::~AacWriter() = default;
 
 Result<std::unique_ptr<AacWriter>> AacWriter::open(const QString& target, int inputRate,
                                                    int inputChannels) {
+    ff::quiet();
     auto impl = std::make_unique<Impl>();
     impl->target = target;
     impl->inputChannels = std::max(1, inputChannels);
@@ -107,8 +108,9 @@ Result<std::unique_ptr<AacWriter>> AacWriter::open(const QString& target, int in
     if (!QDir().mkpath(info.absolutePath())) {
         return std::unexpected(impl->failed("its folder could not be made."));
     }
-    impl->partial = info.absolutePath() + "/." + info.fileName() + "." +
-                    QUuid::createUuid().toString(QUuid::Id128).left(8) + ".part";
+    // Hidden, and ending like the target so the muxer sees the kind of file it writes.
+    impl->partial = info.absolutePath() + "/.part-" +
+                    QUuid::createUuid().toString(QUuid::Id128).left(8) + "-" + info.fileName();
     const QByteArray path = QFile::encodeName(impl->partial);
 
     int rc = avformat_alloc_output_context2(&impl->output, nullptr, "ipod", path.constData());

@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <mutex>
+
 namespace pelix::media::ff {
 
 QString describe(int code) {
@@ -15,7 +17,13 @@ QString describe(int code) {
     return sentence;
 }
 
+void quiet() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_FATAL); });
+}
+
 Input openInput(const QString& file) {
+    quiet();
     AVFormatContext* context = nullptr;
     const QByteArray path = QFile::encodeName(file);
     if (avformat_open_input(&context, path.constData(), nullptr, nullptr) < 0) return nullptr;

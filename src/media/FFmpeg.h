@@ -45,6 +45,10 @@ using Fifo = std::unique_ptr<AVAudioFifo, FifoFreer>;
 // input.").
 QString describe(int code);
 
+// Keeps FFmpeg's own chatter (probing guesses, encoder statistics) off standard error; errors
+// reach the user through our messages instead.
+void quiet();
+
 // Opens a file and reads its stream information; null when it is not media FFmpeg can read.
 Input openInput(const QString& file);
 

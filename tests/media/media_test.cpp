@@ -1,0 +1,188 @@
+#include "media/Media.h"
+#include "media/AacWriter.h"
+#include "media/AudioDecoder.h"
+#include "media/TestMedia.h"
+
+#include <QDir>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace pelix::media {
+namespace {
+
+using testing::TestMedia;
+
+// Every test gets a folder for its media and a temporary folder of its own, so that files left
+// behind in it can be seen.
+class MediaTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(work_.isValid() && temp_.isValid());
+        savedTmp_ = qgetenv("TMPDIR");
+        qputenv("TMPDIR", temp_.path().toUtf8());
+    }
+    void TearDown() override { qputenv("TMPDIR", savedTmp_); }
+
+    QStringList leftInTemp() const {
+        return QDir(temp_.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+    QStringList leftIn(const QString& folder) const {
+        return QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+
+    QTemporaryDir work_;
+    QTemporaryDir temp_;
+    TestMedia media_{work_.path()};
+    QByteArray savedTmp_;
+};
+
+TEST_F(MediaTest, DurationOfAudioAndVideo) {
+    struct Case {
+        QString file;
+        double seconds;
+    };
+    const Case cases[] = {
+        {media_.tone("tone.wav", 3.0), 3.0},
+        {media_.tone("tone.mp3", 2.5), 2.5},
+        {media_.silentVideo("pictures.mp4", 2.0), 2.0},
+    };
+    for (const Case& c : cases) {
+        const Result<double> length = duration(c.file);
+        ASSERT_TRUE(length) << c.file.toStdString() << ": " << length.error().message.toStdString();
+        EXPECT_NEAR(*length, c.seconds, 0.06) << c.file.toStdString();
+    }
+}
+
+TEST_F(MediaTest, FilesWithoutSoundGiveTheirSentenceAndLeaveNothing) {
+    struct Case {
+        QString file;
+        int code;
+        QString message;
+    };
+    const Case cases[] = {
+        {media_.silentVideo("silent.mp4", 1.0), kNoSound,
+         "silent.mp4 has no sound in it, so there's nothing to transcribe."},
+        {media_.textFile("notes.mov"), kNotMedia,
+         "Couldn't open notes.mov. Is it a video or audio file?"},
+        {media_.path("missing.mp4"), kNotMedia,
+         "Couldn't open missing.mp4. Is it a video or audio file?"},
+    };
+    for (const Case& c : cases) {
+        const Result<QString> extracted = extractAudio(c.file);
+        ASSERT_FALSE(extracted) << c.file.toStdString();
+        EXPECT_EQ(extracted.error().code, c.code);
+        EXPECT_EQ(extracted.error().message, c.message);
+    }
+    EXPECT_EQ(leftInTemp(), QStringList());
+}
+
+TEST_F(MediaTest, ExtractedSoundIsAnM4aInTheTemporaryFolder) {
+    std::vector<testing::Sentence> sentences{{"Hello there.", 0.5}};
+    for (const QString& source :
+         {media_.speech("talk.mp4", sentences), media_.tone("stereo.wav", 2.0, 48000, 2)}) {
+        const Result<QString> extracted = extractAudio(source);
+        ASSERT_TRUE(extracted) << extracted.error().message.toStdString();
+        EXPECT_EQ(QFileInfo(*extracted).absolutePath(), QDir(temp_.path()).absolutePath());
+        EXPECT_TRUE(QRegularExpression("^pelix-[0-9A-F-]{36}\\.m4a$")
+                        .match(QFileInfo(*extracted).fileName())
+                        .hasMatch())
+            << extracted->toStdString();
+        const auto probe = media_.probeAudio(*extracted);
+        EXPECT_EQ(probe["codec_name"], "aac");
+        EXPECT_EQ(probe["channels"], "1");
+        EXPECT_NEAR(duration(*extracted).value_or(0), duration(source).value_or(-1), 0.05);
+        QFile::remove(*extracted);
+    }
+}
+
+TEST_F(MediaTest, WriterMakesAacLcMono44kAt64k) {
+    // Two seconds of a 16 kHz tone, handed over in uneven blocks as a microphone would.
+    std::vector<int16_t> tone(32000);
+    for (size_t i = 0; i < tone.size(); ++i) {
+        tone[i] = static_cast<int16_t>(8000 * std::sin(2 * std::numbers::pi * 440 * i / 16000.0));
+    }
+    const QString target = media_.path("note.m4a");
+    auto writer = AacWriter::open(target, 16000, 1);
+    ASSERT_TRUE(writer) << writer.error().message.toStdString();
+    for (size_t at = 0; at < tone.size();) {
+        const size_t n = std::min<size_t>(tone.size() - at, 700 + at % 1300);
+        ASSERT_TRUE((*writer)->write(std::span(tone).subspan(at, n)));
+        at += n;
+    }
+    EXPECT_FALSE(QFile::exists(target)) << "the file appears only when finished";
+    ASSERT_TRUE((*writer)->finish());
+
+    const auto probe = media_.probeAudio(target);
+    EXPECT_EQ(probe["codec_name"], "aac");
+    EXPECT_EQ(probe["profile"], "LC");
+    EXPECT_EQ(probe["sample_rate"], "44100");
+    EXPECT_EQ(probe["channels"], "1");
+    EXPECT_NEAR(probe["bit_rate"].toDouble(), 64000, 12000);
+    EXPECT_NEAR(duration(target).value_or(0), 2.0, 0.001);
+    EXPECT_EQ(leftIn(work_.path()), QStringList{"note.m4a"});
+}
+
+TEST_F(MediaTest, WriterDroppedBeforeFinishLeavesNoFile) {
+    {
+        auto writer = AacWriter::open(media_.path("dropped.m4a"));
+        ASSERT_TRUE(writer);
+        std::vector<int16_t> block(44100, 1000);
+        ASSERT_TRUE((*writer)->write(block));
+    }
+    EXPECT_EQ(leftIn(work_.path()), QStringList());
+}
+
+TEST_F(MediaTest, CutsAreExactToTheSample) {
+    const QString source = media_.tone("long.wav", 5.0);
+    struct Case {
+        double start, end, length;
+    };
+    const Case cases[] = {
+        {0.0, 1.0, 1.0},
+        {1.25, 3.5, 2.25},
+        {4.0, 4.01, 0.01},
+        {3.0, 9.0, 2.0},  // past the end: up to the end
+    };
+    for (const Case& c : cases) {
+        const QString target = media_.path(QString("cut-%1.m4a").arg(c.start));
+        const Status made = cut(source, c.start, c.end, target);
+        ASSERT_TRUE(made) << made.error().message.toStdString();
+        EXPECT_NEAR(duration(target).value_or(0), c.length, 0.5 / 44100) << c.start;
+    }
+}
+
+TEST_F(MediaTest, CutOutsideTheSoundFailsWithoutAFile) {
+    const QString source = media_.tone("short.wav", 1.0);
+    const std::pair<double, double> ranges[] = {{2.0, 3.0}, {0.5, 0.5}, {-1.0, 0.5}};
+    for (const auto& [start, end] : ranges) {
+        const Status made = cut(source, start, end, media_.path("out.m4a"));
+        ASSERT_FALSE(made) << start;
+        EXPECT_EQ(made.error().code, kBadRange);
+    }
+    EXPECT_EQ(leftIn(work_.path()), QStringList{"short.wav"});
+}
+
+TEST_F(MediaTest, DecoderGivesSixteenKilohertzMonoInTenthSecondBlocks) {
+    const QString source = media_.tone("stereo48.wav", 1.5, 48000, 2);
+    auto decoder = AudioDecoder::open(source, 16000);
+    ASSERT_TRUE(decoder);
+    std::vector<int16_t> block;
+    size_t total = 0, blocks = 0;
+    while (true) {
+        Result<bool> more = (*decoder)->read(block);
+        ASSERT_TRUE(more);
+        if (!*more) break;
+        total += block.size();
+        ++blocks;
+    }
+    EXPECT_NEAR(static_cast<double>(total), 24000, 16);
+    EXPECT_NEAR(static_cast<double>(blocks), 15, 1);
+}
+
+}  // namespace
+}  // namespace pelix::media
