@@ -1,0 +1,32 @@
+#pragma once
+
+#include "speech/SpeechEngine.h"
+
+namespace pelix::testing {
+
+// An engine that only knows its locales: for the choosing of engines and languages.
+class FakeEngine final : public SpeechEngine {
+public:
+    FakeEngine(QString name, QStringList locales, bool installed = true)
+        : name_(std::move(name)), locales_(std::move(locales)), installed_(installed) {}
+
+    QString name() const override { return name_; }
+    QStringList supportedLocales() const override { return locales_; }
+    std::optional<QString> supportedLocale(const QString& requested) const override {
+        if (locales_.contains(requested)) return requested;
+        return std::nullopt;
+    }
+    bool installed(const QString&) const override { return installed_; }
+    QString installHint(const QString&) const override { return "Install the fake model."; }
+    Result<std::unique_ptr<SpeechSession>> start(const QString&, const SessionOptions&,
+                                                 SessionEvents) override {
+        return fail(kSpeechEngineFailed, "The fake engine does not listen.");
+    }
+
+private:
+    QString name_;
+    QStringList locales_;
+    bool installed_;
+};
+
+}  // namespace pelix::testing
