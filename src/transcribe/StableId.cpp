@@ -6,20 +6,30 @@
 #include <QFileInfo>
 
 #include <charconv>
+#include <cmath>
 
 namespace pelix {
+namespace {
+
+// The shortest decimal that reads back as the same double, written in full with at least one
+// digit after the point (1700000000.0, 1700000000.25, 0.0); beyond 2^53 and below 1e-4 in
+// exponent form (1e+16).
+QString shortestDecimal(double value) {
+    char digits[400] = {};
+    const double size = std::fabs(value);
+    const bool plain = size == 0 || (size >= 1e-4 && size < 9007199254740992.0);
+    const auto written =
+        std::to_chars(digits, digits + sizeof digits, value,
+                      plain ? std::chars_format::fixed : std::chars_format::scientific);
+    QString text = QString::fromLatin1(digits, written.ptr - digits);
+    if (plain && !text.contains('.')) text += ".0";
+    return text;
+}
+
+}  // namespace
 
 QString stableId(const QString& name, qint64 size, std::optional<double> createdSeconds) {
-    // The shortest decimal that reads back as the same double, always with a digit after the
-    // point: 1700000000.25, 1700000000.0, 0.0.
-    char digits[64] = {};
-    const double seconds = createdSeconds.value_or(0.0);
-    const auto written = std::to_chars(digits, digits + sizeof digits - 3, seconds);
-    QString created = QString::fromLatin1(digits, written.ptr - digits);
-    if (!created.contains('.') && !created.contains('e') && !created.contains("inf") &&
-        !created.contains("nan")) {
-        created += ".0";
-    }
+    const QString created = shortestDecimal(createdSeconds.value_or(0.0));
     const QByteArray text = (name + "|" + QString::number(size) + "|" + created).toUtf8();
     const QByteArray digest = QCryptographicHash::hash(text, QCryptographicHash::Sha256).toHex();
     return "video:" + QString::fromLatin1(digest.left(32));

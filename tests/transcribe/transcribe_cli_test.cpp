@@ -1,0 +1,120 @@
+#include "core/PrivateFile.h"
+#include "fakes/LoopbackBackend.h"
+#include "media/TestMedia.h"
+#include "support/TestSupport.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::runPelix;
+
+// `pelix --transcribe` as a person runs it, against the loopback backend for --save.
+class TranscribeCli : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        folder_ = new QTemporaryDir;
+        const testing::TestMedia media(folder_->path());
+        std::vector<testing::Sentence> sentences{
+            {"The quick brown fox jumps over the lazy dog.", 0.5},
+            {"Please bring the report and a cup of coffee.", 2.0}};
+        talk_ = media.speech("Team talk.mp4", sentences);
+        silent_ = media.silentVideo("silent.mp4", 1.0);
+    }
+    static void TearDownTestSuite() { delete folder_; }
+
+    QProcessEnvironment env() const {
+        QProcessEnvironment extra;
+        extra.insert("PELIX_API_BASE", backend_.base().toString());
+        return extra;
+    }
+
+    static inline QTemporaryDir* folder_ = nullptr;
+    static inline QString talk_, silent_;
+    testing::IsolatedHome home_;
+    fakes::LoopbackBackend backend_;
+};
+
+TEST_F(TranscribeCli, PrintsPiecesParagraphsAndCount) {
+    const auto run = runPelix({"--transcribe", talk_, "--lang", "en-US"}, {}, env());
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QStringList lines = QString::fromUtf8(run.out).split('\n');
+    ASSERT_GE(lines.size(), 5) << run.out.toStdString();
+    EXPECT_TRUE(
+        QRegularExpression(R"(^  \[   0\.\ds\] the quick brown fox)").match(lines[0]).hasMatch())
+        << lines[0].toStdString();
+    EXPECT_TRUE(
+        QRegularExpression(R"(^  \[   [45]\.\ds\] please bring)").match(lines[1]).hasMatch())
+        << lines[1].toStdString();
+    // Two seconds apart: a paragraph each.
+    EXPECT_TRUE(lines[2].startsWith("the quick brown fox")) << lines[2].toStdString();
+    EXPECT_EQ(lines[3], "");
+    EXPECT_TRUE(lines[4].startsWith("please bring")) << lines[4].toStdString();
+    EXPECT_TRUE(QRegularExpression(R"(^2 pieces in \d+\.\ds$)").match(lines[5]).hasMatch())
+        << lines[5].toStdString();
+    EXPECT_TRUE(backend_.requests().isEmpty());
+}
+
+TEST_F(TranscribeCli, FailuresAreOneSentenceAndExitOne) {
+    struct Case {
+        QString file;
+        QString modelFolder;  // empty: the system's
+        QString message;
+    };
+    const Case cases[] = {
+        {silent_, "", "silent.mp4 has no sound in it, so there's nothing to transcribe."},
+        {talk_, folder_->path() + "/no-models",
+         "Transcribing needs a speech model: install pocketsphinx-en-us."},
+    };
+    for (const Case& c : cases) {
+        QProcessEnvironment extra = env();
+        if (!c.modelFolder.isEmpty()) extra.insert("PELIX_SPEECH_SYSTEM_MODELS", c.modelFolder);
+        const auto run = runPelix({"--transcribe", c.file}, {}, extra);
+        EXPECT_EQ(run.exitCode, 1) << c.message.toStdString();
+        EXPECT_EQ(run.out, "");
+        EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(c.message + "\n")) << run.err.toStdString();
+    }
+}
+
+TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
+    ASSERT_TRUE(writePrivateFile(home_.dataDir() + "/token", "pelix_test"));
+    for (int run = 1; run <= 2; ++run) {
+        const auto result = runPelix({"--transcribe", talk_, "--save"}, {}, env());
+        ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+        EXPECT_TRUE(result.out.endsWith("Saved to Pelix, in Videos.\n"));
+    }
+    const auto sent = backend_.requests("import-notes");
+    ASSERT_EQ(sent.size(), 2);
+    const QJsonObject body = sent[0].json;
+    EXPECT_EQ(body["source"].toString(), "video");
+    const QJsonArray notes = body["notes"].toArray();
+    ASSERT_EQ(notes.size(), 1);
+    const QJsonObject note = notes[0].toObject();
+    EXPECT_TRUE(note["external_id"].toString().startsWith("video:"));
+    EXPECT_EQ(note["external_id"].toString().size(), 6 + 32);
+    EXPECT_EQ(note["title"].toString(), "Team talk");
+    EXPECT_EQ(note["folder"].toString(), "Videos");
+    EXPECT_TRUE(note["body"].toString().startsWith("the quick brown fox"));
+    EXPECT_TRUE(note["body"].toString().contains("\n\nplease bring"));
+    for (const char* date : {"created_at", "updated_at"}) {
+        EXPECT_TRUE(QDateTime::fromString(note[date].toString(), Qt::ISODate).isValid()) << date;
+    }
+    EXPECT_EQ(sent[1].json["notes"].toArray()[0].toObject()["external_id"], note["external_id"]);
+}
+
+TEST_F(TranscribeCli, SaveFailureShowsTheServiceMessage) {
+    ASSERT_TRUE(writePrivateFile(home_.dataDir() + "/token", "pelix_test"));
+    backend_.answer("import-notes", fakes::Reply::json({{"error", "Notes are full."}}, 500));
+    const auto result = runPelix({"--transcribe", talk_, "--save"}, {}, env());
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_FALSE(result.out.contains("Saved to Pelix"));
+    EXPECT_TRUE(result.err.contains("Notes are full.")) << result.err.toStdString();
+}
+
+}  // namespace
+}  // namespace pelix
