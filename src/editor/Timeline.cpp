@@ -137,7 +137,7 @@ std::vector<Segment> segments(const EditProject& project, const std::vector<Line
                 } else if (last.line != line.id && s - last.end <= pace.gapLimit) {
                     auto& words = across[size_t(line.clip)];
                     if (!words) words.emplace(clip.words);
-                    if (!words->any(last.end, s)) last.end = s;
+                    if (!words->any(last.end, s)) last.end = std::min(s, limit);
                 }
             }
             if (e - s > kSliver) out.push_back(Segment{line.clip, s, e, line.id});

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "editor/EditProject.h"
+
+#include <initializer_list>
+#include <tuple>
+
+namespace pelix::testing {
+
+// A clip of timed words; `duration` 0 leaves its length unknown.
+inline SourceClip clipOf(std::initializer_list<std::tuple<double, double, const char*>> words,
+                         double duration = 0, int n = 0) {
+    SourceClip clip;
+    clip.id = QUuid(0x1f0c7a2bu + uint(n), 0, 0x4000, 0x80, 0, 0, 0, 0, 0, 0, quint8(n));
+    clip.path = QStringLiteral("/media/clip%1.mov").arg(n);
+    clip.duration = duration;
+    for (const auto& [start, end, text] : words) {
+        clip.words.push_back(Word{start, end, QString::fromUtf8(text)});
+    }
+    return clip;
+}
+
+// Words spoken one after another: each `length` long with `pause` between them, from `from`.
+inline SourceClip evenClip(const QStringList& texts, double length = 0.3, double pause = 0.1,
+                           double from = 0.5) {
+    SourceClip clip = clipOf({});
+    double t = from;
+    for (const QString& text : texts) {
+        clip.words.push_back(Word{t, t + length, text});
+        t += length + pause;
+    }
+    return clip;
+}
+
+inline EditProject projectOf(std::vector<SourceClip> clips) {
+    EditProject project;
+    project.id = QUuid(0xabcdef01u, 0, 0x4000, 0x80, 0, 0, 0, 0, 0, 0, 1);
+    project.created = QDateTime::fromMSecsSinceEpoch(1'700'000'000'000, Qt::UTC);
+    project.clips = std::move(clips);
+    return project;
+}
+
+}  // namespace pelix::testing

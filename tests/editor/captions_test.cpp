@@ -1,0 +1,232 @@
+#include "editor/Captions.h"
+#include "EditorTestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::clipOf;
+using testing::evenClip;
+using testing::projectOf;
+
+std::vector<QStringList> wordsOf(const std::vector<CaptionCue>& cues) {
+    std::vector<QStringList> words;
+    for (const CaptionCue& cue : cues) words.push_back(cue.words);
+    return words;
+}
+
+std::vector<CaptionCue> captionsOf(const EditProject& project) {
+    return captions(project, Timeline(segments(project)));
+}
+
+TEST(Captions, ACommaClosesABoldCueButNotACleanOne) {
+    EditProject project = projectOf({evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05)});
+    EXPECT_EQ(wordsOf(captionsOf(project)),
+              (std::vector<QStringList>{{"So,"}, {"here's", "the", "thing."}}));
+    project.settings.captionStyle = CaptionStyle::clean;
+    EXPECT_EQ(wordsOf(captionsOf(project)),
+              (std::vector<QStringList>{{"So,", "here's", "the", "thing."}}));
+}
+
+TEST(Captions, CuesFollowTheSpokenWords) {
+    const struct {
+        const char* name;
+        SourceClip clip;
+        std::vector<QStringList> want;
+    } cases[] = {
+        {"five quick words make cues of 3 and 2 under bold",
+         evenClip({"one", "two", "three", "four", "five"}, 0.2, 0.05),
+         {{"one", "two", "three"}, {"four", "five"}}},
+        {"18 characters with spaces fit a bold cue, 19 do not",
+         evenClip({"abcdefgh", "ijklmnopq", "rs", "t"}, 0.2, 0.05),
+         {{"abcdefgh", "ijklmnopq"}, {"rs", "t"}}},
+        {"fillers are not shown", evenClip({"we", "um", "go"}, 0.2, 0.05), {{"we", "go"}}},
+        {"a pause over 0.6 s starts a new cue",
+         clipOf({{0, 0.3, "wait"}, {1.0, 1.2, "for"}, {1.25, 1.4, "it"}}),
+         {{"wait"}, {"for", "it"}}},
+    };
+    for (const auto& c : cases) {
+        EditProject project = projectOf({c.clip});
+        project.settings.pace = Pace::natural;
+        EXPECT_EQ(wordsOf(captionsOf(project)), c.want) << c.name;
+    }
+}
+
+TEST(Captions, TimedCuesCarryTheOutputTimeOfEachWord) {
+    // One segment from 0.91: every output time is the source time less 0.91.
+    const EditProject project = projectOf({evenClip({"one", "two"}, 0.3, 0.1, 1.0)});
+    const auto cues = captionsOf(project);
+    ASSERT_EQ(cues.size(), 1u);
+    ASSERT_TRUE(cues[0].times);
+    EXPECT_NEAR(cues[0].times->at(0), 0.09, 1e-9);
+    EXPECT_NEAR(cues[0].times->at(1), 0.49, 1e-9);
+    EXPECT_NEAR(cues[0].start, 0.09, 1e-9);
+    EXPECT_NEAR(cues[0].end, 0.79, 1e-9);
+    EXPECT_FALSE(cues[0].unspaced);
+}
+
+TEST(Captions, OnlyTheKeptPartOfALineIsCaptioned) {
+    const EditProject project =
+        projectOf({clipOf({{0, 0.5, "a"}, {0.6, 1, "b"}, {1.1, 1.5, "c"}, {1.6, 2, "d"}})});
+    const Timeline half({{0, 1.05, 2.1, "1F0C7A2B:0"}});
+    EXPECT_EQ(wordsOf(captions(project, half)), (std::vector<QStringList>{{"c", "d"}}));
+
+    EditProject cut = project;
+    cut.cut = {"1F0C7A2B:0"};
+    EXPECT_TRUE(captionsOf(cut).empty());
+}
+
+TEST(Captions, ShortGapsBetweenCuesAreClosed) {
+    const EditProject project = projectOf({clipOf({{1, 2, "One."}, {5, 6, "Two."}})});
+    for (const auto& [firstEnd, closed] : {std::pair{2.3, true}, std::pair{2.5, false}}) {
+        // "One." ends at output 1.1; "Two." starts where its segment does.
+        const Timeline t({{0, 0.9, firstEnd, "1F0C7A2B:0"}, {0, 5, 6, "1F0C7A2B:1"}});
+        const auto cues = captions(project, t);
+        ASSERT_EQ(cues.size(), 2u);
+        EXPECT_NEAR(cues[0].end, closed ? cues[1].start : 1.1, 1e-9) << firstEnd;
+    }
+}
+
+TEST(Captions, TranslationThenCorrectionThenSpokenWords) {
+    EditProject project = projectOf({evenClip({"so", "the", "big", "idea"}, 0.2, 0.05, 1.0)});
+    const QString line = "1F0C7A2B:0";
+    project.settings.captionLanguage = CaptionLanguage::fr;
+    project.translations["fr"][line] = "donc la grande idée";
+    project.translations["de"][line] = "also die große Idee";
+    project.fixes[line] = "so the bigger idea";
+
+    auto cues = captionsOf(project);
+    EXPECT_EQ(wordsOf(cues), (std::vector<QStringList>{{"donc", "la", "grande"}, {"idée"}}));
+    EXPECT_FALSE(cues[0].times);
+    // Time is shared by length: "donclagrande" is 12 characters, "idée" 4.
+    const double length = cues[1].end - cues[0].start;
+    EXPECT_NEAR(cues[0].end - cues[0].start, length * 12 / 16, 1e-9);
+
+    project.translations.erase("fr");
+    cues = captionsOf(project);
+    EXPECT_EQ(wordsOf(cues), (std::vector<QStringList>{{"so", "the", "bigger"}, {"idea"}}));
+    EXPECT_FALSE(cues[0].times);
+
+    project.fixes.clear();
+    cues = captionsOf(project);
+    EXPECT_EQ(wordsOf(cues), (std::vector<QStringList>{{"so", "the", "big"}, {"idea"}}));
+    EXPECT_TRUE(cues[0].times);
+}
+
+TEST(Captions, ChineseTranslationIsUnspacedAndChunkedByCharacters) {
+    EditProject project = projectOf({evenClip({"one", "two"}, 0.5, 0.1, 1.0)});
+    project.settings.captionLanguage = CaptionLanguage::zhHans;
+    project.translations["zh-Hans"]["1F0C7A2B:0"] = "我们今天要讲的是一个非常重要的想法真的啊";
+    const auto cues = captionsOf(project);
+    ASSERT_EQ(cues.size(), 3u);
+    EXPECT_EQ(cues[0].words.size(), 8);
+    EXPECT_EQ(cues[2].words.size(), 4);
+    EXPECT_TRUE(cues[0].unspaced);
+}
+
+TEST(Chunk, Table) {
+    const struct {
+        const char* name;
+        const char* text;
+        bool unspaced;
+        int pieces, chars;
+        std::vector<QStringList> want;
+    } cases[] = {
+        {"twenty Chinese characters, bold",
+         "一二三四五六七八九十一二三四五六七八九十",
+         true,
+         3,
+         8,
+         {{"一", "二", "三", "四", "五", "六", "七", "八"},
+          {"九", "十", "一", "二", "三", "四", "五", "六"},
+          {"七", "八", "九", "十"}}},
+        {"white space is removed from unspaced text",
+         "我 们\n好",
+         true,
+         3,
+         8,
+         {{"我", "们", "好"}}},
+        {"a break mark ends an unspaced chunk of four or more",
+         "我们今天，很好",
+         true,
+         3,
+         8,
+         {{"我", "们", "今", "天", "，"}, {"很", "好"}}},
+        {"but not a shorter one", "你好，世界", true, 3, 8, {{"你", "好", "，", "世", "界"}}},
+        {"spaced text by pieces",
+         "one two three four five",
+         false,
+         3,
+         18,
+         {{"one", "two", "three"}, {"four", "five"}}},
+        {"spaced text by characters, the spaces counted",
+         "extraordinary wonderful",
+         false,
+         9,
+         18,
+         {{"extraordinary"}, {"wonderful"}}},
+        {"a word longer than the limit stays whole",
+         "supercalifragilistic",
+         false,
+         3,
+         8,
+         {{"supercalifragilistic"}}},
+        {"a break mark ends a spaced chunk of two or more",
+         "Hello, world. Again",
+         false,
+         9,
+         44,
+         {{"Hello,", "world."}, {"Again"}}},
+        {"a dash never starts a chunk",
+         "Hello, world. — next",
+         false,
+         9,
+         44,
+         {{"Hello,", "world.", "—"}, {"next"}}},
+        {"punctuation joins the chunk it follows",
+         "one two three !",
+         false,
+         3,
+         18,
+         {{"one", "two", "three", "!"}}},
+        {"empty text", "", false, 3, 18, {}},
+        {"only spaces", "  \n ", true, 3, 8, {}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(chunk(QString::fromUtf8(c.text), c.unspaced, c.pieces, c.chars), c.want)
+            << c.name;
+    }
+}
+
+TEST(Untranslated, LinesWithoutATranslationAndTheHook) {
+    EditProject project =
+        projectOf({clipOf({{0, 1, "One."}, {1, 2, "Two."}, {2, 3, "Three."}, {3, 4, "Four."}})});
+    project.hook = " Watch this ";
+    project.cut = {"1F0C7A2B:1"};
+    project.fixes["1F0C7A2B:0"] = "Won.";
+    project.translations["es"]["1F0C7A2B:2"] = "Tres.";
+    EXPECT_TRUE(untranslated(project).empty());  // captions as spoken
+
+    project.settings.captionLanguage = CaptionLanguage::es;
+    using Items = std::vector<std::pair<QString, QString>>;
+    EXPECT_EQ(untranslated(project),
+              (Items{{"1F0C7A2B:0", "Won."}, {"1F0C7A2B:3", "Four."}, {"hook", "Watch this"}}));
+    project.translations["es"]["hook"] = "Mira esto";
+    project.translations["es"]["1F0C7A2B:0"] = "Ganó.";
+    EXPECT_EQ(untranslated(project), (Items{{"1F0C7A2B:3", "Four."}}));
+}
+
+TEST(Subtitles, SubRipAndWebVtt) {
+    const std::vector<CaptionCue> cues{{0.05, 1.5, {"So,", "here"}, std::nullopt, false},
+                                       {3661.2, 3662.0004, {"好", "的"}, std::nullopt, true}};
+    EXPECT_EQ(subtitles(cues, SubtitleFormat::srt),
+              "1\n00:00:00,050 --> 00:00:01,500\nSo, here\n\n"
+              "2\n01:01:01,200 --> 01:01:02,000\n好的\n\n");
+    EXPECT_EQ(subtitles(cues, SubtitleFormat::vtt),
+              "WEBVTT\n\n00:00:00.050 --> 00:00:01.500\nSo, here\n\n"
+              "01:01:01.200 --> 01:01:02.000\n好的\n\n");
+}
+
+}  // namespace
+}  // namespace pelix

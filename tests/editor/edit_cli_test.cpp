@@ -1,0 +1,198 @@
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::runPelix;
+
+// A project written by hand from the field names, with an empty settings object.
+constexpr char kProject[] = R"({
+  "id": "1f0c7a2b-0000-4000-8000-000000000001", "name": "Hand made",
+  "created": "2026-11-20T10:00:00Z",
+  "clips": [{"id": "1f0c7a2b-aaaa-4000-8000-000000000002", "path": "/nowhere/clip.mov",
+    "duration": 10, "width": 1080, "height": 1920, "transcribed": true,
+    "words": [{"start": 0.05, "end": 0.4, "text": "So,"}, {"start": 0.45, "end": 0.7, "text": "here's"},
+              {"start": 0.75, "end": 0.9, "text": "the"}, {"start": 0.95, "end": 1.3, "text": "thing."},
+              {"start": 1.4, "end": 1.6, "text": "Um,"}, {"start": 1.7, "end": 2.0, "text": "the"},
+              {"start": 2.05, "end": 2.3, "text": "big"}, {"start": 2.35, "end": 2.8, "text": "idea"},
+              {"start": 2.85, "end": 3.1, "text": "is"}, {"start": 3.15, "end": 3.5, "text": "this."},
+              {"start": 5.0, "end": 5.4, "text": "Bye."}]}],
+  "settings": {}, "cut": [], "keywords": {"1F0C7A2B:1": "Big Idea!"}, "fixes": {},
+  "translations": {}, "hook": "  Watch this ", "title": "", "chat": []})";
+
+class EditCli : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path = home.path() + "/hand.json";
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(kProject);
+    }
+
+    // Runs the command and returns its standard output parsed as one JSON document.
+    QJsonDocument json(const QStringList& args) {
+        const auto result = runPelix(QStringList{"--edit"} + args);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+        QJsonParseError error{};
+        const QByteArray wrapped = "[" + result.out + "]";  // a bare string or null too
+        const QJsonDocument doc = QJsonDocument::fromJson(wrapped, &error);
+        EXPECT_EQ(error.error, QJsonParseError::NoError) << result.out.toStdString();
+        return QJsonDocument::fromVariant(doc.array().at(0).toVariant());
+    }
+
+    testing::IsolatedHome home;
+    QString path;
+};
+
+TEST_F(EditCli, PrintsWhatTheProjectDerives) {
+    const QJsonArray lines = json({"lines", path}).array();
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines.at(1).toObject(), (QJsonObject{{"id", "1F0C7A2B:1"},
+                                                   {"clip", 0},
+                                                   {"firstWord", 4},
+                                                   {"lastWord", 9},
+                                                   {"start", 1.4},
+                                                   {"end", 3.5},
+                                                   {"text", "Um, the big idea is this."}}));
+
+    const QJsonObject timeline = json({"timeline", path}).object();
+    EXPECT_EQ(timeline.value("segments").toArray().size(), 3);
+    EXPECT_EQ(timeline.value("starts").toArray().size(), 3);
+    EXPECT_NEAR(timeline.value("total").toDouble(), 3.95, 1e-9);
+    EXPECT_EQ(json({"segments", path}).array(), timeline.value("segments").toArray());
+    EXPECT_EQ(json({"segments", path}).array().at(1).toObject().value("line"), "1F0C7A2B:1");
+
+    const QJsonArray cues = json({"captions", path}).array();
+    ASSERT_EQ(cues.size(), 5);
+    EXPECT_EQ(cues.at(0).toObject().value("words"), QJsonArray{"So,"});
+    EXPECT_TRUE(cues.at(0).toObject().contains("times"));
+    EXPECT_EQ(cues.at(0).toObject().value("unspaced"), false);
+
+    EXPECT_EQ(json({"zooms", path}).array(), (QJsonArray{1.0, 1.18, 1.0}));
+    const QJsonArray pops = json({"popups", path}).array();
+    ASSERT_EQ(pops.size(), 1);
+    EXPECT_EQ(pops.at(0).toObject().value("text"), "Big Idea!");
+    EXPECT_EQ(pops.at(0).toObject().keys(), (QStringList{"end", "start", "text"}));
+
+    const QJsonArray numbered = json({"numbered", path, "--state"}).array();
+    EXPECT_EQ(numbered.at(1).toObject().value("keyword"), "Big Idea!");
+    EXPECT_EQ(numbered.at(1).toObject().value("kept"), true);
+    EXPECT_FALSE(json({"numbered", path}).array().at(1).toObject().contains("kept"));
+}
+
+TEST_F(EditCli, HookIsAStringOrNull) {
+    auto result = runPelix({"--edit", "hook", path});
+    EXPECT_EQ(result.out, "\"Watch this\"\n");
+    QByteArray text = kProject;
+    text.replace("  Watch this ", "   ");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text);
+    file.close();
+    result = runPelix({"--edit", "hook", path});
+    EXPECT_EQ(result.out, "null\n");
+}
+
+TEST_F(EditCli, CaptionsAsSubtitleFiles) {
+    auto result = runPelix({"--edit", "captions", path, "--srt"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_TRUE(result.out.startsWith("1\n00:00:00,050 --> 00:00:00,450\nSo,\n\n2\n"))
+        << result.out.toStdString();
+    result = runPelix({"--edit", "captions", "--vtt", path});
+    EXPECT_TRUE(result.out.startsWith("WEBVTT\n\n00:00:00.050 --> ")) << result.out.toStdString();
+}
+
+TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAsked) {
+    const QString opsPath = home.path() + "/ops.json";
+    QFile ops(opsPath);
+    ASSERT_TRUE(ops.open(QIODevice::WriteOnly));
+    ops.write(
+        R"([{"op":"cut","ids":[1]},{"op":"remember","rule":"Short"},{"op":"keep_only","ids":[99]}])");
+    ops.close();
+
+    QJsonObject applied = json({"apply", path, opsPath}).object();
+    EXPECT_EQ(applied.value("skipped"), 1);
+    EXPECT_EQ(applied.value("remember"), QJsonArray{"Short"});
+    EXPECT_EQ(applied.value("forget"), QJsonArray{});
+    EXPECT_EQ(applied.value("project").toObject().value("cut"), QJsonArray{"1F0C7A2B:0"});
+    EXPECT_EQ(json({"segments", path}).array().size(), 3);  // the file is as it was
+
+    applied = json({"apply", path, opsPath, "--write"}).object();
+    EXPECT_EQ(json({"segments", path}).array().size(), 2);
+
+    // Operations from standard input, the project by its id in the projects folder.
+    const QString folder = home.path() + "/data/Pelix/Editor";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    ASSERT_TRUE(QFile::copy(path, folder + "/1F0C7A2B-0000-4000-8000-000000000001.json"));
+    const auto result =
+        runPelix({"--edit", "apply", "1f0c7a2b-0000-4000-8000-000000000001", "-", "--write"},
+                 R"({"ops":[{"op":"restore","ids":[1]}]})");
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(json({"segments", "1F0C7A2B-0000-4000-8000-000000000001"}).array().size(), 3);
+}
+
+TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
+    const QString folder = home.path() + "/data/Pelix/Editor";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    ASSERT_TRUE(QFile::copy(path, folder + "/1F0C7A2B-0000-4000-8000-000000000001.json"));
+    QFile broken(folder + "/Old.json");
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+    broken.write("{}");
+    broken.close();
+
+    const QJsonArray list = json({"list"}).array();
+    ASSERT_EQ(list.size(), 2);
+    for (const QJsonValue& entry : list) {
+        const QJsonObject e = entry.toObject();
+        if (e.value("file") == "Old.json") {
+            EXPECT_TRUE(e.value("error").toString().contains("Old.json"));
+        } else {
+            EXPECT_EQ(e.value("name"), "Hand made");
+            EXPECT_EQ(e.value("id"), "1F0C7A2B-0000-4000-8000-000000000001");
+            EXPECT_EQ(e.value("mediaMissing"), true);
+        }
+    }
+}
+
+TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
+    const struct {
+        QStringList args;
+        int status;
+        const char* says;
+    } cases[] = {
+        {{"lines", "/nowhere/p.json"}, 1, "Couldn't find the project /nowhere/p.json"},
+        {{"lines"}, 1, "Say which project"},
+        {{"frobnicate", "x"}, 1, "The editor has no command frobnicate"},
+        {{"apply", "HAND"}, 1, "Say which operations"},
+        {{"plan", "HAND"}, 2, "not in this build"},
+        {{"export", "HAND"}, 2, "not in this build"},
+    };
+    for (const auto& c : cases) {
+        QStringList args{"--edit"};
+        for (const QString& a : c.args) args << (a == "HAND" ? path : a);
+        const auto result = runPelix(args);
+        EXPECT_EQ(result.exitCode, c.status) << c.says;
+        EXPECT_TRUE(result.err.contains(c.says)) << result.err.toStdString();
+        EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
+        EXPECT_TRUE(result.out.isEmpty());
+    }
+
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"({"id": "1f0c7a2b-0000-4000-8000-000000000001", "clips": [{"path": "/a"}]})");
+    file.close();
+    const auto result = runPelix({"--edit", "lines", path});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "Couldn't read the project hand.json: \"clips[0].id\" is missing.\n");
+}
+
+}  // namespace
+}  // namespace pelix

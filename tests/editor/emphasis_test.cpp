@@ -1,0 +1,109 @@
+#include "editor/Emphasis.h"
+#include "EditorTestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::clipOf;
+using testing::evenClip;
+using testing::projectOf;
+
+// Three lines far apart, each one segment.
+EditProject threeLines() {
+    return projectOf({clipOf({{1, 2, "One."}, {4, 5, "Two."}, {7, 8, "Three."}})});
+}
+
+TEST(Zooms, PunchInsAlternateLineByLine) {
+    EditProject project = threeLines();
+    const auto zoomsOf = [](const EditProject& p) { return zooms(p, Timeline(segments(p))); };
+    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.0}));
+
+    project.keywords["1F0C7A2B:2"] = "Three";
+    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.18}));
+    project.settings.keywordPops = false;
+    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.0}));
+    project.settings.keywordPops = true;
+    project.settings.punchIns = false;
+    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.0, 1.0}));
+    project.settings.punchIns = true;
+    project.settings.visuals = false;
+    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.0, 1.0}));
+}
+
+TEST(Zooms, SegmentsOfOneLineShareItsFactorAndPositionsCountLinesNotSegments) {
+    const EditProject project = projectOf({});
+    const Timeline t({{0, 0, 1, "A:0"}, {0, 2, 3, "A:1"}, {0, 4, 5, "A:1"}, {0, 6, 7, "A:2"}});
+    EXPECT_EQ(zooms(project, t), (std::vector<double>{1.0, 1.1, 1.1, 1.0}));
+}
+
+TEST(Hook, WhichHookIsShown) {
+    const struct {
+        const char* name;
+        const char* hook;
+        CaptionLanguage language;
+        bool hookTitle, visuals;
+        std::optional<QString> want;
+    } cases[] = {
+        {"the project's hook, trimmed", "  Stop scrolling\n", CaptionLanguage::original, true, true,
+         "Stop scrolling"},
+        {"the French translation", "Stop scrolling", CaptionLanguage::fr, true, true,
+         "Arrêtez de défiler"},
+        {"no translation into German: the hook itself", "Stop scrolling", CaptionLanguage::de, true,
+         true, "Stop scrolling"},
+        {"hook title off", "Stop scrolling", CaptionLanguage::fr, false, true, std::nullopt},
+        {"visuals off", "Stop scrolling", CaptionLanguage::original, true, false, std::nullopt},
+        {"only spaces", "   ", CaptionLanguage::original, true, true, std::nullopt},
+    };
+    for (const auto& c : cases) {
+        EditProject project = projectOf({});
+        project.hook = QString::fromUtf8(c.hook);
+        project.translations["fr"]["hook"] = " Arrêtez de défiler ";
+        project.settings.captionLanguage = c.language;
+        project.settings.hookTitle = c.hookTitle;
+        project.settings.visuals = c.visuals;
+        EXPECT_EQ(hookText(project), c.want) << c.name;
+    }
+}
+
+TEST(PopUps, APhraseSitsOnTheWordsThatSpellIt) {
+    // One segment from 0.91; "BIG idea," is spoken from 1.5 to 1.95.
+    EditProject project =
+        projectOf({evenClip({"So", "the", "BIG", "idea,", "is", "this."}, 0.2, 0.05, 1.0)});
+    const QString line = "1F0C7A2B:0";
+    const auto popUpsOf = [](const EditProject& p) { return popUps(p, Timeline(segments(p))); };
+
+    project.keywords[line] = "Big Idea!";
+    auto shown = popUpsOf(project);
+    ASSERT_EQ(shown.size(), 1u);
+    EXPECT_EQ(shown[0].text, "Big Idea!");
+    EXPECT_NEAR(shown[0].start, 0.59, 1e-9);
+    EXPECT_NEAR(shown[0].end, 1.04, 1e-9);
+
+    // Words the line does not spell in a row: over the whole line.
+    project.keywords[line] = "idea this";
+    shown = popUpsOf(project);
+    ASSERT_EQ(shown.size(), 1u);
+    EXPECT_NEAR(shown[0].start, 0, 1e-9);
+    EXPECT_NEAR(shown[0].end, 1.63, 1e-9);
+
+    project.settings.keywordPops = false;
+    EXPECT_TRUE(popUpsOf(project).empty());
+    project.settings.keywordPops = true;
+    project.cut = {line};
+    EXPECT_TRUE(popUpsOf(project).empty());
+}
+
+TEST(PopUps, InOutputOrderOnePerLine) {
+    EditProject project = threeLines();
+    project.keywords = {{"1F0C7A2B:2", "Three"}, {"1F0C7A2B:0", "One"}, {"1F0C7A2B:1", "  "}};
+    const auto shown = popUps(project, Timeline(segments(project)));
+    ASSERT_EQ(shown.size(), 2u);
+    EXPECT_EQ(shown[0].line, "1F0C7A2B:0");
+    EXPECT_EQ(shown[1].line, "1F0C7A2B:2");
+    EXPECT_LT(shown[0].end, shown[1].start);
+}
+
+}  // namespace
+}  // namespace pelix

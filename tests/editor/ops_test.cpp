@@ -1,0 +1,236 @@
+#include "EditorTestSupport.h"
+#include "editor/EditOps.h"
+
+#include <QJsonDocument>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::clipOf;
+using testing::projectOf;
+
+QJsonArray ops(const char* json) {
+    return QJsonDocument::fromJson(json).array();
+}
+
+// Ten one-sentence lines in two clips of 6 and 4 lines; line n says "line n", and line 4 says
+// "so the big idea is this".
+EditProject tenLines() {
+    SourceClip a = clipOf({}, 30, 0);
+    SourceClip b = clipOf({}, 0, 1);
+    for (int n = 1; n <= 10; ++n) {
+        SourceClip& clip = n <= 6 ? a : b;
+        const double t = 2.0 * double(clip.words.size());
+        const QString text = n == 4 ? "so the big idea is this." : QString("line %1.").arg(n);
+        clip.words.push_back(Word{t, t + 1, text});
+    }
+    return projectOf({a, b});
+}
+
+QString idOf(int n) {
+    return n <= 6 ? QString("1F0C7A2B:%1").arg(n - 1) : QString("1F0C7A2C:%1").arg(n - 7);
+}
+
+std::set<QString> ids(std::initializer_list<int> numbers) {
+    std::set<QString> result;
+    for (int n : numbers) result.insert(idOf(n));
+    return result;
+}
+
+TEST(Numbered, NumbersFromOneOnClipsLaidEndToEnd) {
+    EditProject project = tenLines();
+    project.clips[0].words[1].start = 2.04;  // 2.04 → 2.0
+    project.clips[1].words[2].start = 4.25;  // 4.25 → 4.3 (half away from zero)
+    const auto n = numbered(project);
+    ASSERT_EQ(n.size(), 10u);
+    EXPECT_EQ(n[0].n, 1);
+    EXPECT_EQ(n[6].line.id, idOf(7));
+    EXPECT_EQ(n[6].at, 30);
+    EXPECT_EQ(n[8].at, 34.25);
+
+    project.fixes[idOf(2)] = "Line two.";
+    project.cut = ids({3});
+    project.keywords[idOf(4)] = "big idea";
+    const QJsonArray plain = linePayload(project, false);
+    EXPECT_EQ(plain.at(1).toObject(), (QJsonObject{{"id", 2}, {"t", 2.0}, {"text", "Line two."}}));
+    EXPECT_EQ(plain.at(8).toObject().value("t").toDouble(), 34.3);
+    const QJsonArray state = linePayload(project, true);
+    EXPECT_EQ(state.at(2).toObject().value("kept"), false);
+    EXPECT_EQ(state.at(3).toObject(), (QJsonObject{{"id", 4},
+                                                   {"t", 6.0},
+                                                   {"text", "so the big idea is this."},
+                                                   {"kept", true},
+                                                   {"keyword", "big idea"}}));
+    EXPECT_FALSE(state.at(0).toObject().contains("keyword"));
+}
+
+TEST(ApplyOps, LineOperations) {
+    const struct {
+        const char* name;
+        const char* ops;
+        std::set<QString> cutBefore;
+        std::set<QString> cutAfter;
+        int skipped;
+    } cases[] = {
+        {"cut ignores numbers past the end", R"([{"op":"cut","ids":[3,99]}])", {}, ids({3}), 0},
+        {"numbers may come as any JSON number",
+         R"([{"op":"cut","ids":[2.0,5.7]}])",
+         {},
+         ids({2, 5}),
+         0},
+        {"restore", R"([{"op":"restore","ids":[3,4]}])", ids({3, 5}), ids({5}), 0},
+        {"keep_only", R"([{"op":"keep_only","ids":[2,5]}])", ids({2}),
+         ids({1, 3, 4, 6, 7, 8, 9, 10}), 0},
+        {"keep_only naming no line changes nothing", R"([{"op":"keep_only","ids":[99]}])", ids({1}),
+         ids({1}), 1},
+        {"cut naming no line is skipped too", R"([{"op":"cut","ids":[0,-1]}])", {}, {}, 1},
+        {"ids that are not numbers",
+         R"([{"op":"cut","ids":["3"]},{"op":"cut","ids":3}])",
+         {},
+         {},
+         2},
+        {"later operations see earlier ones",
+         R"([{"op":"cut","ids":[1,2]},{"op":"restore","ids":[1]}])",
+         {},
+         ids({2}),
+         0},
+        {"unknown operations only count", R"([{"op":"zoom"},{"op":7},{},"cut"])", ids({4}),
+         ids({4}), 4},
+    };
+    for (const auto& c : cases) {
+        EditProject project = tenLines();
+        project.cut = c.cutBefore;
+        const Applied applied = applyOps(ops(c.ops), project);
+        EXPECT_EQ(applied.project.cut, c.cutAfter) << c.name;
+        EXPECT_EQ(applied.skipped, c.skipped) << c.name;
+    }
+}
+
+TEST(ApplyOps, UnknownOperationsLeaveTheProjectAsItWas) {
+    const EditProject project = tenLines();
+    const Applied applied = applyOps(ops(R"([{"op":"explode"},{"op":"fix","id":99,"text":"x"},
+        {"op":"set","field":"spokenLanguage","value":"fr"}])"),
+                                     project);
+    EXPECT_EQ(applied.project, project);
+    EXPECT_EQ(applied.skipped, 3);
+}
+
+TEST(ApplyOps, Keywords) {
+    const struct {
+        const char* name;
+        const char* op;
+        std::optional<QString> stored;
+        int skipped;
+    } cases[] = {
+        {"a phrase the line says is kept as written",
+         R"({"op":"keyword","id":4,"phrase":" Big Idea! "})", "Big Idea!", 0},
+        {"a phrase the line does not say is skipped",
+         R"({"op":"keyword","id":4,"phrase":"small idea"})", "old", 1},
+        {"an empty phrase removes the entry", R"({"op":"keyword","id":4,"phrase":"  "})",
+         std::nullopt, 0},
+        {"punctuation alone is no phrase", R"({"op":"keyword","id":4,"phrase":"!!"})", "old", 1},
+        {"the corrected text counts as said", R"({"op":"keyword","id":4,"phrase":"grand plan"})",
+         "grand plan", 0},
+        {"unknown line", R"({"op":"keyword","id":11,"phrase":"big"})", "old", 1},
+        {"phrase of the wrong type", R"({"op":"keyword","id":4,"phrase":5})", "old", 1},
+    };
+    for (const auto& c : cases) {
+        EditProject project = tenLines();
+        project.keywords[idOf(4)] = "old";
+        project.fixes[idOf(4)] = "So the grand plan is this.";
+        const Applied applied =
+            applyOps(QJsonArray{QJsonDocument::fromJson(c.op).object()}, project);
+        const auto found = applied.project.keywords.find(idOf(4));
+        const std::optional<QString> stored =
+            found == applied.project.keywords.end() ? std::nullopt : std::optional(found->second);
+        EXPECT_EQ(stored, c.stored) << c.name;
+        EXPECT_EQ(applied.skipped, c.skipped) << c.name;
+    }
+}
+
+TEST(ApplyOps, HookFixAndRules) {
+    EditProject project = tenLines();
+    project.translations["fr"] = {{"hook", "Regardez"}, {idOf(1), "Ligne un."}};
+    project.fixes[idOf(2)] = "Line two.";
+    const Applied applied = applyOps(ops(R"([
+        {"op":"hook","text":"  Watch this\n"},
+        {"op":"fix","id":1,"text":" Line one! "},
+        {"op":"fix","id":2,"text":"   "},
+        {"op":"remember","rule":" Keep it short "},
+        {"op":"remember","rule":"  "},
+        {"op":"forget","rule":"No jokes"},
+        {"op":"forget"}])"),
+                                     project);
+    EXPECT_EQ(applied.project.hook, "Watch this");
+    // The hook's translation goes so that it is translated anew; the lines' stay.
+    EXPECT_EQ(applied.project.translations.at("fr"),
+              (std::map<QString, QString>{{idOf(1), "Ligne un."}}));
+    EXPECT_EQ(applied.project.fixes, (std::map<QString, QString>{{idOf(1), "Line one!"}}));
+    EXPECT_EQ(applied.remember, QStringList{"Keep it short"});
+    EXPECT_EQ(applied.forget, QStringList{"No jokes"});
+    EXPECT_EQ(applied.skipped, 1);
+}
+
+TEST(SetField, Table) {
+    const struct {
+        const char* field;
+        QJsonValue value;
+        SetOutcome outcome;
+    } cases[] = {
+        {"captionSize", 3, SetOutcome::changed},
+        {"captionSize", "0.2", SetOutcome::changed},
+        {"captionSize", " 1.25 ", SetOutcome::changed},
+        {"captionSize", 1.0, SetOutcome::unchanged},
+        {"captionSize", "big", SetOutcome::rejected},
+        {"captionSize", true, SetOutcome::rejected},
+        {"pace", "fast", SetOutcome::rejected},
+        {"pace", "Snappy", SetOutcome::rejected},
+        {"pace", "snappy", SetOutcome::changed},
+        {"pace", "tight", SetOutcome::unchanged},
+        {"captionLanguage", "zh-Hans", SetOutcome::changed},
+        {"format", "youtubeShort", SetOutcome::changed},
+        {"captionStyle", 1, SetOutcome::rejected},
+        {"captionPosition", "middle", SetOutcome::changed},
+        {"progressBar", "TRUE", SetOutcome::changed},
+        {"removeFillers", false, SetOutcome::changed},
+        {"captions", "yes", SetOutcome::rejected},
+        {"visuals", 1, SetOutcome::rejected},
+        {"targetSeconds", "45", SetOutcome::changed},
+        {"targetSeconds", 0, SetOutcome::unchanged},
+        {"targetSeconds", "soon", SetOutcome::rejected},
+        {"spokenLanguage", "fr", SetOutcome::rejected},
+        {"volume", 3, SetOutcome::rejected},
+    };
+    for (const auto& c : cases) {
+        EditSettings settings;
+        EXPECT_EQ(setField(c.field, c.value, settings), c.outcome)
+            << c.field << " " << QJsonDocument(QJsonArray{c.value}).toJson().toStdString();
+    }
+}
+
+TEST(SetField, ValuesAsStored) {
+    EditSettings s;
+    setField("captionSize", 3, s);
+    EXPECT_EQ(s.captionSize, 1.6);
+    setField("captionSize", "0.2", s);
+    EXPECT_EQ(s.captionSize, 0.6);
+    setField("progressBar", "TRUE", s);
+    EXPECT_TRUE(s.progressBar);
+    setField("targetSeconds", 45.5, s);
+    EXPECT_EQ(s.targetSeconds, 45.5);
+    // No positive target is no target.
+    EXPECT_EQ(setField("targetSeconds", -3, s), SetOutcome::changed);
+    EXPECT_FALSE(s.targetSeconds);
+
+    const Applied applied = applyOps(
+        ops(R"([{"op":"set","field":"pace","value":"fast"},{"op":"set","field":"pace","value":"snappy"},
+                         {"op":"set","field":"pace"}])"),
+        tenLines());
+    EXPECT_EQ(applied.project.settings.pace, Pace::snappy);
+    EXPECT_EQ(applied.skipped, 2);
+}
+
+}  // namespace
+}  // namespace pelix
