@@ -1,19 +1,39 @@
 #include "memos/MemoTools.h"
 
+#include "core/Paths.h"
+#include "media/Media.h"
+#include "transcribe/VideoTranscriber.h"
+
+#include <QDir>
+#include <QUuid>
+
+#include <memory>
+
 namespace pelix {
 
-// Until the media layer and the transcriber are part of the build, nothing can be measured,
-// cut or heard on this machine.
 MemoTools machineTools() {
-    const auto missing = [] {
-        return fail(2, "Hearing recordings on this machine is not in this build yet.");
-    };
+    // Shared by the copies of the tools; each run builds its own recogniser from it.
+    auto engines = std::make_shared<const SpeechEngines>(SpeechEngines::standard());
     return MemoTools{
-        [missing](const QString&) -> Result<double> { return missing(); },
-        [missing](const QString&, double, double) -> Result<QString> { return missing(); },
-        [](const QString&) -> std::optional<QDateTime> { return std::nullopt; },
-        [missing](const QString&, const QString&, const QStringList&) -> Result<QString> {
-            return missing();
+        [](const QString& file) { return media::duration(file); },
+        [](const QString& file, double from, double length) -> Result<QString> {
+            const QString target =
+                QDir(paths::tempDir())
+                    .filePath("pelix-" + QUuid::createUuid().toString(QUuid::WithoutBraces) +
+                              ".m4a");
+            if (auto cut = media::cut(file, from, from + length, target); !cut) {
+                return std::unexpected(cut.error());
+            }
+            return target;
+        },
+        [](const QString& file) { return media::creationDate(file); },
+        [engines](const QString& file, const QString& locale,
+                  const QStringList& words) -> Result<QString> {
+            const QString language =
+                locale.isEmpty() ? VideoTranscriber::defaultLocale(*engines) : locale;
+            auto spoken = VideoTranscriber::transcribe(*engines, file, language, words, {}, {});
+            if (!spoken) return std::unexpected(spoken.error());
+            return VideoTranscriber::paragraphs(*spoken, 1.5);
         },
     };
 }

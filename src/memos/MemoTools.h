@@ -20,8 +20,9 @@ struct MemoTools {
     std::function<Result<QString>(const QString& file, double from, double length)> cut;
     // The creation date the recording carries in its own metadata, if any.
     std::function<std::optional<QDateTime>(const QString& file)> createdInside;
-    // The recording's speech as text, heard on this machine in `locale` with `words` as
-    // expected words, its stretches joined into paragraphs 1.5 s apart.
+    // The recording's speech as text, heard on this machine in `locale` (empty: the machine's
+    // own, else English) with `words` as expected words, its stretches joined into paragraphs
+    // 1.5 s apart.
     std::function<Result<QString>(const QString& file, const QString& locale,
                                   const QStringList& words)>
         hear;

@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLocale>
 #include <QPointer>
 
 #include <algorithm>
@@ -302,7 +301,7 @@ void VoiceMemoWatcher::nextPiece(std::shared_ptr<Hearing> hearing) {
 
 void VoiceMemoWatcher::heardHere(const QString& file, const std::optional<QString>& token,
                                  std::function<void(Result<QString>)> done) {
-    const QString locale = prefs_.string("transcribeLanguage").value_or(QLocale::system().name());
+    const QString locale = prefs_.string("transcribeLanguage").value_or(QString());
     peopleNames(token, [this, file, locale, done = std::move(done)](QStringList names) mutable {
         offMain<Result<QString>>(
             [hear = tools_.hear, file, locale, names]() -> Result<QString> {

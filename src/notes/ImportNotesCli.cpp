@@ -1,9 +1,42 @@
 #include "notes/ImportNotesCli.h"
 
 #include "core/Console.h"
+#include "notes/AppleNotesImport.h"
+
+#include <QCoreApplication>
 
 namespace pelix {
 
-int runImportNotesCli(const Args&, Backend&) { return console::notInThisBuild("Importing notes (--import-notes)"); }
+int runImportNotesCli(const Args& args, Backend& backend) {
+    std::optional<AppleNotesImport::Source> source;
+    if (const auto file = args.value("--from")) {
+        source = AppleNotesImport::fileSource(*file);
+    } else if (const auto command = args.value("--command")) {
+        source = AppleNotesImport::commandSource(*command);
+    } else {
+        source = AppleNotesImport::defaultSource(backend.prefs());
+    }
+    if (!source) {
+        console::err(
+            "Couldn't find any notes to read: give a JSON file with --from, a command with "
+            "--command, or set the preference notes.command.");
+        return 1;
+    }
+
+    int status = 1;
+    AppleNotesImport::run(
+        backend.api(), *source, [](const QString& text) { console::err(text); },
+        [&status](Result<QString> result) {
+            if (result) {
+                console::out(*result);
+                status = 0;
+            } else {
+                console::err(result.error().message);
+            }
+            QCoreApplication::exit(status);
+        });
+    QCoreApplication::exec();
+    return status;
+}
 
 }  // namespace pelix

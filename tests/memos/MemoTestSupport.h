@@ -8,7 +8,13 @@
 
 #include <sqlite3.h>
 
+#include <ostream>
 #include <stdexcept>
+
+// Readable QStrings in test failures.
+inline void PrintTo(const QString& text, std::ostream* out) {
+    *out << '"' << text.toStdString() << '"';
+}
 
 namespace pelix::testing {
 

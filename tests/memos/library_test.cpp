@@ -33,6 +33,9 @@ struct Shape {
     QByteArray sql;
     QList<Expected> memos;  // newest first
 };
+void PrintTo(const Shape& c, std::ostream* out) {
+    *out << c.name;
+}
 
 const QByteArray kAllColumns =
     "CREATE TABLE ZCLOUDRECORDING (Z_PK INTEGER PRIMARY KEY, ZPATH TEXT, ZENCRYPTEDTITLE TEXT, "

@@ -231,6 +231,9 @@ struct Failure {
     QString status;
     bool triedAgain;  // by the next look
 };
+void PrintTo(const Failure& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class WatcherFailures : public WatcherTest, public ::testing::WithParamInterface<Failure> {};
 

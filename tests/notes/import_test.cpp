@@ -1,0 +1,293 @@
+#include "notes/AppleNotesImport.h"
+
+#include "fakes/LoopbackBackend.h"
+#include "memos/MemoTestSupport.h"
+#include "service/Api.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QMutex>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+
+namespace pelix {
+namespace {
+
+using AppleNotesImport::Item;
+using fakes::Recorded;
+using fakes::Reply;
+using testing::waitUntil;
+
+QList<Item> notes(int count, const QString& folder = "Notes") {
+    QList<Item> out;
+    for (int i = 0; i < count; ++i) {
+        out.push_back(Item{QString("x-coredata://note/%1").arg(i), QString("Note %1").arg(i),
+                           QString("<div>body %1</div>").arg(i), folder, "2026-01-02T03:04:05.678Z",
+                           "2026-02-03T04:05:06.789Z"});
+    }
+    return out;
+}
+
+AppleNotesImport::Source fixed(QList<Item> items) {
+    return [items] { return Result<QList<Item>>(items); };
+}
+
+class ImportTest : public ::testing::Test {
+protected:
+    void SetUp() override { tokens.write("pelix_first"); }
+
+    // Runs an import to its end; the final message or the error's text.
+    Result<QString> runImport(AppleNotesImport::Source source,
+                              std::shared_ptr<std::atomic_bool>* cancel = nullptr) {
+        std::optional<Result<QString>> result;
+        auto flag = AppleNotesImport::run(
+            api, std::move(source), [this](const QString& text) { progress << text; },
+            [&result](Result<QString> r) { result = std::move(r); });
+        if (cancel) *cancel = flag;
+        if (!waitUntil([&] { return result.has_value(); }, 30000)) {
+            return fail(0, "the import did not end");
+        }
+        return *result;
+    }
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend backend;
+    QNetworkAccessManager network;
+    SystemClock clock;
+    TokenStore tokens{home.dataDir()};
+    Api api{backend.base(), tokens, &network, &clock};
+    QStringList progress;
+};
+
+TEST_F(ImportTest, SendsBatchesOfAHundredInOrderWithAFreshTokenEach) {
+    QList<Item> items = notes(250);
+    items[3].name = "   ";
+    items[4].created.reset();
+    items.insert(10, Item{"trash-1", "gone", "", "Zuletzt gelöscht", {}, {}});
+    items.insert(20, Item{"kept-1", "kept", "", "recently deleted", {}, {}});
+    int batch = 0;
+    backend.answerWith("import-notes", [this, &batch](const Recorded&) {
+        // The user signs in again while the import runs: the next batch carries the new token.
+        if (++batch == 1) tokens.write("pelix_second");
+        return Reply::json({{"created", 100}});
+    });
+
+    const auto result = runImport(fixed(items));
+    ASSERT_TRUE(result) << result.error().message.toStdString();
+    EXPECT_EQ(progress, QStringList({"Reading Apple Notes…", "Bringing over 100 of 251…",
+                                     "Bringing over 200 of 251…", "Bringing over 251 of 251…"}));
+    const QList<Recorded> sent = backend.requests("import-notes");
+    ASSERT_EQ(sent.size(), 3);
+    QStringList ids;
+    for (const Recorded& r : sent) {
+        EXPECT_EQ(r.json.value("source"), "apple-notes");
+        for (const QJsonValue& note : r.json.value("notes").toArray()) {
+            ids << note.toObject().value("external_id").toString();
+        }
+    }
+    EXPECT_EQ(sent.at(0).json.value("notes").toArray().size(), 100);
+    EXPECT_EQ(sent.at(2).json.value("notes").toArray().size(), 51);
+    EXPECT_EQ(sent.at(0).json.value("done"), false);
+    EXPECT_EQ(sent.at(1).json.value("done"), false);
+    EXPECT_EQ(sent.at(2).json.value("done"), true);
+    EXPECT_EQ(sent.at(0).headers.value("authorization"), "Bearer pelix_first");
+    EXPECT_EQ(sent.at(1).headers.value("authorization"), "Bearer pelix_second");
+
+    EXPECT_FALSE(ids.contains("trash-1"));
+    EXPECT_TRUE(ids.contains("kept-1"));
+    EXPECT_EQ(ids.size(), 251);
+    EXPECT_EQ(ids.first(), items.first().id);
+    EXPECT_EQ(ids.last(), items.last().id);
+
+    const QJsonArray first = sent.at(0).json.value("notes").toArray();
+    EXPECT_EQ(first.at(0).toObject(), QJsonObject({{"external_id", "x-coredata://note/0"},
+                                                   {"title", "Note 0"},
+                                                   {"body", "body 0"},
+                                                   {"folder", "Notes"},
+                                                   {"created_at", "2026-01-02T03:04:05.678Z"},
+                                                   {"updated_at", "2026-02-03T04:05:06.789Z"}}));
+    EXPECT_EQ(first.at(3).toObject().value("title"), "");
+    EXPECT_TRUE(first.at(4).toObject().value("created_at").isNull());
+}
+
+// The backend knows notes by their identifier and tells what changed.
+TEST_F(ImportTest, ASecondRunReportsOnlyWhatChanged) {
+    QMutex lock;
+    QHash<QString, QString> stored;
+    QSet<QString> folders;
+    backend.answerWith("import-notes", [&](const Recorded& request) {
+        QMutexLocker hold(&lock);
+        int created = 0, updated = 0, unchanged = 0, made = 0;
+        for (const QJsonValue& value : request.json.value("notes").toArray()) {
+            const QJsonObject note = value.toObject();
+            const QString id = note.value("external_id").toString();
+            const QString body = note.value("body").toString();
+            if (!stored.contains(id)) {
+                ++created;
+            } else if (stored.value(id) != body) {
+                ++updated;
+            } else {
+                ++unchanged;
+            }
+            stored.insert(id, body);
+            const QString folder = note.value("folder").toString();
+            if (!folders.contains(folder)) ++made, folders.insert(folder);
+        }
+        return Reply::json({{"created", created},
+                            {"updated", updated},
+                            {"unchanged", unchanged},
+                            {"folders_created", made}});
+    });
+
+    QList<Item> items = notes(120);
+    items.append(notes(2, "Work"));
+    items[120].id = "work-1", items[121].id = "work-2";
+    EXPECT_EQ(runImport(fixed(items)),
+              "Brought over 122 pearls: 122 new. 2 folders made to match.");
+
+    items[7].body = "<p>changed</p>";
+    items.append(Item{"new-1", "New", "hello", "Notes", {}, {}});
+    EXPECT_EQ(runImport(fixed(items)),
+              "Brought over 123 pearls: 1 new, 1 updated, 121 already here.");
+}
+
+TEST_F(ImportTest, EndsEarlyWithTheRightWords) {
+    struct Case {
+        const char* name;
+        QList<Item> items;
+        bool signedIn;
+        QList<Reply> replies;
+        QString message;
+        int requests;
+    };
+    const Case cases[] = {
+        {"empty", {}, true, {}, AppleNotesImport::kEmpty, 0},
+        {"only trash", notes(3, "Recently Deleted"), true, {}, AppleNotesImport::kEmpty, 0},
+        {"no token", notes(3), false, {}, Api::kNoToken, 0},
+        {"second batch refused",
+         notes(250),
+         true,
+         {Reply::json({{"created", 100}}), Reply::json({{"error", "Too many notes today."}}, 429)},
+         "Too many notes today.",
+         2},
+    };
+    for (const Case& c : cases) {
+        backend.clear();
+        backend.answerInTurn("import-notes",
+                             c.replies.isEmpty() ? QList{Reply::json({})} : c.replies);
+        if (!c.signedIn) QFile::remove(tokens.file("token"));
+        const auto result = runImport(fixed(c.items));
+        EXPECT_EQ(result ? *result : result.error().message, c.message) << c.name;
+        EXPECT_EQ(backend.requests("import-notes").size(), c.requests) << c.name;
+        tokens.write("pelix_first");
+    }
+}
+
+TEST_F(ImportTest, ACancelledRunStopsBeforeItsNextBatch) {
+    std::shared_ptr<std::atomic_bool> cancel;
+    backend.answerWith("import-notes", [&cancel](const Recorded&) {
+        *cancel = true;
+        return Reply::json({{"created", 100}});
+    });
+    const auto result = runImport(fixed(notes(300)), &cancel);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, AppleNotesImport::kCancelled);
+    EXPECT_EQ(result.error().message, "Stopped after bringing over 100 of 300 notes.");
+    EXPECT_EQ(backend.requests("import-notes").size(), 1);
+}
+
+TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
+    const std::pair<const char*, QString> cases[] = {
+        {"execution error: Not authorized to send Apple events to Notes. (-1743)",
+         AppleNotesImport::kNeedsPermission},
+        {"Error: NOT AUTHORIZED", AppleNotesImport::kNeedsPermission},
+        {"execution error: Error: Can't get object. (-1728)", AppleNotesImport::kNotSignedIn},
+        {"ssh: connect to host mac port 22: Connection refused",
+         "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
+        {"", "Couldn't read Apple Notes: "},
+    };
+    for (const auto& [stderrText, message] : cases) {
+        qputenv("PELIX_TEST_ERROR", stderrText);
+        const auto items =
+            AppleNotesImport::commandSource("printf '%s' \"$PELIX_TEST_ERROR\" >&2; exit 1")();
+        ASSERT_FALSE(items) << stderrText;
+        EXPECT_EQ(items.error().message, message);
+    }
+    const auto longError =
+        AppleNotesImport::commandSource("head -c 400 /dev/zero | tr '\\0' e >&2; exit 3")();
+    ASSERT_FALSE(longError);
+    EXPECT_EQ(longError.error().message, "Couldn't read Apple Notes: " + QString(160, 'e'));
+}
+
+TEST(NotesSource, ReadsTheJsonArrayOfItems) {
+    struct Case {
+        const char* name;
+        QByteArray output;
+        std::optional<qsizetype> count;  // none: the read fails
+    };
+    const Case cases[] = {
+        {"nothing printed", "", 0},
+        {"an empty list", "[]\n", 0},
+        {"nulls and absent dates",
+         R"([{"id":"1","name":"","body":"","folder":"Notes","created":null,"modified":null},
+             {"id":"2","name":"b","body":"<p>x</p>","folder":"Work"}])",
+         2},
+        {"not json", "osascript: hello", std::nullopt},
+        {"an object", R"({"id":"1"})", std::nullopt},
+        {"a note without an id", R"([{"name":"","body":"","folder":"Notes"}])", std::nullopt},
+    };
+    for (const Case& c : cases) {
+        const auto items = AppleNotesImport::decode(c.output);
+        ASSERT_EQ(items.has_value(), c.count.has_value()) << c.name;
+        if (items) {
+            EXPECT_EQ(items->size(), *c.count) << c.name;
+        }
+    }
+    const auto two = AppleNotesImport::decode(cases[2].output);
+    EXPECT_EQ(two->at(1), (Item{"2", "b", "<p>x</p>", "Work", std::nullopt, std::nullopt}));
+
+    const auto missing = AppleNotesImport::fileSource("/nonexistent/notes.json")();
+    ASSERT_FALSE(missing);
+    EXPECT_TRUE(missing.error().message.startsWith("Couldn't read notes.json: "));
+}
+
+TEST(ImportNotesCli, ImportsAFileAndPrintsTheFinalMessage) {
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend backend;
+    backend.answer("import-notes", Reply::json({{"created", 1}, {"unchanged", 4}}));
+    TokenStore(home.dataDir()).write("pelix_cli");
+    QJsonArray array;
+    for (const Item& item : notes(5)) {
+        array.append(QJsonObject{{"id", item.id},
+                                 {"name", item.name},
+                                 {"body", item.body},
+                                 {"folder", item.folder},
+                                 {"created", *item.created},
+                                 {"modified", QJsonValue::Null}});
+    }
+    QTemporaryDir dir;
+    const QString file = dir.filePath("notes.json");
+    QFile out(file);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+    out.write(QJsonDocument(array).toJson());
+    out.close();
+
+    QProcessEnvironment env;
+    env.insert("PELIX_API_BASE", backend.base().toString());
+    const auto run = testing::runPelix({"--import-notes", "--from", file}, {}, env);
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, "Brought over 5 pearls: 1 new, 4 already here.\n");
+    EXPECT_EQ(run.err, "Reading Apple Notes…\nBringing over 5 of 5…\n");
+
+    const auto failing = testing::runPelix(
+        {"--import-notes", "--command", "echo 'Not authorized (-1743)' >&2; exit 1"}, {}, env);
+    EXPECT_EQ(failing.exitCode, 1);
+    EXPECT_EQ(failing.out, "");
+    EXPECT_TRUE(failing.err.endsWith(QByteArray(AppleNotesImport::kNeedsPermission) + "\n"))
+        << failing.err.toStdString();
+}
+
+}  // namespace
+}  // namespace pelix
