@@ -2,10 +2,14 @@
 
 #include <QtGlobal>
 
+#include <QStringView>
+
 #include <unicode/locid.h>
 #include <unicode/regex.h>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -56,45 +60,117 @@ void replaceAll(const icu::RegexPattern& pattern, icu::UnicodeString& buffer,
     if (U_SUCCESS(status)) buffer = std::move(result);
 }
 
-// "actually" that opens a sentence, a line or a quote goes, and the letter after it is
-// upper-cased (fully, so one letter may become several).
-void openings(const icu::RegexPattern& pattern, icu::UnicodeString& buffer) {
+bool isSpace(UChar c) {
+    return u_hasBinaryProperty(c, UCHAR_WHITE_SPACE);
+}
+
+QStringView view(const icu::UnicodeString& buffer) {
+    return QStringView(buffer.getBuffer(), buffer.length());
+}
+
+// The stretches of the buffer in which a match of a pattern that contains the word can lie:
+// each occurrence of "actually" with the white space around it, two more units before (a
+// sentence end and a closing quote, or an escaped line break) and after it an optional comma,
+// white space and one letter (two units for a surrogate pair). Overlapping stretches are
+// merged, so every match lies inside exactly one of them.
+std::vector<std::pair<int32_t, int32_t>> stretchesAroundWord(const icu::UnicodeString& buffer) {
+    static constexpr QStringView kWord = u"actually";
+    const QStringView text = view(buffer);
+    const auto length = static_cast<int32_t>(text.size());
+    std::vector<std::pair<int32_t, int32_t>> stretches;
+    for (qsizetype at = text.indexOf(kWord, 0, Qt::CaseInsensitive); at >= 0;
+         at = text.indexOf(kWord, at + kWord.size(), Qt::CaseInsensitive)) {
+        auto start = static_cast<int32_t>(at);
+        while (start > 0 && isSpace(buffer.charAt(start - 1))) --start;
+        start = std::max(0, start - 2);
+        auto end = static_cast<int32_t>(at + kWord.size());
+        if (end < length && buffer.charAt(end) == u',') ++end;
+        while (end < length && isSpace(buffer.charAt(end))) ++end;
+        end = std::min(length, end + 2);
+        if (!stretches.empty() && start <= stretches.back().second) {
+            stretches.back().second = end;
+        } else {
+            stretches.emplace_back(start, end);
+        }
+    }
+    return stretches;
+}
+
+// Replaces every match of a pattern that contains the word, as a left-to-right replace-all
+// would, but searches only the stretches around the word. The bounds are transparent and do
+// not anchor, so look-arounds, ^ and $ see the whole buffer.
+template <class Replacement>
+void replaceNearWord(const icu::RegexPattern& pattern, icu::UnicodeString& buffer,
+                     Replacement replacement, bool everywhere) {
     struct Match {
         int32_t start, end;
-        icu::UnicodeString lead, letter;
+        icu::UnicodeString text;
     };
     std::vector<Match> matches;
     UErrorCode status = U_ZERO_ERROR;
     std::unique_ptr<icu::RegexMatcher> matcher(pattern.matcher(buffer, status));
     if (U_FAILURE(status)) return;
-    while (matcher->find(status) && U_SUCCESS(status)) {
-        matches.push_back(Match{matcher->start(status), matcher->end(status),
-                                matcher->group(1, status), matcher->group(2, status)});
+    const auto stretches = everywhere
+                               ? std::vector<std::pair<int32_t, int32_t>>{{0, buffer.length()}}
+                               : stretchesAroundWord(buffer);
+    for (const auto& [start, end] : stretches) {
+        matcher->region(start, end, status);
+        matcher->useAnchoringBounds(false).useTransparentBounds(true);
+        while (U_SUCCESS(status) && matcher->find(status)) {
+            matches.push_back(
+                Match{matcher->start(status), matcher->end(status), replacement(*matcher)});
+        }
     }
     matcher.reset();
-    // Last to first, so earlier ranges keep their positions.
-    for (auto it = matches.rbegin(); it != matches.rend(); ++it) {
-        icu::UnicodeString replacement = it->lead;
-        replacement += it->letter.toUpper(icu::Locale::getRoot());
-        buffer.replace(it->start, it->end - it->start, replacement);
+    if (matches.empty()) return;
+    // One new buffer, front to back: replacing in place would move the tail once per match.
+    icu::UnicodeString result;
+    int32_t copied = 0;
+    for (const Match& m : matches) {
+        result.append(buffer, copied, m.start - copied).append(m.text);
+        copied = m.end;
     }
+    result.append(buffer, copied, buffer.length() - copied);
+    buffer = std::move(result);
+}
+
+// "actually" that opens a sentence, a line or a quote goes, and the letter after it is
+// upper-cased (fully, so one letter may become several).
+icu::UnicodeString opening(icu::RegexMatcher& match) {
+    UErrorCode status = U_ZERO_ERROR;
+    icu::UnicodeString text = match.group(1, status);
+    text += match.group(2, status).toUpper(icu::Locale::getRoot());
+    return text;
+}
+
+icu::UnicodeString nothing(icu::RegexMatcher&) {
+    return {};
 }
 
 }  // namespace
 
-QString withoutActually(const QString& text) {
+namespace detail {
+
+QString withoutActually(const QString& text, bool searchEverywhere) {
     if (!text.contains(QLatin1String("actually"), Qt::CaseInsensitive)) return text;
 
     const Patterns& p = patterns();
     icu::UnicodeString buffer(reinterpret_cast<const UChar*>(text.utf16()),
                               static_cast<int32_t>(text.size()));
-    openings(*p.opening, buffer);
-    replaceAll(*p.closing, buffer, icu::UnicodeString());
-    replaceAll(*p.anywhere, buffer, icu::UnicodeString());
+    replaceNearWord(*p.opening, buffer, opening, searchEverywhere);
+    replaceNearWord(*p.closing, buffer, nothing, searchEverywhere);
+    replaceNearWord(*p.anywhere, buffer, nothing, searchEverywhere);
     replaceAll(*p.stray, buffer, icu::UnicodeString(u"$1"));
-    replaceAll(*p.spaces, buffer, icu::UnicodeString(u" "));
+    // Most transcripts have no double blank at all; finding that out is cheaper than the regex.
+    if (view(buffer).contains(u"  ")) replaceAll(*p.spaces, buffer, icu::UnicodeString(u" "));
     replaceAll(*p.leading, buffer, icu::UnicodeString());
     return QString(reinterpret_cast<const QChar*>(buffer.getBuffer()), buffer.length());
+}
+
+}  // namespace detail
+
+QString withoutActually(const QString& text) {
+    return detail::withoutActually(text, false);
 }
 
 }  // namespace pelix

@@ -5,6 +5,7 @@
 
 #include <QStringList>
 
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -56,6 +57,26 @@ TEST(WithoutActually, FurtherBehaviour) {
     for (const Case& c : cases) {
         const QString input = QString::fromUtf16(c.input);
         EXPECT_EQ(withoutActually(input), QString::fromUtf16(c.want)) << input.toStdString();
+    }
+}
+
+// The fast path searches the word patterns only around each occurrence of the word; on random
+// text built from the characters the patterns care about it must agree with a search of the
+// whole text.
+TEST(WithoutActually, SearchingNearTheWordMatchesSearchingEverywhere) {
+    const QStringList pieces = {
+        "actually", "Actually", "ACTUALLY", "factually", "actually2", ",",  ".",  "!",
+        "?",        "…",        ";",        ":",         " ",         "  ", "\n", "\n",
+        "\t",       "\\n",      "\"",       "“",         "”",         "'",  ")",  "]",
+        "(",        "word",     "é",        "ß",         "_",         "7",  "😀",  "ǆ"};
+    std::mt19937 random(20261121);
+    std::uniform_int_distribution<qsizetype> piece(0, pieces.size() - 1);
+    std::uniform_int_distribution<int> length(0, 14);
+    for (int i = 0; i < 20000; ++i) {
+        QString text;
+        for (int n = length(random); n > 0; --n) text += pieces[piece(random)];
+        ASSERT_EQ(withoutActually(text), pelix::detail::withoutActually(text, true))
+            << pelix::quotedLiteral(text).toStdString();
     }
 }
 
