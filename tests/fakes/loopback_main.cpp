@@ -28,9 +28,9 @@ int main(int argc, char** argv) {
     LoopbackBackend backend;
     for (int i = 0; i + 1 < args.size(); ++i) {
         if (args[i] != "--answer") continue;
-        const QString spec = args[i + 1];
-        const QString function = spec.section('=', 0, 0);
-        const QByteArray body = spec.section('=', 1).toUtf8();
+        const QString answer = args[i + 1];
+        const QString function = answer.section('=', 0, 0);
+        const QByteArray body = answer.section('=', 1).toUtf8();
         Reply reply;
         reply.body = body;
         backend.answerWith(function, [reply](const Recorded& r) {
