@@ -1,9 +1,47 @@
 #include "app/Application.h"
 
+#include "app/TrayApp.h"
 #include "core/Console.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "platform/SingleInstance.h"
+#include "service/Backend.h"
+
+#include <QApplication>
 
 namespace pelix {
 
-int runApplication(int, char**) { return console::notInThisBuild("The tray application"); }
+int runApplication(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("pelix");
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    // The desktop's scheme handler starts `pelix <link>`; anything else starts the application.
+    QString message;
+    for (const QString& word : QApplication::arguments().mid(1)) {
+        if (word.startsWith(QStringLiteral("pelix-mac:"), Qt::CaseInsensitive)) message = word;
+    }
+
+    const QString socket = platform::SingleInstance::socketName(paths::dataDir());
+    if (platform::SingleInstance::sendToRunning(socket, message)) {
+        logLine("pelix", message.isEmpty() ? "already running; its menu is open"
+                                           : "handed the link to the running Pelix");
+        return 0;
+    }
+    platform::SingleInstance instance(socket);
+    if (!instance.listen()) {
+        // Another one started at the same moment and won.
+        if (platform::SingleInstance::sendToRunning(socket, message)) return 0;
+        console::err("Couldn't start Pelix: its socket " + socket + " can't be made.");
+        return 1;
+    }
+
+    Backend backend;
+    TrayApp tray(backend);
+    QObject::connect(&instance, &platform::SingleInstance::received, &tray, &TrayApp::receive);
+    tray.start();
+    if (!message.isEmpty()) tray.receive(message);
+    return QApplication::exec();
+}
 
 }  // namespace pelix

@@ -1,0 +1,301 @@
+#include "app/AppDelegate.h"
+
+#include "app/Braindump.h"
+#include "core/Log.h"
+#include "platform/Autostart.h"
+
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QFile>
+#include <QFileInfo>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+
+#include <cmath>
+
+namespace pelix {
+namespace {
+
+// Dialogs run without blocking the event loop, so the keys, timers and uploads go on.
+template <class Dialog>
+Dialog* openDialog(Dialog* dialog) {
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->open();
+    dialog->raise();
+    dialog->activateWindow();
+    return dialog;
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate(AppParts parts, QObject* parent)
+    : QObject(parent), parts_(std::move(parts)) {}
+
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::flagsChanged(Mods mods, double now) {
+    switch (gesture_.modifiers(mods, now)) {
+        case Outcome::startFiled:
+            fileIt_ = true;
+            beginRecording();
+            break;
+        case Outcome::startTyped:
+            fileIt_ = false;
+            beginRecording();
+            break;
+        case Outcome::stop:
+            endRecording();
+            break;
+        case Outcome::nothing:
+            break;
+    }
+
+    switch (hold_.modifiers(mods, now)) {
+        case HoldStep::arm:
+            if (!holdTimer_) {
+                QPointer<AppDelegate> self(this);
+                holdTimer_ = parts_.timers.after(kHoldCheck, [self] {
+                    if (self) self->holdFired();
+                });
+            }
+            return;
+        case HoldStep::release:
+            if (recording_ && !fileIt_) endRecording();
+            break;
+        case HoldStep::cancel:
+            break;
+    }
+    holdTimer_.reset();
+}
+
+void AppDelegate::holdFired() {
+    holdTimer_.reset();
+    if (!hold_.fire(parts_.clock.uptime())) return;
+    if (recording_) return;
+    fileIt_ = false;
+    beginRecording();
+    if (!recording_) hold_.isHolding = false;
+}
+
+void AppDelegate::otherInput(const platform::OtherInput& input) {
+    gesture_.spoil();
+    hold_.spoil();
+    if (recording_ && input.isEscape()) discardRecording();
+}
+
+void AppDelegate::beginRecording() {
+    if (recording_) return;
+    if (!parts_.tokens.read()) {
+        gesture_.recordingSince.reset();
+        parts_.shell.show(braindump::kNoToken);
+        return;
+    }
+    Status started;
+    if (fileIt_) {
+        started = parts_.recorder.start();
+    } else if (parts_.dictation) {
+        started = parts_.dictation->start(parts_.prefs.insertIntoApp());
+    } else {
+        // Typing what is said comes with live dictation; until then the press does nothing.
+        logLine("dictation", "not in this build");
+        gesture_.recordingSince.reset();
+        return;
+    }
+    if (!started) {
+        gesture_.recordingSince.reset();
+        parts_.shell.show(braindump::kMicrophone + started.error().message);
+        return;
+    }
+    recording_ = true;
+    gesture_.recordingSince = parts_.clock.uptime();
+    QPointer<AppDelegate> self(this);
+    maxTimer_ = parts_.timers.after(braindump::kLimitSeconds, [self] {
+        if (self) self->endRecording();
+    });
+    parts_.shell.setLook(ui::TrayLook::recording);
+    parts_.shell.play(ui::Sound::pop);
+}
+
+void AppDelegate::endRecording() {
+    if (!recording_) return;
+    recording_ = false;
+    maxTimer_.reset();
+    // A recording ended by the time limit leaves the tap gesture waiting for a stop tap.
+    gesture_.recordingSince.reset();
+    parts_.shell.setLook(ui::TrayLook::idle);
+    if (!fileIt_) {
+        parts_.shell.play(ui::Sound::tink);
+        if (parts_.dictation) parts_.dictation->finish();
+        return;
+    }
+    const std::optional<Recording> made = parts_.recorder.stop();
+    if (!made) return;
+    // Lengths count to the millisecond, so that 0.8 s measured as 0.7999… is long enough.
+    if (std::round(made->seconds * 1000) / 1000 < braindump::kMinimumSeconds) {
+        QFile::remove(made->path);
+        parts_.shell.show(braindump::kTooShort);
+        return;
+    }
+    parts_.shell.play(ui::Sound::tink);
+    upload(made->path, made->seconds);
+}
+
+void AppDelegate::discardRecording() {
+    if (!recording_) return;
+    recording_ = false;
+    gesture_.recordingSince.reset();
+    hold_.isHolding = false;
+    maxTimer_.reset();
+    if (fileIt_) {
+        parts_.recorder.cancel();
+    } else if (parts_.dictation) {
+        parts_.dictation->cancel();
+    }
+    parts_.shell.setLook(ui::TrayLook::idle);
+    parts_.shell.show(braindump::kDropped);
+}
+
+void AppDelegate::upload(const QString& path, double seconds) {
+    const std::optional<QString> token = parts_.tokens.read();
+    const Result<QByteArray> body = token
+                                        ? braindumpBody(path, parts_.api.context("voice", seconds))
+                                        : Result<QByteArray>(fail(1, braindump::kUnreadable));
+    if (!body) {
+        parts_.shell.show(braindump::kUnreadable);
+        return;
+    }
+    logLine("braindump", QStringLiteral("sending %1 (%2 s)")
+                             .arg(QFileInfo(path).fileName())
+                             .arg(seconds, 0, 'f', 1));
+    QPointer<AppDelegate> self(this);
+    parts_.api.post("braindump", *body, *token, braindump::kUploadTimeout,
+                    [self, path](RawAnswer answer) {
+                        QFile::remove(path);
+                        const QString line = uploadLine(answer);
+                        if (!self) return;
+                        self->parts_.shell.show(line);
+                        Q_EMIT self->uploaded(line);
+                    });
+}
+
+void AppDelegate::openLink(const QUrl& url) {
+    const std::optional<Link> link = readLink(url);
+    if (!link) return;
+    switch (link->kind) {
+        case Link::Kind::connect:
+            if (!isPelixToken(link->token)) {
+                parts_.shell.show(kNotAKey);
+                return;
+            }
+            storeToken(link->token);
+            return;
+        case Link::Kind::editor:
+        case Link::Kind::update:
+        case Link::Kind::voiceMemos:
+        case Link::Kind::authCallback:
+            // These open windows that this build does not have.
+            logLine("links", url.host() + " is not in this build");
+            return;
+    }
+}
+
+void AppDelegate::storeToken(const QString& token) {
+    parts_.tokens.write(token);
+    parts_.shell.setLook(recording_ ? ui::TrayLook::recording : ui::TrayLook::idle);
+    parts_.shell.show(kConnected);
+    parts_.api.insights(QJsonObject{}, 90, [](Result<QList<Insight>> insights) {
+        if (insights) {
+            logLine("insights", QStringLiteral("%1 fetched").arg(insights->size()));
+        } else {
+            logLine("insights", insights.error().message);
+        }
+    });
+}
+
+void AppDelegate::perform(MenuAction action) {
+    switch (action) {
+        case MenuAction::keysOff:
+        case MenuAction::checkPermissions:
+            checkPermissions();
+            break;
+        case MenuAction::teachTap:
+            break;
+        case MenuAction::signIn:
+            promptToSignIn();
+            break;
+        case MenuAction::setToken:
+            promptForToken();
+            break;
+        case MenuAction::openAtLogin:
+            toggleLogin();
+            break;
+        case MenuAction::quit:
+            QCoreApplication::quit();
+            break;
+    }
+}
+
+void AppDelegate::promptToSignIn() {
+    const bool again = parts_.prefs.value("signIn.asked", false).toBool();
+    parts_.prefs.setValue("signIn.asked", true);
+    auto* box =
+        new QMessageBox(QMessageBox::NoIcon, again ? "Sign in to Pelix again" : "Sign in to Pelix",
+                        "Your browser opens Pelix. Sign in, or create an account if you are "
+                        "new - no phone needed. Then click \"Connect this Mac\" and you land "
+                        "back here, connected.");
+    QPushButton* signIn = box->addButton("Sign in", QMessageBox::AcceptRole);
+    box->addButton(again ? "Cancel" : "Later", QMessageBox::RejectRole);
+    QPushButton* paste = box->addButton("Paste a key instead…", QMessageBox::ActionRole);
+    QPointer<AppDelegate> self(this);
+    connect(box, &QMessageBox::buttonClicked, this, [self, signIn, paste](QAbstractButton* button) {
+        if (!self) return;
+        if (button == signIn) {
+            const QString page =
+                self->parts_.prefs.string("web.signIn").value_or(QString::fromLatin1(kSignInPage));
+            QDesktopServices::openUrl(QUrl(page));
+            self->parts_.shell.show("Finish signing in in your browser.");
+        } else if (button == paste) {
+            self->promptForToken();
+        }
+    });
+    openDialog(box);
+}
+
+void AppDelegate::promptForToken() {
+    auto* dialog = new QInputDialog;
+    dialog->setWindowTitle("Pelix");
+    dialog->setLabelText("Paste the key from the Pelix sign-in page (it begins pelix_):");
+    dialog->setTextEchoMode(QLineEdit::Password);
+    QPointer<AppDelegate> self(this);
+    connect(dialog, &QInputDialog::textValueSelected, this, [self](const QString& text) {
+        if (!self) return;
+        const QString key = text.trimmed();
+        if (!isPelixToken(key)) {
+            self->parts_.shell.show("That is not a Pelix key: it begins pelix_.");
+            return;
+        }
+        self->storeToken(key);
+    });
+    openDialog(dialog);
+}
+
+void AppDelegate::checkPermissions() {
+    const QStringList lines = permissionLines(parts_.facts());
+    for (const QString& line : lines) logLine("permissions", line);
+    openDialog(new QMessageBox(QMessageBox::NoIcon, "Pelix", lines.join('\n')));
+}
+
+void AppDelegate::toggleLogin() {
+    const Status changed = platform::Autostart::enabled()
+                               ? platform::Autostart::disable()
+                               : platform::Autostart::enable(parts_.facts().program);
+    if (!changed) {
+        parts_.shell.show("Couldn't change that: " + changed.error().message);
+    } else if (platform::Autostart::enabled()) {
+        parts_.shell.show("Pelix will open at login.");
+    }
+}
+
+}  // namespace pelix

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "app/Gestures.h"
+#include "app/Links.h"
+#include "app/Menu.h"
+#include "app/Recorder.h"
+#include "app/Shell.h"
+#include "app/Timers.h"
+#include "core/Clock.h"
+#include "core/Prefs.h"
+#include "platform/Keys.h"
+#include "service/Api.h"
+#include "service/TokenStore.h"
+
+#include <QObject>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+
+namespace pelix {
+
+// What the application is made of, handed in by whoever starts it (the tray application, or a
+// test with fakes).
+struct AppParts {
+    const Clock& clock;
+    Prefs& prefs;
+    const TokenStore& tokens;
+    Api& api;
+    Timers& timers;
+    Recorder& recorder;
+    Shell& shell;
+    // Typed recordings and live dictation; none in a build without them.
+    Dictation* dictation = nullptr;
+    // Reads the state of the desktop for the menu and the permission report.
+    std::function<DesktopFacts()> facts = [] { return DesktopFacts{}; };
+};
+
+// The application's hub: reads the Alt tap and the Ctrl hold, begins, ends and drops
+// recordings, files braindumps, answers "pelix-mac:" links and the menu's actions. Lives on the
+// main thread.
+class AppDelegate : public QObject {
+    Q_OBJECT
+public:
+    // The web app's sign-in page, unless the preference "web.signIn" says otherwise.
+    static constexpr auto kSignInPage = "https://pelix.app/sign-in?client=linux";
+    static constexpr auto kConnected = "Connected. Tap Alt anywhere and talk.";
+    static constexpr auto kNotAKey = "That link did not carry a Pelix key.";
+
+    explicit AppDelegate(AppParts parts, QObject* parent = nullptr);
+    ~AppDelegate() override;
+
+    // Every modifier change of the session, with its up-time.
+    void flagsChanged(Mods mods, double now);
+    // Every other key press or click.
+    void otherInput(const platform::OtherInput& input);
+
+    void beginRecording();
+    void endRecording();
+    void discardRecording();
+    void upload(const QString& path, double seconds);
+
+    // A "pelix-mac:" link; anything else is ignored.
+    void openLink(const QUrl& url);
+    // A menu item was chosen.
+    void perform(MenuAction action);
+
+    // The alert asking the user to sign in; its title says "again" after the first time.
+    void promptToSignIn();
+    // The field into which a key from the web app is pasted.
+    void promptForToken();
+    // The permission report, one line per check.
+    void checkPermissions();
+    void toggleLogin();
+
+    bool recording() const { return recording_; }
+    bool fileIt() const { return fileIt_; }
+    const TapGesture& gesture() const { return gesture_; }
+    const HoldGesture& hold() const { return hold_; }
+    bool holdTimerPending() const { return holdTimer_ != nullptr; }
+
+Q_SIGNALS:
+    // An upload got its answer and the line was shown.
+    void uploaded(const QString& line);
+
+private:
+    void holdFired();
+    void storeToken(const QString& token);
+
+    AppParts parts_;
+    TapGesture gesture_;
+    HoldGesture hold_;
+    std::unique_ptr<PendingTimer> holdTimer_;
+    std::unique_ptr<PendingTimer> maxTimer_;
+    bool recording_ = false;
+    bool fileIt_ = true;
+};
+
+}  // namespace pelix

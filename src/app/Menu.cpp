@@ -1,0 +1,40 @@
+#include "app/Menu.h"
+
+namespace pelix {
+
+QList<MenuItem> menuItems(const DesktopFacts& facts) {
+    QList<MenuItem> items;
+    if (!facts.keysSeen) {
+        items.append({"⚠ The keys are off — see why…", MenuAction::keysOff});
+    }
+    items.append(
+        {"Tap Alt — braindump, filed into Pelix", MenuAction::teachTap, false, false, false});
+    items.append({facts.token ? "Sign in again…" : "Sign in…", MenuAction::signIn});
+    items.append({"Set Pelix token…", MenuAction::setToken});
+    items.append({"Check permissions", MenuAction::checkPermissions});
+    if (facts.installed) {
+        items.append({"Open at login", MenuAction::openAtLogin, true, facts.openAtLogin});
+    }
+    items.append({"Quit Pelix", MenuAction::quit});
+    return items;
+}
+
+QStringList permissionLines(const DesktopFacts& facts) {
+    return {
+        facts.microphone ? "Microphone: allowed"
+                         : "Microphone: not allowed (no input device; check the sound settings)",
+        facts.speechModel ? "Speech recognition: allowed (speech model installed)"
+                          : "Speech recognition: not allowed (install pocketsphinx-en-us)",
+        facts.keysSeen
+            ? "Alt key: seen (XInput 2 on the X display)"
+            : "Alt key: NOT seen - log in to an X11 session (Xorg); Pelix needs XInput 2",
+        facts.typing ? "Typing: possible (XTest on the X display)"
+                     : "Typing: NOT possible - the X display has no XTest extension",
+        facts.installed ? "Installed in " + facts.program
+                        : "Running from " + facts.program +
+                              " - run cmake --install so the link handler and login start stick",
+        facts.token ? "Token: set" : "Token: not set",
+    };
+}
+
+}  // namespace pelix

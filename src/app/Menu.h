@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace pelix {
+
+// What the tray menu and the permission report are made from.
+struct DesktopFacts {
+    bool microphone = false;   // the sound server lists an input
+    bool speechModel = false;  // the speech model's files are installed
+    bool keysSeen = false;     // XInput 2 on the X display, listening
+    bool typing = false;       // XTest on the X display
+    bool token = false;
+    bool installed = false;  // run from the install prefix, not the build tree
+    QString program;         // this program's path
+    bool openAtLogin = false;
+};
+
+enum class MenuAction { keysOff, teachTap, signIn, setToken, checkPermissions, openAtLogin, quit };
+
+struct MenuItem {
+    QString text;
+    MenuAction action;
+    bool checkable = false;
+    bool checked = false;
+    bool enabled = true;
+
+    bool operator==(const MenuItem&) const = default;
+};
+
+// The tray menu, top to bottom. A `separator` action-less gap is not listed: the tray puts one
+// before "Quit Pelix".
+QList<MenuItem> menuItems(const DesktopFacts& facts);
+
+// The lines of "Check permissions", one per check.
+QStringList permissionLines(const DesktopFacts& facts);
+
+}  // namespace pelix

@@ -1,0 +1,49 @@
+#include "platform/Autostart.h"
+
+#include "core/PrivateFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+
+namespace pelix::platform {
+
+QString Autostart::file() {
+    QString config = qEnvironmentVariable("XDG_CONFIG_HOME");
+    if (config.isEmpty() || !QDir::isAbsolutePath(config))
+        config = QDir::home().filePath(".config");
+    return config + "/autostart/pelix.desktop";
+}
+
+bool Autostart::enabled() {
+    if (!QFile::exists(file())) return false;
+    QSettings entry(file(), QSettings::IniFormat);
+    return !entry.value("Desktop Entry/Hidden", false).toBool();
+}
+
+Status Autostart::enable(const QString& program) {
+    QString quoted = program;
+    quoted.replace('\\', "\\\\").replace('"', "\\\"");
+    const QByteArray text =
+        "[Desktop Entry]\n"
+        "Type=Application\n"
+        "Name=Pelix\n"
+        "Comment=Tap Alt, talk, then tap Alt again.\n"
+        "Exec=\"" +
+        quoted.toUtf8() +
+        "\"\n"
+        "Icon=pelix\n"
+        "X-GNOME-Autostart-enabled=true\n";
+    QDir().mkpath(QFileInfo(file()).absolutePath());
+    return writeFileAtomically(file(), text);
+}
+
+Status Autostart::disable() {
+    if (QFile::exists(file()) && !QFile::remove(file())) {
+        return fail(1, QStringLiteral("The file %1 could not be removed.").arg(file()));
+    }
+    return {};
+}
+
+}  // namespace pelix::platform

@@ -1,0 +1,77 @@
+#include "platform/linux/QtMicrophone.h"
+
+#include <QAudioDevice>
+#include <QAudioFormat>
+#include <QAudioSource>
+#include <QIODevice>
+#include <QMediaDevices>
+
+namespace pelix::platform {
+namespace {
+
+QString describe(QAudio::Error error) {
+    switch (error) {
+        case QAudio::OpenError:
+            return QStringLiteral("The input device could not be opened.");
+        case QAudio::IOError:
+            return QStringLiteral("The input device stopped delivering sound.");
+        case QAudio::UnderrunError:
+        case QAudio::FatalError:
+            return QStringLiteral("The sound server failed.");
+        case QAudio::NoError:
+            break;
+    }
+    return {};
+}
+
+}  // namespace
+
+QtMicrophone::QtMicrophone() = default;
+
+QtMicrophone::~QtMicrophone() {
+    stop();
+}
+
+bool QtMicrophone::present() {
+    return !QMediaDevices::audioInputs().isEmpty();
+}
+
+Status QtMicrophone::start(int sampleRate, Samples samples) {
+    stop();
+    const QAudioDevice input = QMediaDevices::defaultAudioInput();
+    if (input.isNull()) return fail(1, QStringLiteral("There is no microphone."));
+    QAudioFormat format;
+    format.setSampleRate(sampleRate);
+    format.setChannelCount(1);
+    format.setSampleFormat(QAudioFormat::Int16);
+    auto source = std::make_unique<QAudioSource>(input, format);
+    source->setBufferSize(sampleRate / 10 * 2);
+    QIODevice* device = source->start();
+    if (!device || source->error() != QAudio::NoError) {
+        const QString why = describe(source->error());
+        return fail(2,
+                    why.isEmpty() ? QStringLiteral("The input device could not be opened.") : why);
+    }
+    source_ = std::move(source);
+    device_ = device;
+    samples_ = std::move(samples);
+    QObject::connect(device_, &QIODevice::readyRead, [this] { pull(); });
+    return {};
+}
+
+void QtMicrophone::pull() {
+    if (!device_) return;
+    const QByteArray pcm = device_->readAll();
+    if (!pcm.isEmpty() && samples_) samples_(pcm);
+}
+
+void QtMicrophone::stop() {
+    if (!source_) return;
+    pull();
+    source_->stop();
+    source_.reset();
+    device_ = nullptr;
+    samples_ = nullptr;
+}
+
+}  // namespace pelix::platform

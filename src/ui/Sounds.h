@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QByteArray>
+
+namespace pelix::ui {
+
+// The three short sounds of the application: a recording starts (pop), ends (tink), or
+// something is done (glass).
+enum class Sound { pop, tink, glass };
+
+// The sound as 16-bit signed mono samples at `sampleRate`: a few decaying partials, made here
+// rather than shipped as files.
+QByteArray soundSamples(Sound sound, int sampleRate);
+
+// Plays the sounds on the default output. Each sound opens the output only while it plays.
+class Sounds {
+public:
+    void play(Sound sound);
+};
+
+}  // namespace pelix::ui

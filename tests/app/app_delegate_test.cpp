@@ -1,0 +1,314 @@
+// The AppDelegate's road of a recording, with a fake recorder, shell and timers, and the
+// loopback backend in place of the service.
+#include "AppFakes.h"
+#include "app/AppDelegate.h"
+#include "app/Braindump.h"
+#include "fakes/LoopbackBackend.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+constexpr int A = Mods::kOption, S = Mods::kShift, C = Mods::kControl;
+const platform::OtherInput kEscape{true, 0xff1b, 0};
+const platform::OtherInput kLetter{true, 'a', 0};
+
+class AppDelegateTest : public ::testing::Test {
+protected:
+    AppDelegateTest()
+        : tokens(home.dataDir()),
+          prefs(home.configDir() + "/Pelix.conf"),
+          api(server.base(), tokens, &network, &clock),
+          timers(clock),
+          recorder(clock, home.path()) {
+        tokens.write("pelix_test");
+    }
+
+    AppDelegate& app() {
+        if (!delegate) {
+            delegate = std::make_unique<AppDelegate>(AppParts{
+                .clock = clock,
+                .prefs = prefs,
+                .tokens = tokens,
+                .api = api,
+                .timers = timers,
+                .recorder = recorder,
+                .shell = shell,
+                .dictation = dictation,
+            });
+        }
+        return *delegate;
+    }
+
+    void flags(int mods, double at) {
+        timers.advanceTo(at);
+        app().flagsChanged(Mods{mods}, at);
+    }
+    void tapAlt(double at) {
+        flags(A, at);
+        flags(0, at + 0.1);
+    }
+    // Waits for the upload's answer and returns the line shown.
+    QString answered() {
+        EXPECT_TRUE(testing::waitUntil([&] { return answers > 0; }));
+        return shell.lines.value(shell.lines.size() - 1);
+    }
+    void countAnswers() {
+        QObject::connect(&app(), &AppDelegate::uploaded, [this] { ++answers; });
+    }
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend server;
+    QNetworkAccessManager network;
+    fakes::ManualClock clock;
+    TokenStore tokens;
+    Prefs prefs;
+    Api api;
+    fakes::ManualTimers timers;
+    fakes::FakeRecorder recorder;
+    fakes::FakeShell shell;
+    Dictation* dictation = nullptr;
+    std::unique_ptr<AppDelegate> delegate;
+    int answers = 0;
+};
+
+TEST_F(AppDelegateTest, TwoTapsFileTheRecordingWithItsNameAndContext) {
+    countAnswers();
+    tapAlt(100);
+    ASSERT_TRUE(app().recording());
+    EXPECT_EQ(shell.look, ui::TrayLook::recording);
+    tapAlt(102.1);
+    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(answered(), "In Pelix");
+
+    const auto sent = server.requests("braindump");
+    ASSERT_EQ(sent.size(), 1);
+    EXPECT_EQ(sent[0].headers.value("authorization"), "Bearer pelix_test");
+    EXPECT_EQ(QByteArray::fromBase64(sent[0].json.value("audio_base64").toString().toLatin1()),
+              recorder.content);
+    EXPECT_EQ(sent[0].json.value("filename").toString(), QFileInfo(recorder.path).fileName());
+    EXPECT_TRUE(sent[0].json.value("filename").toString().startsWith("pelix-"));
+    const QJsonObject context = sent[0].json.value("context").toObject();
+    EXPECT_EQ(context.value("input").toString(), "voice");
+    EXPECT_EQ(context.value("duration_s").toInt(), 2);
+    EXPECT_FALSE(QFile::exists(recorder.path));
+    EXPECT_EQ(shell.sounds, (std::vector{ui::Sound::pop, ui::Sound::tink}));
+    EXPECT_EQ(shell.look, ui::TrayLook::idle);
+}
+
+TEST_F(AppDelegateTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
+    struct Case {
+        double seconds;
+        bool sent;
+    };
+    countAnswers();
+    int sends = 0;
+    for (const Case& c : {Case{0.79, false}, Case{0.8, true}}) {
+        shell.lines.clear();
+        const double start = clock.uptime() + 10;
+        flags(A, start - 0.1);
+        flags(0, start);  // the start is the release
+        ASSERT_TRUE(app().recording());
+        // Stop by the menu's way: the tap would be ignored inside the settle time.
+        timers.advanceTo(start + c.seconds);
+        app().endRecording();
+        if (c.sent) {
+            ++sends;
+            EXPECT_TRUE(server.waitFor("braindump", sends)) << c.seconds;
+        } else {
+            EXPECT_EQ(shell.lines, QStringList{braindump::kTooShort}) << c.seconds;
+        }
+        EXPECT_EQ(server.requests("braindump").size(), sends) << c.seconds;
+        if (!c.sent) {
+            EXPECT_FALSE(QFile::exists(recorder.path)) << c.seconds;
+        }
+    }
+}
+
+TEST_F(AppDelegateTest, EachAnswerGivesItsLineAndTheFileGoes) {
+    struct Case {
+        fakes::Reply reply;
+        QString line;
+    };
+    const QList<Case> cases{
+        {fakes::Reply::json({}), "In Pelix"},
+        {fakes::Reply::json({{"error", "Your storage is full."}}, 200), "Your storage is full."},
+        {fakes::Reply::json({{"error", "Token expired"}}, 401), "Token expired"},
+        {fakes::Reply::text("", 201), "Pelix answered 201."},
+        {fakes::Reply::text("<html>oops</html>", 500), "Pelix answered 500."},
+    };
+    countAnswers();
+    for (const Case& c : cases) {
+        server.answer("braindump", c.reply);
+        answers = 0;
+        const double start = clock.uptime() + 10;
+        tapAlt(start);
+        tapAlt(start + 2);
+        EXPECT_EQ(answered(), c.line);
+        EXPECT_FALSE(QFile::exists(recorder.path)) << c.line.toStdString();
+    }
+}
+
+TEST_F(AppDelegateTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
+    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
+    delegate = std::make_unique<AppDelegate>(
+        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell});
+    countAnswers();
+    tapAlt(100);
+    tapAlt(102);
+    EXPECT_TRUE(answered().startsWith(braindump::kUnreachable));
+    EXPECT_FALSE(QFile::exists(recorder.path));
+}
+
+TEST_F(AppDelegateTest, TheTimeLimitEndsAndFilesTheRecording) {
+    tapAlt(100);
+    timers.advanceTo(100.1 + 299.9);
+    EXPECT_TRUE(app().recording());
+    timers.advanceTo(100.1 + 300);
+    EXPECT_FALSE(app().recording());
+    ASSERT_TRUE(server.waitFor("braindump", 1));
+    EXPECT_EQ(server.requests("braindump")[0].json["context"].toObject()["duration_s"].toInt(),
+              300);
+    // The next tap starts a new recording rather than stopping the old one.
+    tapAlt(500);
+    EXPECT_TRUE(app().recording());
+}
+
+TEST_F(AppDelegateTest, EscapeDropsTheRecordingOtherKeysDoNot) {
+    tapAlt(100);
+    app().otherInput(kLetter);
+    EXPECT_TRUE(app().recording());
+    app().otherInput(kEscape);
+    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(recorder.cancels, 1);
+    EXPECT_FALSE(QFile::exists(recorder.path));
+    EXPECT_EQ(shell.lines, QStringList{braindump::kDropped});
+    EXPECT_EQ(timers.pending(), 0);
+    // The next tap starts anew.
+    tapAlt(100.5);
+    EXPECT_TRUE(app().recording());
+    testing::waitUntil([] { return false; }, 100);
+    EXPECT_TRUE(server.requests("braindump").isEmpty());
+}
+
+TEST_F(AppDelegateTest, StartsThatFailLeaveNoRecordingState) {
+    struct Case {
+        const char* name;
+        bool token;
+        std::optional<Error> microphone;
+        QString line;
+    };
+    const QList<Case> cases{
+        {"noToken", false, std::nullopt, braindump::kNoToken},
+        {"noMicrophone", true, Error::pelix(1, "There is no microphone."),
+         "Couldn't start the microphone: There is no microphone."},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(tokens.file("token"));
+        if (c.token) tokens.write("pelix_test");
+        recorder.failWith = c.microphone;
+        delegate.reset();
+        shell.lines.clear();
+        tapAlt(clock.uptime() + 10);
+        EXPECT_FALSE(app().recording()) << c.name;
+        EXPECT_FALSE(app().gesture().recordingSince.has_value()) << c.name;
+        EXPECT_EQ(timers.pending(), 0) << c.name;
+        EXPECT_EQ(shell.lines, QStringList{c.line}) << c.name;
+        EXPECT_EQ(shell.look, ui::TrayLook::idle) << c.name;
+        EXPECT_EQ(recorder.starts, 0) << c.name;
+    }
+}
+
+TEST_F(AppDelegateTest, HoldingCtrlDictatesUntilReleased) {
+    fakes::FakeDictation live;
+    dictation = &live;
+    flags(C, 100);
+    EXPECT_TRUE(app().holdTimerPending());
+    timers.advanceTo(100.27);
+    EXPECT_EQ(live.starts, 0);
+    timers.advanceTo(100.28);
+    EXPECT_EQ(live.starts, 1);
+    EXPECT_TRUE(app().recording());
+    EXPECT_FALSE(app().fileIt());
+    flags(0, 101);
+    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(live.finishes, 1);
+    EXPECT_EQ(recorder.starts, 0);
+}
+
+TEST_F(AppDelegateTest, ShortOrSpentHoldsStartNothing) {
+    fakes::FakeDictation live;
+    dictation = &live;
+    flags(C, 100);
+    flags(0, 100.2);  // let go at 0.2 s
+    EXPECT_FALSE(app().holdTimerPending());
+    flags(C, 101);
+    flags(C | S, 101.1);  // Shift joins before the check
+    flags(C, 101.2);
+    timers.advanceTo(102);
+    flags(C, 103);
+    app().otherInput(kLetter);  // Ctrl+letter is a shortcut, not a hold
+    timers.advanceTo(104);
+    EXPECT_EQ(live.starts, 0);
+    EXPECT_FALSE(app().recording());
+}
+
+TEST_F(AppDelegateTest, CtrlWithTheAltTapStartsATypedRecording) {
+    fakes::FakeDictation live;
+    dictation = &live;
+    flags(A, 100);
+    flags(A | C, 100.05);
+    flags(C, 100.1);
+    EXPECT_TRUE(app().recording());
+    EXPECT_FALSE(app().fileIt());
+    EXPECT_EQ(live.starts, 1);
+    flags(0, 100.2);  // letting go of Ctrl does not end a tap-started recording
+    EXPECT_TRUE(app().recording());
+    app().otherInput(kEscape);
+    EXPECT_EQ(live.cancels, 1);
+    EXPECT_EQ(recorder.starts, 0);
+}
+
+TEST_F(AppDelegateTest, WithoutDictationAHoldDoesNothingVisible) {
+    flags(C, 100);
+    timers.advanceTo(101);
+    EXPECT_FALSE(app().recording());
+    EXPECT_FALSE(app().hold().isHolding);
+    EXPECT_TRUE(shell.lines.isEmpty());
+}
+
+TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
+    struct Case {
+        const char* link;
+        std::optional<QString> stored;
+        QStringList lines;
+    };
+    const QList<Case> cases{
+        {"pelix-mac://connect?token=pelix_new", "pelix_new", {AppDelegate::kConnected}},
+        {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {AppDelegate::kConnected}},
+        {"pelix-mac://connect?token=abc", std::nullopt, {AppDelegate::kNotAKey}},
+        {"pelix-mac://connect", std::nullopt, {AppDelegate::kNotAKey}},
+        {"https://connect?token=pelix_web", std::nullopt, {}},
+        {"pelix-mac://somewhere?token=pelix_x", std::nullopt, {}},
+        {"pelix-mac://editor", std::nullopt, {}},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(tokens.file("token"));
+        shell.lines.clear();
+        app().openLink(QUrl(c.link));
+        EXPECT_EQ(tokens.read(), c.stored) << c.link;
+        EXPECT_EQ(shell.lines, c.lines) << c.link;
+    }
+    // Each stored key fetches the insights with it.
+    ASSERT_TRUE(server.waitFor("insights", 2));
+    EXPECT_EQ(server.requests("insights")[1].headers.value("authorization"), "Bearer pelix_caps");
+}
+
+}  // namespace
+}  // namespace pelix

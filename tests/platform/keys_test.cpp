@@ -1,0 +1,62 @@
+// From X keys to the four modifier bits, and from server times to up-time.
+#include "platform/Keys.h"
+
+#include <gtest/gtest.h>
+
+namespace pelix::platform {
+namespace {
+
+TEST(Keys, KeysymsTakeTheirRoles) {
+    const struct {
+        std::uint32_t keysym;
+        KeyRole role;
+    } cases[] = {
+        {0xffe9, KeyRole::option},   {0xffea, KeyRole::option},   // Alt_L, Alt_R
+        {0xffe7, KeyRole::option},                                // Meta_L
+        {0xffe1, KeyRole::shift},    {0xffe4, KeyRole::control},  // Shift_L, Control_R
+        {0xffeb, KeyRole::other},    {0xfe03, KeyRole::other},    // Super_L, AltGr
+        {0xffe5, KeyRole::capsLock}, {0xff7f, KeyRole::ignored},  // Caps Lock, Num Lock
+        {'a', KeyRole::plain},       {0xff1b, KeyRole::plain},    // a, Escape
+        {0xff0d, KeyRole::plain},                                 // Return
+    };
+    for (const auto& c : cases) EXPECT_EQ(roleOfKeysym(c.keysym), c.role) << std::hex << c.keysym;
+}
+
+TEST(Keys, TrackerCombinesKeysAndCapsLock) {
+    ModTracker t;
+    EXPECT_EQ(t.change(64, KeyRole::option, true).bits, Mods::kOption);
+    // Both Alt keys: one let go, the other still counts.
+    EXPECT_EQ(t.change(108, KeyRole::option, true).bits, Mods::kOption);
+    EXPECT_EQ(t.change(64, KeyRole::option, false).bits, Mods::kOption);
+    EXPECT_EQ(t.change(37, KeyRole::control, true).bits, Mods::kOption | Mods::kControl);
+    EXPECT_EQ(t.change(108, KeyRole::option, false).bits, Mods::kControl);
+    EXPECT_EQ(t.change(37, KeyRole::control, false).bits, 0);
+    // Caps Lock on is "other" until it is switched off, whatever is held.
+    EXPECT_EQ(t.setCapsLocked(true).bits, Mods::kOther);
+    EXPECT_EQ(t.change(50, KeyRole::shift, true).bits, Mods::kOther | Mods::kShift);
+    EXPECT_EQ(t.setCapsLocked(false).bits, Mods::kShift);
+    EXPECT_EQ(t.change(50, KeyRole::shift, false).bits, 0);
+    // Key codes out of range change nothing.
+    EXPECT_EQ(t.change(300, KeyRole::option, true).bits, 0);
+}
+
+TEST(Keys, ServerTimesBecomeUptime) {
+    const struct {
+        std::uint32_t serverMs;
+        double now;
+        double want;
+    } cases[] = {
+        {10'000, 10.5, 10.0},
+        {10'500, 10.5, 10.5},
+        {10'600, 10.5, 10.5},  // a little ahead counts as now
+        // The server's 32-bit clock wrapped 49.7 days in; ours did not.
+        {4'294'967'000u, 4'294'967.5 + 1.0, 4'294'967.0},
+        {200, 4'294'967.296 + 0.5, 4'294'967.296 + 0.2},
+    };
+    for (const auto& c : cases) {
+        EXPECT_NEAR(serverTimeToUptime(c.serverMs, c.now), c.want, 1e-6) << c.serverMs;
+    }
+}
+
+}  // namespace
+}  // namespace pelix::platform

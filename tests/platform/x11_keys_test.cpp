@@ -1,0 +1,139 @@
+// The X11 key source on a real X display (Xvfb in the test session), driven through XTest.
+#include "core/Clock.h"
+#include "platform/linux/X11KeySource.h"
+#include "support/TestSupport.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <vector>
+
+namespace pelix::platform {
+namespace {
+
+struct Seen {
+    bool flags;  // a modifier change, else other input
+    int mods = 0;
+    std::uint32_t keysym = 0;
+    bool isKey = false;
+    double uptime = 0;
+};
+
+class X11Keys : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
+            << "No X display: run the tests inside scripts/with-desktop.";
+        display = XOpenDisplay(nullptr);
+        ASSERT_NE(display, nullptr)
+            << "The X display " << qgetenv("DISPLAY").constData() << " does not answer.";
+        ASSERT_TRUE(source.start({
+            .flagsChanged =
+                [this](Mods m, double t) {
+                    seen.push_back({true, m.bits, 0, false, t});
+                },
+            .otherInput =
+                [this](const OtherInput& in) {
+                    seen.push_back({false, 0, in.keysym, in.isKey, in.uptime});
+                },
+        }));
+    }
+    void TearDown() override {
+        if (display) XCloseDisplay(display);
+    }
+
+    void key(KeySym keysym, bool down) {
+        XTestFakeKeyEvent(display, XKeysymToKeycode(display, keysym), down, CurrentTime);
+        XFlush(display);
+    }
+    void press(KeySym keysym) {
+        key(keysym, true);
+        key(keysym, false);
+    }
+    void click() {
+        XTestFakeButtonEvent(display, 1, True, CurrentTime);
+        XTestFakeButtonEvent(display, 1, False, CurrentTime);
+        XFlush(display);
+    }
+    // Waits for `count` reports in all.
+    bool waitFor(size_t count) {
+        return testing::waitUntil([&] { return seen.size() >= count; }, 3000);
+    }
+    std::vector<int> flagBits() const {
+        std::vector<int> out;
+        for (const Seen& s : seen) {
+            if (s.flags) out.push_back(s.mods);
+        }
+        return out;
+    }
+
+    SystemClock clock;
+    X11KeySource source{clock};
+    Display* display = nullptr;
+    std::vector<Seen> seen;
+};
+
+TEST_F(X11Keys, ModifierChangesCarryTheFourBitsAndTheMonotonicTime) {
+    const double before = clock.uptime();
+    key(XK_Alt_L, true);
+    key(XK_Shift_L, true);
+    key(XK_Control_R, true);
+    key(XK_Super_L, true);
+    key(XK_Super_L, false);
+    key(XK_Control_R, false);
+    key(XK_Shift_L, false);
+    key(XK_Alt_L, false);
+    ASSERT_TRUE(waitFor(8));
+    EXPECT_EQ(flagBits(), (std::vector{1, 3, 11, 15, 11, 3, 1, 0}));
+    for (const Seen& s : seen) {
+        EXPECT_GE(s.uptime, before - 0.05);
+        EXPECT_LE(s.uptime, clock.uptime() + 0.05);
+    }
+}
+
+TEST_F(X11Keys, KeysAndClicksAreOtherInputNumLockIsNothing) {
+    press(XK_Num_Lock);
+    press(XK_Num_Lock);
+    press(XK_a);
+    press(XK_Escape);
+    click();
+    ASSERT_TRUE(waitFor(3));
+    testing::waitUntil([] { return false; }, 200);
+    ASSERT_EQ(seen.size(), 3u);
+    EXPECT_TRUE(!seen[0].flags && seen[0].isKey && seen[0].keysym == XK_a);
+    EXPECT_TRUE(!seen[1].flags && seen[1].isKey && seen[1].keysym == XK_Escape);
+    EXPECT_TRUE(!seen[2].flags && !seen[2].isKey);
+}
+
+TEST_F(X11Keys, CapsLockOnCountsAsAnotherModifier) {
+    press(XK_Caps_Lock);
+    key(XK_Alt_L, true);
+    key(XK_Alt_L, false);
+    press(XK_Caps_Lock);
+    key(XK_Alt_L, true);
+    key(XK_Alt_L, false);
+    ASSERT_TRUE(waitFor(6));
+    EXPECT_EQ(flagBits(), (std::vector{4, 5, 4, 0, 1, 0}));
+}
+
+TEST_F(X11Keys, ItsOwnSyntheticKeysMoveTheStateButAreNotReported) {
+    source.ignoreUntil(clock.uptime() + 60);
+    key(XK_Control_L, true);
+    press(XK_v);
+    testing::waitUntil([] { return false; }, 300);
+    EXPECT_TRUE(seen.empty());
+    source.ignoreUntil(0);
+    key(XK_Alt_L, true);
+    key(XK_Control_L, false);
+    key(XK_Alt_L, false);
+    ASSERT_TRUE(waitFor(3));
+    EXPECT_EQ(flagBits(), (std::vector{9, 1, 0}));
+}
+
+}  // namespace
+}  // namespace pelix::platform
