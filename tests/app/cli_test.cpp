@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 
 using pelix::fakes::LoopbackBackend;
@@ -30,8 +31,8 @@ TEST(Cli, ArgumentsMatchAnywhereAndInOrder) {
         {{"--edit", "lines", "--self-test", "words"}, 0, "words: 17 ok", ""},
         // The self-test needs "words" right after it; without it, the next mode is tested.
         {{"--self-test", "lines", "--help"}, 0, "Usage: pelix", ""},
-        // --transcribe with no path is not selected, so the tray application is next.
-        {{"--transcribe"}, 2, "", "The tray application is not in this build"},
+        // --memo with no path after it is not selected, so the clean-up filter is next.
+        {{"--clean-up", "--memo"}, 0, "", ""},
         {{"--version"}, 0, "pelix ", ""},
         {{"--frobnicate"}, 2, "", "Pelix has no option --frobnicate;"},
     };
