@@ -108,9 +108,7 @@ Result<std::unique_ptr<AacWriter>> AacWriter::open(const QString& target, int in
     if (!QDir().mkpath(info.absolutePath())) {
         return std::unexpected(impl->failed("its folder could not be made."));
     }
-    // Hidden, and ending like the target so the muxer sees the kind of file it writes.
-    impl->partial = info.absolutePath() + "/.part-" +
-                    QUuid::createUuid().toString(QUuid::Id128).left(8) + "-" + info.fileName();
+    impl->partial = ff::partialPath(target);
     const QByteArray path = QFile::encodeName(impl->partial);
 
     int rc = avformat_alloc_output_context2(&impl->output, nullptr, "ipod", path.constData());
@@ -178,8 +176,7 @@ Status AacWriter::finish() {
     rc = avio_closep(&d.output->pb);
     if (rc < 0) return std::unexpected(d.failed(ff::describe(rc)));
     // rename(2) replaces an older file in one step.
-    if (std::rename(QFile::encodeName(d.partial).constData(),
-                    QFile::encodeName(d.target).constData()) != 0) {
+    if (!ff::moveIntoPlace(d.partial, d.target)) {
         return std::unexpected(d.failed("it could not be moved into place."));
     }
     d.finished = true;

@@ -2,6 +2,9 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QUuid>
+
+#include <cstdio>
 
 #include <mutex>
 
@@ -35,6 +38,17 @@ Input openInput(const QString& file) {
         if (type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_VIDEO) return input;
     }
     return nullptr;
+}
+
+QString partialPath(const QString& target) {
+    const QFileInfo info(target);
+    return info.absolutePath() + "/.part-" + QUuid::createUuid().toString(QUuid::Id128).left(8) +
+           "-" + info.fileName();
+}
+
+bool moveIntoPlace(const QString& partial, const QString& target) {
+    return std::rename(QFile::encodeName(partial).constData(),
+                       QFile::encodeName(target).constData()) == 0;
 }
 
 QString nameOf(const QString& file) {

@@ -52,6 +52,12 @@ void quiet();
 // Opens a file and reads its stream information; null when it is not media FFmpeg can read.
 Input openInput(const QString& file);
 
+// A hidden name beside `target` to write into before the file is whole; it ends like the
+// target so that the muxer sees the kind of file it writes.
+QString partialPath(const QString& target);
+// Renames `partial` over `target` in one step.
+bool moveIntoPlace(const QString& partial, const QString& target);
+
 // The file's name without its folder, as messages show it.
 QString nameOf(const QString& file);
 

@@ -37,6 +37,63 @@ Status copySamples(AudioDecoder& decoder, AacWriter& writer, int64_t from, int64
     return {};
 }
 
+struct OutputCloser {
+    void operator()(AVFormatContext* c) const {
+        if (c->pb) avio_closep(&c->pb);
+        avformat_free_context(c);
+    }
+};
+
+// Copies an AAC track into a new M4A as it is: no encoding time and no second lossy generation.
+// None when the track is not AAC (it is encoded instead).
+std::optional<Status> copyAacTrack(const QString& file, const QString& target) {
+    ff::Input input = ff::openInput(file);
+    if (!input) return fail(kNotMedia, ff::notMediaMessage(file));
+    const int index = av_find_best_stream(input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (index == AVERROR_STREAM_NOT_FOUND) return fail(kNoSound, ff::noSoundMessage(file));
+    if (index < 0 || input->streams[index]->codecpar->codec_id != AV_CODEC_ID_AAC) {
+        return std::nullopt;
+    }
+    const AVStream* source = input->streams[index];
+    const QString partial = ff::partialPath(target);
+    const QByteArray path = QFile::encodeName(partial);
+    auto failed = [&](int code) -> Status {
+        QFile::remove(partial);
+        return fail(kExportFailed, ff::exportFailedMessage(file, ff::describe(code)));
+    };
+
+    AVFormatContext* made = nullptr;
+    int rc = avformat_alloc_output_context2(&made, nullptr, "ipod", path.constData());
+    if (rc < 0) return failed(rc);
+    std::unique_ptr<AVFormatContext, OutputCloser> output(made);
+    AVStream* copy = avformat_new_stream(made, nullptr);
+    if (!copy) return failed(AVERROR(ENOMEM));
+    rc = avcodec_parameters_copy(copy->codecpar, source->codecpar);
+    if (rc < 0) return failed(rc);
+    copy->codecpar->codec_tag = 0;
+    copy->time_base = source->time_base;
+    rc = avio_open(&made->pb, path.constData(), AVIO_FLAG_WRITE);
+    if (rc >= 0) rc = avformat_write_header(made, nullptr);
+    if (rc < 0) return failed(rc);
+    ff::Packet packet(av_packet_alloc());
+    while ((rc = av_read_frame(input.get(), packet.get())) >= 0) {
+        if (packet->stream_index == index) {
+            av_packet_rescale_ts(packet.get(), source->time_base, copy->time_base);
+            packet->stream_index = copy->index;
+            packet->pos = -1;
+            rc = av_interleaved_write_frame(made, packet.get());
+        }
+        av_packet_unref(packet.get());
+        if (rc < 0) return failed(rc);
+    }
+    if (rc != AVERROR_EOF) return failed(rc);
+    rc = av_write_trailer(made);
+    if (rc >= 0) rc = avio_closep(&made->pb);
+    if (rc < 0) return failed(rc);
+    if (!ff::moveIntoPlace(partial, target)) return failed(AVERROR(EIO));
+    return Status{};
+}
+
 }  // namespace
 
 Result<double> duration(const QString& file) {
@@ -67,12 +124,16 @@ std::optional<QDateTime> creationDate(const QString& file) {
 }
 
 Result<QString> extractAudio(const QString& file) {
-    auto decoder = AudioDecoder::open(file, AacWriter::kSampleRate);
-    if (!decoder) return std::unexpected(decoder.error());
     const QString target =
         QDir(paths::tempDir())
             .filePath("pelix-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
                       ".m4a");
+    if (std::optional<Status> copied = copyAacTrack(file, target)) {
+        if (!*copied) return std::unexpected(copied->error());
+        return target;
+    }
+    auto decoder = AudioDecoder::open(file, AacWriter::kSampleRate);
+    if (!decoder) return std::unexpected(decoder.error());
     auto writer = AacWriter::open(target);
     if (!writer) {
         return fail(kExportFailed, ff::exportFailedMessage(file, writer.error().message));

@@ -95,7 +95,9 @@ TEST_F(MediaTest, ExtractedSoundIsAnM4aInTheTemporaryFolder) {
         const auto probe = media_.probeAudio(*extracted);
         EXPECT_EQ(probe["codec_name"], "aac");
         EXPECT_EQ(probe["channels"], "1");
-        EXPECT_NEAR(duration(*extracted).value_or(0), duration(source).value_or(-1), 0.05);
+        // The length of the sound track, which may end before the pictures do.
+        EXPECT_NEAR(duration(*extracted).value_or(0),
+                    media_.probeAudio(source)["duration"].toDouble(), 0.03);
         QFile::remove(*extracted);
     }
 }
