@@ -135,15 +135,15 @@ Result<QString> extractAudio(const QString& file) {
     auto decoder = AudioDecoder::open(file, AacWriter::kSampleRate);
     if (!decoder) return std::unexpected(decoder.error());
     auto writer = AacWriter::open(target);
-    if (!writer) {
-        return fail(kExportFailed, ff::exportFailedMessage(file, writer.error().message));
-    }
-    Status copied = copySamples(**decoder, **writer, 0, -1);
-    if (copied) copied = (*writer)->finish();
-    if (!copied) {
+    Status copied = writer ? copySamples(**decoder, **writer, 0, -1) : Status{};
+    if (writer && copied) copied = (*writer)->finish();
+    if (!writer || !copied) {
         QFile::remove(target);
-        if (copied.error().code == kExportFailed) return std::unexpected(copied.error());
-        return fail(kExportFailed, ff::exportFailedMessage(file, copied.error().message));
+        // Decoding failures already say so; writing ones name the temporary file, which means
+        // nothing to the person who chose the video.
+        if (writer && copied.error().code == kExportFailed) return std::unexpected(copied.error());
+        return fail(kExportFailed, ff::exportFailedMessage(
+                                       file, "The temporary sound file could not be written."));
     }
     return target;
 }
