@@ -28,16 +28,18 @@ bool endsWithOneOf(const QString& text, std::u32string_view set) {
     return last != 0 && set.find(last) != std::u32string_view::npos;
 }
 
-const QString* lookUp(const std::map<QString, QString>& map, const QString& key) {
+const QString* lookUp(const TextMap& map, const QString& key) {
     const auto it = map.find(key);
     return it == map.end() ? nullptr : &it->second;
 }
 
-const std::map<QString, QString>* translationsOf(const EditProject& project) {
+// The translations into the caption language (none for captions as spoken).
+const TextMap& translationsOf(const EditProject& project) {
+    static const TextMap none;
     const CaptionLanguage language = project.settings.captionLanguage;
-    if (language == CaptionLanguage::original) return nullptr;
+    if (language == CaptionLanguage::original) return none;
     const auto it = project.translations.find(id(language));
-    return it == project.translations.end() ? nullptr : &it->second;
+    return it == project.translations.end() ? none : it->second;
 }
 
 // Shares the line's time on screen among the chunks of a text without word timing, by length.
@@ -108,17 +110,22 @@ std::vector<CaptionCue> captions(const EditProject& project, const Timeline& tim
 std::vector<CaptionCue> captions(const EditProject& project, const Timeline& timeline,
                                  const std::vector<Line>& allLines) {
     const Limits limit = limits(project.settings.captionStyle);
-    const auto* translated = translationsOf(project);
     const bool unspaced = isUnspaced(project.settings.captionLanguage);
+    const LineIndex index(allLines);
+    const std::vector<char> cut = index.marked(project.cut);
+    const std::vector<const QString*> fixed = index.texts(project.fixes);
+    const std::vector<const QString*> translated = index.texts(translationsOf(project));
     std::vector<CaptionCue> cues;
-    for (const Line& line : allLines) {
-        if (project.cut.contains(line.id)) continue;
+    cues.reserve(allLines.size() * 3);
+    for (size_t l = 0; l < allLines.size(); ++l) {
+        const Line& line = allLines[l];
+        if (cut[l]) continue;
         const auto span = timeline.span(line.id);
         if (!span) continue;
-        if (const QString* text = translated ? lookUp(*translated, line.id) : nullptr) {
-            chunkedCues(*text, unspaced, limit, *span, cues);
-        } else if (const QString* fixed = lookUp(project.fixes, line.id)) {
-            chunkedCues(*fixed, false, limit, *span, cues);
+        if (translated[l]) {
+            chunkedCues(*translated[l], unspaced, limit, *span, cues);
+        } else if (fixed[l]) {
+            chunkedCues(*fixed[l], false, limit, *span, cues);
         } else {
             timedCues(project, timeline, line, limit, cues);
         }
@@ -182,9 +189,7 @@ std::vector<std::pair<QString, QString>> untranslated(const EditProject& project
     std::vector<std::pair<QString, QString>> items;
     const CaptionLanguage language = project.settings.captionLanguage;
     if (language == CaptionLanguage::original) return items;
-    static const std::map<QString, QString> none;
-    const auto* found = translationsOf(project);
-    const std::map<QString, QString>& done = found ? *found : none;
+    const TextMap& done = translationsOf(project);
     for (const Line& line : lines(project.clips)) {
         if (project.cut.contains(line.id) || done.contains(line.id)) continue;
         const QString* fixed = lookUp(project.fixes, line.id);

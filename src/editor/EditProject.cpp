@@ -55,13 +55,13 @@ EditProject newProject(const QDateTime& now) {
 
 namespace {
 
-QJsonArray stringArray(const std::set<QString>& strings) {
+QJsonArray stringArray(const TextSet& strings) {
     QJsonArray array;
     for (const QString& s : strings) array.append(s);
     return array;
 }
 
-QJsonObject stringMap(const std::map<QString, QString>& map) {
+QJsonObject stringMap(const TextMap& map) {
     QJsonObject object;
     for (const auto& [key, value] : map) object.insert(key, value);
     return object;
@@ -219,7 +219,7 @@ public:
             return true;
         });
     }
-    void stringMap(const char* key, std::map<QString, QString>& out) {
+    void stringMap(const char* key, TextMap& out) {
         field(key, false, "an object of texts", [&](const QJsonValue& v) {
             return v.isObject() && readStringMap(v.toObject(), out);
         });
@@ -249,7 +249,7 @@ public:
             *failure_ = QStringLiteral("\"%1\" %2").arg(path(QString::fromLatin1(key)), what);
     }
 
-    static bool readStringMap(const QJsonObject& object, std::map<QString, QString>& out) {
+    static bool readStringMap(const QJsonObject& object, TextMap& out) {
         for (auto it = object.begin(); it != object.end(); ++it) {
             if (!it->isString()) return false;
             out.emplace(it.key(), it->toString());
@@ -369,7 +369,7 @@ Result<EditProject> projectFromJson(const QJsonObject& object) {
     d.field("translations", false, "an object of languages", [&](const QJsonValue& v) {
         const QJsonObject languages = v.toObject();
         for (auto it = languages.begin(); it != languages.end(); ++it) {
-            std::map<QString, QString> texts;
+            TextMap texts;
             if (!it->isObject() || !Decoder::readStringMap(it->toObject(), texts)) return false;
             p.translations.emplace(it.key(), std::move(texts));
         }

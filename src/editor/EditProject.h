@@ -122,16 +122,28 @@ struct ChatTurn {
     bool operator==(const ChatTurn&) const = default;
 };
 
+// Orders texts by their UTF-16 units, as QString's operator< does, without the call into Qt:
+// the line-id sets and maps below are looked up for every line on every change.
+struct TextOrder {
+    using is_transparent = void;
+    bool operator()(QStringView a, QStringView b) const {
+        return std::u16string_view(a.utf16(), size_t(a.size())) <
+               std::u16string_view(b.utf16(), size_t(b.size()));
+    }
+};
+using TextSet = std::set<QString, TextOrder>;
+using TextMap = std::map<QString, QString, TextOrder>;
+
 struct EditProject {
     QUuid id;
     QString name = QStringLiteral("Untitled video");
     QDateTime created;
     std::vector<SourceClip> clips;
     EditSettings settings;
-    std::set<QString> cut;                                       // line ids
-    std::map<QString, QString> keywords;                         // line id → pop-up phrase
-    std::map<QString, QString> fixes;                            // line id → corrected text
-    std::map<QString, std::map<QString, QString>> translations;  // language id → line id → text
+    TextSet cut;                                         // line ids
+    TextMap keywords;                                    // line id → pop-up phrase
+    TextMap fixes;                                       // line id → corrected text
+    std::map<QString, TextMap, TextOrder> translations;  // language id → line id → text
     QString hook;
     QString title;
     std::vector<ChatTurn> chat;

@@ -83,6 +83,18 @@ bool isFiller(QStringView text) {
     // Every filler is at most three units long, and lower-casing never shortens text by more
     // than half, so longer words need no case mapping.
     if (core.isEmpty() || core.size() > 6) return false;
+    const bool ascii =
+        std::all_of(core.begin(), core.end(), [](QChar c) { return c.unicode() < 0x80; });
+    if (ascii) {
+        // Plain letters compare without a copy: A-Z fold to a-z and nothing else changes.
+        return std::any_of(fillers.begin(), fillers.end(), [&](QStringView filler) {
+            return filler.size() == core.size() &&
+                   std::equal(core.begin(), core.end(), filler.begin(), [](QChar a, QChar b) {
+                       const char16_t c = a.unicode();
+                       return (c >= u'A' && c <= u'Z' ? c + 32 : c) == b.unicode();
+                   });
+        });
+    }
     const QString word = lower(core);
     return std::find(fillers.begin(), fillers.end(), QStringView(word)) != fillers.end();
 }

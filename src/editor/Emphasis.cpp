@@ -2,8 +2,6 @@
 
 #include "editor/EditText.h"
 
-#include <QHash>
-
 #include <algorithm>
 
 namespace pelix {
@@ -29,17 +27,17 @@ std::vector<double> zooms(const EditProject& project, const Timeline& timeline) 
     const std::vector<Segment>& segments = timeline.segments();
     std::vector<double> factors(segments.size(), 1.0);
     if (!settings.visuals || !settings.punchIns) return factors;
-    QHash<QString, int> positions;
+    const std::vector<int>& positions = timeline.linePositions();
+    double factor = 1.0;
     for (size_t i = 0; i < segments.size(); ++i) {
         const QString& line = segments[i].line;
-        auto found = positions.find(line);
-        if (found == positions.end()) found = positions.insert(line, int(positions.size()));
-        const int at = *found;
-        if (settings.keywordPops && project.keywords.contains(line)) {
-            factors[i] = 1.18;
-        } else {
-            factors[i] = at % 2 == 1 ? 1.1 : 1.0;
+        // Segments of one line mostly follow one another and share its factor.
+        if (i == 0 || line != segments[i - 1].line) {
+            factor = settings.keywordPops && project.keywords.contains(line) ? 1.18
+                     : positions[i] % 2 == 1                                 ? 1.1
+                                                                             : 1.0;
         }
+        factors[i] = factor;
     }
     return factors;
 }
@@ -53,10 +51,13 @@ std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline,
     std::vector<PopUp> result;
     const EditSettings& settings = project.settings;
     if (!settings.visuals || !settings.keywordPops || project.keywords.empty()) return result;
-    for (const Line& line : allLines) {
-        const auto keyword = project.keywords.find(line.id);
-        if (keyword == project.keywords.end() || project.cut.contains(line.id)) continue;
-        const QString phrase = keyword->second.trimmed();
+    const LineIndex index(allLines);
+    const std::vector<const QString*> keywords = index.texts(project.keywords);
+    const std::vector<char> cut = index.marked(project.cut);
+    for (size_t l = 0; l < allLines.size(); ++l) {
+        const Line& line = allLines[l];
+        if (!keywords[l] || cut[l]) continue;
+        const QString phrase = keywords[l]->trimmed();
         const auto span = timeline.span(line.id);
         if (phrase.isEmpty() || !span) continue;
 

@@ -65,11 +65,12 @@ private:
 QString joinedText(const std::vector<Word>& words, int first, int last) {
     qsizetype length = last - first;
     for (int i = first; i <= last; ++i) length += words[size_t(i)].text.size();
-    QString text;
-    text.reserve(length);
+    QString text(length, Qt::Uninitialized);
+    QChar* out = text.data();
     for (int i = first; i <= last; ++i) {
-        if (i > first) text += u' ';
-        text += words[size_t(i)].text;
+        if (i > first) *out++ = u' ';
+        const QString& part = words[size_t(i)].text;
+        out = std::copy(part.cbegin(), part.cend(), out);
     }
     return text;
 }
@@ -109,6 +110,46 @@ std::vector<int> keptWords(const Line& line, const SourceClip& clip, bool dropFi
     return kept;
 }
 
+LineIndex::LineIndex(const std::vector<Line>& lines) : lines_(lines.size()) {
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (i == 0 || lines[i].clip != lines[i - 1].clip) {
+            const QString& id = lines[i].id;
+            clips_.push_back(Clip{id.left(id.lastIndexOf(u':') + 1), i, 0});
+        }
+        ++clips_.back().count;
+    }
+}
+
+template <class F>
+void LineIndex::find(QStringView id, F&& found) const {
+    const qsizetype colon = id.lastIndexOf(u':');
+    const QStringView digits = id.sliced(colon + 1);
+    // Only the number as lines are numbered: digits, no leading zero.
+    if (colon < 0 || digits.isEmpty() || digits.size() > 9 ||
+        (digits[0] == u'0' && digits.size() > 1) ||
+        !std::all_of(digits.begin(), digits.end(),
+                     [](QChar c) { return c.isDigit() && c.unicode() < 0x80; })) {
+        return;
+    }
+    const size_t number = size_t(digits.toULong());
+    const QStringView prefix = id.first(colon + 1);
+    for (const Clip& clip : clips_) {
+        if (number < clip.count && clip.prefix == prefix) found(clip.first + number);
+    }
+}
+
+std::vector<char> LineIndex::marked(const TextSet& ids) const {
+    std::vector<char> marks(lines_, 0);
+    for (const QString& id : ids) find(id, [&](size_t line) { marks[line] = 1; });
+    return marks;
+}
+
+std::vector<const QString*> LineIndex::texts(const TextMap& texts) const {
+    std::vector<const QString*> found(lines_, nullptr);
+    for (const auto& [id, text] : texts) find(id, [&](size_t line) { found[line] = &text; });
+    return found;
+}
+
 std::vector<Segment> segments(const EditProject& project) {
     return segments(project, lines(project.clips));
 }
@@ -118,9 +159,11 @@ std::vector<Segment> segments(const EditProject& project, const std::vector<Line
     std::vector<Segment> out;
     // Built for a clip the first time two of its lines might be joined.
     std::vector<std::optional<WordsAcross>> across(project.clips.size());
+    const std::vector<char> cut = LineIndex(allLines).marked(project.cut);
 
-    for (const Line& line : allLines) {
-        if (project.cut.contains(line.id)) continue;
+    for (size_t l = 0; l < allLines.size(); ++l) {
+        const Line& line = allLines[l];
+        if (cut[l]) continue;
         const SourceClip& clip = project.clips[size_t(line.clip)];
         const std::vector<int> kept = keptWords(line, clip, project.settings.removeFillers);
         if (kept.empty()) continue;
@@ -163,31 +206,40 @@ std::vector<Segment> segments(const EditProject& project, const std::vector<Line
 
 Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments)) {
     starts_.reserve(segments_.size());
+    linePositions_.reserve(segments_.size());
+    byLine_.reserve(qsizetype(segments_.size()));
+    auto line = byLine_.end();
     for (size_t i = 0; i < segments_.size(); ++i) {
         const Segment& s = segments_[i];
         starts_.push_back(total_);
         total_ += s.end - s.start;
 
-        ClipSegments& clip = byClip_[s.clip];
-        if (!clip.indices.empty()) {
-            const Segment& before = segments_[size_t(clip.indices.back())];
-            if (s.start < before.start || s.end < before.end) clip.ordered = false;
+        if (s.clip >= 0) {
+            if (size_t(s.clip) >= byClip_.size()) byClip_.resize(size_t(s.clip) + 1);
+            ClipSegments& clip = byClip_[size_t(s.clip)];
+            if (!clip.indices.empty()) {
+                const Segment& before = segments_[size_t(clip.indices.back())];
+                if (s.start < before.start || s.end < before.end) clip.ordered = false;
+            }
+            clip.indices.push_back(int(i));
+            clip.ends.push_back(s.end);
         }
-        clip.indices.push_back(int(i));
 
-        auto line = byLine_.find(s.line);
-        if (line == byLine_.end()) {
-            byLine_.insert(s.line, {int(i), int(i)});
-        } else {
-            line->second = int(i);
+        // The segments of a line mostly follow one another: only a new line is looked up.
+        if (i == 0 || segments_[i - 1].line != s.line) {
+            line = byLine_.find(s.line);
+            if (line == byLine_.end()) {
+                line = byLine_.insert(s.line, {int(i), int(i), int(byLine_.size())});
+            }
         }
+        line->last = int(i);
+        linePositions_.push_back(line->position);
     }
 }
 
 std::optional<int> Timeline::segmentHolding(int clip, double t) const {
-    const auto found = byClip_.constFind(clip);
-    if (found == byClip_.cend()) return std::nullopt;
-    const ClipSegments& c = *found;
+    if (clip < 0 || size_t(clip) >= byClip_.size()) return std::nullopt;
+    const ClipSegments& c = byClip_[size_t(clip)];
     const auto holds = [&](int i) {
         const Segment& s = segments_[size_t(i)];
         return s.start - kTolerance <= t && t <= s.end + kTolerance;
@@ -197,11 +249,11 @@ std::optional<int> Timeline::segmentHolding(int clip, double t) const {
         return it == c.indices.end() ? std::nullopt : std::optional<int>(*it);
     }
     // The first segment that does not end before t is the only one that can hold it.
-    const auto it = std::partition_point(c.indices.begin(), c.indices.end(), [&](int i) {
-        return segments_[size_t(i)].end + kTolerance < t;
-    });
-    if (it == c.indices.end() || !holds(*it)) return std::nullopt;
-    return *it;
+    const auto at = std::partition_point(c.ends.begin(), c.ends.end(),
+                                         [&](double end) { return end + kTolerance < t; }) -
+                    c.ends.begin();
+    if (at == qsizetype(c.ends.size()) || !holds(c.indices[size_t(at)])) return std::nullopt;
+    return c.indices[size_t(at)];
 }
 
 std::optional<double> Timeline::output(int clip, double t) const {
@@ -221,9 +273,9 @@ std::optional<int> Timeline::segment(double t) const {
 std::optional<std::pair<double, double>> Timeline::span(const QString& lineId) const {
     const auto found = byLine_.constFind(lineId);
     if (found == byLine_.cend()) return std::nullopt;
-    const Segment& last = segments_[size_t(found->second)];
+    const Segment& last = segments_[size_t(found->last)];
     return std::pair{starts_[size_t(found->first)],
-                     starts_[size_t(found->second)] + (last.end - last.start)};
+                     starts_[size_t(found->last)] + (last.end - last.start)};
 }
 
 std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word) {

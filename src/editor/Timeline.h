@@ -44,6 +44,31 @@ std::vector<Line> lines(const std::vector<SourceClip>& clips, double pause = kLi
 // The indices of the line's words that survive, in order; fillers go when `dropFillers`.
 std::vector<int> keptWords(const Line& line, const SourceClip& clip, bool dropFillers);
 
+// Finds lines by id without a search: an id names its clip (by the first eight characters of
+// its id) and the line's number within the clip.
+class LineIndex {
+public:
+    explicit LineIndex(const std::vector<Line>& lines);
+
+    // For each line, whether its id is in `ids`.
+    std::vector<char> marked(const TextSet& ids) const;
+    // For each line, the text `texts` holds under its id, or null.
+    std::vector<const QString*> texts(const TextMap& texts) const;
+
+private:
+    // Calls `found` with the index of every line whose id is `id`.
+    template <class F>
+    void find(QStringView id, F&& found) const;
+
+    struct Clip {
+        QString prefix;  // "1F0C7A2B:"
+        size_t first;    // index of its first line
+        size_t count;
+    };
+    std::vector<Clip> clips_;
+    size_t lines_ = 0;
+};
+
 // The kept segments of the whole project in playing order.
 std::vector<Segment> segments(const EditProject& project);
 // The same, over lines already computed with the default pause and length.
@@ -65,19 +90,28 @@ public:
     std::optional<int> segmentHolding(int clip, double t) const;
     // The index of the segment playing at output time `t`.
     std::optional<int> segment(double t) const;
+    // For each segment, the place of its line in the order lines first occur (0, 1, 2…).
+    const std::vector<int>& linePositions() const { return linePositions_; }
     // The output range of a line; none when nothing of it is kept.
     std::optional<std::pair<double, double>> span(const QString& lineId) const;
 
 private:
     struct ClipSegments {
         std::vector<int> indices;  // in playing order
+        std::vector<double> ends;  // of those segments, for the binary search
         bool ordered = true;       // starts and ends never go back, so a binary search works
     };
     std::vector<Segment> segments_;
     std::vector<double> starts_;
     double total_ = 0;
-    QHash<int, ClipSegments> byClip_;
-    QHash<QString, std::pair<int, int>> byLine_;  // first and last segment of each line
+    std::vector<ClipSegments> byClip_;  // by clip index
+    struct LineSegments {
+        int first;
+        int last;
+        int position;
+    };
+    QHash<QString, LineSegments> byLine_;
+    std::vector<int> linePositions_;
 };
 
 // Where a spoken word plays on the timeline: its output start (in the first kept segment of its

@@ -33,8 +33,8 @@ QString idOf(int n) {
     return n <= 6 ? QString("1F0C7A2B:%1").arg(n - 1) : QString("1F0C7A2C:%1").arg(n - 7);
 }
 
-std::set<QString> ids(std::initializer_list<int> numbers) {
-    std::set<QString> result;
+TextSet ids(std::initializer_list<int> numbers) {
+    TextSet result;
     for (int n : numbers) result.insert(idOf(n));
     return result;
 }
@@ -70,8 +70,8 @@ TEST(ApplyOps, LineOperations) {
     const struct {
         const char* name;
         const char* ops;
-        std::set<QString> cutBefore;
-        std::set<QString> cutAfter;
+        TextSet cutBefore;
+        TextSet cutAfter;
         int skipped;
     } cases[] = {
         {"cut ignores numbers past the end", R"([{"op":"cut","ids":[3,99]}])", {}, ids({3}), 0},
@@ -165,9 +165,8 @@ TEST(ApplyOps, HookFixAndRules) {
                                      project);
     EXPECT_EQ(applied.project.hook, "Watch this");
     // The hook's translation goes so that it is translated anew; the lines' stay.
-    EXPECT_EQ(applied.project.translations.at("fr"),
-              (std::map<QString, QString>{{idOf(1), "Ligne un."}}));
-    EXPECT_EQ(applied.project.fixes, (std::map<QString, QString>{{idOf(1), "Line one!"}}));
+    EXPECT_EQ(applied.project.translations.at("fr"), (TextMap{{idOf(1), "Ligne un."}}));
+    EXPECT_EQ(applied.project.fixes, (TextMap{{idOf(1), "Line one!"}}));
     EXPECT_EQ(applied.remember, QStringList{"Keep it short"});
     EXPECT_EQ(applied.forget, QStringList{"No jokes"});
     EXPECT_EQ(applied.skipped, 1);

@@ -1,0 +1,53 @@
+// The editor's derived data, computed as on every keystroke and every render: lines, kept
+// segments, the timeline, captions, zooms and pop-ups of a generated project of five clips.
+#include "editor/Captions.h"
+#include "editor/Emphasis.h"
+#include "editor/SampleProject.h"
+#include "editor/Timeline.h"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+// About 30,000 words is three hours of speech.
+constexpr int kThreeHours = 30000;
+
+void deriveAll(benchmark::State& state, pelix::CaptionLanguage language) {
+    pelix::EditProject project = pelix::sampleProject(int(state.range(0)), 5, 42);
+    project.settings.captionLanguage = language;
+    if (language != pelix::CaptionLanguage::original) {
+        // Every other line translated, as while a translation pass is still under way.
+        int n = 0;
+        for (const auto& [id, text] : pelix::untranslated(project)) {
+            if (n++ % 2 == 0) project.translations[pelix::id(language)][id] = text;
+        }
+    }
+    for (auto _ : state) {
+        const auto lines = pelix::lines(project.clips);
+        const pelix::Timeline timeline(pelix::segments(project, lines));
+        const auto cues = pelix::captions(project, timeline, lines);
+        const auto factors = pelix::zooms(project, timeline);
+        const auto pops = pelix::popUps(project, timeline, lines);
+        benchmark::DoNotOptimize(cues.data());
+        benchmark::DoNotOptimize(factors.data());
+        benchmark::DoNotOptimize(pops.data());
+    }
+    state.counters["words"] = double(state.range(0));
+    state.SetComplexityN(state.range(0));
+}
+
+void BM_EditorDerived(benchmark::State& state) {
+    deriveAll(state, pelix::CaptionLanguage::original);
+}
+void BM_EditorDerivedHalfTranslated(benchmark::State& state) {
+    deriveAll(state, pelix::CaptionLanguage::fr);
+}
+
+}  // namespace
+
+BENCHMARK(BM_EditorDerived)
+    ->Arg(kThreeHours / 10)
+    ->Arg(kThreeHours)
+    ->Arg(kThreeHours * 10)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EditorDerivedHalfTranslated)->Arg(kThreeHours)->Unit(benchmark::kMillisecond);
