@@ -179,14 +179,9 @@ private:
             p.keywords.erase(id);
             return true;
         }
-        // Only words that are really in the line: its spoken text, or its correction, which is
-        // what the service was shown.
+        // Only words that are really spoken in the line.
         const QString wanted = edittext::folded(phrase);
-        if (wanted.isEmpty()) return false;
-        const auto fix = p.fixes.find(id);
-        const bool spoken = edittext::lower(line.line.text).contains(wanted) ||
-                            (fix != p.fixes.end() && edittext::lower(fix->second).contains(wanted));
-        if (!spoken) return false;
+        if (wanted.isEmpty() || !edittext::lower(line.line.text).contains(wanted)) return false;
         p.keywords[id] = phrase;
         return true;
     }

@@ -35,7 +35,14 @@ Status saveAs(const EditProject& project, const QString& path) {
 }
 
 Status save(const EditProject& project) {
-    return writePrivateFile(fileFor(project.id), encoded(project));
+    const QString path = fileFor(project.id);
+    // A file of that name that is not a project is someone's data: it is never replaced.
+    if (QFileInfo::exists(path) && !openFile(path)) {
+        return fail(1, QStringLiteral("Couldn't save the project: %1 is there and is not a project "
+                                      "file, so it is left as it is.")
+                           .arg(QFileInfo(path).fileName()));
+    }
+    return writePrivateFile(path, encoded(project));
 }
 
 Result<EditProject> openFile(const QString& path) {

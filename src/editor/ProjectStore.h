@@ -21,7 +21,8 @@ QString folder();
 QString fileFor(const QUuid& id);
 
 // Writes the project to its file in the folder, atomically, replacing the earlier version. The
-// folder is created on first save; it is kept private (0700) and the file too (0600).
+// folder is created on first save; it is kept private (0700) and the file too (0600). A file of
+// that name that does not decode is left alone and the save fails.
 Status save(const EditProject& project);
 // Writes the project atomically to `path`, a file of the user's outside the folder (its mode
 // and its folder's are left as they are).

@@ -169,5 +169,22 @@ TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
     EXPECT_EQ(file.readAll(), junk);
 }
 
+TEST_F(ProjectStoreTest, SavingNeverReplacesAFileThatIsNotAProject) {
+    const EditProject project = sampleProject(10, 1, 9);
+    const QString path = ProjectStore::fileFor(project.id);
+    ASSERT_TRUE(QDir().mkpath(ProjectStore::folder()));
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("notes");
+    }
+    const Status saved = ProjectStore::save(project);
+    ASSERT_FALSE(saved);
+    EXPECT_TRUE(saved.error().message.startsWith("Couldn't save the project: "));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), "notes");
+}
+
 }  // namespace
 }  // namespace pelix
