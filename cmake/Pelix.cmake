@@ -7,12 +7,12 @@ function(pelix_library name)
   target_compile_definitions(${name} PUBLIC QT_NO_KEYWORDS)
 endfunction()
 
-# pelix_test(NAME SOURCES ... DEPS ... [GUI] [DESKTOP] [TIMEOUT s] [LABELS ...]): one GoogleTest
-# program, its tests registered with CTest one by one. GUI programs get a QApplication. DESKTOP
-# tests press keys, type, use the clipboard or play into the virtual microphone of the one test
-# desktop, so CTest never runs two of them at once.
+# pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...]): one GoogleTest program,
+# its tests registered with CTest one by one. GUI programs get a QApplication. Tests labelled
+# "desktop" press keys, type, use the clipboard or play into the virtual microphone of the one
+# test desktop, so CTest never runs two of them at once.
 function(pelix_test name)
-  cmake_parse_arguments(ARG "GUI;DESKTOP" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   if(ARG_GUI)
     target_link_libraries(${name} PRIVATE pelix_testmain_gui)
@@ -25,8 +25,7 @@ function(pelix_test name)
   endif()
   set(properties TIMEOUT ${ARG_TIMEOUT}
       ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
-  if(ARG_DESKTOP)
-    list(APPEND ARG_LABELS desktop)
+  if("desktop" IN_LIST ARG_LABELS)
     list(APPEND properties RESOURCE_LOCK desktop)
   endif()
   if(ARG_LABELS)
