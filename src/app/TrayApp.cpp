@@ -1,5 +1,6 @@
 #include "app/TrayApp.h"
 
+#include "app/AppDictation.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "platform/Autostart.h"
@@ -47,7 +48,9 @@ TrayApp::TrayApp(Backend& backend, QObject* parent)
       backend_(backend),
       keys_(std::make_unique<platform::X11KeySource>(backend.clock())),
       microphone_(std::make_unique<platform::QtMicrophone>()),
-      recorder_(std::make_unique<MicRecorder>(*microphone_, backend.clock(), paths::tempDir())) {
+      recorder_(std::make_unique<MicRecorder>(*microphone_, backend.clock(), paths::tempDir())),
+      dictation_(std::make_unique<AppDictation>(backend.clock(), timers_, shell_, *microphone_,
+                                                *keys_)) {
     delegate_ = std::make_unique<AppDelegate>(AppParts{
         .clock = backend.clock(),
         .prefs = backend.prefs(),
@@ -56,7 +59,7 @@ TrayApp::TrayApp(Backend& backend, QObject* parent)
         .timers = timers_,
         .recorder = *recorder_,
         .shell = shell_,
-        .dictation = nullptr,
+        .dictation = dictation_.get(),
         .facts = [this] { return facts(true); },
     });
 }
@@ -108,7 +111,6 @@ void TrayApp::start() {
     registerAtLogin();
 
     if (!signedIn) delegate_->promptToSignIn();
-    logLine("tray", "ready");
 }
 
 void TrayApp::registerAtLogin() {

@@ -72,6 +72,7 @@ private:
     std::unique_ptr<platform::KeySource> keys_;
     std::unique_ptr<platform::Microphone> microphone_;
     std::unique_ptr<Recorder> recorder_;
+    std::unique_ptr<Dictation> dictation_;
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<QMenu> menu_;
     std::unique_ptr<PendingTimer> followUp_;

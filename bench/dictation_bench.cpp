@@ -1,0 +1,171 @@
+// Typing through XTest into a Qt window, and live dictation from the virtual microphone into it.
+// Figures: characters per second typed; from the first word in the microphone stream to the
+// first characters in the window; from the end of the speech in the stream to its final text
+// standing in the window. Needs the test session (scripts/with-desktop) and the typing target
+// from the tests of the same build (or its path in PELIX_TYPING_TARGET).
+#include "../tests/text/TargetWindow.h"
+#include "app/AppDictation.h"
+#include "platform/linux/QtMicrophone.h"
+#include "platform/linux/X11Typist.h"
+#include "text/EngineRecognizer.h"
+#include "text/Insert.h"
+#include "text/LiveDictation.h"
+
+#include <QGuiApplication>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+using pelix::testing::TargetWindow;
+
+QString targetProgram() {
+    const QString configured = qEnvironmentVariable("PELIX_TYPING_TARGET");
+    if (!configured.isEmpty()) return configured;
+    return QCoreApplication::applicationDirPath() + "/../tests/text/pelix-typing-target";
+}
+
+TargetWindow& target() {
+    static TargetWindow* window = [] {
+        auto* made = new TargetWindow(targetProgram());
+        if (!made->ready()) throw std::runtime_error("the typing target never got the focus");
+        return made;
+    }();
+    return *window;
+}
+
+double median(std::vector<double> values) {
+    if (values.empty()) return -1;
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void typeText(benchmark::State& state, const QString& text) {
+    QTemporaryDir dir;
+    pelix::platform::X11Typist typist(dir.filePath("borrowed"));
+    TargetWindow& window = target();
+    for (auto _ : state) {
+        window.clear();
+        const qint64 start = window.elapsed();
+        pelix::Insert::type(typist, text);
+        if (!window.waitForText(text, 60000)) {
+            state.SkipWithError("the window did not receive the text");
+            return;
+        }
+        state.SetIterationTime((window.elapsed() - start) / 1000.0);
+    }
+    state.counters["chars_per_s"] =
+        benchmark::Counter(double(text.size()) * state.iterations(), benchmark::Counter::kIsRate);
+}
+
+void BM_TypeEnglish(benchmark::State& state) {
+    typeText(state, QString("remember to call the plumber about the kitchen sink on tuesday ")
+                        .repeated(16));  // 1024 characters
+}
+BENCHMARK(BM_TypeEnglish)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+
+void BM_TypeUnicode(benchmark::State& state) {
+    typeText(state, QString::fromUtf8("Grüße aus Köln — 日本語のテキスト, ÀÉÎ ø ł ").repeated(10));
+}
+BENCHMARK(BM_TypeUnicode)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+
+// The microphone, noting when the first and the last loud sample of the stream arrived.
+class TimedMicrophone final : public pelix::platform::Microphone {
+public:
+    explicit TimedMicrophone(const TargetWindow& clock) : clock_(clock) {}
+    pelix::Status start(int rate, Samples samples) override {
+        onset = end = -1;
+        return real_.start(rate, [this, rate, samples](const QByteArray& pcm) {
+            const auto* s = reinterpret_cast<const int16_t*>(pcm.constData());
+            const qsizetype n = pcm.size() / 2;
+            const double now = clock_.elapsed();
+            for (qsizetype i = 0; i < n; ++i) {
+                if (std::abs(s[i]) < 600) continue;
+                // A sample was heard as long before the block's arrival as it is from its end.
+                const double at = now - 1000.0 * double(n - 1 - i) / rate;
+                if (onset < 0) onset = at;
+                end = at;
+            }
+            samples(pcm);
+        });
+    }
+    void stop() override { real_.stop(); }
+    double onset = -1, end = -1;
+
+private:
+    const TargetWindow& clock_;
+    pelix::platform::QtMicrophone real_;
+};
+
+void BM_DictationLatency(benchmark::State& state) {
+    QTemporaryDir dir;
+    const QString speech = dir.filePath("speech.wav");
+    if (QProcess::execute("flite", {"-voice", "slt", "-t",
+                                    "Remember to call the plumber about the kitchen sink on "
+                                    "Tuesday morning.",
+                                    "-o", speech}) != 0) {
+        state.SkipWithError("flite could not make speech");
+        return;
+    }
+    TargetWindow& window = target();
+    pelix::SpeechEngines engines = pelix::SpeechEngines::standard();
+    pelix::EngineRecognizer recognizer([&] { return pelix::dictationEngine(engines); });
+    TimedMicrophone microphone(window);
+    pelix::platform::X11Typist typist(dir.filePath("borrowed"));
+    pelix::QtTimers timers;
+    pelix::SchedulerOnTimers scheduler(timers);
+    pelix::LiveDictation live(recognizer, microphone, typist, scheduler);
+
+    std::vector<double> first, final;
+    for (auto _ : state) {
+        window.clear();
+        if (!live.start(true)) {
+            state.SkipWithError("live dictation did not start");
+            return;
+        }
+        QProcess player;
+        player.start("paplay", {"-d", "vsink", speech});
+        player.waitForStarted();
+        TargetWindow::spin([&] { return player.state() == QProcess::NotRunning; }, 20000);
+        TargetWindow::spin([] { return false; }, 1500);
+        std::optional<QString> done;
+        live.stop([&](const QString& text) { done = text; });
+        TargetWindow::spin([&] { return done.has_value(); }, 5000);
+        TargetWindow::spin([] { return false; }, 200);
+
+        const auto& seen = window.history();
+        const auto typed =
+            std::find_if(seen.begin(), seen.end(), [](const auto& s) { return !s.text.isEmpty(); });
+        if (!done || done->isEmpty() || typed == seen.end() || microphone.onset < 0) {
+            state.SkipWithError("nothing was recognised");
+            return;
+        }
+        first.push_back(typed->ms - microphone.onset);
+        // The final text stands from the last change that did not already show it.
+        double standing = seen.back().ms;
+        for (auto s = seen.rbegin(); s != seen.rend() && s->text.trimmed() == *done; ++s) {
+            standing = s->ms;
+        }
+        final.push_back(standing - microphone.end);
+    }
+    state.counters["first_chars_ms_median"] = median(first);
+    state.counters["final_text_ms_median"] = median(final);
+}
+BENCHMARK(BM_DictationLatency)->Iterations(5)->Unit(benchmark::kSecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,72 @@
+#include "app/AppDictation.h"
+
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "text/Insert.h"
+
+#include <QCoreApplication>
+#include <QLocale>
+
+namespace pelix {
+
+std::unique_ptr<Scheduler::Pending> SchedulerOnTimers::after(double seconds,
+                                                             std::function<void()> fire) {
+    struct Held final : Pending {
+        std::unique_ptr<PendingTimer> timer;
+    };
+    auto held = std::make_unique<Held>();
+    held->timer = timers_.after(seconds, std::move(fire));
+    return held;
+}
+
+std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines) {
+    if (auto mine = engines.resolve(QLocale::system().name())) return mine;
+    return engines.resolve(QStringLiteral("en-US"));
+}
+
+AppDictation::AppDictation(const Clock& clock, Timers& timers, Shell& shell,
+                           platform::Microphone& microphone, platform::KeySource& keys)
+    : shell_(shell),
+      engines_(SpeechEngines::standard()),
+      recognizer_([this] { return dictationEngine(engines_); }),
+      typist_(paths::cacheDir() + "/borrowed-keys"),
+      scheduler_(timers),
+      live_(recognizer_, microphone, typist_, scheduler_) {
+    // The key source must not read the typing as the user's keys: they would end the hold.
+    typist_.setInjected([&clock, &keys] { keys.ignoreUntil(clock.uptime()); });
+}
+
+AppDictation::~AppDictation() = default;
+
+Status AppDictation::start(bool typeIntoApp) {
+    const std::optional<platform::FrontWindow> target =
+        Insert::target(typist_, QCoreApplication::applicationName());
+    typing_ = typeIntoApp && target.has_value();
+    if (typing_) {
+        live_.onText = nullptr;
+    } else {
+        live_.onText = [this](const QString& text) {
+            if (!text.isEmpty()) shell_.show(text);
+        };
+    }
+    Status started = live_.start(typing_);
+    if (started) {
+        logLine("dictation",
+                typing_ ? "typing into " + target->appId : QStringLiteral("listening"));
+    } else {
+        logLine("dictation", started.error().message);
+    }
+    return started;
+}
+
+void AppDictation::finish() {
+    live_.stop([](const QString& text) {
+        logLine("dictation", QStringLiteral("done (%1 characters)").arg(text.size()));
+    });
+}
+
+void AppDictation::cancel() {
+    live_.cancel(true);
+}
+
+}  // namespace pelix

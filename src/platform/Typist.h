@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+
+#include <chrono>
+#include <optional>
+#include <utility>
+
+namespace pelix::platform {
+
+// The window in front of the user, which receives typed text.
+struct FrontWindow {
+    unsigned long id = 0;
+    // The application's class name (X11 WM_CLASS); empty when the window names none.
+    QString appId;
+    // The owning process; 0 when the window does not say.
+    qint64 pid = 0;
+};
+
+// Keys that are pressed by name rather than typed as text.
+enum class Key { backspace, enter, v };
+
+// Synthetic keyboard input into whichever window has the keyboard focus. Text arrives as plain
+// text and keys as plain keys even while the user holds modifiers (a held Ctrl must not turn
+// typing into shortcuts).
+class Typist {
+public:
+    virtual ~Typist() = default;
+    // The window in front, or none.
+    virtual std::optional<FrontWindow> frontWindow() const = 0;
+    // Types `text` in one go.
+    virtual void type(const QString& text) = 0;
+    // Presses and releases `key` `times` times, with Ctrl held around them when `control`.
+    virtual void press(Key key, bool control, int times) = 0;
+    // Waits so that the receiving application catches up.
+    virtual void pause(std::chrono::microseconds duration) = 0;
+};
+
+// The desktop clipboard, saved and restored format by format. A QObject so that work scheduled
+// against it ends with it.
+class Clipboard : public QObject {
+public:
+    // Every format with its bytes, in order; none when the clipboard holds nothing at all.
+    using Contents = std::optional<QList<std::pair<QString, QByteArray>>>;
+
+    virtual Contents save() const = 0;
+    virtual void setText(const QString& text) = 0;
+    // Puts back what `save` returned; none leaves the clipboard empty.
+    virtual void restore(const Contents& contents) = 0;
+};
+
+}  // namespace pelix::platform

@@ -1,0 +1,48 @@
+#include "platform/linux/QtClipboard.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+
+namespace pelix::platform {
+namespace {
+
+bool bookkeeping(const QString& format) {
+    static const QStringList skipped{"TARGETS", "MULTIPLE", "TIMESTAMP", "SAVE_TARGETS",
+                                     "application/x-qt-image"};
+    return skipped.contains(format);
+}
+
+}  // namespace
+
+Clipboard::Contents QtClipboard::save() const {
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    if (!data) return std::nullopt;
+    QList<std::pair<QString, QByteArray>> formats;
+    for (const QString& format : data->formats()) {
+        if (bookkeeping(format)) continue;
+        const QByteArray bytes = data->data(format);
+        // A format that hands over nothing is not kept, also if an earlier one of its name was.
+        formats.removeIf([&](const auto& kept) { return kept.first == format; });
+        if (!bytes.isNull()) formats.append({format, bytes});
+    }
+    if (formats.isEmpty() && data->formats().isEmpty()) return std::nullopt;
+    return formats;
+}
+
+void QtClipboard::setText(const QString& text) {
+    QGuiApplication::clipboard()->setText(text);
+}
+
+void QtClipboard::restore(const Contents& contents) {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (!contents) {
+        clipboard->clear();
+        return;
+    }
+    auto* data = new QMimeData;
+    for (const auto& [format, bytes] : *contents) data->setData(format, bytes);
+    clipboard->setMimeData(data);
+}
+
+}  // namespace pelix::platform

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/Typist.h"
+
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+
+namespace pelix::platform {
+
+// Typing through XTest on the X display of $DISPLAY, on a connection of its own.
+//
+// Characters on the first two levels of the layout are pressed on their own keys (with Shift
+// for the second); every other character is typed by borrowing a key code that has no symbols,
+// giving it the character's keysym for a moment, and pressing it. Borrowed codes are taken round
+// robin, so that an application still reading an earlier key press finds its code unchanged, and
+// given back a moment after the typing ends. They are noted in a file first, so that a run that
+// ended mid-typing is put right at the next start.
+//
+// Every injection lets go of the modifier keys the user holds (and of Caps Lock) and presses
+// them again afterwards, so a held Ctrl never turns text into shortcuts.
+class X11Typist final : public Typist {
+public:
+    explicit X11Typist(QString borrowedFile);
+    ~X11Typist() override;
+
+    // Runs after every injection, once the display has taken all of it: the program's own key
+    // source treats the key events up to now as synthetic.
+    void setInjected(std::function<void()> injected) { injected_ = std::move(injected); }
+
+    std::optional<FrontWindow> frontWindow() const override;
+    void type(const QString& text) override;
+    void press(Key key, bool control, int times) override;
+    void pause(std::chrono::microseconds duration) override;
+
+    // Gives every borrowed key code its empty mapping back.
+    void giveBack();
+    // False when there is no display or it lacks XTest.
+    bool available() const;
+
+private:
+    struct X;
+    class Injection;
+    bool connect() const;
+
+    QString borrowedFile_;
+    mutable std::unique_ptr<X> x_;
+    std::function<void()> injected_;
+    QTimer giveBackTimer_;
+};
+
+}  // namespace pelix::platform

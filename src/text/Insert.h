@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/Typist.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace pelix::Insert {
+
+// The one way text enters other applications. Stateless: the desktop comes in as a `Typist`
+// (keyboard) and a `Clipboard`. Main thread only; failures of the desktop are silent.
+
+// Characters typed per injection, and the pause after each, so the receiver keeps up.
+inline constexpr qsizetype kChunkCharacters = 512;
+inline constexpr std::chrono::microseconds kChunkPause{6000};
+// How long after a paste the user's clipboard comes back.
+inline constexpr int kRestoreMs = 700;
+
+// Key codes and flags that callers name keys with (the codes of a Mac keyboard, which the rest
+// of the system speaks), mapped here to the keys of this desktop.
+inline constexpr std::uint16_t kKeyV = 9;
+inline constexpr std::uint16_t kKeyReturn = 36;
+inline constexpr std::uint16_t kKeyDelete = 51;
+inline constexpr std::uint64_t kFlagControl = 0x40000;
+inline constexpr std::uint64_t kFlagCommand = 0x100000;  // Ctrl on this desktop
+
+// `text` cut into pieces of at most `size` user-perceived characters, never inside one: the
+// empty text is one empty piece.
+QStringList chunks(const QString& text, qsizetype size = kChunkCharacters);
+
+// The window to type into: the one in front, unless it belongs to this application
+// (`ownAppId`, its class name). None when nothing is in front.
+std::optional<platform::FrontWindow> target(const platform::Typist& typist,
+                                            const QString& ownAppId);
+
+// Types `text` into the focused window, chunk by chunk, pausing after each.
+void type(platform::Typist& typist, const QString& text);
+
+// Puts `text` on the clipboard, presses Ctrl+V once the event loop has run, and puts back
+// what the clipboard held `kRestoreMs` after the call. Returns at once.
+void paste(platform::Typist& typist, platform::Clipboard& clipboard, const QString& text);
+
+// One press of a key named by its Mac code with flags; unknown codes press nothing.
+void tap(platform::Typist& typist, std::uint16_t key, std::uint64_t flags);
+
+}  // namespace pelix::Insert

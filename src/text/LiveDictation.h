@@ -1,0 +1,118 @@
+#pragma once
+
+#include "core/Error.h"
+#include "platform/Microphone.h"
+#include "platform/Typist.h"
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace pelix {
+
+// Work put off on the main thread; dropping the handle cancels it.
+class Scheduler {
+public:
+    class Pending {
+    public:
+        virtual ~Pending() = default;
+    };
+    virtual ~Scheduler() = default;
+    virtual std::unique_ptr<Pending> after(double seconds, std::function<void()> fire) = 0;
+};
+
+// Streaming recognition of live audio. Updates arrive on the thread that called `begin`, for
+// the recognition begun last only.
+class Recognizer {
+public:
+    struct Update {
+        // The whole text so far; none with an error.
+        std::optional<QString> text;
+        bool isFinal = false;
+        std::optional<Error> error;
+    };
+    using Updates = std::function<void(const Update&)>;
+
+    virtual ~Recognizer() = default;
+    // Whether recognition can run: a speech model for the user's language (or en-US) is here.
+    virtual bool ready() const = 0;
+    // Starts recognising the audio that `append` hands over from now on.
+    virtual Status begin(Updates updates) = 0;
+    // 16 kHz mono 16-bit samples.
+    virtual void append(const QByteArray& pcm) = 0;
+    // No more audio: the final text (or an error) follows.
+    virtual void endAudio() = 0;
+    // Abandons the recognition; nothing more is reported.
+    virtual void cancel() = 0;
+};
+
+// What typing must do to turn the text typed so far into a new text: erase characters from the
+// end, then type the rest. A prefix diff over user-perceived characters.
+struct Correction {
+    qsizetype erase = 0;
+    QString insert;
+    bool operator==(const Correction&) const = default;
+};
+Correction correction(const QString& typed, const QString& wanted);
+
+// Speech from the microphone turned into text while the user holds the dictation gesture. When
+// typing, the text goes into the focused window as it is recognised, corrected in place as the
+// recogniser revises it; otherwise `onText` sees every text. Main thread only.
+class LiveDictation : public QObject {
+public:
+    static constexpr auto kUnavailable = "Speech recognition isn't available right now.";
+    static constexpr double kDebounceSeconds = 0.15;
+    static constexpr double kStopBoundSeconds = 2.5;
+
+    LiveDictation(Recognizer& recognizer, platform::Microphone& microphone,
+                  platform::Typist& typist, Scheduler& scheduler, QObject* parent = nullptr);
+    ~LiveDictation() override;
+
+    // Calls back (later, on this thread) with whether recognition can run.
+    static void requestAuthorization(const Recognizer& recognizer,
+                                     std::function<void(bool)> answer);
+
+    // Begins a session; `typing` types into the focused window. Fails with code 1 and
+    // `kUnavailable` when nothing recognises, or with the microphone's error.
+    Status start(bool typing);
+    // Ends the audio; `finish` gets the final text (trimmed) once the recogniser has it, or
+    // after `kStopBoundSeconds` at most. A second stop while one is pending is ignored.
+    void stop(std::function<void(const QString&)> finish);
+    // Abandons the session without calling back; `erase` removes what it typed.
+    void cancel(bool erase);
+
+    // Set before `start` when the text is shown rather than typed.
+    std::function<void(const QString&)> onText;
+
+    const QString& typed() const { return typed_; }
+    const QString& latest() const { return latest_; }
+    bool ended() const { return ended_; }
+
+private:
+    void handle(const Recognizer::Update& update);
+    void scheduleApply();
+    void applyLatest();
+    void complete();
+    void correctTo(const QString& wanted);
+    void backspace(qsizetype count);
+    void stopListening();
+
+    Recognizer& recognizer_;
+    platform::Microphone& microphone_;
+    platform::Typist& typist_;
+    Scheduler& scheduler_;
+
+    QString typed_;
+    QString latest_;
+    std::unique_ptr<Scheduler::Pending> apply_;
+    std::unique_ptr<Scheduler::Pending> bound_;
+    std::function<void(const QString&)> finish_;
+    bool typesIntoApp_ = false;
+    bool ended_ = true;
+    bool listening_ = false;
+};
+
+}  // namespace pelix

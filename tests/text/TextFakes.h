@@ -1,0 +1,133 @@
+#pragma once
+
+// Stand-ins for the desktop and the recogniser, for typing and live dictation without a display.
+#include "text/LiveDictation.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace pelix::fakes {
+
+// Records what would have been typed, as lines: "type <text>", "backspace <n>",
+// "ctrl+v", "enter", "pause <µs>".
+class FakeTypist final : public platform::Typist {
+public:
+    std::optional<platform::FrontWindow> front;
+    QStringList log;
+
+    std::optional<platform::FrontWindow> frontWindow() const override { return front; }
+    void type(const QString& text) override { log << "type " + text; }
+    void press(platform::Key key, bool control, int times) override {
+        const QString name = key == platform::Key::backspace ? "backspace"
+                             : key == platform::Key::enter   ? "enter"
+                                                             : "v";
+        log << (control ? "ctrl+" : "") + name + (times > 1 ? " " + QString::number(times) : "");
+    }
+    void pause(std::chrono::microseconds d) override {
+        log << "pause " + QString::number(d.count());
+    }
+
+    // The text the receiving window would hold, applying types and backspaces.
+    QString screen() const {
+        QString text;
+        for (const QString& line : log) {
+            if (line.startsWith("type ")) text += line.mid(5);
+            if (line.startsWith("backspace")) {
+                const int n = line == "backspace" ? 1 : line.mid(10).toInt();
+                text.chop(n);  // the tests erase plain characters only
+            }
+        }
+        return text;
+    }
+};
+
+class FakeRecognizer final : public Recognizer {
+public:
+    bool isReady = true;
+    bool refuse = false;
+    int begun = 0, ended = 0, cancelled = 0;
+    QByteArray audio;
+    Updates updates;
+
+    bool ready() const override { return isReady; }
+    Status begin(Updates u) override {
+        if (refuse) return fail(7, "refused");
+        ++begun;
+        updates = std::move(u);
+        return {};
+    }
+    void append(const QByteArray& pcm) override { audio += pcm; }
+    void endAudio() override { ++ended; }
+    void cancel() override { ++cancelled; }
+
+    void partial(const QString& text) { updates({text, false, std::nullopt}); }
+    void final(const QString& text) { updates({text, true, std::nullopt}); }
+    void error() { updates({std::nullopt, false, Error{"pelix", 9, "lost"}}); }
+};
+
+class FakeMicrophone final : public platform::Microphone {
+public:
+    bool running = false;
+    std::optional<Error> refuse;
+    Samples samples;
+    int starts = 0, stops = 0;
+
+    Status start(int, Samples s) override {
+        ++starts;
+        if (refuse) return std::unexpected(*refuse);
+        running = true;
+        samples = std::move(s);
+        return {};
+    }
+    void stop() override {
+        ++stops;
+        // Hands over what it still holds, as the real one does.
+        if (running && samples) samples(QByteArray("tail"));
+        running = false;
+    }
+};
+
+// Timers that run when the test moves time on.
+class ManualScheduler final : public Scheduler {
+public:
+    std::unique_ptr<Pending> after(double seconds, std::function<void()> fire) override {
+        auto entry = std::make_shared<Entry>(Entry{now + seconds, std::move(fire)});
+        entries.push_back(entry);
+        return std::make_unique<Handle>(entry);
+    }
+    void advance(double seconds) {
+        const double until = now + seconds;
+        for (;;) {
+            std::erase_if(entries, [](const auto& e) { return e->dropped; });
+            auto next =
+                std::min_element(entries.begin(), entries.end(),
+                                 [](const auto& a, const auto& b) { return a->due < b->due; });
+            if (next == entries.end() || (*next)->due > until) break;
+            auto entry = *next;
+            entries.erase(next);
+            now = entry->due;
+            entry->dropped = true;
+            entry->fire();
+        }
+        now = until;
+    }
+
+private:
+    struct Entry {
+        double due;
+        std::function<void()> fire;
+        bool dropped = false;
+    };
+    struct Handle final : Pending {
+        explicit Handle(std::shared_ptr<Entry> e) : entry(std::move(e)) {}
+        ~Handle() override { entry->dropped = true; }
+        std::shared_ptr<Entry> entry;
+    };
+    double now = 0;
+    std::vector<std::shared_ptr<Entry>> entries;
+};
+
+}  // namespace pelix::fakes

@@ -1,0 +1,138 @@
+// Live dictation end to end: a real `pelix` in the test session, Ctrl held through XTest while
+// flite speech plays into the PulseAudio virtual microphone, typing into a Qt window.
+#include "TargetWindow.h"
+#include "app/DesktopSession.h"
+#include "service/TokenStore.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <vector>
+
+namespace pelix {
+namespace {
+
+using testing::pause;
+
+const QString kSentence = "Remember to call the plumber about the kitchen sink on Tuesday morning.";
+
+QStringList wordsOf(const QString& text) {
+    return text.toLower().remove(QRegularExpression("[^a-z' ]")).split(' ', Qt::SkipEmptyParts);
+}
+
+// Word error rate: word edits (insertions, deletions, substitutions) over the reference's words.
+double wordErrorRate(const QString& reference, const QString& heard) {
+    const QStringList ref = wordsOf(reference), hyp = wordsOf(heard);
+    std::vector<qsizetype> row(hyp.size() + 1);
+    for (qsizetype j = 0; j <= hyp.size(); ++j) row[j] = j;
+    for (qsizetype i = 1; i <= ref.size(); ++i) {
+        qsizetype diagonal = row[0];
+        row[0] = i;
+        for (qsizetype j = 1; j <= hyp.size(); ++j) {
+            const qsizetype above = row[j];
+            row[j] = std::min(
+                {row[j] + 1, row[j - 1] + 1, diagonal + (ref[i - 1] == hyp[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return ref.isEmpty() ? 0 : double(row[hyp.size()]) / ref.size();
+}
+
+class DictationEndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(testing::desktopPresent());
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("PELIX_BIN"))
+            << "PELIX_BIN is not set: run by ctest.";
+        ASSERT_TRUE(keys.ok()) << "XTest can't open the display.";
+        ASSERT_EQ(QProcess::execute("flite", {"-voice", "slt", "-t", kSentence, "-o", speech()}), 0)
+            << "flite could not make speech";
+        env.insert("HOME", home.path());
+        env.insert("XDG_CONFIG_HOME", home.path() + "/config");
+        env.insert("XDG_DATA_HOME", home.path() + "/data");
+        env.insert("XDG_CACHE_HOME", home.path() + "/cache");
+        env.insert("PELIX_API_BASE", "http://127.0.0.1:9");
+        TokenStore(home.dataDir()).write("pelix_test");
+        ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
+    }
+
+    QString speech() const { return home.path() + "/speech.wav"; }
+    // Starts the speech into the virtual microphone; it plays in real time.
+    void speak() { QProcess::startDetached("paplay", {"-d", "vsink", speech()}); }
+
+    testing::IsolatedHome home;
+    testing::Keyboard keys;
+    QProcessEnvironment env;
+    testing::TargetWindow target{PELIX_TYPING_TARGET};
+};
+
+TEST_F(DictationEndToEnd, HoldingCtrlTypesTheSentenceWhileItIsSpoken) {
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
+    ASSERT_TRUE(target.focus());
+
+    keys.key(XK_Control_L, true);
+    ASSERT_TRUE(pelix.saw("dictation: typing into typing-target", 3000)) << pelix.err().constData();
+    speak();
+    // Text stands in the window before the hold ends.
+    EXPECT_TRUE(testing::waitUntil([&] { return !target.text().isEmpty(); }, 8000))
+        << pelix.err().constData();
+    pause(5500);
+    const QString whileHeld = target.text();
+    keys.key(XK_Control_L, false);
+    ASSERT_TRUE(pelix.saw("dictation: done", 4000)) << pelix.err().constData();
+    pause(300);
+
+    const QString typed = target.text();
+    EXPECT_FALSE(whileHeld.isEmpty());
+    EXPECT_TRUE(typed.endsWith(' ') && !typed.endsWith("  ")) << typed.toStdString();
+    EXPECT_LE(wordErrorRate(kSentence, typed), 0.2) << typed.toStdString();
+    // The window saw the text grow (and be corrected) rather than arrive at the end.
+    EXPECT_GE(target.history().size(), 3u);
+
+    // Ctrl let go ended the session: more speech types nothing.
+    speak();
+    pause(2000);
+    EXPECT_EQ(target.text(), typed);
+    EXPECT_FALSE(pelix.err().contains("hud: Couldn't")) << pelix.err().constData();
+}
+
+TEST_F(DictationEndToEnd, EscapeDuringDictationLeavesTheWindowEmpty) {
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
+    ASSERT_TRUE(target.focus());
+
+    keys.key(XK_Control_L, true);
+    ASSERT_TRUE(pelix.saw("dictation: typing into typing-target", 3000)) << pelix.err().constData();
+    speak();
+    ASSERT_TRUE(testing::waitUntil([&] { return target.text().size() > 10; }, 8000))
+        << pelix.err().constData();
+    keys.tap(XK_Escape);
+    EXPECT_TRUE(pelix.saw("hud: Dropped that one.")) << pelix.err().constData();
+    keys.key(XK_Control_L, false);
+    pause(3000);
+    EXPECT_EQ(target.text(), "");
+}
+
+TEST_F(DictationEndToEnd, AltTapWithCtrlRecordsAndTypesOnStop) {
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
+    ASSERT_TRUE(target.focus());
+
+    keys.key(XK_Control_L, true);
+    keys.tap(XK_Alt_L);
+    keys.key(XK_Control_L, false);
+    ASSERT_TRUE(pelix.saw("dictation: typing into typing-target", 3000)) << pelix.err().constData();
+    speak();
+    pause(5500);
+    keys.tap(XK_Alt_L);
+    ASSERT_TRUE(pelix.saw("dictation: done", 4000)) << pelix.err().constData();
+    pause(300);
+    EXPECT_LE(wordErrorRate(kSentence, target.text()), 0.2) << target.text().toStdString();
+    EXPECT_TRUE(target.text().endsWith(' '));
+}
+
+}  // namespace
+}  // namespace pelix

@@ -1,0 +1,211 @@
+// Live dictation's rules over fake recognition, microphone and keyboard: debounce, correction,
+// completion, stopping and cancelling.
+#include "TextFakes.h"
+#include "support/TestSupport.h"
+#include "text/Words.h"
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+class LiveDictationTest : public ::testing::Test {
+protected:
+    fakes::FakeRecognizer recognizer;
+    fakes::FakeMicrophone microphone;
+    fakes::FakeTypist typist;
+    fakes::ManualScheduler time;
+    LiveDictation live{recognizer, microphone, typist, time};
+    QStringList finals;
+
+    void startTyping() { ASSERT_TRUE(live.start(true)); }
+    void stop() {
+        live.stop([this](const QString& text) { finals << text; });
+    }
+};
+
+TEST_F(LiveDictationTest, ABurstOfPartialsTypesOnceAfterTheLast) {
+    startTyping();
+    recognizer.partial("I");
+    time.advance(0.1);
+    recognizer.partial("I went");
+    time.advance(0.1);
+    recognizer.partial("I went to the");
+    EXPECT_TRUE(typist.log.isEmpty());
+    time.advance(0.15);
+    EXPECT_EQ(typist.log, QStringList({"type I went to the", "pause 6000"}));
+
+    // A revision erases back to where the texts part and types the rest, after a pause.
+    recognizer.partial("I want to the store");
+    time.advance(0.15);
+    EXPECT_EQ(typist.log.mid(2),
+              QStringList({"backspace 10", "pause 15000", "type ant to the store", "pause 6000"}));
+    EXPECT_EQ(typist.screen(), "I want to the store");
+    EXPECT_EQ(live.typed(), "I want to the store");
+}
+
+TEST_F(LiveDictationTest, TextIsCleanedUpBeforeItIsTyped) {
+    startTyping();
+    recognizer.partial("so actually I think");
+    time.advance(0.2);
+    EXPECT_EQ(typist.screen(), withoutActually("so actually I think"));
+    EXPECT_NE(typist.screen(), "so actually I think");
+}
+
+TEST_F(LiveDictationTest, CompletionLeavesTheFinalTextAndOneSpace) {
+    struct Case {
+        QString partial;  // typed before the end
+        QString final;
+        QString screen;  // what the window holds after
+        QString handedOver;
+        QStringList lastKeys;
+    } cases[] = {
+        {"hello", "hello", "hello ", "hello", {"type  ", "pause 6000"}},
+        {"hello wor", "  hello world\n", "hello world ", "hello world", {"type ld ", "pause 6000"}},
+        {"hello", " \n ", "", "", {"backspace 5", "pause 7500"}},
+        {"", "", "", "", {}},
+    };
+    for (const Case& c : cases) {
+        typist.log.clear();
+        finals.clear();
+        startTyping();
+        recognizer.partial(c.partial);
+        time.advance(0.2);
+        const qsizetype before = typist.log.size();
+        stop();
+        recognizer.final(c.final);
+        EXPECT_EQ(typist.screen(), c.screen) << c.final.toStdString();
+        EXPECT_EQ(typist.log.mid(before), c.lastKeys) << c.final.toStdString();
+        EXPECT_EQ(finals, QStringList{c.handedOver});
+        EXPECT_TRUE(live.ended());
+    }
+}
+
+TEST_F(LiveDictationTest, StopEndsTheAudioAndCompletesOnce) {
+    startTyping();
+    recognizer.partial("one two");
+    stop();
+    stop();  // ignored while the first waits
+    EXPECT_EQ(recognizer.ended, 1);
+    EXPECT_FALSE(microphone.running);
+    EXPECT_EQ(recognizer.audio, "tail");  // what the microphone still held went in first
+
+    recognizer.final("one two three");
+    time.advance(3);  // the bound finds the session ended
+    recognizer.final("late");
+    EXPECT_EQ(finals, QStringList{"one two three"});
+    EXPECT_EQ(typist.screen(), "one two three ");
+}
+
+TEST_F(LiveDictationTest, WithoutAFinalTextTheLastPartialCountsAfterTheBound) {
+    startTyping();
+    recognizer.partial("almost there");
+    stop();
+    time.advance(2.4);
+    EXPECT_TRUE(finals.isEmpty());
+    time.advance(0.2);
+    EXPECT_EQ(finals, QStringList{"almost there"});
+    EXPECT_EQ(typist.screen(), "almost there ");
+    EXPECT_EQ(recognizer.cancelled, 1);
+}
+
+TEST_F(LiveDictationTest, ARecognitionErrorCompletesWithTheTextSoFar) {
+    startTyping();
+    recognizer.partial("half a");
+    recognizer.error();
+    EXPECT_TRUE(live.ended());
+    EXPECT_EQ(typist.screen(), "half a ");
+    // A stop after that hands over the text at once.
+    stop();
+    EXPECT_EQ(finals, QStringList{"half a"});
+}
+
+TEST_F(LiveDictationTest, CancelErasesOnlyWhenAsked) {
+    const QString hundred = QString("abcd ").repeated(20);
+    for (bool erase : {false, true}) {
+        typist.log.clear();
+        finals.clear();
+        startTyping();
+        recognizer.partial(hundred);
+        time.advance(0.2);
+        stop();
+        live.cancel(erase);
+        time.advance(3);
+        recognizer.final("after the end");
+        EXPECT_TRUE(finals.isEmpty());
+        EXPECT_EQ(typist.screen(), erase ? "" : hundred);
+        if (erase) {
+            EXPECT_EQ(typist.log.mid(2), QStringList({"backspace 100", "pause 60000"}));
+        }
+    }
+}
+
+TEST_F(LiveDictationTest, ShownNotTypedWhenNotTyping) {
+    QStringList shown;
+    live.onText = [&](const QString& text) { shown << text; };
+    ASSERT_TRUE(live.start(false));
+    recognizer.partial("a");
+    recognizer.partial("a b");
+    time.advance(1);
+    stop();
+    recognizer.final("a b c");
+    live.cancel(true);
+    EXPECT_EQ(shown, QStringList({"a", "a b", "a b c"}));
+    EXPECT_EQ(finals, QStringList{"a b c"});
+    EXPECT_TRUE(typist.log.isEmpty());
+}
+
+TEST_F(LiveDictationTest, StartFailsCleanly) {
+    recognizer.isReady = false;
+    Status started = live.start(true);
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().code, 1);
+    EXPECT_EQ(started.error().message, LiveDictation::kUnavailable);
+    EXPECT_EQ(microphone.starts, 0);
+
+    recognizer.isReady = true;
+    microphone.refuse = Error{"pelix", 2, "The input device could not be opened."};
+    started = live.start(true);
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().message, "The input device could not be opened.");
+    EXPECT_EQ(recognizer.cancelled, 1);
+    EXPECT_TRUE(live.ended());
+
+    // The next start works and is not held up by the failed one.
+    microphone.refuse.reset();
+    ASSERT_TRUE(live.start(true));
+    recognizer.partial("yes");
+    stop();
+    recognizer.final("yes");
+    EXPECT_EQ(finals, QStringList{"yes"});
+}
+
+TEST_F(LiveDictationTest, ANewStartDropsThePendingStopOfTheOldSession) {
+    startTyping();
+    recognizer.partial("first");
+    stop();
+    startTyping();  // before the old bound
+    recognizer.partial("second");
+    time.advance(2.6);
+    EXPECT_FALSE(live.ended());
+    EXPECT_TRUE(finals.isEmpty());
+    EXPECT_EQ(microphone.stops, 1);
+    stop();
+    recognizer.final("second");
+    EXPECT_EQ(finals, QStringList{"second"});
+}
+
+TEST(RequestAuthorization, AnswersLaterFromTheRecognisersReadiness) {
+    for (bool ready : {true, false}) {
+        fakes::FakeRecognizer recognizer;
+        recognizer.isReady = ready;
+        std::optional<bool> answer;
+        LiveDictation::requestAuthorization(recognizer, [&](bool ok) { answer = ok; });
+        EXPECT_FALSE(answer.has_value());
+        ASSERT_TRUE(testing::waitUntil([&] { return answer.has_value(); }, 2000));
+        EXPECT_EQ(*answer, ready);
+    }
+}
+
+}  // namespace
+}  // namespace pelix

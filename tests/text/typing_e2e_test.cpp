@@ -1,0 +1,170 @@
+// Typing and pasting into a real Qt window on the test session's X display, through XTest.
+#include "TargetWindow.h"
+#include "platform/linux/QtClipboard.h"
+#include "platform/linux/X11Typist.h"
+#include "support/TestSupport.h"
+#include "text/Insert.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+// X headers last: their macros (None, Status, Bool) clash with the names of the others.
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+namespace pelix {
+namespace {
+
+using testing::waitUntil;
+
+void pause(int ms) {
+    waitUntil([] { return false; }, ms);
+}
+
+// The user's hands on the keyboard, through XTest.
+class Hands {
+public:
+    Hands() : display_(XOpenDisplay(nullptr)) {}
+    ~Hands() {
+        if (display_) XCloseDisplay(display_);
+    }
+    bool ok() const { return display_; }
+    void key(KeySym keysym, bool down) {
+        XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, keysym), down, CurrentTime);
+        XSync(display_, False);
+    }
+    bool isDown(KeySym keysym) {
+        char keys[32];
+        XQueryKeymap(display_, keys);
+        const KeyCode code = XKeysymToKeycode(display_, keysym);
+        return keys[code / 8] & (1 << (code % 8));
+    }
+    // The key code that carries `keysym` now, 0 for none; asks the server afresh.
+    int codeOf(KeySym keysym) {
+        int min = 0, max = 0, per = 0;
+        XDisplayKeycodes(display_, &min, &max);
+        KeySym* syms = XGetKeyboardMapping(display_, KeyCode(min), max - min + 1, &per);
+        int found = 0;
+        for (int i = 0; syms && i < (max - min + 1) * per; ++i) {
+            if (syms[i] == keysym) {
+                found = min + i / per;
+                break;
+            }
+        }
+        if (syms) XFree(syms);
+        return found;
+    }
+
+private:
+    Display* display_;
+};
+
+class TypingEndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
+            << "No X display: run the tests inside scripts/with-desktop.";
+        ASSERT_TRUE(hands.ok()) << "XTest can't open the display.";
+        ASSERT_TRUE(typist.available()) << "The display has no XTest.";
+        ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
+    }
+
+    QTemporaryDir dir;
+    Hands hands;
+    platform::X11Typist typist{dir.filePath("borrowed")};
+    testing::TargetWindow target{PELIX_TYPING_TARGET};
+};
+
+TEST_F(TypingEndToEnd, BackspacesUnderCtrlErasePlainCharacters) {
+    Insert::type(typist, "hello wide world");
+    ASSERT_TRUE(target.waitForText("hello wide world"));
+    hands.key(XK_Control_L, true);
+    typist.press(platform::Key::backspace, false, 6);
+    hands.key(XK_Control_L, false);
+    // Ctrl+BackSpace would have taken whole words.
+    EXPECT_TRUE(target.waitForText("hello wide")) << target.text().toStdString();
+}
+
+TEST_F(TypingEndToEnd, BorrowedKeysGoBackAfterTypingAndAfterACrash) {
+    const KeySym zcaron = 0x0100017e;  // ž as a Unicode keysym
+    Insert::type(typist, QString::fromUtf8("ž"));
+    ASSERT_TRUE(target.waitForText(QString::fromUtf8("ž")));
+    EXPECT_NE(hands.codeOf(zcaron), 0);
+    typist.giveBack();
+    EXPECT_EQ(hands.codeOf(zcaron), 0);
+
+    // A typist that never gets to give its keys back, as in a crash; the next one puts it right.
+    auto* crashed = new platform::X11Typist(dir.filePath("crashed"));
+    crashed->type(QString::fromUtf8("ž"));
+    EXPECT_NE(hands.codeOf(zcaron), 0);
+    platform::X11Typist next(dir.filePath("crashed"));
+    ASSERT_TRUE(next.available());
+    EXPECT_EQ(hands.codeOf(zcaron), 0);
+    EXPECT_FALSE(QFile::exists(dir.filePath("crashed")));
+    delete crashed;
+}
+
+TEST_F(TypingEndToEnd, TheTargetIsTheWindowInFront) {
+    const std::optional<platform::FrontWindow> front = Insert::target(typist, "pelix");
+    ASSERT_TRUE(front.has_value());
+    EXPECT_EQ(front->appId, "typing-target");
+    EXPECT_EQ(front->pid, target.pid());
+    EXPECT_FALSE(Insert::target(typist, "typing-target").has_value());
+}
+
+TEST_F(TypingEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
+    platform::QtClipboard clipboard;
+    target.send("own");
+    ASSERT_TRUE(target.waitForLine("owned"));
+    const QMap<QString, QByteArray> before = target.clipboard();
+    ASSERT_TRUE(before.contains("image/png") && before.contains("application/x-pelix-test"))
+        << before.keys().join(' ').toStdString();
+
+    Insert::paste(typist, clipboard, QString::fromUtf8("pasted — text"));
+    EXPECT_TRUE(target.waitForText(QString::fromUtf8("pasted — text")))
+        << target.text().toStdString();
+    pause(900);
+    const QMap<QString, QByteArray> after = target.clipboard();
+    for (const char* format : {"text/plain", "image/png", "application/x-pelix-test"}) {
+        EXPECT_EQ(after.value(format), before.value(format)) << format;
+    }
+
+    // An empty clipboard stays empty.
+    target.send("drop");
+    ASSERT_TRUE(target.waitForLine("dropped"));
+    Insert::paste(typist, clipboard, "again");
+    EXPECT_TRUE(target.waitForText(QString::fromUtf8("pasted — textagain")));
+    pause(900);
+    EXPECT_TRUE(target.clipboard().isEmpty());
+}
+
+// Last: the keyboard map changes keep the window manager busy for seconds afterwards.
+TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
+    const QString texts[] = {
+        QString::fromUtf8("Plain ASCII: The quick brown fox jumps over 13 lazy dogs; (ok)!?"),
+        QString::fromUtf8("Grüße, naïve café — ÀÉÎÕÜ ß ø ł Ž"),
+        QString::fromUtf8("日本語のテキスト、한국어 텍스트, русский текст"),
+        QString::fromUtf8("emoji 👍🏽 👩‍💻 🇩🇪 e\u0301 and a second\nline"),
+    };
+    // Every character beyond the layout makes every X client read the keyboard map again, the
+    // window manager too: the pass under Ctrl keeps to a few of them.
+    for (bool ctrl : {false, true}) {
+        for (const QString& text : ctrl ? QList<QString>{texts[0], "hold ë 字 👍🏽"}
+                                        : QList<QString>(std::begin(texts), std::end(texts))) {
+            target.clear();
+            if (ctrl) hands.key(XK_Control_L, true);
+            Insert::type(typist, text);
+            EXPECT_TRUE(target.waitForText(text, 5000))
+                << (ctrl ? "with Ctrl: " : "") << target.text().toStdString() << " front: "
+                << (typist.frontWindow() ? typist.frontWindow()->appId.toStdString() : "none");
+            // The user's hold is given back after the typing.
+            EXPECT_EQ(hands.isDown(XK_Control_L), ctrl);
+            if (ctrl) hands.key(XK_Control_L, false);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace pelix

@@ -1,0 +1,101 @@
+// Cutting text for typing, the prefix diff of dictation, and Insert's choices, without a display.
+#include "TextFakes.h"
+#include "text/Graphemes.h"
+#include "text/Insert.h"
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+TEST(Chunks, CutEvery512CharactersNeverInsideOne) {
+    const QString thumb = QString::fromUtf8("👍🏽");  // four code units, one character
+    const QString combined = QString::fromUtf8("e\u0301");
+    struct Case {
+        QString text;
+        QList<qsizetype> characters;  // per chunk
+    } cases[] = {
+        {"", {0}},
+        {QString(512, 'x'), {512}},
+        {QString(513, 'x'), {512, 1}},
+        {QString(1300, 'x'), {512, 512, 276}},
+        {QString(511, 'x') + thumb + "yz", {512, 2}},
+        {QString(511, 'x') + combined + thumb, {512, 1}},
+        {thumb.repeated(1025), {512, 512, 1}},
+    };
+    for (const Case& c : cases) {
+        const QStringList pieces = Insert::chunks(c.text);
+        QList<qsizetype> counts;
+        for (const QString& piece : pieces) counts << graphemeCount(piece);
+        EXPECT_EQ(counts, c.characters) << c.text.size();
+        EXPECT_EQ(pieces.join(""), c.text);
+    }
+}
+
+TEST(Correction, ErasesBackToTheCommonPrefixOfCharacters) {
+    struct Case {
+        QString typed, wanted;
+        qsizetype erase;
+        QString insert;
+    } cases[] = {
+        {"I went to the", "I want to the store", 10, "ant to the store"},
+        {"", "hello", 0, "hello"},
+        {"hello", "", 5, ""},
+        {"hello", "hello ", 0, " "},
+        {"hello", "hello", 0, ""},
+        // A surrogate pair sharing its first unit with the old one is still a new character.
+        {QString::fromUtf8("a👍"), QString::fromUtf8("a👎"), 1, QString::fromUtf8("👎")},
+        // A skin tone or an accent added to the last character replaces the character.
+        {QString::fromUtf8("a👍"), QString::fromUtf8("a👍🏽"), 1, QString::fromUtf8("👍🏽")},
+        {"cafe", QString::fromUtf8("cafe\u0301s"), 1, QString::fromUtf8("e\u0301s")},
+        {QString::fromUtf8("日本語です"), QString::fromUtf8("日本人"), 3, QString::fromUtf8("人")},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(correction(c.typed, c.wanted), (Correction{c.erase, c.insert}))
+            << c.typed.toStdString() << " -> " << c.wanted.toStdString();
+    }
+}
+
+TEST(Insert, TypesEachChunkWithAPauseAfterIt) {
+    fakes::FakeTypist typist;
+    Insert::type(typist, QString(1300, 'a'));
+    ASSERT_EQ(typist.log.size(), 6);
+    EXPECT_EQ(typist.log[0], "type " + QString(512, 'a'));
+    EXPECT_EQ(typist.log[4], "type " + QString(276, 'a'));
+    for (int i : {1, 3, 5}) EXPECT_EQ(typist.log[i], "pause 6000");
+
+    typist.log.clear();
+    Insert::type(typist, "");
+    EXPECT_EQ(typist.log, QStringList({"type ", "pause 6000"}));
+}
+
+TEST(Insert, TargetIsTheWindowInFrontUnlessItIsOurs) {
+    struct Case {
+        std::optional<platform::FrontWindow> front;
+        bool typed;
+    } cases[] = {
+        {std::nullopt, false},
+        {platform::FrontWindow{7, "pelix", 1}, false},
+        {platform::FrontWindow{7, "Pelix", 1}, false},
+        {platform::FrontWindow{7, "Gedit", 1}, true},
+        {platform::FrontWindow{7, "", 0}, true},  // a window without a class is typed into
+    };
+    for (const Case& c : cases) {
+        fakes::FakeTypist typist;
+        typist.front = c.front;
+        EXPECT_EQ(Insert::target(typist, "pelix").has_value(), c.typed)
+            << (c.front ? c.front->appId.toStdString() : "none");
+    }
+}
+
+TEST(Insert, TapMapsMacKeysAndFlags) {
+    fakes::FakeTypist typist;
+    Insert::tap(typist, Insert::kKeyV, Insert::kFlagCommand);
+    Insert::tap(typist, Insert::kKeyReturn, 0);
+    Insert::tap(typist, Insert::kKeyDelete, 0);
+    Insert::tap(typist, 12, 0);  // Q: not a key the system presses
+    EXPECT_EQ(typist.log, QStringList({"ctrl+v", "enter", "backspace"}));
+}
+
+}  // namespace
+}  // namespace pelix
