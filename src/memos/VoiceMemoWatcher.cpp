@@ -112,40 +112,51 @@ void VoiceMemoWatcher::stop() {
 }
 
 void VoiceMemoWatcher::look() {
-    if (!prefs_.value("voiceMemos.on", false).toBool() || busy_) return;
-    const auto files = VoiceMemoLibrary::listFolder(folder());
-    if (!files) return;
+    if (!on() || busy_) return;
+    // Busy from here: a large folder takes a while to list, and no second look may start.
+    busy_ = true;
     const QDateTime since = QDateTime::fromMSecsSinceEpoch(
         std::llround(prefs_.value("voiceMemos.since", 0.0).toDouble() * 1000), Qt::UTC);
     QSet<QString> done;
     for (const char* key : {"voiceMemos.sent", "voiceMemos.refused"}) {
         for (const QString& name : prefs_.value(key).toStringList()) done.insert(name);
     }
-    const QList<FolderFile> queue = waiting(*files, since, done, clock_.now());
-    if (queue.isEmpty()) return;
+    offMain<QList<FolderFile>>(
+        [folder = folder(), since, done, now = clock_.now()] {
+            const auto files = VoiceMemoLibrary::listFolder(folder);
+            return files ? waiting(*files, since, done, now) : QList<FolderFile>();
+        },
+        [this](QList<FolderFile> queue) {
+            if (queue.isEmpty() || !on()) {
+                busy_ = false;
+                return;
+            }
+            logLine(kLog, "sending one");
+            status(kSending);
+            const QString name = queue.first().name;
+            sendFor(queue.first().path, std::nullopt, [this, name](Outcome outcome) {
+                busy_ = false;
+                switch (outcome) {
+                    case Outcome::sent:
+                        logLine(kLog, "sent");
+                        markSent(prefs_, name);
+                        look();
+                        break;
+                    case Outcome::refused:
+                        logLine(kLog, "refused, will not try again by itself");
+                        markRefused(prefs_, name);
+                        look();
+                        break;
+                    case Outcome::failed:
+                        logLine(kLog, "not sent, will try again");
+                        break;
+                }
+            });
+        });
+}
 
-    logLine(kLog, "sending one");
-    busy_ = true;
-    status(kSending);
-    const QString name = queue.first().name;
-    sendFor(queue.first().path, std::nullopt, [this, name](Outcome outcome) {
-        busy_ = false;
-        switch (outcome) {
-            case Outcome::sent:
-                logLine(kLog, "sent");
-                markSent(prefs_, name);
-                look();
-                break;
-            case Outcome::refused:
-                logLine(kLog, "refused, will not try again by itself");
-                markRefused(prefs_, name);
-                look();
-                break;
-            case Outcome::failed:
-                logLine(kLog, "not sent, will try again");
-                break;
-        }
-    });
+bool VoiceMemoWatcher::on() const {
+    return prefs_.value("voiceMemos.on", false).toBool();
 }
 
 void VoiceMemoWatcher::send(const QString& file, const std::optional<QString>& title,

@@ -52,9 +52,12 @@ public:
     // Writes "voiceMemos.since" the first time, looks every minute and once now.
     void start();
     void stop();
-    // One look into the folder: sends the oldest waiting memo unless one is in flight.
+    // One look into the folder: sends the oldest waiting memo unless one is in flight. The
+    // folder is listed on a worker thread; `busy` holds from the look to the memo's end.
     void look();
     bool busy() const { return busy_; }
+    // "voiceMemos.on", read anew at every look.
+    bool on() const;
 
     // Hears and files one memo; `done(true)` once it is in the account.
     void send(const QString& file, const std::optional<QString>& title,
