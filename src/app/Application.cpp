@@ -8,10 +8,13 @@
 #include "service/Backend.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 
 namespace pelix {
 
 int runApplication(int argc, char** argv) {
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     QApplication app(argc, argv);
     QApplication::setApplicationName("pelix");
     QApplication::setQuitOnLastWindowClosed(false);
@@ -40,6 +43,7 @@ int runApplication(int argc, char** argv) {
     TrayApp tray(backend);
     QObject::connect(&instance, &platform::SingleInstance::received, &tray, &TrayApp::receive);
     tray.start();
+    logLine("tray", QStringLiteral("ready in %1 ms").arg(sinceStart.elapsed()));
     if (!message.isEmpty()) tray.receive(message);
     return QApplication::exec();
 }
