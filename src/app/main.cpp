@@ -1,3 +1,5 @@
 #include "app/Cli.h"
 
-int main(int argc, char** argv) { return pelix::runPelix(argc, argv); }
+int main(int argc, char** argv) {
+    return pelix::runPelix(argc, argv);
+}
