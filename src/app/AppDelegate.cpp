@@ -12,8 +12,10 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QThread>
 
 #include <cmath>
+#include <memory>
 
 namespace pelix {
 namespace {
@@ -159,25 +161,36 @@ void AppDelegate::discardRecording() {
 
 void AppDelegate::upload(const QString& path, double seconds) {
     const std::optional<QString> token = parts_.tokens.read();
-    const Result<QByteArray> body = token
-                                        ? braindumpBody(path, parts_.api.context("voice", seconds))
-                                        : Result<QByteArray>(fail(1, braindump::kUnreadable));
-    if (!body) {
+    if (!token) {
         parts_.shell.show(braindump::kUnreadable);
         return;
     }
-    logLine("braindump", QStringLiteral("sending %1 (%2 s)")
-                             .arg(QFileInfo(path).fileName())
-                             .arg(seconds, 0, 'f', 1));
-    QPointer<AppDelegate> self(this);
-    parts_.api.post("braindump", *body, *token, braindump::kUploadTimeout,
-                    [self, path](RawAnswer answer) {
-                        QFile::remove(path);
-                        const QString line = uploadLine(answer);
-                        if (!self) return;
-                        self->parts_.shell.show(line);
-                        Q_EMIT self->uploaded(line);
-                    });
+    // Reading and encoding the file takes tens of milliseconds for a long recording: a worker
+    // does it, and the request goes out from here once it is done.
+    auto body = std::make_shared<Result<QByteArray>>();
+    QThread* worker = QThread::create([body, path, context = parts_.api.context("voice", seconds)] {
+        *body = braindumpBody(path, context);
+    });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    connect(worker, &QThread::finished, this, [this, body, path, token = *token, seconds] {
+        if (!*body) {
+            parts_.shell.show(braindump::kUnreadable);
+            return;
+        }
+        logLine("braindump", QStringLiteral("sending %1 (%2 s)")
+                                 .arg(QFileInfo(path).fileName())
+                                 .arg(seconds, 0, 'f', 1));
+        QPointer<AppDelegate> self(this);
+        parts_.api.post("braindump", **body, token, braindump::kUploadTimeout,
+                        [self, path](RawAnswer answer) {
+                            QFile::remove(path);
+                            const QString line = uploadLine(answer);
+                            if (!self) return;
+                            self->parts_.shell.show(line);
+                            Q_EMIT self->uploaded(line);
+                        });
+    });
+    worker->start();
 }
 
 void AppDelegate::openLink(const QUrl& url) {

@@ -166,6 +166,17 @@ TEST_F(AppDelegateTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
     EXPECT_FALSE(QFile::exists(recorder.path));
 }
 
+TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
+    app().upload(home.path() + "/pelix-1.m4a", 2);  // no such file
+    EXPECT_TRUE(testing::waitUntil([&] { return !shell.lines.isEmpty(); }));
+    QFile::remove(tokens.file("token"));
+    QFile(home.path() + "/pelix-2.m4a").open(QIODevice::WriteOnly);
+    app().upload(home.path() + "/pelix-2.m4a", 2);
+    EXPECT_EQ(shell.lines, QStringList(2, braindump::kUnreadable));
+    testing::waitUntil([] { return false; }, 100);
+    EXPECT_TRUE(server.requests("braindump").isEmpty());
+}
+
 TEST_F(AppDelegateTest, TheTimeLimitEndsAndFilesTheRecording) {
     tapAlt(100);
     timers.advanceTo(100.1 + 299.9);
