@@ -65,8 +65,8 @@ TEST_F(ImportTest, SendsBatchesOfAHundredInOrderWithAFreshTokenEach) {
     QList<Item> items = notes(250);
     items[3].name = "   ";
     items[4].created.reset();
+    items[20].folder = "recently deleted";  // a user's folder: only exact trash names count
     items.insert(10, Item{"trash-1", "gone", "", "Zuletzt gelöscht", {}, {}});
-    items.insert(20, Item{"kept-1", "kept", "", "recently deleted", {}, {}});
     int batch = 0;
     backend.answerWith("import-notes", [this, &batch](const Recorded&) {
         // The user signs in again while the import runs: the next batch carries the new token.
@@ -76,30 +76,27 @@ TEST_F(ImportTest, SendsBatchesOfAHundredInOrderWithAFreshTokenEach) {
 
     const auto result = runImport(fixed(items));
     ASSERT_TRUE(result) << result.error().message.toStdString();
-    EXPECT_EQ(progress, QStringList({"Reading Apple Notes…", "Bringing over 100 of 251…",
-                                     "Bringing over 200 of 251…", "Bringing over 251 of 251…"}));
+    EXPECT_EQ(progress, QStringList({"Reading Apple Notes…", "Bringing over 100 of 250…",
+                                     "Bringing over 200 of 250…", "Bringing over 250 of 250…"}));
     const QList<Recorded> sent = backend.requests("import-notes");
     ASSERT_EQ(sent.size(), 3);
     QStringList ids;
-    for (const Recorded& r : sent) {
-        EXPECT_EQ(r.json.value("source"), "apple-notes");
-        for (const QJsonValue& note : r.json.value("notes").toArray()) {
+    const int sizes[] = {100, 100, 50};
+    for (int i = 0; i < 3; ++i) {
+        const QJsonObject body = sent.at(i).json;
+        EXPECT_EQ(body.value("source"), "apple-notes");
+        EXPECT_EQ(body.value("done"), i == 2);
+        EXPECT_EQ(body.value("notes").toArray().size(), sizes[i]);
+        for (const QJsonValue& note : body.value("notes").toArray()) {
             ids << note.toObject().value("external_id").toString();
         }
     }
-    EXPECT_EQ(sent.at(0).json.value("notes").toArray().size(), 100);
-    EXPECT_EQ(sent.at(2).json.value("notes").toArray().size(), 51);
-    EXPECT_EQ(sent.at(0).json.value("done"), false);
-    EXPECT_EQ(sent.at(1).json.value("done"), false);
-    EXPECT_EQ(sent.at(2).json.value("done"), true);
     EXPECT_EQ(sent.at(0).headers.value("authorization"), "Bearer pelix_first");
     EXPECT_EQ(sent.at(1).headers.value("authorization"), "Bearer pelix_second");
-
-    EXPECT_FALSE(ids.contains("trash-1"));
-    EXPECT_TRUE(ids.contains("kept-1"));
-    EXPECT_EQ(ids.size(), 251);
-    EXPECT_EQ(ids.first(), items.first().id);
-    EXPECT_EQ(ids.last(), items.last().id);
+    items.removeAt(10);
+    QStringList expected;
+    for (const Item& item : items) expected << item.id;
+    EXPECT_EQ(ids, expected);
 
     const QJsonArray first = sent.at(0).json.value("notes").toArray();
     EXPECT_EQ(first.at(0).toObject(), QJsonObject({{"external_id", "x-coredata://note/0"},
@@ -235,7 +232,6 @@ TEST(NotesSource, ReadsTheJsonArrayOfItems) {
              {"id":"2","name":"b","body":"<p>x</p>","folder":"Work"}])",
          2},
         {"not json", "osascript: hello", std::nullopt},
-        {"an object", R"({"id":"1"})", std::nullopt},
         {"a note without an id", R"([{"name":"","body":"","folder":"Notes"}])", std::nullopt},
     };
     for (const Case& c : cases) {
@@ -280,13 +276,6 @@ TEST(ImportNotesCli, ImportsAFileAndPrintsTheFinalMessage) {
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, "Brought over 5 pearls: 1 new, 4 already here.\n");
     EXPECT_EQ(run.err, "Reading Apple Notes…\nBringing over 5 of 5…\n");
-
-    const auto failing = testing::runPelix(
-        {"--import-notes", "--command", "echo 'Not authorized (-1743)' >&2; exit 1"}, {}, env);
-    EXPECT_EQ(failing.exitCode, 1);
-    EXPECT_EQ(failing.out, "");
-    EXPECT_TRUE(failing.err.endsWith(QByteArray(AppleNotesImport::kNeedsPermission) + "\n"))
-        << failing.err.toStdString();
 }
 
 }  // namespace

@@ -64,12 +64,5 @@ TEST(FinalMessage, NamesOnlyTheCountsThatAreThere) {
     for (const auto& [totals, text] : cases) EXPECT_EQ(finalMessage(totals), text);
 }
 
-TEST(Script, IsTheExportProgramLineForLine) {
-    const QString script = AppleNotesImport::script();
-    EXPECT_EQ(script.size(), 835);
-    EXPECT_TRUE(script.startsWith("(() => {\n  const app = Application('Notes');\n"));
-    EXPECT_TRUE(script.endsWith("  return JSON.stringify(out);\n})()"));
-}
-
 }  // namespace
 }  // namespace pelix
