@@ -23,14 +23,17 @@ function(pelix_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
-  set(properties TIMEOUT ${ARG_TIMEOUT}
-      ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+  set(properties TIMEOUT ${ARG_TIMEOUT})
   if("desktop" IN_LIST ARG_LABELS)
     list(APPEND properties RESOURCE_LOCK desktop)
   endif()
   if(ARG_LABELS)
     list(APPEND properties LABELS "${ARG_LABELS}")
   endif()
+  # Last: gtest_discover_tests splits the two variables into two arguments, which shifts every
+  # property name after them onto a value.
+  list(APPEND properties
+       ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   add_dependencies(${name} pelix)
 endfunction()
