@@ -79,8 +79,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (stop.stop_requested()) return std::unexpected(cancelled());
     QList<Spoken> spoken;
     SessionEvents events;
-    events.final = [&](const SpeechResult& result) {
-        Spoken piece{result.start, result.end, result.text, result.words};
+    events.final = [&](const Spoken& piece) {
         spoken.append(piece);
         if (heard) heard(piece);
     };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/Error.h"
-#include "core/Word.h"
 #include "speech/SpeechEngines.h"
 
 #include <QList>
@@ -16,15 +15,8 @@
 namespace pelix {
 
 // One final stretch of recognised speech: seconds from the start of the file, the text as
-// recognised and its timed words.
-struct Spoken {
-    double start = 0;
-    double end = 0;
-    QString text;
-    QList<Word> words;
-
-    bool operator==(const Spoken&) const = default;
-};
+// recognised and its timed words. The engines' final results are exactly that.
+using Spoken = SpeechResult;
 
 // Turns the speech in a video or audio file into timed text on this machine. Stateless: the
 // engines are handed in.
