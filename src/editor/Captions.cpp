@@ -73,6 +73,7 @@ void timedCues(const EditProject& project, const Timeline& timeline, const Line&
     cue.times.emplace();
     qsizetype joined = 0;  // characters of the cue's pieces joined with spaces
     double lastEnd = 0;
+    int near = -1;  // the segment of the word before
     const auto close = [&] {
         if (cue.words.isEmpty()) return;
         cue.start = cue.times->front();
@@ -84,7 +85,7 @@ void timedCues(const EditProject& project, const Timeline& timeline, const Line&
     };
     for (const int index : keptWords(line, clip, project.settings.removeFillers)) {
         const Word& word = clip.words[size_t(index)];
-        const auto at = wordOutput(timeline, line.clip, word);
+        const auto at = wordOutput(timeline, line.clip, word, &near);
         if (!at) continue;
         const qsizetype length = edittext::characterCount(word.text);
         if (!cue.words.isEmpty() &&

@@ -161,47 +161,38 @@ public:
         if (!read(value)) fail(key, QStringLiteral("is not %1").arg(QLatin1StringView(expected)));
     }
 
-    void number(const char* key, double& out, bool required = false) {
-        field(key, required, "a number", [&](const QJsonValue& v) {
-            if (!v.isDouble()) return false;
-            out = v.toDouble();
-            return true;
+    // A value that `read` turns into the field's type, or none when it has another type. `out`
+    // is the field itself or an optional one.
+    template <class Out, class Read>
+    void typed(const char* key, Out& out, bool required, const char* expected, Read read) {
+        field(key, required, expected, [&](const QJsonValue& v) {
+            const auto value = read(v);
+            if (value) out = *value;
+            return value.has_value();
         });
     }
-    void number(const char* key, std::optional<double>& out) {
-        field(key, false, "a number", [&](const QJsonValue& v) {
-            if (!v.isDouble()) return false;
-            out = v.toDouble();
-            return true;
+    template <class Out>
+    void number(const char* key, Out& out, bool required = false) {
+        typed(key, out, required, "a number", [](const QJsonValue& v) {
+            return v.isDouble() ? std::optional(v.toDouble()) : std::nullopt;
         });
     }
     void integer(const char* key, int& out) {
-        field(key, false, "a whole number", [&](const QJsonValue& v) {
+        typed(key, out, false, "a whole number", [](const QJsonValue& v) -> std::optional<int> {
             const double d = v.toDouble();
-            if (!v.isDouble() || d != std::trunc(d) || std::abs(d) > 1e9) return false;
-            out = int(d);
-            return true;
+            if (!v.isDouble() || d != std::trunc(d) || std::abs(d) > 1e9) return std::nullopt;
+            return int(d);
         });
     }
     void boolean(const char* key, bool& out) {
-        field(key, false, "true or false", [&](const QJsonValue& v) {
-            if (!v.isBool()) return false;
-            out = v.toBool();
-            return true;
+        typed(key, out, false, "true or false", [](const QJsonValue& v) {
+            return v.isBool() ? std::optional(v.toBool()) : std::nullopt;
         });
     }
-    void string(const char* key, QString& out, bool required = false) {
-        field(key, required, "text", [&](const QJsonValue& v) {
-            if (!v.isString()) return false;
-            out = v.toString();
-            return true;
-        });
-    }
-    void string(const char* key, std::optional<QString>& out) {
-        field(key, false, "text", [&](const QJsonValue& v) {
-            if (!v.isString()) return false;
-            out = v.toString();
-            return true;
+    template <class Out>
+    void string(const char* key, Out& out, bool required = false) {
+        typed(key, out, required, "text", [](const QJsonValue& v) {
+            return v.isString() ? std::optional(v.toString()) : std::nullopt;
         });
     }
     void uuid(const char* key, QUuid& out) {
@@ -212,11 +203,8 @@ public:
     }
     template <class E>
     void choice(const char* key, E& out) {
-        field(key, false, "one of its known values", [&](const QJsonValue& v) {
-            const auto value = fromRawValue<E>(v.toString());
-            if (!v.isString() || !value) return false;
-            out = *value;
-            return true;
+        typed(key, out, false, "one of its known values", [](const QJsonValue& v) {
+            return v.isString() ? fromRawValue<E>(v.toString()) : std::nullopt;
         });
     }
     void stringMap(const char* key, TextMap& out) {

@@ -28,16 +28,15 @@ std::vector<double> zooms(const EditProject& project, const Timeline& timeline) 
     std::vector<double> factors(segments.size(), 1.0);
     if (!settings.visuals || !settings.punchIns) return factors;
     const std::vector<int>& positions = timeline.linePositions();
-    double factor = 1.0;
-    for (size_t i = 0; i < segments.size(); ++i) {
-        const QString& line = segments[i].line;
-        // Segments of one line mostly follow one another and share its factor.
-        if (i == 0 || line != segments[i - 1].line) {
-            factor = settings.keywordPops && project.keywords.contains(line) ? 1.18
-                     : positions[i] % 2 == 1                                 ? 1.1
-                                                                             : 1.0;
+    std::vector<char> popping(size_t(timeline.lineCount()), 0);  // by line position
+    if (settings.keywordPops) {
+        for (const auto& [line, phrase] : project.keywords) {
+            if (const auto position = timeline.linePosition(line)) popping[size_t(*position)] = 1;
         }
-        factors[i] = factor;
+    }
+    for (size_t i = 0; i < segments.size(); ++i) {
+        const int position = positions[i];
+        factors[i] = popping[size_t(position)] ? 1.18 : position % 2 == 1 ? 1.1 : 1.0;
     }
     return factors;
 }

@@ -207,6 +207,7 @@ std::vector<Segment> segments(const EditProject& project, const std::vector<Line
 Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments)) {
     starts_.reserve(segments_.size());
     linePositions_.reserve(segments_.size());
+    positionInClip_.resize(segments_.size(), -1);
     byLine_.reserve(qsizetype(segments_.size()));
     auto line = byLine_.end();
     for (size_t i = 0; i < segments_.size(); ++i) {
@@ -221,6 +222,7 @@ Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments
                 const Segment& before = segments_[size_t(clip.indices.back())];
                 if (s.start < before.start || s.end < before.end) clip.ordered = false;
             }
+            positionInClip_[i] = int(clip.indices.size());
             clip.indices.push_back(int(i));
             clip.ends.push_back(s.end);
         }
@@ -237,7 +239,7 @@ Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments
     }
 }
 
-std::optional<int> Timeline::segmentHolding(int clip, double t) const {
+std::optional<int> Timeline::segmentHolding(int clip, double t, int near) const {
     if (clip < 0 || size_t(clip) >= byClip_.size()) return std::nullopt;
     const ClipSegments& c = byClip_[size_t(clip)];
     const auto holds = [&](int i) {
@@ -249,18 +251,43 @@ std::optional<int> Timeline::segmentHolding(int clip, double t) const {
         return it == c.indices.end() ? std::nullopt : std::optional<int>(*it);
     }
     // The first segment that does not end before t is the only one that can hold it.
-    const auto at = std::partition_point(c.ends.begin(), c.ends.end(),
+    const auto endsBefore = [&](size_t p) { return c.ends[p] + kTolerance < t; };
+    const auto firstNotBefore = [&](size_t p) {
+        return p < c.ends.size() && !endsBefore(p) && (p == 0 || endsBefore(p - 1));
+    };
+    size_t at = c.ends.size();
+    const size_t hint =
+        near >= 0 && size_t(near) < segments_.size() && segments_[size_t(near)].clip == clip
+            ? size_t(positionInClip_[size_t(near)])
+            : c.ends.size();
+    if (firstNotBefore(hint)) {
+        at = hint;
+    } else if (firstNotBefore(hint + 1)) {
+        at = hint + 1;
+    } else {
+        at = size_t(std::partition_point(c.ends.begin(), c.ends.end(),
                                          [&](double end) { return end + kTolerance < t; }) -
-                    c.ends.begin();
-    if (at == qsizetype(c.ends.size()) || !holds(c.indices[size_t(at)])) return std::nullopt;
-    return c.indices[size_t(at)];
+                    c.ends.begin());
+    }
+    if (at == c.ends.size() || !holds(c.indices[at])) return std::nullopt;
+    return c.indices[at];
+}
+
+double Timeline::outputIn(int i, double t) const {
+    const Segment& s = segments_[size_t(i)];
+    return starts_[size_t(i)] + std::clamp(t - s.start, 0.0, std::max(0.0, s.end - s.start));
 }
 
 std::optional<double> Timeline::output(int clip, double t) const {
     const auto i = segmentHolding(clip, t);
     if (!i) return std::nullopt;
-    const Segment& s = segments_[size_t(*i)];
-    return starts_[size_t(*i)] + std::min(s.end - s.start, std::max(t - s.start, 0.0));
+    return outputIn(*i, t);
+}
+
+std::optional<int> Timeline::linePosition(const QString& lineId) const {
+    const auto found = byLine_.constFind(lineId);
+    if (found == byLine_.cend()) return std::nullopt;
+    return found->position;
 }
 
 std::optional<int> Timeline::segment(double t) const {
@@ -278,14 +305,14 @@ std::optional<std::pair<double, double>> Timeline::span(const QString& lineId) c
                      starts_[size_t(found->last)] + (last.end - last.start)};
 }
 
-std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word) {
-    const auto i = timeline.segmentHolding(clip, word.start);
+std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word,
+                                     int* near) {
+    const auto i = timeline.segmentHolding(clip, word.start, near ? *near : -1);
     if (!i) return std::nullopt;
-    const Segment& s = timeline.segments()[size_t(*i)];
-    const double start = timeline.starts()[size_t(*i)] +
-                         std::clamp(word.start - s.start, 0.0, std::max(0.0, s.end - s.start));
-    const auto end = timeline.output(clip, word.end);
-    return OutputTime{start, end ? *end : start + (word.end - word.start)};
+    if (near) *near = *i;
+    const double start = timeline.outputIn(*i, word.start);
+    const auto j = timeline.segmentHolding(clip, word.end, *i);
+    return OutputTime{start, j ? timeline.outputIn(*j, word.end) : start + (word.end - word.start)};
 }
 
 }  // namespace pelix

@@ -86,12 +86,20 @@ public:
 
     // The output time of source time `t` of clip `clip`; none when that moment was cut.
     std::optional<double> output(int clip, double t) const;
-    // The index of the first segment of `clip` that holds `t` (0.001 s of tolerance).
-    std::optional<int> segmentHolding(int clip, double t) const;
+    // The index of the first segment of `clip` that holds `t` (0.001 s of tolerance). `near`
+    // may name a segment that probably holds it or comes just before, such as the previous
+    // word's: then no search is needed.
+    std::optional<int> segmentHolding(int clip, double t, int near = -1) const;
+    // The output time of source time `t` in segment `i`, clamped to the segment.
+    double outputIn(int i, double t) const;
     // The index of the segment playing at output time `t`.
     std::optional<int> segment(double t) const;
     // For each segment, the place of its line in the order lines first occur (0, 1, 2…).
     const std::vector<int>& linePositions() const { return linePositions_; }
+    // The place of a line in that order; none when it has no segment.
+    std::optional<int> linePosition(const QString& lineId) const;
+    // The number of lines with segments.
+    int lineCount() const { return int(byLine_.size()); }
     // The output range of a line; none when nothing of it is kept.
     std::optional<std::pair<double, double>> span(const QString& lineId) const;
 
@@ -112,6 +120,7 @@ private:
     };
     QHash<QString, LineSegments> byLine_;
     std::vector<int> linePositions_;
+    std::vector<int> positionInClip_;  // of each segment, in its clip's `indices`
 };
 
 // Where a spoken word plays on the timeline: its output start (in the first kept segment of its
@@ -121,6 +130,9 @@ struct OutputTime {
     double start = 0;
     double end = 0;
 };
-std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word);
+// `near`, when given, is the segment of the word before in the same clip and is updated, so
+// words taken in order are placed without a search.
+std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word,
+                                     int* near = nullptr);
 
 }  // namespace pelix

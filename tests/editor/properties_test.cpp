@@ -99,6 +99,24 @@ TEST(Properties, TimelineAddsUpAndMapsEachSegmentInOrder) {
     }
 }
 
+TEST(Properties, WordsTakenInOrderLandWhereASearchPutsThem) {
+    for (const EditProject& p : projects()) {
+        const Timeline t(segments(p));
+        for (size_t c = 0; c < p.clips.size(); ++c) {
+            int near = -1;
+            for (const Word& w : p.clips[c].words) {
+                const auto walked = wordOutput(t, int(c), w, &near);
+                const auto i = t.segmentHolding(int(c), w.start);
+                ASSERT_EQ(i.has_value(), walked.has_value());
+                if (!i) continue;
+                EXPECT_EQ(walked->start, t.outputIn(*i, w.start));
+                const auto end = t.output(int(c), w.end);
+                EXPECT_EQ(walked->end, end ? *end : walked->start + (w.end - w.start));
+            }
+        }
+    }
+}
+
 TEST(Properties, CaptionCuesComeInOutputOrderAndNeverOverlap) {
     for (const EditProject& p : projects()) {
         const Timeline t(segments(p));
