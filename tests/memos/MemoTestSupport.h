@@ -1,5 +1,7 @@
 #pragma once
 
+#include "memos/QStringPrinting.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QDir>
@@ -8,13 +10,7 @@
 
 #include <sqlite3.h>
 
-#include <ostream>
 #include <stdexcept>
-
-// Readable QStrings in test failures.
-inline void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace pelix::testing {
 

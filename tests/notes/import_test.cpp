@@ -1,7 +1,7 @@
 #include "notes/AppleNotesImport.h"
 
 #include "fakes/LoopbackBackend.h"
-#include "memos/MemoTestSupport.h"
+#include "memos/QStringPrinting.h"
 #include "service/Api.h"
 #include "support/TestSupport.h"
 
