@@ -33,7 +33,9 @@ AppDictation::AppDictation(const Clock& clock, Timers& timers, Shell& shell,
       scheduler_(timers),
       live_(recognizer_, microphone, typist_, scheduler_) {
     // The key source must not read the typing as the user's keys: they would end the hold.
-    typist_.setInjected([&clock, &keys] { keys.ignoreUntil(clock.uptime()); });
+    // X server times are whole milliseconds and read back rounded: a little margin covers the
+    // last of the typing's own events.
+    typist_.setInjected([&clock, &keys] { keys.ignoreUntil(clock.uptime() + 0.005); });
 }
 
 AppDictation::~AppDictation() = default;

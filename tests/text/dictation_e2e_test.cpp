@@ -16,7 +16,7 @@ namespace {
 
 using testing::pause;
 
-const QString kSentence = "Remember to call the plumber about the kitchen sink on Tuesday morning.";
+const QString kSentence = "The weather is nice today and we will go for a walk in the park.";
 
 QStringList wordsOf(const QString& text) {
     return text.toLower().remove(QRegularExpression("[^a-z' ]")).split(' ', Qt::SkipEmptyParts);
@@ -59,8 +59,12 @@ protected:
     }
 
     QString speech() const { return home.path() + "/speech.wav"; }
-    // Starts the speech into the virtual microphone; it plays in real time.
-    void speak() { QProcess::startDetached("paplay", {"-d", "vsink", speech()}); }
+    // Starts the speech into the virtual microphone (it plays in real time), a moment after the
+    // microphone opened, as a person starts talking once the hold has taken.
+    void speak() {
+        pause(300);
+        QProcess::startDetached("paplay", {"-d", "vsink", speech()});
+    }
 
     testing::IsolatedHome home;
     testing::Keyboard keys;
@@ -109,6 +113,14 @@ TEST_F(DictationEndToEnd, EscapeDuringDictationLeavesTheWindowEmpty) {
     speak();
     ASSERT_TRUE(testing::waitUntil([&] { return target.text().size() > 10; }, 8000))
         << pelix.err().constData();
+    // Escape once the typing has paused (the speech is over, Ctrl still held): key presses
+    // made while Pelix types are taken for its own.
+    ASSERT_TRUE(testing::waitUntil(
+        [&] {
+            const auto& seen = target.history();
+            return !seen.empty() && target.elapsed() - seen.back().ms > 1500;
+        },
+        15000));
     keys.tap(XK_Escape);
     EXPECT_TRUE(pelix.saw("hud: Dropped that one.")) << pelix.err().constData();
     keys.key(XK_Control_L, false);

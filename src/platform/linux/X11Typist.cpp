@@ -29,8 +29,6 @@ constexpr size_t kMostBorrowed = 24;
 // After giving a borrowed code a new keysym, the applications refetch the keyboard map before
 // they read the press: give them this long.
 constexpr std::chrono::microseconds kRemapPause{1200};
-// Borrowed codes go back this long after the last typing.
-constexpr int kGiveBackMs = 1500;
 
 // A window that vanished between two requests makes Xlib's default handler end the process;
 // a failed request here only means there is nothing to type into.
@@ -56,8 +54,9 @@ struct X11Typist::X {
     Display* display = nullptr;
     int minCode = 8, maxCode = 255;
     std::vector<KeyCode> borrowed;
-    std::vector<KeySym> holding;  // the keysym each borrowed code has now
-    size_t next = 0;
+    std::vector<KeySym> holding;     // the keysym each borrowed code has now
+    std::vector<uint64_t> lastUsed;  // when each borrowed code was last pressed, in presses
+    uint64_t presses = 0;
     bool noted = false;  // the borrowed codes are in the file
     bool lent = false;   // some borrowed code has a keysym
     // Keysyms on the first two levels of the first group: their key, and whether Shift picks it.
@@ -102,7 +101,11 @@ struct X11Typist::X {
                 borrowed.push_back(code);
                 continue;
             }
-            if (std::find(borrowed.begin(), borrowed.end(), code) != borrowed.end()) continue;
+            if (auto at = std::find(borrowed.begin(), borrowed.end(), code); at != borrowed.end()) {
+                // What the code really holds: a layout switch may have cleared it.
+                if (!fillBorrowed) holding[static_cast<size_t>(at - borrowed.begin())] = row[0];
+                continue;
+            }
             if (perCode > 1 && row[1] != NoSymbol && row[1] != row[0]) {
                 plain.insert_or_assign(row[1], Plain{code, true});
             }
@@ -117,7 +120,10 @@ struct X11Typist::X {
         }
         XFree(syms);
         shift = XKeysymToKeycode(display, XK_Shift_L);
-        if (fillBorrowed) holding.assign(borrowed.size(), NoSymbol);
+        if (fillBorrowed) {
+            holding.assign(borrowed.size(), NoSymbol);
+            lastUsed.assign(borrowed.size(), 0);
+        }
     }
 };
 
@@ -172,11 +178,7 @@ private:
     int group_ = 0;
 };
 
-X11Typist::X11Typist(QString borrowedFile) : borrowedFile_(std::move(borrowedFile)) {
-    giveBackTimer_.setSingleShot(true);
-    giveBackTimer_.setInterval(kGiveBackMs);
-    QObject::connect(&giveBackTimer_, &QTimer::timeout, [this] { giveBack(); });
-}
+X11Typist::X11Typist(QString borrowedFile) : borrowedFile_(std::move(borrowedFile)) {}
 
 X11Typist::~X11Typist() {
     giveBack();
@@ -315,18 +317,21 @@ void X11Typist::type(const QString& text) {
                                         '\n' + codes.join(' ').toUtf8() + '\n';
                 x.noted = static_cast<bool>(writePrivateFile(borrowedFile_, note));
             }
-            const size_t i = x.next;
-            x.next = (x.next + 1) % x.borrowed.size();
+            // The code pressed longest ago: an application still reading older presses has
+            // long since read that one.
+            slot = x.holding.begin() +
+                   (std::min_element(x.lastUsed.begin(), x.lastUsed.end()) - x.lastUsed.begin());
+            const auto i = static_cast<size_t>(slot - x.holding.begin());
             x.setMapping(x.borrowed[i], keysym);
             x.holding[i] = keysym;
             x.lent = true;
             XFlush(x.display);
             std::this_thread::sleep_for(kRemapPause);
-            slot = x.holding.begin() + static_cast<ptrdiff_t>(i);
         }
-        injection.tap(x.borrowed[static_cast<size_t>(slot - x.holding.begin())]);
+        const auto i = static_cast<size_t>(slot - x.holding.begin());
+        x.lastUsed[i] = ++x.presses;
+        injection.tap(x.borrowed[i]);
     }
-    if (x.lent) giveBackTimer_.start();
 }
 
 void X11Typist::press(Key key, bool control, int times) {
@@ -350,7 +355,6 @@ void X11Typist::pause(std::chrono::microseconds duration) {
 }
 
 void X11Typist::giveBack() {
-    giveBackTimer_.stop();
     if (!x_ || !x_->lent) return;
     X& x = *x_;
     // One request per code: rewriting a range in one go disturbs the layout.

@@ -3,7 +3,6 @@
 #include "platform/Typist.h"
 
 #include <QString>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -14,10 +13,12 @@ namespace pelix::platform {
 //
 // Characters on the first two levels of the layout are pressed on their own keys (with Shift
 // for the second); every other character is typed by borrowing a key code that has no symbols,
-// giving it the character's keysym for a moment, and pressing it. Borrowed codes are taken round
-// robin, so that an application still reading an earlier key press finds its code unchanged, and
-// given back a moment after the typing ends. They are noted in a file first, so that a run that
-// ended mid-typing is put right at the next start.
+// giving it the character's keysym and pressing it. A borrowed code keeps its keysym for the
+// next time the character comes (every change of the keyboard map makes every X client read
+// the map again); the code pressed longest ago is the one that changes, so an application still
+// reading earlier presses finds their codes unchanged. The codes are noted in a file before the
+// first is borrowed and given back when the typist goes, so a run that ended without giving
+// them back is put right at the next start.
 //
 // Every injection lets go of the modifier keys the user holds (and of Caps Lock) and presses
 // them again afterwards, so a held Ctrl never turns text into shortcuts.
@@ -35,7 +36,7 @@ public:
     void press(Key key, bool control, int times) override;
     void pause(std::chrono::microseconds duration) override;
 
-    // Gives every borrowed key code its empty mapping back.
+    // Gives every borrowed key code its empty mapping back (done when the typist goes).
     void giveBack();
     // False when there is no display or it lacks XTest.
     bool available() const;
@@ -48,7 +49,6 @@ private:
     QString borrowedFile_;
     mutable std::unique_ptr<X> x_;
     std::function<void()> injected_;
-    QTimer giveBackTimer_;
 };
 
 }  // namespace pelix::platform
