@@ -8,9 +8,9 @@ function(pelix_library name)
 endfunction()
 
 # pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...]): one GoogleTest program,
-# its tests registered with CTest one by one. GUI programs get a QApplication. Tests labelled
-# "desktop" press keys, type, use the clipboard or play into the virtual microphone of the one
-# test desktop, so CTest never runs two of them at once.
+# its tests registered with CTest one by one, with PELIX_BIN naming the built pelix. GUI
+# programs get a QApplication. Tests labelled "desktop" press keys, type, use the clipboard or
+# play into the virtual microphone of the one test desktop, so CTest runs them one at a time.
 function(pelix_test name)
   cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
@@ -30,10 +30,8 @@ function(pelix_test name)
   if(ARG_LABELS)
     list(APPEND properties LABELS "${ARG_LABELS}")
   endif()
-  # Last: gtest_discover_tests splits the two variables into two arguments, which shifts every
-  # property name after them onto a value.
-  list(APPEND properties
-       ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>;PELIX_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
+  # One variable only: gtest_discover_tests would split a list of them into separate values.
+  list(APPEND properties ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   add_dependencies(${name} pelix)
 endfunction()

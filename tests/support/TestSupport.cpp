@@ -74,8 +74,4 @@ bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
     return true;
 }
 
-QString sourceDir() {
-    return qEnvironmentVariable("PELIX_SOURCE_DIR");
-}
-
 }  // namespace pelix::testing

@@ -41,7 +41,4 @@ ProcessResult runPelix(const QStringList& args, const QByteArray& input = {},
 // Runs the Qt event loop until `done` is true; false on time-out.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);
 
-// The folder of the source tree ($PELIX_SOURCE_DIR).
-QString sourceDir();
-
 }  // namespace pelix::testing
