@@ -55,6 +55,9 @@ Status AppDictation::start(bool typeIntoApp) {
     if (started) {
         logLine("dictation",
                 typing_ ? "typing into " + target->appId : QStringLiteral("listening"));
+    } else if (const auto choice = dictationEngine(engines_);
+               choice && !choice->engine->installed(choice->locale)) {
+        logLine("dictation", choice->engine->installHint(choice->locale));
     } else {
         logLine("dictation", started.error().message);
     }
