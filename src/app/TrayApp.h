@@ -68,13 +68,14 @@ private:
 
     Backend& backend_;
     QtTimers timers_;
+    // The menu outlives the tray icon that shows it.
+    std::unique_ptr<QMenu> menu_;
     TrayShell shell_;
     std::unique_ptr<platform::KeySource> keys_;
     std::unique_ptr<platform::Microphone> microphone_;
     std::unique_ptr<Recorder> recorder_;
     std::unique_ptr<Dictation> dictation_;
     std::unique_ptr<AppDelegate> delegate_;
-    std::unique_ptr<QMenu> menu_;
     std::unique_ptr<PendingTimer> followUp_;
 };
 

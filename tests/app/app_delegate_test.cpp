@@ -286,14 +286,6 @@ TEST_F(AppDelegateTest, CtrlWithTheAltTapStartsATypedRecording) {
     EXPECT_EQ(recorder.starts, 0);
 }
 
-TEST_F(AppDelegateTest, WithoutDictationAHoldDoesNothingVisible) {
-    flags(C, 100);
-    timers.advanceTo(101);
-    EXPECT_FALSE(app().recording());
-    EXPECT_FALSE(app().hold().isHolding);
-    EXPECT_TRUE(shell.lines.isEmpty());
-}
-
 TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
     struct Case {
         const char* link;

@@ -143,6 +143,9 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
     EXPECT_TRUE(pelix.saw("hud: Connected. Tap Alt anywhere and talk."));
     EXPECT_EQ(tokens.read(), "pelix_test");
     EXPECT_FALSE(second.err.contains("pelix_") || third.err.contains("pelix_test"));
+    // Without a link, a second pelix opens the running one's menu and ends.
+    const auto plain = testing::runPelix({}, {}, env, 10000);
+    EXPECT_EQ(plain.exitCode, 0) << plain.err.constData();
     EXPECT_EQ(pelix.count("tray: ready"), 1);
 }
 

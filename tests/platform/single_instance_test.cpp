@@ -12,13 +12,6 @@
 namespace pelix::platform {
 namespace {
 
-TEST(SingleInstance, NamesDifferPerDataFolder) {
-    EXPECT_EQ(SingleInstance::socketName("/home/a/.local/share/Pelix"),
-              SingleInstance::socketName("/home/a/.local/share/Pelix/"));
-    EXPECT_NE(SingleInstance::socketName("/home/a/.local/share/Pelix"),
-              SingleInstance::socketName("/home/b/.local/share/Pelix"));
-}
-
 TEST(SingleInstance, SecondInstanceHandsOverItsLinkAndAThirdCannotListen) {
     testing::IsolatedHome home;
     const QString name = SingleInstance::socketName(home.dataDir());

@@ -1,6 +1,4 @@
-// The sounds and the status line.
-#include "support/TestSupport.h"
-#include "ui/Hud.h"
+// The sounds made by the program.
 #include "ui/Sounds.h"
 
 #include <gtest/gtest.h>
@@ -30,16 +28,6 @@ TEST(Sounds, EachSoundIsShortFadesInAndOutAndNeverClips) {
         EXPECT_LT(peak, 32767);
     }
     EXPECT_NE(soundSamples(Sound::pop, 44100), soundSamples(Sound::tink, 44100));
-}
-
-TEST(Hud, ShowsTheLatestLineThenHides) {
-    Hud hud;
-    EXPECT_EQ(hud.visibleLine(), "");
-    hud.show("Dropped that one.");
-    hud.show("In Pelix");
-    EXPECT_EQ(hud.visibleLine(), "In Pelix");
-    EXPECT_TRUE(
-        testing::waitUntil([&] { return hud.visibleLine().isEmpty(); }, Hud::kShowMs + 2000));
 }
 
 }  // namespace
