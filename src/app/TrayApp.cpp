@@ -70,7 +70,8 @@ DesktopFacts TrayApp::facts(bool devices) const {
     DesktopFacts facts;
     facts.program = QCoreApplication::applicationFilePath();
     facts.installed = QDir(QCoreApplication::applicationDirPath()) == QDir(PELIX_INSTALL_BINDIR);
-    facts.keysSeen = keys_->listening();
+    // Under Wayland, X11 clients see only the keys typed into other X11 clients.
+    facts.keysSeen = keys_->listening() && qEnvironmentVariable("XDG_SESSION_TYPE") != "wayland";
     facts.token = backend_.tokens().read().has_value();
     facts.openAtLogin = platform::Autostart::enabled();
     if (devices) {
