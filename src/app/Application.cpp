@@ -15,6 +15,14 @@ namespace pelix {
 int runApplication(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
+    // Without a display Qt would abort; say what is missing instead.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        console::err(
+            "Pelix lives in the tray of a desktop session, and there is none here "
+            "($DISPLAY is not set); pelix --help lists what runs without one.");
+        return 1;
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName("pelix");
     QApplication::setQuitOnLastWindowClosed(false);

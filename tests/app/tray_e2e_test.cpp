@@ -149,5 +149,17 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
     EXPECT_EQ(pelix.count("tray: ready"), 1);
 }
 
+TEST(TrayWithoutDesktop, SaysWhatIsMissingInsteadOfAborting) {
+    testing::IsolatedHome home;
+    QProcessEnvironment env;
+    env.insert("DISPLAY", "");
+    env.insert("WAYLAND_DISPLAY", "");
+    env.insert("QT_QPA_PLATFORM", "");
+    const auto result = testing::runPelix({}, {}, env, 10000);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains("there is none here ($DISPLAY is not set)"))
+        << result.err.constData();
+}
+
 }  // namespace
 }  // namespace pelix
