@@ -43,8 +43,43 @@ void BM_EditorDerivedHalfTranslated(benchmark::State& state) {
     deriveAll(state, pelix::CaptionLanguage::fr);
 }
 
+// Each step alone, to see which one grows faster than the words.
+void BM_EditorStep(benchmark::State& state) {
+    const pelix::EditProject project = pelix::sampleProject(int(state.range(0)), 5, 42);
+    const auto lines = pelix::lines(project.clips);
+    const pelix::Timeline timeline(pelix::segments(project, lines));
+    for (auto _ : state) {
+        switch (state.range(1)) {
+            case 0:
+                benchmark::DoNotOptimize(pelix::lines(project.clips).data());
+                break;
+            case 1:
+                benchmark::DoNotOptimize(pelix::segments(project, lines).data());
+                break;
+            case 2:
+                benchmark::DoNotOptimize(pelix::Timeline(timeline.segments()).total());
+                break;
+            case 3:
+                benchmark::DoNotOptimize(pelix::captions(project, timeline, lines).data());
+                break;
+            case 4:
+                benchmark::DoNotOptimize(pelix::zooms(project, timeline).data());
+                break;
+            case 5:
+                benchmark::DoNotOptimize(pelix::popUps(project, timeline, lines).data());
+                break;
+        }
+    }
+    static const char* const names[] = {"lines",    "segments", "Timeline",
+                                        "captions", "zooms",    "popUps"};
+    state.SetLabel(names[state.range(1)]);
+}
+
 }  // namespace
 
+BENCHMARK(BM_EditorStep)
+    ->ArgsProduct({{kThreeHours, kThreeHours * 10}, {0, 1, 2, 3, 4, 5}})
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EditorDerived)
     ->Arg(kThreeHours / 10)
     ->Arg(kThreeHours)

@@ -93,6 +93,10 @@ void timedCues(const EditProject& project, const Timeline& timeline, const Line&
              at->start - lastEnd > kNewCuePause)) {
             close();
         }
+        if (cue.words.isEmpty()) {
+            cue.words.reserve(limit.pieces);
+            cue.times->reserve(size_t(limit.pieces));
+        }
         joined += (cue.words.isEmpty() ? 0 : 1) + length;
         cue.words.append(word.text);
         cue.times->push_back(at->start);
@@ -118,10 +122,11 @@ std::vector<CaptionCue> captions(const EditProject& project, const Timeline& tim
     const std::vector<const QString*> translated = index.texts(translationsOf(project));
     std::vector<CaptionCue> cues;
     cues.reserve(allLines.size() * 3);
+    size_t next = 0;  // the segment after the last line's
     for (size_t l = 0; l < allLines.size(); ++l) {
         const Line& line = allLines[l];
         if (cut[l]) continue;
-        const auto span = timeline.span(line.id);
+        const auto span = timeline.span(line.id, next);
         if (!span) continue;
         if (translated[l]) {
             chunkedCues(*translated[l], unspaced, limit, *span, cues);

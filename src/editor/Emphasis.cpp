@@ -88,8 +88,10 @@ std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline,
         }
         result.push_back(std::move(popUp));
     }
-    std::stable_sort(result.begin(), result.end(),
-                     [](const PopUp& a, const PopUp& b) { return a.start < b.start; });
+    const auto earlier = [](const PopUp& a, const PopUp& b) { return a.start < b.start; };
+    if (!std::is_sorted(result.begin(), result.end(), earlier)) {
+        std::stable_sort(result.begin(), result.end(), earlier);
+    }
     return result;
 }
 

@@ -209,7 +209,7 @@ Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments
     linePositions_.reserve(segments_.size());
     positionInClip_.resize(segments_.size(), -1);
     byLine_.reserve(qsizetype(segments_.size()));
-    auto line = byLine_.end();
+    LineSegments* line = nullptr;
     for (size_t i = 0; i < segments_.size(); ++i) {
         const Segment& s = segments_[i];
         starts_.push_back(total_);
@@ -229,9 +229,11 @@ Timeline::Timeline(std::vector<Segment> segments) : segments_(std::move(segments
 
         // The segments of a line mostly follow one another: only a new line is looked up.
         if (i == 0 || segments_[i - 1].line != s.line) {
-            line = byLine_.find(s.line);
-            if (line == byLine_.end()) {
-                line = byLine_.insert(s.line, {int(i), int(i), int(byLine_.size())});
+            line = &byLine_[s.line];
+            if (line->first < 0) {
+                *line = {int(i), int(i), int(byLine_.size()) - 1};
+            } else {
+                linesTogether_ = false;
             }
         }
         line->last = int(i);
@@ -303,6 +305,19 @@ std::optional<std::pair<double, double>> Timeline::span(const QString& lineId) c
     const Segment& last = segments_[size_t(found->last)];
     return std::pair{starts_[size_t(found->first)],
                      starts_[size_t(found->last)] + (last.end - last.start)};
+}
+
+std::optional<std::pair<double, double>> Timeline::span(const QString& lineId, size_t& next) const {
+    if (!linesTogether_ || next >= segments_.size() || segments_[next].line != lineId) {
+        const auto found = span(lineId);
+        if (found) next = size_t(byLine_.value(lineId).last) + 1;
+        return found;
+    }
+    // The line's segments start here and, being together, end where the next line's begin.
+    const size_t first = next;
+    while (next < segments_.size() && segments_[next].line == lineId) ++next;
+    const Segment& last = segments_[next - 1];
+    return std::pair{starts_[first], starts_[next - 1] + (last.end - last.start)};
 }
 
 std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word,

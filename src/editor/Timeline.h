@@ -102,6 +102,9 @@ public:
     int lineCount() const { return int(byLine_.size()); }
     // The output range of a line; none when nothing of it is kept.
     std::optional<std::pair<double, double>> span(const QString& lineId) const;
+    // The same for lines asked in playing order: `next` starts at 0 and is moved past the line's
+    // segments, so when each line's segments follow one another no lookup is needed.
+    std::optional<std::pair<double, double>> span(const QString& lineId, size_t& next) const;
 
 private:
     struct ClipSegments {
@@ -114,13 +117,14 @@ private:
     double total_ = 0;
     std::vector<ClipSegments> byClip_;  // by clip index
     struct LineSegments {
-        int first;
-        int last;
-        int position;
+        int first = -1;
+        int last = -1;
+        int position = -1;
     };
     QHash<QString, LineSegments> byLine_;
     std::vector<int> linePositions_;
     std::vector<int> positionInClip_;  // of each segment, in its clip's `indices`
+    bool linesTogether_ = true;        // no line's segments are split by another line's
 };
 
 // Where a spoken word plays on the timeline: its output start (in the first kept segment of its

@@ -230,6 +230,19 @@ TEST(Timeline, SegmentsOutOfSourceOrderAreStillFoundFirstInPlayingOrder) {
     EXPECT_EQ(t.output(0, 4), 5);
 }
 
+TEST(Timeline, SpansAskedInOrderMatchSpansLookedUp) {
+    const std::vector<Segment> together{{0, 0, 1, "A:0"}, {0, 2, 3, "A:0"}, {0, 4, 5, "A:2"}};
+    const std::vector<Segment> split{{0, 0, 1, "A:0"}, {0, 2, 3, "A:1"}, {0, 4, 5, "A:0"}};
+    const std::vector<Segment> reversed{{0, 4, 5, "A:2"}, {0, 2, 3, "A:1"}, {0, 0, 1, "A:0"}};
+    for (const auto& segments : {together, split, reversed}) {
+        const Timeline t(segments);
+        size_t next = 0;
+        for (const char* id : {"A:0", "A:1", "A:2", "A:3"}) {
+            EXPECT_EQ(t.span(id, next), t.span(id)) << id;
+        }
+    }
+}
+
 TEST(Timeline, SpanOfACutLineIsNone) {
     EditProject project = projectOf({clipOf({{1, 2, "One."}, {3, 4, "Two."}})});
     project.cut = {"1F0C7A2B:0"};
