@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 namespace pelix {
@@ -49,10 +50,7 @@ protected:
         ASSERT_TRUE(keys.ok()) << "XTest can't open the display.";
         ASSERT_EQ(QProcess::execute("flite", {"-voice", "slt", "-t", kSentence, "-o", speech()}), 0)
             << "flite could not make speech";
-        env.insert("HOME", home.path());
-        env.insert("XDG_CONFIG_HOME", home.path() + "/config");
-        env.insert("XDG_DATA_HOME", home.path() + "/data");
-        env.insert("XDG_CACHE_HOME", home.path() + "/cache");
+        // The home folders come from IsolatedHome; the backend is never reached.
         env.insert("PELIX_API_BASE", "http://127.0.0.1:9");
         TokenStore(home.dataDir()).write("pelix_test");
         ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
@@ -66,27 +64,37 @@ protected:
         QProcess::startDetached("paplay", {"-d", "vsink", speech()});
     }
 
+    // Starts `pelix` and gives the focus back to the target window.
+    void launch() {
+        pelix = std::make_unique<testing::PelixProcess>(env);
+        ASSERT_TRUE(pelix->saw("tray: ready")) << pelix->err().constData();
+        ASSERT_TRUE(target.focus());
+    }
+    // Holds Ctrl down until live dictation has taken the target window.
+    void holdCtrl() {
+        keys.key(XK_Control_L, true);
+        ASSERT_TRUE(pelix->saw("dictation: typing into typing-target", 3000))
+            << pelix->err().constData();
+    }
+
     testing::IsolatedHome home;
+    std::unique_ptr<testing::PelixProcess> pelix;
     testing::Keyboard keys;
     QProcessEnvironment env;
     testing::TargetWindow target{PELIX_TYPING_TARGET};
 };
 
 TEST_F(DictationEndToEnd, HoldingCtrlTypesTheSentenceWhileItIsSpoken) {
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
-    ASSERT_TRUE(target.focus());
-
-    keys.key(XK_Control_L, true);
-    ASSERT_TRUE(pelix.saw("dictation: typing into typing-target", 3000)) << pelix.err().constData();
+    ASSERT_NO_FATAL_FAILURE(launch());
+    ASSERT_NO_FATAL_FAILURE(holdCtrl());
     speak();
     // Text stands in the window before the hold ends.
     EXPECT_TRUE(testing::waitUntil([&] { return !target.text().isEmpty(); }, 8000))
-        << pelix.err().constData();
+        << pelix->err().constData();
     pause(5500);
     const QString whileHeld = target.text();
     keys.key(XK_Control_L, false);
-    ASSERT_TRUE(pelix.saw("dictation: done", 4000)) << pelix.err().constData();
+    ASSERT_TRUE(pelix->saw("dictation: done", 4000)) << pelix->err().constData();
     pause(300);
 
     const QString typed = target.text();
@@ -100,19 +108,15 @@ TEST_F(DictationEndToEnd, HoldingCtrlTypesTheSentenceWhileItIsSpoken) {
     speak();
     pause(2000);
     EXPECT_EQ(target.text(), typed);
-    EXPECT_FALSE(pelix.err().contains("hud: Couldn't")) << pelix.err().constData();
+    EXPECT_FALSE(pelix->err().contains("hud: Couldn't")) << pelix->err().constData();
 }
 
 TEST_F(DictationEndToEnd, EscapeDuringDictationLeavesTheWindowEmpty) {
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
-    ASSERT_TRUE(target.focus());
-
-    keys.key(XK_Control_L, true);
-    ASSERT_TRUE(pelix.saw("dictation: typing into typing-target", 3000)) << pelix.err().constData();
+    ASSERT_NO_FATAL_FAILURE(launch());
+    ASSERT_NO_FATAL_FAILURE(holdCtrl());
     speak();
     ASSERT_TRUE(testing::waitUntil([&] { return target.text().size() > 10; }, 8000))
-        << pelix.err().constData();
+        << pelix->err().constData();
     // Escape once the typing has paused (the speech is over, Ctrl still held): key presses
     // made while Pelix types are taken for its own.
     ASSERT_TRUE(testing::waitUntil(
@@ -122,25 +126,23 @@ TEST_F(DictationEndToEnd, EscapeDuringDictationLeavesTheWindowEmpty) {
         },
         15000));
     keys.tap(XK_Escape);
-    EXPECT_TRUE(pelix.saw("hud: Dropped that one.")) << pelix.err().constData();
+    EXPECT_TRUE(pelix->saw("hud: Dropped that one.")) << pelix->err().constData();
     keys.key(XK_Control_L, false);
     pause(3000);
     EXPECT_EQ(target.text(), "");
 }
 
 TEST_F(DictationEndToEnd, AltTapWithCtrlRecordsAndTypesOnStop) {
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
-    ASSERT_TRUE(target.focus());
-
+    ASSERT_NO_FATAL_FAILURE(launch());
     keys.key(XK_Control_L, true);
     keys.tap(XK_Alt_L);
     keys.key(XK_Control_L, false);
-    ASSERT_TRUE(pelix.saw("dictation: typing into typing-target", 3000)) << pelix.err().constData();
+    ASSERT_TRUE(pelix->saw("dictation: typing into typing-target", 3000))
+        << pelix->err().constData();
     speak();
     pause(5500);
     keys.tap(XK_Alt_L);
-    ASSERT_TRUE(pelix.saw("dictation: done", 4000)) << pelix.err().constData();
+    ASSERT_TRUE(pelix->saw("dictation: done", 4000)) << pelix->err().constData();
     pause(300);
     EXPECT_LE(wordErrorRate(kSentence, target.text()), 0.2) << target.text().toStdString();
     EXPECT_TRUE(target.text().endsWith(' '));

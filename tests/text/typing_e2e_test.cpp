@@ -144,7 +144,7 @@ TEST_F(TypingEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
 }
 
 TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
-    const QString texts[] = {
+    const QStringList texts = {
         QString::fromUtf8("Plain ASCII: The quick brown fox jumps over 13 lazy dogs; (ok)!?"),
         QString::fromUtf8("Grüße, naïve café — ÀÉÎÕÜ ß ø ł Ž"),
         QString::fromUtf8("日本語のテキスト、한국어 텍스트, русский текст"),
@@ -152,9 +152,9 @@ TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
     };
     // Every character beyond the layout makes every X client read the keyboard map again, the
     // window manager too: the pass under Ctrl keeps to a few of them.
+    const QStringList underCtrl = {texts[0], QString::fromUtf8("hold ë 字 👍🏽")};
     for (bool ctrl : {false, true}) {
-        for (const QString& text : ctrl ? QList<QString>{texts[0], "hold ë 字 👍🏽"}
-                                        : QList<QString>(std::begin(texts), std::end(texts))) {
+        for (const QString& text : ctrl ? underCtrl : texts) {
             target.clear();
             if (ctrl) hands.key(XK_Control_L, true);
             Insert::type(typist, text);

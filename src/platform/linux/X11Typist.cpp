@@ -44,6 +44,25 @@ KeySym keysymOf(char32_t c) {
     return 0x01000000 | c;
 }
 
+// One 32-bit value of a window property (a window id, a number), if the window has it.
+std::optional<unsigned long> cardinalProperty(Display* display, Window window, const char* name,
+                                              Atom type) {
+    const Atom property = XInternAtom(display, name, True);
+    if (property == None) return std::nullopt;
+    Atom actualType = None;
+    int format = 0;
+    unsigned long items = 0, after = 0;
+    unsigned char* data = nullptr;
+    std::optional<unsigned long> value;
+    if (XGetWindowProperty(display, window, property, 0, 1, False, type, &actualType, &format,
+                           &items, &after, &data) == Success &&
+        data) {
+        if (items == 1 && format == 32) value = *reinterpret_cast<unsigned long*>(data);
+        XFree(data);
+    }
+    return value;
+}
+
 bool isDown(const char keys[32], KeyCode code) {
     return keys[code / 8] & (1 << (code % 8));
 }
@@ -231,20 +250,7 @@ std::optional<FrontWindow> X11Typist::frontWindow() const {
     if (!connect()) return std::nullopt;
     Display* display = x_->display;
     const Window root = DefaultRootWindow(display);
-    Window window = 0;
-    const Atom active = XInternAtom(display, "_NET_ACTIVE_WINDOW", True);
-    if (active != None) {
-        Atom type = None;
-        int format = 0;
-        unsigned long items = 0, after = 0;
-        unsigned char* data = nullptr;
-        if (XGetWindowProperty(display, root, active, 0, 1, False, XA_WINDOW, &type, &format,
-                               &items, &after, &data) == Success &&
-            data) {
-            if (items == 1 && format == 32) window = *reinterpret_cast<Window*>(data);
-            XFree(data);
-        }
-    }
+    Window window = cardinalProperty(display, root, "_NET_ACTIVE_WINDOW", XA_WINDOW).value_or(0);
     if (window == 0) {
         // No window manager says which window is active: the one with the focus, up to the
         // window that names its application.
@@ -273,19 +279,8 @@ std::optional<FrontWindow> X11Typist::frontWindow() const {
     }
     if (front.id == 0) return std::nullopt;
 
-    const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", True);
-    if (pidAtom != None) {
-        Atom type = None;
-        int format = 0;
-        unsigned long items = 0, after = 0;
-        unsigned char* data = nullptr;
-        if (XGetWindowProperty(display, front.id, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format,
-                               &items, &after, &data) == Success &&
-            data) {
-            if (items == 1 && format == 32) front.pid = *reinterpret_cast<unsigned long*>(data);
-            XFree(data);
-        }
-    }
+    front.pid = static_cast<qint64>(
+        cardinalProperty(display, front.id, "_NET_WM_PID", XA_CARDINAL).value_or(0));
     return front;
 }
 
