@@ -169,6 +169,26 @@ TEST(Library, EqualDatesKeepTheFolderOrder) {
     EXPECT_EQ(listed, folderOrder);
 }
 
+// While the recorder holds its database locked, the listing falls back to the files at once.
+TEST(Library, ALockedDatabaseListsTheFilesAlone) {
+    QTemporaryDir folder;
+    writeFile(folder.path(), "a.m4a");
+    const QString path = QDir(folder.path()).filePath("CloudRecordings.db");
+    makeDatabase(path, kAllColumns +
+                           "INSERT INTO ZCLOUDRECORDING (ZPATH, ZCUSTOMLABEL, ZDURATION) "
+                           "VALUES ('a.m4a', 'Named', 9);");
+    sqlite3* writer = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(path).constData(), &writer), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(writer, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+
+    const auto memos = VoiceMemoLibrary::memos(folder.path());
+    sqlite3_close(writer);
+    ASSERT_TRUE(memos);
+    ASSERT_EQ(memos->size(), 1);
+    EXPECT_EQ(memos->at(0).seconds, 0);
+    EXPECT_NE(memos->at(0).title, "Named");
+}
+
 TEST(Library, AFolderThatCannotBeListedGivesNoListAtAll) {
     QTemporaryDir home;
     EXPECT_FALSE(VoiceMemoLibrary::memos(home.path() + "/missing"));
