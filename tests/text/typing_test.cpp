@@ -69,33 +69,5 @@ TEST(Insert, TypesEachChunkWithAPauseAfterIt) {
     EXPECT_EQ(typist.log, QStringList({"type ", "pause 6000"}));
 }
 
-TEST(Insert, TargetIsTheWindowInFrontUnlessItIsOurs) {
-    struct Case {
-        std::optional<platform::FrontWindow> front;
-        bool typed;
-    } cases[] = {
-        {std::nullopt, false},
-        {platform::FrontWindow{7, "pelix", 1}, false},
-        {platform::FrontWindow{7, "Pelix", 1}, false},
-        {platform::FrontWindow{7, "Gedit", 1}, true},
-        {platform::FrontWindow{7, "", 0}, true},  // a window without a class is typed into
-    };
-    for (const Case& c : cases) {
-        fakes::FakeTypist typist;
-        typist.front = c.front;
-        EXPECT_EQ(Insert::target(typist, "pelix").has_value(), c.typed)
-            << (c.front ? c.front->appId.toStdString() : "none");
-    }
-}
-
-TEST(Insert, TapMapsMacKeysAndFlags) {
-    fakes::FakeTypist typist;
-    Insert::tap(typist, Insert::kKeyV, Insert::kFlagCommand);
-    Insert::tap(typist, Insert::kKeyReturn, 0);
-    Insert::tap(typist, Insert::kKeyDelete, 0);
-    Insert::tap(typist, 12, 0);  // Q: not a key the system presses
-    EXPECT_EQ(typist.log, QStringList({"ctrl+v", "enter", "backspace"}));
-}
-
 }  // namespace
 }  // namespace pelix
