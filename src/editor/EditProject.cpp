@@ -8,31 +8,11 @@
 namespace pelix {
 
 QString label(CaptionLanguage language) {
-    switch (language) {
-        case CaptionLanguage::original:
-            return QStringLiteral("As spoken");
-        case CaptionLanguage::en:
-            return QStringLiteral("English");
-        case CaptionLanguage::es:
-            return QStringLiteral("Spanish");
-        case CaptionLanguage::zhHans:
-            return QStringLiteral("Chinese (Simplified)");
-        case CaptionLanguage::zhHant:
-            return QStringLiteral("Chinese (Traditional)");
-        case CaptionLanguage::nl:
-            return QStringLiteral("Dutch");
-        case CaptionLanguage::fr:
-            return QStringLiteral("French");
-        case CaptionLanguage::de:
-            return QStringLiteral("German");
-        case CaptionLanguage::pt:
-            return QStringLiteral("Portuguese");
-        case CaptionLanguage::ja:
-            return QStringLiteral("Japanese");
-        case CaptionLanguage::ko:
-            return QStringLiteral("Korean");
-    }
-    return {};
+    static constexpr std::array<const char*, 11> labels{
+        "As spoken", "English", "Spanish", "Chinese (Simplified)", "Chinese (Traditional)",
+        "Dutch",     "French",  "German",  "Portuguese",           "Japanese",
+        "Korean"};
+    return QString::fromLatin1(labels.at(size_t(language)));
 }
 
 bool isUnspaced(CaptionLanguage language) {
