@@ -96,14 +96,6 @@ TEST(EditProject, BadFilesAreRejectedNamingTheKey) {
     }
 }
 
-TEST(EditProject, CaptionLanguagesByIdAndLabel) {
-    EXPECT_EQ(fromRawValue<CaptionLanguage>("zh-Hans"), CaptionLanguage::zhHans);
-    EXPECT_EQ(id(CaptionLanguage::zhHant), "zh-Hant");
-    EXPECT_EQ(label(CaptionLanguage::original), "As spoken");
-    EXPECT_FALSE(fromRawValue<CaptionLanguage>("zhHans"));
-    EXPECT_FALSE(fromRawValue<Pace>("Tight"));
-}
-
 class ProjectStoreTest : public ::testing::Test {
 protected:
     testing::IsolatedHome home;
