@@ -234,6 +234,10 @@ void AppDelegate::perform(MenuAction action) {
             checkPermissions();
             break;
         case MenuAction::teachTap:
+        case MenuAction::teachHold:
+            break;
+        case MenuAction::toggleInsert:
+            parts_.prefs.setInsertIntoApp(!parts_.prefs.insertIntoApp());
             break;
         case MenuAction::signIn:
             promptToSignIn();

@@ -9,6 +9,9 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
     }
     items.append(
         {"Tap Alt — braindump, filed into Pelix", MenuAction::teachTap, false, false, false});
+    items.append({"Hold Ctrl and talk — typed into the app you're in", MenuAction::teachHold, false,
+                  false, false});
+    items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
     items.append({facts.token ? "Sign in again…" : "Sign in…", MenuAction::signIn});
     items.append({"Set Pelix token…", MenuAction::setToken});
     items.append({"Check permissions", MenuAction::checkPermissions});

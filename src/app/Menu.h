@@ -16,9 +16,20 @@ struct DesktopFacts {
     bool installed = false;  // run from the install prefix, not the build tree
     QString program;         // this program's path
     bool openAtLogin = false;
+    bool insertIntoApp = true;  // "insert.enabled": dictation types into the window in front
 };
 
-enum class MenuAction { keysOff, teachTap, signIn, setToken, checkPermissions, openAtLogin, quit };
+enum class MenuAction {
+    keysOff,
+    teachTap,
+    teachHold,
+    toggleInsert,
+    signIn,
+    setToken,
+    checkPermissions,
+    openAtLogin,
+    quit
+};
 
 struct MenuItem {
     QString text;

@@ -49,8 +49,8 @@ TrayApp::TrayApp(Backend& backend, QObject* parent)
       keys_(std::make_unique<platform::X11KeySource>(backend.clock())),
       microphone_(std::make_unique<platform::QtMicrophone>()),
       recorder_(std::make_unique<MicRecorder>(*microphone_, backend.clock(), paths::tempDir())),
-      dictation_(std::make_unique<AppDictation>(backend.clock(), timers_, shell_, *microphone_,
-                                                *keys_)) {
+      dictation_(
+          std::make_unique<AppDictation>(backend.clock(), timers_, shell_, *microphone_, *keys_)) {
     delegate_ = std::make_unique<AppDelegate>(AppParts{
         .clock = backend.clock(),
         .prefs = backend.prefs(),
@@ -74,6 +74,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
     facts.keysSeen = keys_->listening() && qEnvironmentVariable("XDG_SESSION_TYPE") != "wayland";
     facts.token = backend_.tokens().read().has_value();
     facts.openAtLogin = platform::Autostart::enabled();
+    facts.insertIntoApp = backend_.prefs().insertIntoApp();
     if (devices) {
         facts.microphone = platform::QtMicrophone::present();
         facts.speechModel = QFileInfo::exists(PELIX_SPEECH_MODEL_DIR "/en-us/en-us");

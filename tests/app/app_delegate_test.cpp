@@ -3,6 +3,7 @@
 #include "AppFakes.h"
 #include "app/AppDelegate.h"
 #include "app/Braindump.h"
+#include "app/Menu.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
 
@@ -311,6 +312,24 @@ TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
     // Each stored key fetches the insights with it.
     ASSERT_TRUE(server.waitFor("insights", 2));
     EXPECT_EQ(server.requests("insights")[1].headers.value("authorization"), "Bearer pelix_caps");
+}
+
+TEST_F(AppDelegateTest, TheTypingSwitchFlipsItsPreferenceAndItsTick) {
+    const auto typingItem = [this] {
+        DesktopFacts facts;
+        facts.insertIntoApp = prefs.insertIntoApp();
+        for (const MenuItem& item : menuItems(facts)) {
+            if (item.action == MenuAction::toggleInsert) return item;
+        }
+        return MenuItem{};
+    };
+    EXPECT_TRUE(typingItem().checked);
+    app().perform(MenuAction::toggleInsert);
+    EXPECT_FALSE(prefs.insertIntoApp());
+    EXPECT_FALSE(typingItem().checked);
+    app().perform(MenuAction::toggleInsert);
+    EXPECT_TRUE(prefs.insertIntoApp());
+    EXPECT_TRUE(typingItem().checked);
 }
 
 }  // namespace
