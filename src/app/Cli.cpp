@@ -29,13 +29,13 @@ Without a mode, Pelix starts in the tray: tap Alt to record a braindump, hold Ct
 
 Modes:
   --self-test words               check the transcript clean-up against its cases
-  --drop-test                     show the drop test window
+  --drop-test                     show the drop test window (not in this build yet)
   --memo PATH [--piece SECONDS] [--token TOKEN]
                                   transcribe a recording as a voice memo
   --transcribe PATH [--lang LOCALE] [--save]
                                   transcribe a video or audio file on this machine
   --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
-  --snapshot DIR                  draw the windows into PNG files
+  --snapshot DIR                  draw the windows into PNG files (not in this build yet)
   --clean-up                      clean a transcript from standard input to standard output
   --call FUNCTION [JSON] [--token TOKEN]
                                   call one backend function and print its answer
