@@ -20,19 +20,15 @@ int runCall(const Args& args, Backend& backend) {
         }
         body = *parsed;
     }
-    int status = 1;
-    backend.api().call(function, body, args.value("--token"), 60,
-                       [&status](Result<QJsonObject> answer) {
-                           if (answer) {
-                               console::raw(QJsonDocument(*answer).toJson(QJsonDocument::Indented));
-                               status = 0;
-                           } else {
-                               console::err(answer.error().message);
-                           }
-                           QCoreApplication::exit(status);
-                       });
-    QCoreApplication::exec();
-    return status;
+    return console::runUntilAnswered([&](console::Answer done) {
+        backend.api().call(
+            function, body, args.value("--token"), 60,
+            [done = std::move(done)](Result<QJsonObject> answer) {
+                if (!answer) return done(std::unexpected(answer.error()));
+                done(QString::fromUtf8(
+                    QJsonDocument(*answer).toJson(QJsonDocument::Indented).trimmed()));
+            });
+    });
 }
 
 }  // namespace pelix

@@ -1,5 +1,7 @@
 #include "core/Console.h"
 
+#include <QCoreApplication>
+
 #include <cstdio>
 
 namespace pelix::console {
@@ -20,6 +22,21 @@ void err(const QString& line) {
 }
 void raw(const QByteArray& bytes) {
     write(stdout, bytes);
+}
+
+int runUntilAnswered(const std::function<void(Answer)>& start) {
+    int status = 1;
+    start([&status](Result<QString> answer) {
+        if (answer) {
+            out(*answer);
+            status = 0;
+        } else {
+            err(answer.error().message);
+        }
+        QCoreApplication::exit(status);
+    });
+    QCoreApplication::exec();
+    return status;
 }
 
 int notInThisBuild(const QString& what) {

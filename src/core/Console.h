@@ -1,6 +1,10 @@
 #pragma once
 
+#include "core/Error.h"
+
 #include <QString>
+
+#include <functional>
 
 namespace pelix::console {
 
@@ -9,6 +13,13 @@ void out(const QString& line);
 void err(const QString& line);
 // Writes bytes to standard output as they are.
 void raw(const QByteArray& bytes);
+
+using Answer = std::function<void(Result<QString>)>;
+
+// For a command-line mode whose work ends in one callback: starts the work with `start`, runs the
+// Qt event loop until the work answers, prints the answer's text to standard output (exit status
+// 0) or its error's sentence to standard error (exit status 1).
+int runUntilAnswered(const std::function<void(Answer)>& start);
 
 // For a mode that a later version brings: says so in one sentence and returns exit status 2.
 int notInThisBuild(const QString& what);

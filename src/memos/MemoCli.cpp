@@ -33,19 +33,13 @@ int runMemoCli(const Args& args, Backend& backend) {
 
     QtTicker ticker;
     VoiceMemoWatcher watcher(backend.api(), backend.prefs(), backend.clock(), tools, ticker);
-    int status = 1;
-    watcher.hear(file, *seconds, piece, args.value("--token"),
-                 [&status](std::optional<QString> text) {
-                     if (text && !text->isEmpty()) {
-                         console::out(*text);
-                         status = 0;
-                     } else {
-                         console::err("could not be heard");
-                     }
-                     QCoreApplication::exit(status);
-                 });
-    QCoreApplication::exec();
-    return status;
+    return console::runUntilAnswered([&](console::Answer done) {
+        watcher.hear(file, *seconds, piece, args.value("--token"),
+                     [done = std::move(done)](std::optional<QString> text) {
+                         if (text && !text->isEmpty()) return done(*text);
+                         done(fail(1, "could not be heard"));
+                     });
+    });
 }
 
 }  // namespace pelix

@@ -23,20 +23,11 @@ int runImportNotesCli(const Args& args, Backend& backend) {
         return 1;
     }
 
-    int status = 1;
-    AppleNotesImport::run(
-        backend.api(), *source, [](const QString& text) { console::err(text); },
-        [&status](Result<QString> result) {
-            if (result) {
-                console::out(*result);
-                status = 0;
-            } else {
-                console::err(result.error().message);
-            }
-            QCoreApplication::exit(status);
-        });
-    QCoreApplication::exec();
-    return status;
+    return console::runUntilAnswered([&](console::Answer done) {
+        AppleNotesImport::run(
+            backend.api(), *source, [](const QString& text) { console::err(text); },
+            std::move(done));
+    });
 }
 
 }  // namespace pelix
