@@ -121,8 +121,7 @@ void BM_DictationLatency(benchmark::State& state) {
     TimedMicrophone microphone(window);
     pelix::platform::X11Typist typist(dir.filePath("borrowed"));
     pelix::QtTimers timers;
-    pelix::SchedulerOnTimers scheduler(timers);
-    pelix::LiveDictation live(recognizer, microphone, typist, scheduler);
+    pelix::LiveDictation live(recognizer, microphone, typist, timers);
 
     std::vector<double> first, final;
     for (auto _ : state) {

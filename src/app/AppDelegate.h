@@ -5,7 +5,7 @@
 #include "app/Menu.h"
 #include "app/Recorder.h"
 #include "app/Shell.h"
-#include "app/Timers.h"
+#include "core/Timers.h"
 #include "core/Clock.h"
 #include "core/Prefs.h"
 #include "platform/Keys.h"

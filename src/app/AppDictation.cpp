@@ -9,16 +9,6 @@
 
 namespace pelix {
 
-std::unique_ptr<Scheduler::Pending> SchedulerOnTimers::after(double seconds,
-                                                             std::function<void()> fire) {
-    struct Held final : Pending {
-        std::unique_ptr<PendingTimer> timer;
-    };
-    auto held = std::make_unique<Held>();
-    held->timer = timers_.after(seconds, std::move(fire));
-    return held;
-}
-
 std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines) {
     if (auto mine = engines.resolve(QLocale::system().name())) return mine;
     return engines.resolve(QStringLiteral("en-US"));
@@ -30,8 +20,7 @@ AppDictation::AppDictation(const Clock& clock, Timers& timers, Shell& shell,
       engines_(SpeechEngines::standard()),
       recognizer_([this] { return dictationEngine(engines_); }),
       typist_(paths::cacheDir() + "/borrowed-keys"),
-      scheduler_(timers),
-      live_(recognizer_, microphone, typist_, scheduler_) {
+      live_(recognizer_, microphone, typist_, timers) {
     // The key source must not read the typing as the user's keys: they would end the hold.
     // X server times are whole milliseconds and read back rounded: a little margin covers the
     // last of the typing's own events.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/Shell.h"
-#include "app/Timers.h"
 #include "core/Clock.h"
+#include "core/Timers.h"
 #include "platform/KeySource.h"
 #include "platform/Microphone.h"
 #include "platform/linux/QtClipboard.h"
@@ -14,16 +14,6 @@
 #include <optional>
 
 namespace pelix {
-
-// The application's timers, as live dictation asks for them.
-class SchedulerOnTimers final : public Scheduler {
-public:
-    explicit SchedulerOnTimers(Timers& timers) : timers_(timers) {}
-    std::unique_ptr<Pending> after(double seconds, std::function<void()> fire) override;
-
-private:
-    Timers& timers_;
-};
 
 // The engine for dictating: the one for the user's language, else the one for en-US.
 std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines);
@@ -50,7 +40,6 @@ private:
     EngineRecognizer recognizer_;
     platform::X11Typist typist_;
     platform::QtClipboard clipboard_;
-    SchedulerOnTimers scheduler_;
     LiveDictation live_;
     bool typing_ = false;
 };

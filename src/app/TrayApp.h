@@ -2,7 +2,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/Shell.h"
-#include "app/Timers.h"
+#include "core/Timers.h"
 #include "service/Backend.h"
 #include "ui/Hud.h"
 #include "ui/Sounds.h"

@@ -34,12 +34,12 @@ Correction correction(const QString& typed, const QString& wanted) {
 }
 
 LiveDictation::LiveDictation(Recognizer& recognizer, platform::Microphone& microphone,
-                             platform::Typist& typist, Scheduler& scheduler, QObject* parent)
+                             platform::Typist& typist, Timers& timers, QObject* parent)
     : QObject(parent),
       recognizer_(recognizer),
       microphone_(microphone),
       typist_(typist),
-      scheduler_(scheduler) {}
+      timers_(timers) {}
 
 LiveDictation::~LiveDictation() {
     if (!ended_) {
@@ -107,7 +107,7 @@ void LiveDictation::handle(const Recognizer::Update& update) {
 }
 
 void LiveDictation::scheduleApply() {
-    apply_ = scheduler_.after(kDebounceSeconds, [this] { applyLatest(); });
+    apply_ = timers_.after(kDebounceSeconds, [this] { applyLatest(); });
 }
 
 void LiveDictation::applyLatest() {
@@ -161,7 +161,7 @@ void LiveDictation::stop(std::function<void(const QString&)> finish) {
     // The microphone hands over what it still holds before the audio is closed.
     stopListening();
     recognizer_.endAudio();
-    bound_ = scheduler_.after(kStopBoundSeconds, [this] { complete(); });
+    bound_ = timers_.after(kStopBoundSeconds, [this] { complete(); });
 }
 
 void LiveDictation::cancel(bool erase) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Error.h"
+#include "core/Timers.h"
 #include "platform/Microphone.h"
 #include "platform/Typist.h"
 
@@ -12,17 +13,6 @@
 #include <optional>
 
 namespace pelix {
-
-// Work put off on the main thread; dropping the handle cancels it.
-class Scheduler {
-public:
-    class Pending {
-    public:
-        virtual ~Pending() = default;
-    };
-    virtual ~Scheduler() = default;
-    virtual std::unique_ptr<Pending> after(double seconds, std::function<void()> fire) = 0;
-};
 
 // Streaming recognition of live audio. Updates arrive on the thread that called `begin`, for
 // the recognition begun last only.
@@ -68,7 +58,7 @@ public:
     static constexpr double kStopBoundSeconds = 2.5;
 
     LiveDictation(Recognizer& recognizer, platform::Microphone& microphone,
-                  platform::Typist& typist, Scheduler& scheduler, QObject* parent = nullptr);
+                  platform::Typist& typist, Timers& timers, QObject* parent = nullptr);
     ~LiveDictation() override;
 
     // Calls back (later, on this thread) with whether recognition can run.
@@ -103,12 +93,12 @@ private:
     Recognizer& recognizer_;
     platform::Microphone& microphone_;
     platform::Typist& typist_;
-    Scheduler& scheduler_;
+    Timers& timers_;
 
     QString typed_;
     QString latest_;
-    std::unique_ptr<Scheduler::Pending> apply_;
-    std::unique_ptr<Scheduler::Pending> bound_;
+    std::unique_ptr<PendingTimer> apply_;
+    std::unique_ptr<PendingTimer> bound_;
     std::function<void(const QString&)> finish_;
     bool typesIntoApp_ = false;
     bool ended_ = true;

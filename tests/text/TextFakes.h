@@ -91,9 +91,9 @@ public:
 };
 
 // Timers that run when the test moves time on.
-class ManualScheduler final : public Scheduler {
+class ManualScheduler final : public Timers {
 public:
-    std::unique_ptr<Pending> after(double seconds, std::function<void()> fire) override {
+    std::unique_ptr<PendingTimer> after(double seconds, std::function<void()> fire) override {
         auto entry = std::make_shared<Entry>(Entry{now + seconds, std::move(fire)});
         entries.push_back(entry);
         return std::make_unique<Handle>(entry);
@@ -121,7 +121,7 @@ private:
         std::function<void()> fire;
         bool dropped = false;
     };
-    struct Handle final : Pending {
+    struct Handle final : PendingTimer {
         explicit Handle(std::shared_ptr<Entry> e) : entry(std::move(e)) {}
         ~Handle() override { entry->dropped = true; }
         std::shared_ptr<Entry> entry;

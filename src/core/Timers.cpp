@@ -1,4 +1,4 @@
-#include "app/Timers.h"
+#include "core/Timers.h"
 
 #include <QTimer>
 

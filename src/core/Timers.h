@@ -11,7 +11,7 @@ public:
     virtual ~PendingTimer() = default;
 };
 
-// Where the application's timers come from, so that tests can fire them by hand.
+// Where timers come from, so that tests can fire them by hand.
 class Timers {
 public:
     virtual ~Timers() = default;
