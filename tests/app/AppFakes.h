@@ -3,7 +3,7 @@
 #include "app/AppDelegate.h"
 #include "app/Recorder.h"
 #include "app/Shell.h"
-#include "app/Timers.h"
+#include "core/Timers.h"
 #include "core/Clock.h"
 
 #include <QFile>
