@@ -1,7 +1,5 @@
 #include "platform/linux/LibsecretStore.h"
 
-#include "core/Log.h"
-
 #include <libsecret/secret.h>
 
 namespace pelix::platform {
@@ -41,9 +39,7 @@ std::optional<QString> LibsecretStore::read(const QString& service, const QStrin
     gchar* secret = secret_password_lookup_sync(schema(), nullptr, &error, "service", s.constData(),
                                                 "account", a.constData(), nullptr);
     if (error) {
-        logLine(
-            "keychain",
-            QStringLiteral("no secret store answered (%1)").arg(QString::fromUtf8(error->message)));
+        // No Secret Service on this desktop: there is simply no old token.
         g_error_free(error);
         return std::nullopt;
     }
