@@ -3,6 +3,9 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMimeData>
+#include <QThread>
+
+#include <functional>
 
 namespace pelix::platform {
 namespace {
@@ -11,6 +14,20 @@ bool bookkeeping(const QString& format) {
     static const QStringList skipped{"TARGETS", "MULTIPLE", "TIMESTAMP", "SAVE_TARGETS",
                                      "application/x-qt-image"};
     return skipped.contains(format);
+}
+
+// Qt takes the X selection with the newest server time it has seen. A program that took it a
+// moment ago may hold a newer time that Qt learns only from an event still waiting in the queue;
+// until then the server refuses the take. So events are handled first, and a refused take is
+// tried again for a short while.
+void take(const std::function<void()>& set) {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        set();
+        if (clipboard->ownsClipboard()) return;
+        QThread::msleep(10);
+    }
 }
 
 }  // namespace
@@ -31,7 +48,7 @@ Clipboard::Contents QtClipboard::save() const {
 }
 
 void QtClipboard::setText(const QString& text) {
-    QGuiApplication::clipboard()->setText(text);
+    take([&text] { QGuiApplication::clipboard()->setText(text); });
 }
 
 void QtClipboard::restore(const Contents& contents) {
@@ -40,9 +57,11 @@ void QtClipboard::restore(const Contents& contents) {
         clipboard->clear();
         return;
     }
-    auto* data = new QMimeData;
-    for (const auto& [format, bytes] : *contents) data->setData(format, bytes);
-    clipboard->setMimeData(data);
+    take([&contents, clipboard] {
+        auto* data = new QMimeData;
+        for (const auto& [format, bytes] : *contents) data->setData(format, bytes);
+        clipboard->setMimeData(data);
+    });
 }
 
 }  // namespace pelix::platform
