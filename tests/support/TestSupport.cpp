@@ -2,6 +2,10 @@
 
 #include <QDir>
 #include <QProcess>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <vector>
 
 #include <stdexcept>
 
@@ -62,6 +66,30 @@ ProcessResult runPelix(const QStringList& args, const QByteArray& input,
     result.err += process.readAllStandardError();
     result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     return result;
+}
+
+QStringList spokenWords(const QString& text) {
+    return text.toLower()
+        .remove(QRegularExpression("[^\\p{L}\\p{N}' ]"))
+        .split(' ', Qt::SkipEmptyParts);
+}
+
+double wordErrorRate(const QStringList& reference, const QStringList& heard) {
+    if (reference.isEmpty()) return 0;
+    // One row of the edit-distance table at a time.
+    std::vector<qsizetype> row(heard.size() + 1);
+    for (qsizetype j = 0; j <= heard.size(); ++j) row[j] = j;
+    for (qsizetype i = 1; i <= reference.size(); ++i) {
+        qsizetype diagonal = row[0];
+        row[0] = i;
+        for (qsizetype j = 1; j <= heard.size(); ++j) {
+            const qsizetype above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1,
+                               diagonal + (reference[i - 1] == heard[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return static_cast<double>(row[heard.size()]) / reference.size();
 }
 
 bool waitUntil(const std::function<bool()>& done, int timeoutMs) {

@@ -38,6 +38,13 @@ struct ProcessResult {
 ProcessResult runPelix(const QStringList& args, const QByteArray& input = {},
                        const QProcessEnvironment& extraEnv = {}, int timeoutMs = 60000);
 
+// The lower-case words of a text, punctuation other than apostrophes dropped.
+QStringList spokenWords(const QString& text);
+
+// Word error rate: the word edits (insertions, deletions, substitutions) that turn `reference`
+// into `heard`, over the number of words in `reference` (0 for an empty reference).
+double wordErrorRate(const QStringList& reference, const QStringList& heard);
+
 // Runs the Qt event loop until `done` is true; false on time-out.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);
 

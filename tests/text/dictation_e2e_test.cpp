@@ -19,26 +19,9 @@ using testing::pause;
 
 const QString kSentence = "The weather is nice today and we will go for a walk in the park.";
 
-QStringList wordsOf(const QString& text) {
-    return text.toLower().remove(QRegularExpression("[^a-z' ]")).split(' ', Qt::SkipEmptyParts);
-}
-
-// Word error rate: word edits (insertions, deletions, substitutions) over the reference's words.
+// Word error rate of what was heard against the sentence spoken.
 double wordErrorRate(const QString& reference, const QString& heard) {
-    const QStringList ref = wordsOf(reference), hyp = wordsOf(heard);
-    std::vector<qsizetype> row(hyp.size() + 1);
-    for (qsizetype j = 0; j <= hyp.size(); ++j) row[j] = j;
-    for (qsizetype i = 1; i <= ref.size(); ++i) {
-        qsizetype diagonal = row[0];
-        row[0] = i;
-        for (qsizetype j = 1; j <= hyp.size(); ++j) {
-            const qsizetype above = row[j];
-            row[j] = std::min(
-                {row[j] + 1, row[j - 1] + 1, diagonal + (ref[i - 1] == hyp[j - 1] ? 0 : 1)});
-            diagonal = above;
-        }
-    }
-    return ref.isEmpty() ? 0 : double(row[hyp.size()]) / ref.size();
+    return testing::wordErrorRate(testing::spokenWords(reference), testing::spokenWords(heard));
 }
 
 class DictationEndToEnd : public ::testing::Test {

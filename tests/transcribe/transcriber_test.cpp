@@ -114,23 +114,6 @@ protected:
     QList<Spoken> heard_;
 };
 
-// Word errors between two texts of lower-case words: edits over the length of `want`.
-double wordErrorRate(const QStringList& want, const QStringList& got) {
-    std::vector<qsizetype> row(got.size() + 1);
-    for (qsizetype j = 0; j <= got.size(); ++j) row[j] = j;
-    for (qsizetype i = 1; i <= want.size(); ++i) {
-        qsizetype diagonal = row[0];
-        row[0] = i;
-        for (qsizetype j = 1; j <= got.size(); ++j) {
-            const qsizetype above = row[j];
-            row[j] = std::min(
-                {row[j] + 1, row[j - 1] + 1, diagonal + (want[i - 1] == got[j - 1] ? 0 : 1)});
-            diagonal = above;
-        }
-    }
-    return static_cast<double>(row[got.size()]) / want.size();
-}
-
 TEST_F(Transcribe, HearsTheSentencesWhereTheyWere) {
     const auto result = VT::transcribe(
         engines_, talk_, "en-US", {}, [&](const QString& s) { statuses_ << s; },
@@ -143,7 +126,7 @@ TEST_F(Transcribe, HearsTheSentencesWhereTheyWere) {
 
     QStringList want, got;
     for (const auto& s : sentences_) {
-        want += s.text.toLower().remove('.').split(' ', Qt::SkipEmptyParts);
+        want += testing::spokenWords(s.text);
     }
     double previous = 0;
     const double length = VT::duration(talk_).value_or(0);
@@ -159,7 +142,7 @@ TEST_F(Transcribe, HearsTheSentencesWhereTheyWere) {
         }
     }
     EXPECT_LE(previous, length);
-    EXPECT_LE(wordErrorRate(want, got), 0.15) << got.join(' ').toStdString();
+    EXPECT_LE(testing::wordErrorRate(want, got), 0.15) << got.join(' ').toStdString();
     EXPECT_EQ(leftInTemp(), QStringList());
 }
 
