@@ -3,8 +3,7 @@
 #include "app/AppDelegate.h"
 #include "app/Recorder.h"
 #include "app/Shell.h"
-#include "core/Timers.h"
-#include "core/Clock.h"
+#include "fakes/ManualTime.h"
 
 #include <QFile>
 #include <QStringList>
@@ -14,67 +13,6 @@
 #include <vector>
 
 namespace pelix::fakes {
-
-// A clock that moves only when told.
-class ManualClock final : public Clock {
-public:
-    double uptime() const override { return uptime_; }
-    QDateTime now() const override { return wall_.addMSecs(static_cast<qint64>(uptime_ * 1000)); }
-    void set(double uptime) { uptime_ = uptime; }
-
-private:
-    double uptime_ = 100;
-    QDateTime wall_ = QDateTime::fromSecsSinceEpoch(1'790'000'000);
-};
-
-// Timers fired by moving the clock with `advanceTo`.
-class ManualTimers final : public Timers {
-public:
-    explicit ManualTimers(ManualClock& clock) : clock_(clock) {}
-
-    std::unique_ptr<PendingTimer> after(double seconds, std::function<void()> fire) override {
-        auto entry = std::make_shared<Entry>(Entry{clock_.uptime() + seconds, std::move(fire)});
-        entries_.push_back(entry);
-        return std::make_unique<Handle>(entry);
-    }
-
-    // Moves the clock to `uptime`, firing every timer that falls due on the way, in order.
-    void advanceTo(double uptime) {
-        for (;;) {
-            std::erase_if(entries_, [](const auto& e) { return e->cancelled; });
-            auto next =
-                std::min_element(entries_.begin(), entries_.end(),
-                                 [](const auto& a, const auto& b) { return a->due < b->due; });
-            if (next == entries_.end() || (*next)->due > uptime) break;
-            auto entry = *next;
-            entries_.erase(next);
-            clock_.set(entry->due);
-            entry->cancelled = true;
-            entry->fire();
-        }
-        clock_.set(uptime);
-    }
-
-    int pending() const {
-        return static_cast<int>(std::count_if(entries_.begin(), entries_.end(),
-                                              [](const auto& e) { return !e->cancelled; }));
-    }
-
-private:
-    struct Entry {
-        double due;
-        std::function<void()> fire;
-        bool cancelled = false;
-    };
-    struct Handle final : PendingTimer {
-        explicit Handle(std::shared_ptr<Entry> e) : entry(std::move(e)) {}
-        ~Handle() override { entry->cancelled = true; }
-        std::shared_ptr<Entry> entry;
-    };
-
-    ManualClock& clock_;
-    std::vector<std::shared_ptr<Entry>> entries_;
-};
 
 // A recorder that writes a small file and measures with the clock.
 class FakeRecorder final : public Recorder {

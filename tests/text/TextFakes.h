@@ -1,6 +1,7 @@
 #pragma once
 
 // Stand-ins for the desktop and the recogniser, for typing and live dictation without a display.
+#include "fakes/ManualTime.h"
 #include "text/LiveDictation.h"
 
 #include <QStringList>
@@ -88,46 +89,6 @@ public:
         if (running && samples) samples(QByteArray("tail"));
         running = false;
     }
-};
-
-// Timers that run when the test moves time on.
-class ManualScheduler final : public Timers {
-public:
-    std::unique_ptr<PendingTimer> after(double seconds, std::function<void()> fire) override {
-        auto entry = std::make_shared<Entry>(Entry{now + seconds, std::move(fire)});
-        entries.push_back(entry);
-        return std::make_unique<Handle>(entry);
-    }
-    void advance(double seconds) {
-        const double until = now + seconds;
-        for (;;) {
-            std::erase_if(entries, [](const auto& e) { return e->dropped; });
-            auto next =
-                std::min_element(entries.begin(), entries.end(),
-                                 [](const auto& a, const auto& b) { return a->due < b->due; });
-            if (next == entries.end() || (*next)->due > until) break;
-            auto entry = *next;
-            entries.erase(next);
-            now = entry->due;
-            entry->dropped = true;
-            entry->fire();
-        }
-        now = until;
-    }
-
-private:
-    struct Entry {
-        double due;
-        std::function<void()> fire;
-        bool dropped = false;
-    };
-    struct Handle final : PendingTimer {
-        explicit Handle(std::shared_ptr<Entry> e) : entry(std::move(e)) {}
-        ~Handle() override { entry->dropped = true; }
-        std::shared_ptr<Entry> entry;
-    };
-    double now = 0;
-    std::vector<std::shared_ptr<Entry>> entries;
 };
 
 }  // namespace pelix::fakes

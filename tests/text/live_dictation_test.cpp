@@ -14,7 +14,8 @@ protected:
     fakes::FakeRecognizer recognizer;
     fakes::FakeMicrophone microphone;
     fakes::FakeTypist typist;
-    fakes::ManualScheduler time;
+    fakes::ManualClock clock;
+    fakes::ManualTimers time{clock};
     LiveDictation live{recognizer, microphone, typist, time};
     QStringList finals;
 
