@@ -5,8 +5,7 @@
 // from the tests of the same build (or its path in PELIX_TYPING_TARGET).
 #include "../tests/text/TargetWindow.h"
 #include "app/AppDictation.h"
-#include "platform/linux/QtMicrophone.h"
-#include "platform/linux/X11Typist.h"
+#include "platform/Desktop.h"
 #include "text/EngineRecognizer.h"
 #include "text/Insert.h"
 #include "text/LiveDictation.h"
@@ -50,7 +49,9 @@ double median(std::vector<double> values) {
 
 void typeText(benchmark::State& state, const QString& text) {
     QTemporaryDir dir;
-    pelix::platform::X11Typist typist(dir.filePath("borrowed"));
+    pelix::SystemClock clock;
+    const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
+    pelix::platform::Typist& typist = desktop->typist();
     TargetWindow& window = target();
     for (auto _ : state) {
         window.clear();
@@ -80,7 +81,8 @@ BENCHMARK(BM_TypeUnicode)->UseManualTime()->Iterations(3)->Unit(benchmark::kMill
 // The microphone, noting when the first and the last loud sample of the stream arrived.
 class TimedMicrophone final : public pelix::platform::Microphone {
 public:
-    explicit TimedMicrophone(const TargetWindow& clock) : clock_(clock) {}
+    TimedMicrophone(const TargetWindow& clock, pelix::platform::Microphone& real)
+        : clock_(clock), real_(real) {}
     pelix::Status start(int rate, Samples samples) override {
         onset = end = -1;
         return real_.start(rate, [this, rate, samples](const QByteArray& pcm) {
@@ -102,7 +104,7 @@ public:
 
 private:
     const TargetWindow& clock_;
-    pelix::platform::QtMicrophone real_;
+    pelix::platform::Microphone& real_;
 };
 
 void BM_DictationLatency(benchmark::State& state) {
@@ -118,8 +120,10 @@ void BM_DictationLatency(benchmark::State& state) {
     TargetWindow& window = target();
     pelix::SpeechEngines engines = pelix::SpeechEngines::standard();
     pelix::EngineRecognizer recognizer([&] { return pelix::dictationEngine(engines); });
-    TimedMicrophone microphone(window);
-    pelix::platform::X11Typist typist(dir.filePath("borrowed"));
+    pelix::SystemClock clock;
+    const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
+    TimedMicrophone microphone(window, desktop->microphone());
+    pelix::platform::Typist& typist = desktop->typist();
     pelix::QtTimers timers;
     pelix::LiveDictation live(recognizer, microphone, typist, timers);
 

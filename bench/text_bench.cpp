@@ -1,6 +1,6 @@
 // Throughput of the transcript clean-up on a 1 MB transcript, beside a plain case-insensitive
 // scan of the same buffer.
-#include "text/Words.h"
+#include "text/CleanUp.h"
 
 #include <benchmark/benchmark.h>
 

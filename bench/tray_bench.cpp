@@ -16,7 +16,7 @@ void tapGesture(benchmark::State& state) {
     double now = 0;
     for (auto _ : state) {
         now += 0.1;
-        benchmark::DoNotOptimize(tap.modifiers(pelix::Mods{pelix::Mods::kOption}, now));
+        benchmark::DoNotOptimize(tap.modifiers(pelix::Mods{pelix::Mods::kAlt}, now));
         benchmark::DoNotOptimize(tap.modifiers(pelix::Mods{0}, now + 0.05));
     }
     state.SetItemsProcessed(state.iterations() * 2);

@@ -2,42 +2,24 @@
 
 #include "app/Braindump.h"
 #include "core/Log.h"
-#include "platform/Autostart.h"
 
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
-#include <QInputDialog>
-#include <QMessageBox>
 #include <QPointer>
-#include <QPushButton>
 #include <QThread>
 
 #include <cmath>
 #include <memory>
 
 namespace pelix {
-namespace {
-
-// Dialogs run without blocking the event loop, so the keys, timers and uploads go on.
-template <class Dialog>
-Dialog* openDialog(Dialog* dialog) {
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->open();
-    dialog->raise();
-    dialog->activateWindow();
-    return dialog;
-}
-
-}  // namespace
 
 AppDelegate::AppDelegate(AppParts parts, QObject* parent)
     : QObject(parent), parts_(std::move(parts)) {}
 
 AppDelegate::~AppDelegate() = default;
 
-void AppDelegate::flagsChanged(Mods mods, double now) {
+void AppDelegate::modifiersChanged(Mods mods, double now) {
     switch (gesture_.modifiers(mods, now)) {
         case Outcome::startFiled:
             fileIt_ = true;
@@ -160,11 +142,6 @@ void AppDelegate::discardRecording() {
 }
 
 void AppDelegate::upload(const QString& path, double seconds) {
-    const std::optional<QString> token = parts_.tokens.read();
-    if (!token) {
-        parts_.shell.show(braindump::kUnreadable);
-        return;
-    }
     // Reading and encoding the file takes tens of milliseconds for a long recording: a worker
     // does it, and the request goes out from here once it is done.
     auto body = std::make_shared<Result<QByteArray>>();
@@ -172,7 +149,7 @@ void AppDelegate::upload(const QString& path, double seconds) {
         *body = braindumpBody(path, context);
     });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    connect(worker, &QThread::finished, this, [this, body, path, token = *token, seconds] {
+    connect(worker, &QThread::finished, this, [this, body, path, seconds] {
         if (!*body) {
             parts_.shell.show(braindump::kUnreadable);
             return;
@@ -181,7 +158,7 @@ void AppDelegate::upload(const QString& path, double seconds) {
                                  .arg(QFileInfo(path).fileName())
                                  .arg(seconds, 0, 'f', 1));
         QPointer<AppDelegate> self(this);
-        parts_.api.post("braindump", **body, token, braindump::kUploadTimeout,
+        parts_.api.post("braindump", **body, std::nullopt, braindump::kUploadTimeout,
                         [self, path](RawAnswer answer) {
                             QFile::remove(path);
                             const QString line = uploadLine(answer);
@@ -254,63 +231,61 @@ void AppDelegate::perform(MenuAction action) {
     }
 }
 
+Prompt AppDelegate::signInPrompt(bool again) {
+    return Prompt{
+        .title = again ? "Sign in to Pelix again" : "Sign in to Pelix",
+        .text = "Your browser opens Pelix. Sign in, or create an account if you are new - no "
+                "phone needed. Then click \"Connect this computer\" and you land back here, "
+                "connected.",
+        .accept = "Sign in",
+        .reject = again ? "Cancel" : "Later",
+        .other = "Paste a key instead…",
+    };
+}
+
 void AppDelegate::promptToSignIn() {
     const bool again = parts_.prefs.value("signIn.asked", false).toBool();
     parts_.prefs.setValue("signIn.asked", true);
-    auto* box =
-        new QMessageBox(QMessageBox::NoIcon, again ? "Sign in to Pelix again" : "Sign in to Pelix",
-                        "Your browser opens Pelix. Sign in, or create an account if you are "
-                        "new - no phone needed. Then click \"Connect this Mac\" and you land "
-                        "back here, connected.");
-    QPushButton* signIn = box->addButton("Sign in", QMessageBox::AcceptRole);
-    box->addButton(again ? "Cancel" : "Later", QMessageBox::RejectRole);
-    QPushButton* paste = box->addButton("Paste a key instead…", QMessageBox::ActionRole);
     QPointer<AppDelegate> self(this);
-    connect(box, &QMessageBox::buttonClicked, this, [self, signIn, paste](QAbstractButton* button) {
+    parts_.shell.ask(signInPrompt(again), [self](PromptAnswer answer) {
         if (!self) return;
-        if (button == signIn) {
+        if (answer == PromptAnswer::accept) {
             const QString page =
                 self->parts_.prefs.string("web.signIn").value_or(QString::fromLatin1(kSignInPage));
-            QDesktopServices::openUrl(QUrl(page));
+            self->parts_.openUrl(QUrl(page));
             self->parts_.shell.show("Finish signing in in your browser.");
-        } else if (button == paste) {
+        } else if (answer == PromptAnswer::other) {
             self->promptForToken();
         }
     });
-    openDialog(box);
 }
 
 void AppDelegate::promptForToken() {
-    auto* dialog = new QInputDialog;
-    dialog->setWindowTitle("Pelix");
-    dialog->setLabelText("Paste the key from the Pelix sign-in page (it begins pelix_):");
-    dialog->setTextEchoMode(QLineEdit::Password);
     QPointer<AppDelegate> self(this);
-    connect(dialog, &QInputDialog::textValueSelected, this, [self](const QString& text) {
+    parts_.shell.askForSecret(kKeyLabel, [self](const QString& text) {
         if (!self) return;
         const QString key = text.trimmed();
         if (!isPelixToken(key)) {
-            self->parts_.shell.show("That is not a Pelix key: it begins pelix_.");
+            self->parts_.shell.show(kNotAPastedKey);
             return;
         }
         self->storeToken(key);
     });
-    openDialog(dialog);
 }
 
 void AppDelegate::checkPermissions() {
     const QStringList lines = permissionLines(parts_.facts());
     for (const QString& line : lines) logLine("permissions", line);
-    openDialog(new QMessageBox(QMessageBox::NoIcon, "Pelix", lines.join('\n')));
+    parts_.shell.report("Pelix", lines);
 }
 
 void AppDelegate::toggleLogin() {
-    const Status changed = platform::Autostart::enabled()
-                               ? platform::Autostart::disable()
-                               : platform::Autostart::enable(parts_.facts().program);
+    platform::Autostart& autostart = parts_.autostart;
+    const Status changed =
+        autostart.enabled() ? autostart.disable() : autostart.enable(parts_.facts().program);
     if (!changed) {
         parts_.shell.show("Couldn't change that: " + changed.error().message);
-    } else if (platform::Autostart::enabled()) {
+    } else if (autostart.enabled()) {
         parts_.shell.show("Pelix will open at login.");
     }
 }

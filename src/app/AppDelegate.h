@@ -8,6 +8,7 @@
 #include "core/Timers.h"
 #include "core/Clock.h"
 #include "core/Prefs.h"
+#include "platform/Autostart.h"
 #include "platform/Keys.h"
 #include "service/Api.h"
 #include "service/TokenStore.h"
@@ -30,6 +31,9 @@ struct AppParts {
     Timers& timers;
     Recorder& recorder;
     Shell& shell;
+    platform::Autostart& autostart;
+    // Opens a web page in the user's browser.
+    std::function<bool(const QUrl&)> openUrl = [](const QUrl&) { return false; };
     // Typed recordings and live dictation; none in a build without them.
     Dictation* dictation = nullptr;
     // Reads the state of the desktop for the menu and the permission report.
@@ -46,12 +50,17 @@ public:
     static constexpr auto kSignInPage = "https://pelix.app/sign-in?client=linux";
     static constexpr auto kConnected = "Connected. Tap Alt anywhere and talk.";
     static constexpr auto kNotAKey = "That link did not carry a Pelix key.";
+    static constexpr auto kKeyLabel = "Paste the key from the Pelix sign-in page (it begins pelix_):";
+    static constexpr auto kNotAPastedKey = "That is not a Pelix key: it begins pelix_.";
+
+    // The alert that asks the user to sign in; "again" after the first time.
+    static Prompt signInPrompt(bool again);
 
     explicit AppDelegate(AppParts parts, QObject* parent = nullptr);
     ~AppDelegate() override;
 
     // Every modifier change of the session, with its up-time.
-    void flagsChanged(Mods mods, double now);
+    void modifiersChanged(Mods mods, double now);
     // Every other key press or click.
     void otherInput(const platform::OtherInput& input);
 

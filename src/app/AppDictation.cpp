@@ -1,7 +1,6 @@
 #include "app/AppDictation.h"
 
 #include "core/Log.h"
-#include "core/Paths.h"
 #include "text/Insert.h"
 
 #include <QCoreApplication>
@@ -14,18 +13,18 @@ std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engine
     return engines.resolve(QStringLiteral("en-US"));
 }
 
-AppDictation::AppDictation(const Clock& clock, Timers& timers, Shell& shell,
-                           platform::Microphone& microphone, platform::KeySource& keys)
+bool dictationReady(const SpeechEngines& engines) {
+    const auto choice = dictationEngine(engines);
+    return choice && choice->engine->installed(choice->locale);
+}
+
+AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
+                           platform::Typist& typist)
     : shell_(shell),
       engines_(SpeechEngines::standard()),
       recognizer_([this] { return dictationEngine(engines_); }),
-      typist_(paths::cacheDir() + "/borrowed-keys"),
-      live_(recognizer_, microphone, typist_, timers) {
-    // The key source must not read the typing as the user's keys: they would end the hold.
-    // X server times are whole milliseconds and read back rounded: a little margin covers the
-    // last of the typing's own events.
-    typist_.setInjected([&clock, &keys] { keys.ignoreUntil(clock.uptime() + 0.005); });
-}
+      typist_(typist),
+      live_(recognizer_, microphone, typist_, timers) {}
 
 AppDictation::~AppDictation() = default;
 

@@ -4,8 +4,9 @@
 #include "core/Console.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "platform/Desktop.h"
 #include "platform/SingleInstance.h"
-#include "service/Backend.h"
+#include "service/ServiceContext.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -33,23 +34,28 @@ int runApplication(int argc, char** argv) {
         if (word.startsWith(QStringLiteral("pelix-mac:"), Qt::CaseInsensitive)) message = word;
     }
 
-    const QString socket = platform::SingleInstance::socketName(paths::dataDir());
-    if (platform::SingleInstance::sendToRunning(socket, message)) {
+    SystemClock clock;
+    const std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
+    const std::unique_ptr<platform::SingleInstance> instance =
+        desktop->singleInstance(paths::dataDir());
+    if (instance->sendToRunning(message)) {
         logLine("pelix", message.isEmpty() ? "already running; its menu is open"
                                            : "handed the link to the running Pelix");
         return 0;
     }
-    platform::SingleInstance instance(socket);
-    if (!instance.listen()) {
+    if (!instance->listen()) {
         // Another one started at the same moment and won.
-        if (platform::SingleInstance::sendToRunning(socket, message)) return 0;
-        console::err("Couldn't start Pelix: its socket " + socket + " can't be made.");
+        if (instance->sendToRunning(message)) return 0;
+        console::err("Couldn't start Pelix: its socket " + instance->address() +
+                     " can't be made.");
         return 1;
     }
 
-    Backend backend;
-    TrayApp tray(backend);
-    QObject::connect(&instance, &platform::SingleInstance::received, &tray, &TrayApp::receive);
+    ServiceContext context(clock, desktop->secrets());
+    TrayApp tray(*desktop, context);
+    QObject::connect(instance.get(), &platform::SingleInstance::received, &tray,
+                     &TrayApp::receive);
     tray.start();
     logLine("tray", QStringLiteral("ready in %1 ms").arg(sinceStart.elapsed()));
     if (!message.isEmpty()) tray.receive(message);

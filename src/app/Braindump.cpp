@@ -20,6 +20,8 @@ Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context
 }
 
 QString uploadLine(const RawAnswer& answer) {
+    // The token went between the start of the recording and its upload.
+    if (answer.noToken) return braindump::kUnreadable;
     if (answer.transport) return braindump::kUnreachable + answer.transport->message;
     if (const auto object = json::parseObject(answer.body)) {
         const QJsonValue error = object->value("error");

@@ -8,7 +8,7 @@
 
 namespace pelix {
 
-int runCall(const Args& args, Backend& backend) {
+int runCall(const Args& args, ServiceContext& backend) {
     const QStringList rest = args.after("--call");
     const QString function = rest.value(0);
     QJsonObject body;

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "core/Args.h"
-#include "service/Backend.h"
+#include "service/ServiceContext.h"
 
 namespace pelix {
 
 // --call FUNCTION [JSON-BODY] [--token TOKEN]: one backend function through the Api; the
 // answer object as JSON on standard output (exit 0) or the error's sentence on standard error
 // (exit 1).
-int runCall(const Args& args, Backend& backend);
+int runCall(const Args& args, ServiceContext& backend);
 
 }  // namespace pelix

@@ -4,12 +4,14 @@
 #include "app/Call.h"
 #include "core/Args.h"
 #include "core/Console.h"
+#include "core/Paths.h"
 #include "editor/EditCli.h"
 #include "memos/MemoCli.h"
 #include "notes/ImportNotesCli.h"
-#include "service/Backend.h"
+#include "platform/Desktop.h"
+#include "service/ServiceContext.h"
 #include "text/SelfTest.h"
-#include "text/Words.h"
+#include "text/CleanUp.h"
 #include "transcribe/TranscribeCli.h"
 
 #include <QApplication>
@@ -67,13 +69,19 @@ int cleanUp() {
 }
 
 enum class Needs { nothing, value, words };
+
+// What a mode that runs with a Qt application gets: the desktop and the account's context.
+struct Process {
+    platform::Desktop& desktop;
+    ServiceContext& context;
+};
 enum class Runs { plain, headless, gui };
 
 struct Mode {
     const char* flag;
     Needs needs;
     Runs runs;
-    std::function<int(const Args&, Backend*)> run;
+    std::function<int(const Args&, Process*)> run;
 };
 
 bool selected(const Mode& mode, const Args& args) {
@@ -93,27 +101,27 @@ bool selected(const Mode& mode, const Args& args) {
 const std::vector<Mode>& modes() {
     static const std::vector<Mode> table{
         {"--help", Needs::nothing, Runs::plain,
-         [](const Args&, Backend*) { return console::raw(kHelp), 0; }},
+         [](const Args&, Process*) { return console::raw(kHelp), 0; }},
         {"--version", Needs::nothing, Runs::plain,
-         [](const Args&, Backend*) { return console::out("pelix " PELIX_VERSION), 0; }},
+         [](const Args&, Process*) { return console::out("pelix " PELIX_VERSION), 0; }},
         {"--self-test", Needs::words, Runs::plain,
-         [](const Args&, Backend*) { return selfTest(); }},
+         [](const Args&, Process*) { return selfTest(); }},
         {"--drop-test", Needs::nothing, Runs::gui,
-         [](const Args&, Backend*) { return console::notInThisBuild("The drop test window"); }},
+         [](const Args&, Process*) { return console::notInThisBuild("The drop test window"); }},
         {"--memo", Needs::value, Runs::headless,
-         [](const Args& a, Backend* b) { return runMemoCli(a, *b); }},
+         [](const Args& a, Process* p) { return runMemoCli(a, p->context); }},
         {"--transcribe", Needs::value, Runs::headless,
-         [](const Args& a, Backend* b) { return runTranscribeCli(a, *b); }},
+         [](const Args& a, Process* p) { return runTranscribeCli(a, p->context); }},
         {"--edit", Needs::nothing, Runs::headless,
-         [](const Args& a, Backend* b) { return runEditCli(a, *b); }},
+         [](const Args& a, Process*) { return runEditCli(a); }},
         {"--snapshot", Needs::value, Runs::gui,
-         [](const Args&, Backend*) { return console::notInThisBuild("Drawing snapshots"); }},
+         [](const Args&, Process*) { return console::notInThisBuild("Drawing snapshots"); }},
         {"--clean-up", Needs::nothing, Runs::plain,
-         [](const Args&, Backend*) { return cleanUp(); }},
+         [](const Args&, Process*) { return cleanUp(); }},
         {"--call", Needs::value, Runs::headless,
-         [](const Args& a, Backend* b) { return runCall(a, *b); }},
+         [](const Args& a, Process* p) { return runCall(a, p->context); }},
         {"--import-notes", Needs::nothing, Runs::headless,
-         [](const Args& a, Backend* b) { return runImportNotesCli(a, *b); }},
+         [](const Args& a, Process* p) { return runImportNotesCli(a, p->context); }},
     };
     return table;
 }
@@ -168,8 +176,12 @@ int runPelix(int argc, char** argv) {
             app = std::make_unique<QApplication>(argc, argv);
             break;
     }
-    Backend backend;
-    return mode->run(args, &backend);
+    SystemClock clock;
+    const std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
+    ServiceContext context(clock, desktop->secrets());
+    Process process{*desktop, context};
+    return mode->run(args, &process);
 }
 
 }  // namespace pelix

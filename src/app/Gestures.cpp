@@ -3,7 +3,7 @@
 namespace pelix {
 
 Outcome TapGesture::modifiers(Mods mods, double now) {
-    if (mods.option()) {
+    if (mods.alt()) {
         if (!downAt) {
             downAt = now;
             spentOnSomethingElse = mods.other();

@@ -4,61 +4,36 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "platform/Autostart.h"
-#include "platform/linux/QtMicrophone.h"
-#include "platform/linux/X11KeySource.h"
+#include "platform/Desktop.h"
+#include "platform/KeySource.h"
 #include "ui/TrayLook.h"
 
 #include <QCoreApplication>
 #include <QCursor>
+#include <QDesktopServices>
 #include <QDir>
-#include <QFileInfo>
 #include <QMenu>
-#include <QSystemTrayIcon>
 
 namespace pelix {
 
-TrayShell::TrayShell() = default;
-TrayShell::~TrayShell() = default;
-
-void TrayShell::setLook(ui::TrayLook look) {
-    look_ = look;
-    if (icon_) icon_->setIcon(ui::trayIcon(look));
-}
-
-bool TrayShell::showIcon(QMenu* menu) {
-    if (icon_) return true;
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) return false;
-    icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_));
-    icon_->setToolTip("Pelix");
-    icon_->setContextMenu(menu);
-    QObject::connect(icon_.get(), &QSystemTrayIcon::activated, menu,
-                     [menu](QSystemTrayIcon::ActivationReason reason) {
-                         if (reason == QSystemTrayIcon::Trigger) menu->popup(QCursor::pos());
-                     });
-    icon_->show();
-    return true;
-}
-
-bool TrayShell::iconShown() const {
-    return icon_ != nullptr;
-}
-
-TrayApp::TrayApp(Backend& backend, QObject* parent)
+TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent)
     : QObject(parent),
-      backend_(backend),
-      keys_(std::make_unique<platform::X11KeySource>(backend.clock())),
-      microphone_(std::make_unique<platform::QtMicrophone>()),
-      recorder_(std::make_unique<MicRecorder>(*microphone_, backend.clock(), paths::tempDir())),
-      dictation_(
-          std::make_unique<AppDictation>(backend.clock(), timers_, shell_, *microphone_, *keys_)) {
+      desktop_(desktop),
+      context_(context),
+      recorder_(
+          std::make_unique<MicRecorder>(desktop.microphone(), context.clock(), paths::tempDir())),
+      dictation_(std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(),
+                                                desktop.typist())) {
     delegate_ = std::make_unique<AppDelegate>(AppParts{
-        .clock = backend.clock(),
-        .prefs = backend.prefs(),
-        .tokens = backend.tokens(),
-        .api = backend.api(),
+        .clock = context.clock(),
+        .prefs = context.prefs(),
+        .tokens = context.tokens(),
+        .api = context.api(),
         .timers = timers_,
         .recorder = *recorder_,
         .shell = shell_,
+        .autostart = desktop.autostart(),
+        .openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); },
         .dictation = dictation_.get(),
         .facts = [this] { return facts(true); },
     });
@@ -70,15 +45,16 @@ DesktopFacts TrayApp::facts(bool devices) const {
     DesktopFacts facts;
     facts.program = QCoreApplication::applicationFilePath();
     facts.installed = QDir(QCoreApplication::applicationDirPath()) == QDir(PELIX_INSTALL_BINDIR);
-    // Under Wayland, X11 clients see only the keys typed into other X11 clients.
-    facts.keysSeen = keys_->listening() && qEnvironmentVariable("XDG_SESSION_TYPE") != "wayland";
-    facts.token = backend_.tokens().read().has_value();
-    facts.openAtLogin = platform::Autostart::enabled();
-    facts.insertIntoApp = backend_.prefs().insertIntoApp();
+    facts.keysSeen = desktop_.keysHeard();
+    facts.token = context_.tokens().read().has_value();
+    facts.openAtLogin = desktop_.autostart().enabled();
+    facts.insertIntoApp = context_.prefs().insertIntoApp();
     if (devices) {
-        facts.microphone = platform::QtMicrophone::present();
-        facts.speechModel = QFileInfo::exists(PELIX_SPEECH_MODEL_DIR "/en-us/en-us");
-        facts.typing = platform::X11KeySource::probe().xtest;
+        const platform::Probes probes = desktop_.probe();
+        facts.keysSeen = probes.keysSeen;
+        facts.microphone = probes.microphone;
+        facts.typing = probes.typing;
+        facts.speechModel = dictationReady(SpeechEngines::standard());
     }
     return facts;
 }
@@ -93,17 +69,17 @@ void TrayApp::start() {
     menu_ = std::make_unique<QMenu>();
     connect(menu_.get(), &QMenu::aboutToShow, this, &TrayApp::rebuildMenu);
     rebuildMenu();
-    const bool signedIn = backend_.tokens().read().has_value();
+    const bool signedIn = context_.tokens().read().has_value();
     shell_.setLook(signedIn ? ui::TrayLook::idle : ui::TrayLook::signedOut);
     if (!shell_.showIcon(menu_.get())) {
         logLine("tray", kNoTray);
         shell_.show(kNoTray);
     }
 
-    const bool askedBefore = backend_.prefs().axAsked();
-    if (!askedBefore) backend_.prefs().setAxAsked(true);
-    const Status listening = keys_->start({
-        .flagsChanged = [this](Mods mods, double now) { delegate_->flagsChanged(mods, now); },
+    const bool askedBefore = context_.prefs().axAsked();
+    if (!askedBefore) context_.prefs().setAxAsked(true);
+    const Status listening = desktop_.keys().start({
+        .modifiersChanged = [this](Mods mods, double now) { delegate_->modifiersChanged(mods, now); },
         .otherInput = [this](const platform::OtherInput& input) { delegate_->otherInput(input); },
     });
     if (!listening) {
@@ -116,12 +92,12 @@ void TrayApp::start() {
 }
 
 void TrayApp::registerAtLogin() {
-    Prefs& prefs = backend_.prefs();
+    Prefs& prefs = context_.prefs();
     if (prefs.loginAsked() || !facts(false).installed) return;
     prefs.setLoginAsked(true);
-    if (platform::Autostart::enabled()) return;
-    if (const Status done = platform::Autostart::enable(QCoreApplication::applicationFilePath());
-        done) {
+    platform::Autostart& autostart = desktop_.autostart();
+    if (autostart.enabled()) return;
+    if (const Status done = autostart.enable(QCoreApplication::applicationFilePath()); done) {
         shell_.show("Pelix will open at login.");
     } else {
         shell_.show("Couldn't change that: " + done.error().message);

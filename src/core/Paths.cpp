@@ -15,14 +15,24 @@ QString xdg(const char* variable, const QString& fallbackUnderHome) {
 
 }  // namespace
 
+QString xdgConfigHome() {
+    return xdg("XDG_CONFIG_HOME", ".config");
+}
+QString xdgDataHome() {
+    return xdg("XDG_DATA_HOME", ".local/share");
+}
+QString xdgCacheHome() {
+    return xdg("XDG_CACHE_HOME", ".cache");
+}
+
 QString configDir() {
-    return xdg("XDG_CONFIG_HOME", ".config") + "/Pelix";
+    return xdgConfigHome() + "/Pelix";
 }
 QString dataDir() {
-    return xdg("XDG_DATA_HOME", ".local/share") + "/Pelix";
+    return xdgDataHome() + "/Pelix";
 }
 QString cacheDir() {
-    return xdg("XDG_CACHE_HOME", ".cache") + "/Pelix";
+    return xdgCacheHome() + "/Pelix";
 }
 
 QString videosDir() {

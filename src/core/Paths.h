@@ -4,6 +4,12 @@
 
 namespace pelix::paths {
 
+// The XDG base folders themselves ($XDG_CONFIG_HOME, else ~/.config; relative values are
+// ignored, as the XDG rules say).
+QString xdgConfigHome();
+QString xdgDataHome();
+QString xdgCacheHome();
+
 // $XDG_CONFIG_HOME/Pelix: where the preferences file lives.
 QString configDir();
 // $XDG_DATA_HOME/Pelix: token, window key, editor projects, speech models.

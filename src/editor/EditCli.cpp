@@ -219,7 +219,7 @@ const std::map<QString, QString>& laterCommands() {
 
 }  // namespace
 
-int runEditCli(const Args& args, Backend&) {
+int runEditCli(const Args& args) {
     QStringList words;  // the command and its operands, without the qualifying options
     for (const QString& word : args.after("--edit")) {
         if (!word.startsWith("--")) words << word;

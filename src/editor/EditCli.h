@@ -1,11 +1,10 @@
 #pragma once
 
 #include "core/Args.h"
-#include "service/Backend.h"
 
 namespace pelix {
 
 // The command-line mode of this folder; returns the process's exit status.
-int runEditCli(const Args& args, Backend& backend);
+int runEditCli(const Args& args);
 
 }  // namespace pelix

@@ -1,6 +1,6 @@
 #include "editor/EditText.h"
 
-#include <QTextBoundaryFinder>
+#include "core/Graphemes.h"
 
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
@@ -106,9 +106,8 @@ bool endsSentence(QStringView text) {
     if (enders.find(last) == std::u16string_view::npos) return false;
     if (text.size() == 1) return true;
     // The mark must be a grapheme cluster by itself, not the tail of a longer one.
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.data(), text.size());
-    finder.toEnd();
-    return finder.toPreviousBoundary() == text.size() - 1;
+    const QList<qsizetype> bounds = graphemeBounds(text);
+    return bounds[bounds.size() - 2] == text.size() - 1;
 }
 
 bool isPunctuation(QStringView text) {
@@ -138,10 +137,7 @@ QStringList splitAtSpaces(QStringView text) {
 
 qsizetype characterCount(QStringView text) {
     if (simple(text)) return text.size();
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.data(), text.size());
-    qsizetype count = 0;
-    while (finder.toNextBoundary() > 0) ++count;
-    return count;
+    return graphemeCount(text);
 }
 
 QStringList characters(QStringView text) {
@@ -151,11 +147,9 @@ QStringList characters(QStringView text) {
         for (QChar c : text) result.append(QString(c));
         return result;
     }
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.data(), text.size());
-    qsizetype from = 0;
-    for (qsizetype to = finder.toNextBoundary(); to > 0; to = finder.toNextBoundary()) {
-        result.append(text.sliced(from, to - from).toString());
-        from = to;
+    const QList<qsizetype> bounds = graphemeBounds(text);
+    for (qsizetype i = 1; i < bounds.size(); ++i) {
+        result.append(text.sliced(bounds[i - 1], bounds[i] - bounds[i - 1]).toString());
     }
     return result;
 }

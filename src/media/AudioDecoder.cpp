@@ -58,10 +58,15 @@ AudioDecoder::AudioDecoder(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) 
 AudioDecoder::~AudioDecoder() = default;
 
 Result<std::unique_ptr<AudioDecoder>> AudioDecoder::open(const QString& file, int sampleRate) {
+    return open(ff::openInput(file), file, sampleRate);
+}
+
+Result<std::unique_ptr<AudioDecoder>> AudioDecoder::open(ff::Input input, const QString& file,
+                                                         int sampleRate) {
     auto impl = std::make_unique<Impl>();
     impl->file = file;
     impl->rate = sampleRate;
-    impl->input = ff::openInput(file);
+    impl->input = std::move(input);
     if (!impl->input) return fail(kNotMedia, ff::notMediaMessage(file));
     const AVCodec* decoder = nullptr;
     impl->stream = av_find_best_stream(impl->input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);

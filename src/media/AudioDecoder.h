@@ -8,7 +8,13 @@
 #include <memory>
 #include <vector>
 
+struct AVFormatContext;
+
 namespace pelix::media {
+
+namespace ff {
+struct FormatCloser;
+}
 
 // Reads the first audio track of a file as signed 16-bit PCM, mono, at a chosen sample rate,
 // block by block (16 kHz for the recognisers). Not thread-safe; one thread at a time.
@@ -16,6 +22,10 @@ class AudioDecoder {
 public:
     // Fails with kNotMedia or kNoSound (the sentences name the file).
     static Result<std::unique_ptr<AudioDecoder>> open(const QString& file, int sampleRate = 16000);
+    // The same over a container already opened for `file`, which the decoder takes over.
+    static Result<std::unique_ptr<AudioDecoder>> open(
+        std::unique_ptr<AVFormatContext, ff::FormatCloser> input, const QString& file,
+        int sampleRate);
     ~AudioDecoder();
     AudioDecoder(const AudioDecoder&) = delete;
     AudioDecoder& operator=(const AudioDecoder&) = delete;

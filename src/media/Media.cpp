@@ -44,16 +44,18 @@ struct OutputCloser {
     }
 };
 
-// Copies an AAC track into a new M4A as it is: no encoding time and no second lossy generation.
-// None when the track is not AAC (it is encoded instead).
-std::optional<Status> copyAacTrack(const QString& file, const QString& target) {
-    ff::Input input = ff::openInput(file);
-    if (!input) return fail(kNotMedia, ff::notMediaMessage(file));
-    const int index = av_find_best_stream(input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
-    if (index == AVERROR_STREAM_NOT_FOUND) return fail(kNoSound, ff::noSoundMessage(file));
+// The audio track of `input` if it is AAC, which is copied as it is; else none.
+std::optional<int> aacTrack(AVFormatContext* input) {
+    const int index = av_find_best_stream(input, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (index < 0 || input->streams[index]->codecpar->codec_id != AV_CODEC_ID_AAC) {
         return std::nullopt;
     }
+    return index;
+}
+
+// Copies the AAC track `index` into a new M4A as it is: no encoding time and no second lossy
+// generation.
+Status copyAacTrack(const ff::Input& input, int index, const QString& file, const QString& target) {
     const AVStream* source = input->streams[index];
     const QString partial = ff::partialPath(target);
     const QByteArray path = QFile::encodeName(partial);
@@ -128,11 +130,16 @@ Result<QString> extractAudio(const QString& file) {
         QDir(paths::tempDir())
             .filePath("pelix-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
                       ".m4a");
-    if (std::optional<Status> copied = copyAacTrack(file, target)) {
-        if (!*copied) return std::unexpected(copied->error());
+    // One opening of the file serves the look at its tracks and the copy or the decoding.
+    ff::Input input = ff::openInput(file);
+    if (!input) return fail(kNotMedia, ff::notMediaMessage(file));
+    if (const std::optional<int> aac = aacTrack(input.get())) {
+        if (Status copied = copyAacTrack(input, *aac, file, target); !copied) {
+            return std::unexpected(copied.error());
+        }
         return target;
     }
-    auto decoder = AudioDecoder::open(file, AacWriter::kSampleRate);
+    auto decoder = AudioDecoder::open(std::move(input), file, AacWriter::kSampleRate);
     if (!decoder) return std::unexpected(decoder.error());
     auto writer = AacWriter::open(target);
     Status copied = writer ? copySamples(**decoder, **writer, 0, -1) : Status{};

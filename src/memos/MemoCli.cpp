@@ -8,7 +8,7 @@
 
 namespace pelix {
 
-int runMemoCli(const Args& args, Backend& backend) {
+int runMemoCli(const Args& args, ServiceContext& backend) {
     const QString file = args.value("--memo").value_or(QString());
     double piece = VoiceMemoWatcher::kPiece;
     if (const auto given = args.value("--piece")) {

@@ -208,10 +208,8 @@ void VoiceMemoWatcher::fileMemo(std::shared_ptr<Memo> memo, std::function<void(O
     const QJsonObject body{
         {"transcript", memo->text}, {"filename", memo->name}, {"context", context}};
 
-    const auto token = api_.tokens().read();
-    if (!token) return finish(Outcome::failed, couldNotBeSent(Api::kNoToken), done);
     QPointer<VoiceMemoWatcher> self(this);
-    api_.post("braindump", json::compact(body), *token, kSendLimit,
+    api_.post("braindump", json::compact(body), std::nullopt, kSendLimit,
               [self, memo, done = std::move(done)](RawAnswer answer) {
                   if (!self) return;
                   if (!answer.transport && answer.status == 422) {

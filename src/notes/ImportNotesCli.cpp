@@ -7,7 +7,7 @@
 
 namespace pelix {
 
-int runImportNotesCli(const Args& args, Backend& backend) {
+int runImportNotesCli(const Args& args, ServiceContext& backend) {
     std::optional<AppleNotesImport::Source> source;
     if (const auto file = args.value("--from")) {
         source = AppleNotesImport::fileSource(*file);

@@ -6,18 +6,15 @@
 
 namespace pelix::platform {
 
-// Opening at login through an XDG autostart entry ($XDG_CONFIG_HOME/autostart/pelix.desktop).
+// Opening Pelix when the user logs in.
 class Autostart {
 public:
-    // The entry's file.
-    static QString file();
-
-    // True while the entry exists and is not hidden.
-    static bool enabled();
-    // Writes the entry, starting `program`.
-    static Status enable(const QString& program);
-    // Removes the entry.
-    static Status disable();
+    virtual ~Autostart() = default;
+    // True while Pelix opens at login.
+    virtual bool enabled() const = 0;
+    // Opens `program` at every login from now on.
+    virtual Status enable(const QString& program) = 0;
+    virtual Status disable() = 0;
 };
 
 }  // namespace pelix::platform

@@ -12,7 +12,7 @@ class KeySource {
 public:
     struct Handlers {
         // A modifier key went down or up: the state after it and its up-time.
-        std::function<void(Mods, double)> flagsChanged;
+        std::function<void(Mods, double)> modifiersChanged;
         // A plain key press or a mouse click.
         std::function<void(const OtherInput&)> otherInput;
     };

@@ -29,7 +29,7 @@ enum : std::uint32_t {
 
 int slot(KeyRole role) {
     switch (role) {
-        case KeyRole::option:
+        case KeyRole::alt:
             return 0;
         case KeyRole::shift:
             return 1;
@@ -50,7 +50,7 @@ KeyRole roleOfKeysym(std::uint32_t keysym) {
         case kAltR:
         case kMetaL:
         case kMetaR:
-            return KeyRole::option;
+            return KeyRole::alt;
         case kShiftL:
         case kShiftR:
             return KeyRole::shift;
@@ -86,7 +86,7 @@ Mods ModTracker::change(int keycode, KeyRole role, bool down) {
 }
 
 Mods ModTracker::current() const {
-    static constexpr int kBits[4] = {Mods::kOption, Mods::kShift, Mods::kOther, Mods::kControl};
+    static constexpr int kBits[4] = {Mods::kAlt, Mods::kShift, Mods::kOther, Mods::kControl};
     Mods out;
     for (int s = 0; s < 4; ++s) {
         for (std::uint64_t word : down_[s]) {

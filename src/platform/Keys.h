@@ -9,14 +9,14 @@ namespace pelix::platform {
 
 // The modifier state of one keyboard event, four bits.
 struct Mods {
-    static constexpr int kOption = 1;  // Alt
+    static constexpr int kAlt = 1;  // Alt
     static constexpr int kShift = 2;
     static constexpr int kOther = 4;    // Super, Hyper, AltGr, Caps Lock on
     static constexpr int kControl = 8;  // Ctrl
 
     int bits = 0;
 
-    bool option() const { return bits & kOption; }
+    bool alt() const { return bits & kAlt; }
     bool shift() const { return bits & kShift; }
     bool other() const { return bits & kOther; }
     bool control() const { return bits & kControl; }
@@ -24,9 +24,9 @@ struct Mods {
 };
 
 // What a key means to the gestures.
-enum class KeyRole { option, shift, control, other, capsLock, ignored, plain };
+enum class KeyRole { alt, shift, control, other, capsLock, ignored, plain };
 
-// The role of an X keysym: Alt and Meta are the Option key, Super, Hyper, AltGr and Mode_switch
+// The role of an X keysym: Alt and Meta are the Alt role, Super, Hyper, AltGr and Mode_switch
 // are "other" modifiers, Num Lock is ignored, everything else is a plain key.
 KeyRole roleOfKeysym(std::uint32_t keysym);
 

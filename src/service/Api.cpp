@@ -59,18 +59,11 @@ QUrl Api::functionUrl(const QString& name) const {
 
 void Api::call(const QString& name, const QJsonObject& body, std::optional<QString> token,
                double timeoutSeconds, Done done) {
-    if (!token || token->isEmpty()) token = tokens_.read();
-    if (!token) {
-        // Callers may be on any thread; the answer still comes on the Api's thread.
-        QMetaObject::invokeMethod(
-            this, [done = std::move(done)] { done(fail(401, kNoToken)); }, Qt::QueuedConnection);
-        return;
-    }
-    post(name, json::compact(body), *token, timeoutSeconds,
+    post(name, json::compact(body), std::move(token), timeoutSeconds,
          [done = std::move(done)](RawAnswer answer) { done(read(answer)); });
 }
 
-void Api::post(const QString& name, const QByteArray& body, const QString& token,
+void Api::post(const QString& name, const QByteArray& body, std::optional<QString> token,
                double timeoutSeconds, RawDone done) {
     if (QThread::currentThread() != thread()) {
         QMetaObject::invokeMethod(
@@ -81,10 +74,18 @@ void Api::post(const QString& name, const QByteArray& body, const QString& token
             Qt::QueuedConnection);
         return;
     }
+    if (!token || token->isEmpty()) token = tokens_.read();
+    if (!token) {
+        // The answer still comes later, as every answer does.
+        QMetaObject::invokeMethod(
+            this, [done = std::move(done)] { done(RawAnswer{.noToken = true}); },
+            Qt::QueuedConnection);
+        return;
+    }
     QNetworkRequest request(functionUrl(name));
     request.setTransferTimeout(static_cast<int>(std::lround(timeoutSeconds * 1000)));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("application/json"));
-    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
 
     QNetworkReply* reply = network_->post(request, body);
     connect(reply, &QNetworkReply::finished, this, [reply, done = std::move(done)] {
@@ -102,6 +103,7 @@ void Api::post(const QString& name, const QByteArray& body, const QString& token
 }
 
 Result<QJsonObject> Api::read(const RawAnswer& answer) {
+    if (answer.noToken) return fail(401, kNoToken);
     if (answer.transport) return std::unexpected(*answer.transport);
     const auto object = json::parseObject(answer.body);
     if (!object) return QJsonObject{};

@@ -26,6 +26,8 @@ struct RawAnswer {
     int status = 0;
     QByteArray body;
     std::optional<Error> transport;
+    // Nothing was sent: no token was passed and none is stored.
+    bool noToken = false;
 };
 
 // Titles of what "organize" filed.
@@ -57,14 +59,15 @@ public:
     using Done = std::function<void(Result<QJsonObject>)>;
     using RawDone = std::function<void(RawAnswer)>;
 
-    // Calls one function. Without a token (none passed, none stored) `done` gets a 401 error
-    // at once and nothing is sent.
+    // Calls one function with `token`, else the stored token, read afresh for every request.
+    // Without either, `done` gets a 401 error ("Sign in first…") and nothing is sent.
     void call(const QString& name, const QJsonObject& body, std::optional<QString> token,
               double timeoutSeconds, Done done);
 
     // Sends one function request with the common frame and hands over the raw answer, for the
-    // callers that read the status code themselves. The token must be resolved by the caller.
-    void post(const QString& name, const QByteArray& body, const QString& token,
+    // callers that read the status code themselves. The token is found as for `call`; without
+    // one the answer is marked `noToken` and nothing is sent.
+    void post(const QString& name, const QByteArray& body, std::optional<QString> token,
               double timeoutSeconds, RawDone done);
 
     // Turns a raw answer into the result of `call`.

@@ -1,6 +1,6 @@
 #include "text/Insert.h"
 
-#include "text/Graphemes.h"
+#include "core/Graphemes.h"
 
 #include <QTimer>
 
@@ -41,26 +41,13 @@ void paste(platform::Typist& typist, platform::Clipboard& clipboard, const QStri
     platform::Clipboard::Contents saved = clipboard.save();
     clipboard.setText(text);
     // The clipboard's new owner must be settled before the application asks it for the text.
-    QTimer::singleShot(0, &clipboard, [&typist] { tap(typist, kKeyV, kFlagCommand); });
+    QTimer::singleShot(0, &clipboard, [&typist] { tap(typist, platform::Key::v, true); });
     QTimer::singleShot(kRestoreMs, &clipboard,
                        [&clipboard, saved = std::move(saved)] { clipboard.restore(saved); });
 }
 
-void tap(platform::Typist& typist, std::uint16_t key, std::uint64_t flags) {
-    const bool control = flags & (kFlagCommand | kFlagControl);
-    switch (key) {
-        case kKeyV:
-            typist.press(platform::Key::v, control, 1);
-            break;
-        case kKeyReturn:
-            typist.press(platform::Key::enter, control, 1);
-            break;
-        case kKeyDelete:
-            typist.press(platform::Key::backspace, control, 1);
-            break;
-        default:
-            break;
-    }
+void tap(platform::Typist& typist, platform::Key key, bool control) {
+    typist.press(key, control, 1);
 }
 
 }  // namespace pelix::Insert

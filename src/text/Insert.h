@@ -6,7 +6,6 @@
 #include <QStringList>
 
 #include <chrono>
-#include <cstdint>
 #include <optional>
 
 namespace pelix::Insert {
@@ -19,14 +18,6 @@ inline constexpr qsizetype kChunkCharacters = 512;
 inline constexpr std::chrono::microseconds kChunkPause{6000};
 // How long after a paste the user's clipboard comes back.
 inline constexpr int kRestoreMs = 700;
-
-// Key codes and flags that callers name keys with (the codes of a Mac keyboard, which the rest
-// of the system speaks), mapped here to the keys of this desktop.
-inline constexpr std::uint16_t kKeyV = 9;
-inline constexpr std::uint16_t kKeyReturn = 36;
-inline constexpr std::uint16_t kKeyDelete = 51;
-inline constexpr std::uint64_t kFlagControl = 0x40000;
-inline constexpr std::uint64_t kFlagCommand = 0x100000;  // Ctrl on this desktop
 
 // `text` cut into pieces of at most `size` user-perceived characters, never inside one: the
 // empty text is one empty piece.
@@ -44,7 +35,7 @@ void type(platform::Typist& typist, const QString& text);
 // what the clipboard held `kRestoreMs` after the call. Returns at once.
 void paste(platform::Typist& typist, platform::Clipboard& clipboard, const QString& text);
 
-// One press of a key named by its Mac code with flags; unknown codes press nothing.
-void tap(platform::Typist& typist, std::uint16_t key, std::uint64_t flags);
+// One press of `key`, with Ctrl held around it when `control`.
+void tap(platform::Typist& typist, platform::Key key, bool control = false);
 
 }  // namespace pelix::Insert

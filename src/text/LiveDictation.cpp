@@ -1,9 +1,9 @@
 #include "text/LiveDictation.h"
 
 #include "speech/SpeechEngine.h"
-#include "text/Graphemes.h"
+#include "core/Graphemes.h"
 #include "text/Insert.h"
-#include "text/Words.h"
+#include "text/CleanUp.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>

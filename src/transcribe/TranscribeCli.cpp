@@ -6,7 +6,6 @@
 #include "transcribe/VideoTranscriber.h"
 
 #include <QElapsedTimer>
-#include <QEventLoop>
 #include <QFileInfo>
 #include <QJsonArray>
 
@@ -31,51 +30,40 @@ QJsonObject noteBody(const QString& file, const QString& text, const QDateTime& 
 
 }  // namespace
 
-int runTranscribeCli(const Args& args, Backend& backend) {
+int runTranscribeCli(const Args& args, ServiceContext& context) {
     const QString file = *args.value("--transcribe");
     const SpeechEngines engines = SpeechEngines::standard();
     const QString locale = args.value("--lang").value_or(VideoTranscriber::defaultLocale(engines));
 
     QElapsedTimer clock;
     clock.start();
-    QEventLoop loop;
-    std::optional<Result<QList<Spoken>>> outcome;
-    QObject context;
-    VideoTranscriber::start(
-        engines, file, locale, {}, &context, [](const QString& status) { console::err(status); },
-        [](const Spoken& piece) {
-            console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
-        },
-        [&](Result<QList<Spoken>> result) {
-            outcome = std::move(result);
-            loop.quit();
-        });
-    if (!outcome) loop.exec();
+    QString text;
+    QObject owner;
+    const int heard = console::runUntilAnswered([&](console::Answer done) {
+        VideoTranscriber::start(
+            engines, file, locale, {}, &owner,
+            [](const QString& status) { console::err(status); },
+            [](const Spoken& piece) {
+                console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
+            },
+            [&, done = std::move(done)](Result<QList<Spoken>> spoken) {
+                if (!spoken) return done(std::unexpected(spoken.error()));
+                text = VideoTranscriber::paragraphs(*spoken, kParagraphGap);
+                done(text + '\n' +
+                     QString::asprintf("%d pieces in %.1fs", static_cast<int>(spoken->size()),
+                                       static_cast<double>(clock.elapsed()) / 1000.0));
+            });
+    });
+    if (heard != 0 || !args.has("--save")) return heard;
 
-    if (!*outcome) {
-        console::err(outcome->error().message);
-        return 1;
-    }
-    const QList<Spoken>& spoken = **outcome;
-    const QString text = VideoTranscriber::paragraphs(spoken, kParagraphGap);
-    console::out(text);
-    console::out(QString::asprintf("%d pieces in %.1fs", static_cast<int>(spoken.size()),
-                                   static_cast<double>(clock.elapsed()) / 1000.0));
-    if (!args.has("--save")) return 0;
-
-    std::optional<Result<QJsonObject>> saved;
-    backend.api().call("import-notes", noteBody(file, text, backend.clock().now()), std::nullopt,
-                       kSaveTimeLimit, [&](Result<QJsonObject> answer) {
-                           saved = std::move(answer);
-                           loop.quit();
-                       });
-    if (!saved) loop.exec();
-    if (!*saved) {
-        console::err(saved->error().message);
-        return 1;
-    }
-    console::out("Saved to Pelix, in Videos.");
-    return 0;
+    return console::runUntilAnswered([&](console::Answer done) {
+        context.api().call("import-notes", noteBody(file, text, context.clock().now()),
+                           std::nullopt, kSaveTimeLimit,
+                           [done = std::move(done)](Result<QJsonObject> answer) {
+                               if (!answer) return done(std::unexpected(answer.error()));
+                               done(QStringLiteral("Saved to Pelix, in Videos."));
+                           });
+    });
 }
 
 }  // namespace pelix

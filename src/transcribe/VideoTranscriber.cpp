@@ -2,7 +2,7 @@
 
 #include "media/AudioDecoder.h"
 #include "media/Media.h"
-#include "text/Words.h"
+#include "text/CleanUp.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 // The AppDelegate's road of a recording, with a fake recorder, shell and timers, and the
 // loopback backend in place of the service.
-#include "AppFakes.h"
+#include "fakes/AppFakes.h"
 #include "app/AppDelegate.h"
 #include "app/Braindump.h"
 #include "app/Menu.h"
@@ -16,7 +16,7 @@
 namespace pelix {
 namespace {
 
-constexpr int A = Mods::kOption, S = Mods::kShift, C = Mods::kControl;
+constexpr int A = Mods::kAlt, S = Mods::kShift, C = Mods::kControl;
 const platform::OtherInput kEscape{true, 0xff1b, 0};
 const platform::OtherInput kLetter{true, 'a', 0};
 
@@ -41,7 +41,14 @@ protected:
                 .timers = timers,
                 .recorder = recorder,
                 .shell = shell,
+                .autostart = autostart,
+                .openUrl =
+                    [this](const QUrl& url) {
+                        opened << url;
+                        return true;
+                    },
                 .dictation = dictation,
+                .facts = [this] { return facts; },
             });
         }
         return *delegate;
@@ -49,7 +56,7 @@ protected:
 
     void flags(int mods, double at) {
         timers.advanceTo(at);
-        app().flagsChanged(Mods{mods}, at);
+        app().modifiersChanged(Mods{mods}, at);
     }
     void tapAlt(double at) {
         flags(A, at);
@@ -74,6 +81,9 @@ protected:
     fakes::ManualTimers timers;
     fakes::FakeRecorder recorder;
     fakes::FakeShell shell;
+    fakes::FakeAutostart autostart;
+    QList<QUrl> opened;
+    DesktopFacts facts;
     Dictation* dictation = nullptr;
     std::unique_ptr<AppDelegate> delegate;
     int answers = 0;
@@ -159,7 +169,7 @@ TEST_F(AppDelegateTest, EachAnswerGivesItsLineAndTheFileGoes) {
 TEST_F(AppDelegateTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
     Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
     delegate = std::make_unique<AppDelegate>(
-        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell});
+        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell, autostart});
     countAnswers();
     tapAlt(100);
     tapAlt(102);
@@ -173,6 +183,7 @@ TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
     QFile::remove(tokens.file("token"));
     QFile(home.path() + "/pelix-2.m4a").open(QIODevice::WriteOnly);
     app().upload(home.path() + "/pelix-2.m4a", 2);
+    EXPECT_TRUE(testing::waitUntil([&] { return shell.lines.size() == 2; }));
     EXPECT_EQ(shell.lines, QStringList(2, braindump::kUnreadable));
     testing::waitUntil([] { return false; }, 100);
     EXPECT_TRUE(server.requests("braindump").isEmpty());
@@ -335,6 +346,57 @@ TEST_F(AppDelegateTest, TheTypingSwitchFlipsItsPreferenceAndItsTick) {
     app().perform(MenuAction::toggleInsert);
     EXPECT_TRUE(prefs.insertIntoApp());
     EXPECT_TRUE(typingItem().checked);
+}
+
+TEST_F(AppDelegateTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {
+    QFile::remove(tokens.file("token"));
+    app().promptToSignIn();
+    ASSERT_EQ(shell.prompts.size(), 1u);
+    EXPECT_EQ(shell.prompts[0].title, "Sign in to Pelix");
+    EXPECT_EQ(shell.prompts[0].reject, "Later");
+    shell.answerPrompt(PromptAnswer::accept);
+    EXPECT_EQ(opened, QList<QUrl>{QUrl(AppDelegate::kSignInPage)});
+    EXPECT_EQ(shell.lines.value(0), "Finish signing in in your browser.");
+
+    // The second time the title says "again"; the other button asks for a key.
+    app().promptToSignIn();
+    ASSERT_EQ(shell.prompts.size(), 2u);
+    EXPECT_EQ(shell.prompts[1].title, "Sign in to Pelix again");
+    EXPECT_EQ(shell.prompts[1].reject, "Cancel");
+    shell.answerPrompt(PromptAnswer::other);
+    ASSERT_EQ(shell.secretLabels, QStringList{AppDelegate::kKeyLabel});
+
+    shell.enterSecret("not a key");
+    EXPECT_EQ(shell.lines.last(), AppDelegate::kNotAPastedKey);
+    EXPECT_EQ(tokens.read(), std::nullopt);
+    shell.enterSecret("  pelix_pasted \n");
+    EXPECT_EQ(tokens.read(), "pelix_pasted");
+    EXPECT_EQ(shell.lines.last(), AppDelegate::kConnected);
+
+    // Later (or closing the alert) does nothing more.
+    app().promptToSignIn();
+    shell.answerPrompt(PromptAnswer::reject);
+    EXPECT_EQ(opened.size(), 1);
+    EXPECT_EQ(shell.secretLabels.size(), 1);
+}
+
+TEST_F(AppDelegateTest, ThePermissionReportShowsALinePerCheckAndLoginFollowsTheSwitch) {
+    facts.keysSeen = true;
+    facts.program = "/usr/bin/pelix";
+    app().perform(MenuAction::checkPermissions);
+    ASSERT_EQ(shell.reports.size(), 1u);
+    EXPECT_EQ(shell.reports[0].second, permissionLines(facts));
+
+    app().perform(MenuAction::openAtLogin);
+    EXPECT_TRUE(autostart.on);
+    EXPECT_EQ(autostart.program, "/usr/bin/pelix");
+    EXPECT_EQ(shell.lines.last(), "Pelix will open at login.");
+    app().perform(MenuAction::openAtLogin);
+    EXPECT_FALSE(autostart.on);
+
+    autostart.failWith = Error{"pelix", 1, "The folder is read-only."};
+    app().perform(MenuAction::openAtLogin);
+    EXPECT_EQ(shell.lines.last(), "Couldn't change that: The folder is read-only.");
 }
 
 }  // namespace

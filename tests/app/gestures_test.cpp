@@ -8,7 +8,7 @@
 namespace pelix {
 namespace {
 
-constexpr int A = Mods::kOption, S = Mods::kShift, O = Mods::kOther, C = Mods::kControl;
+constexpr int A = Mods::kAlt, S = Mods::kShift, O = Mods::kOther, C = Mods::kControl;
 
 struct Step {
     int mods;

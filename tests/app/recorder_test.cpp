@@ -1,6 +1,6 @@
 // The microphone recorder with a scripted microphone and the real AAC/M4A writer.
 #include "app/Recorder.h"
-#include "AppFakes.h"
+#include "fakes/AppFakes.h"
 #include "media/Media.h"
 #include "platform/Microphone.h"
 

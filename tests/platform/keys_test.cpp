@@ -11,8 +11,8 @@ TEST(Keys, KeysymsTakeTheirRoles) {
         std::uint32_t keysym;
         KeyRole role;
     } cases[] = {
-        {0xffe9, KeyRole::option},   {0xffea, KeyRole::option},   // Alt_L, Alt_R
-        {0xffe7, KeyRole::option},                                // Meta_L
+        {0xffe9, KeyRole::alt},   {0xffea, KeyRole::alt},   // Alt_L, Alt_R
+        {0xffe7, KeyRole::alt},                                // Meta_L
         {0xffe1, KeyRole::shift},    {0xffe4, KeyRole::control},  // Shift_L, Control_R
         {0xffeb, KeyRole::other},    {0xfe03, KeyRole::other},    // Super_L, AltGr
         {0xffe5, KeyRole::capsLock}, {0xff7f, KeyRole::ignored},  // Caps Lock, Num Lock
@@ -24,12 +24,12 @@ TEST(Keys, KeysymsTakeTheirRoles) {
 
 TEST(Keys, TrackerCombinesKeysAndCapsLock) {
     ModTracker t;
-    EXPECT_EQ(t.change(64, KeyRole::option, true).bits, Mods::kOption);
+    EXPECT_EQ(t.change(64, KeyRole::alt, true).bits, Mods::kAlt);
     // Both Alt keys: one let go, the other still counts.
-    EXPECT_EQ(t.change(108, KeyRole::option, true).bits, Mods::kOption);
-    EXPECT_EQ(t.change(64, KeyRole::option, false).bits, Mods::kOption);
-    EXPECT_EQ(t.change(37, KeyRole::control, true).bits, Mods::kOption | Mods::kControl);
-    EXPECT_EQ(t.change(108, KeyRole::option, false).bits, Mods::kControl);
+    EXPECT_EQ(t.change(108, KeyRole::alt, true).bits, Mods::kAlt);
+    EXPECT_EQ(t.change(64, KeyRole::alt, false).bits, Mods::kAlt);
+    EXPECT_EQ(t.change(37, KeyRole::control, true).bits, Mods::kAlt | Mods::kControl);
+    EXPECT_EQ(t.change(108, KeyRole::alt, false).bits, Mods::kControl);
     EXPECT_EQ(t.change(37, KeyRole::control, false).bits, 0);
     // Caps Lock on is "other" until it is switched off, whatever is held.
     EXPECT_EQ(t.setCapsLocked(true).bits, Mods::kOther);
@@ -37,7 +37,7 @@ TEST(Keys, TrackerCombinesKeysAndCapsLock) {
     EXPECT_EQ(t.setCapsLocked(false).bits, Mods::kShift);
     EXPECT_EQ(t.change(50, KeyRole::shift, false).bits, 0);
     // Key codes out of range change nothing.
-    EXPECT_EQ(t.change(300, KeyRole::option, true).bits, 0);
+    EXPECT_EQ(t.change(300, KeyRole::alt, true).bits, 0);
 }
 
 TEST(Keys, ServerTimesBecomeUptime) {

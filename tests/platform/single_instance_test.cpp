@@ -1,5 +1,6 @@
 // One running Pelix per data folder; later ones hand over their message.
 #include "platform/Autostart.h"
+#include "platform/Desktop.h"
 #include "platform/SingleInstance.h"
 #include "support/TestSupport.h"
 
@@ -12,22 +13,27 @@
 namespace pelix::platform {
 namespace {
 
-TEST(SingleInstance, SecondInstanceHandsOverItsLinkAndAThirdCannotListen) {
+class DesktopTest : public ::testing::Test {
+protected:
     testing::IsolatedHome home;
-    const QString name = SingleInstance::socketName(home.dataDir());
-    EXPECT_FALSE(SingleInstance::sendToRunning(name, "nobody", 200));
+    SystemClock clock;
+    std::unique_ptr<Desktop> desktop = makeDesktop({.clock = clock, .cacheDir = home.path()});
+};
 
-    SingleInstance first(name);
-    ASSERT_TRUE(first.listen());
-    SingleInstance second(name);
-    EXPECT_FALSE(second.listen());
+TEST_F(DesktopTest, SecondInstanceHandsOverItsLinkAndAThirdCannotListen) {
+    const auto first = desktop->singleInstance(home.dataDir());
+    const auto second = desktop->singleInstance(home.dataDir());
+    const auto third = desktop->singleInstance(home.dataDir());
+    EXPECT_FALSE(second->sendToRunning("nobody", 200));
+    ASSERT_TRUE(first->listen());
+    EXPECT_FALSE(third->listen());
 
     QStringList got;
-    QObject::connect(&first, &SingleInstance::received, [&](const QString& m) { got << m; });
+    QObject::connect(first.get(), &SingleInstance::received, [&](const QString& m) { got << m; });
     // The sender blocks, so it runs beside the event loop that answers.
     bool sent = false;
     QThread* sender = QThread::create([&] {
-        sent = SingleInstance::sendToRunning(name, "pelix-mac://connect?token=pelix_x", 3000);
+        sent = second->sendToRunning("pelix-mac://connect?token=pelix_x", 3000);
     });
     sender->start();
     EXPECT_TRUE(testing::waitUntil([&] { return sender->isFinished(); }, 5000));
@@ -38,38 +44,36 @@ TEST(SingleInstance, SecondInstanceHandsOverItsLinkAndAThirdCannotListen) {
     EXPECT_EQ(got, QStringList{"pelix-mac://connect?token=pelix_x"});
 }
 
-TEST(SingleInstance, ASocketLeftByADeadProcessIsTakenOver) {
-    testing::IsolatedHome home;
-    const QString name = SingleInstance::socketName(home.dataDir());
+TEST_F(DesktopTest, ASocketLeftByADeadProcessIsTakenOver) {
+    const auto instance = desktop->singleInstance(home.dataDir());
     // A socket file that nobody answers on.
-    QFile stale(name);
+    QFile stale(instance->address());
     ASSERT_TRUE(stale.open(QIODevice::WriteOnly));
     stale.close();
-    SingleInstance instance(name);
-    EXPECT_TRUE(instance.listen());
+    EXPECT_TRUE(instance->listen());
 }
 
-TEST(Autostart, EntryIsWrittenReadAndRemoved) {
-    testing::IsolatedHome home;
-    EXPECT_FALSE(Autostart::enabled());
-    ASSERT_TRUE(Autostart::enable("/opt/pelix dir/bin/pelix"));
-    EXPECT_TRUE(Autostart::file().startsWith(home.path() + "/config/autostart/"));
-    EXPECT_TRUE(Autostart::enabled());
+TEST_F(DesktopTest, AutostartEntryIsWrittenReadAndRemoved) {
+    Autostart& autostart = desktop->autostart();
+    const QString entry = home.path() + "/config/autostart/pelix.desktop";
+    EXPECT_FALSE(autostart.enabled());
+    ASSERT_TRUE(autostart.enable("/opt/pelix dir/bin/pelix"));
+    EXPECT_TRUE(autostart.enabled());
     {
-        QFile file(Autostart::file());
+        QFile file(entry);
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         EXPECT_TRUE(file.readAll().contains("\nExec=\"/opt/pelix dir/bin/pelix\"\n"));
     }
     // A desktop that hides the entry switches it off.
     {
-        QFile file(Autostart::file());
+        QFile file(entry);
         ASSERT_TRUE(file.open(QIODevice::Append));
         file.write("Hidden=true\n");
     }
-    EXPECT_FALSE(Autostart::enabled());
-    ASSERT_TRUE(Autostart::disable());
-    EXPECT_FALSE(QFile::exists(Autostart::file()));
-    EXPECT_TRUE(Autostart::disable());
+    EXPECT_FALSE(autostart.enabled());
+    ASSERT_TRUE(autostart.disable());
+    EXPECT_FALSE(QFile::exists(entry));
+    EXPECT_TRUE(autostart.disable());
 }
 
 }  // namespace

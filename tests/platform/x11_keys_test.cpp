@@ -1,6 +1,7 @@
 // The X11 key source on a real X display (Xvfb in the test session), driven through XTest.
 #include "core/Clock.h"
-#include "platform/linux/X11KeySource.h"
+#include "platform/Desktop.h"
+#include "platform/KeySource.h"
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
@@ -33,7 +34,7 @@ protected:
         ASSERT_NE(display, nullptr)
             << "The X display " << qgetenv("DISPLAY").constData() << " does not answer.";
         ASSERT_TRUE(source.start({
-            .flagsChanged =
+            .modifiersChanged =
                 [this](Mods m, double t) {
                     seen.push_back({true, m.bits, 0, false, t});
                 },
@@ -73,7 +74,8 @@ protected:
     }
 
     SystemClock clock;
-    X11KeySource source{clock};
+    std::unique_ptr<Desktop> desktop = makeDesktop({.clock = clock, .cacheDir = QString()});
+    KeySource& source = desktop->keys();
     Display* display = nullptr;
     std::vector<Seen> seen;
 };

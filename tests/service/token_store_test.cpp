@@ -1,6 +1,8 @@
 #include "service/TokenStore.h"
 
-#include "platform/linux/LibsecretStore.h"
+#include "core/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/SecretStore.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -147,7 +149,9 @@ protected:
 };
 
 TEST_F(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
-    pelix::platform::LibsecretStore secrets;
+    pelix::SystemClock clock;
+    const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = QString()});
+    pelix::platform::SecretStore& secrets = desktop->secrets();
     ASSERT_TRUE(pelix::testing::waitUntil(
         [] { return storeInKeyring(Keychain::kService, Keychain::kAccount, "pelix_kc"); }, 10000))
         << "the GNOME keyring never answered on the session bus";

@@ -1,6 +1,6 @@
 #include "media/AudioDecoder.h"
 #include "media/TestMedia.h"
-#include "speech/FakeEngine.h"
+#include "fakes/FakeEngine.h"
 #include "speech/PocketSphinxEngine.h"
 #include "speech/SpeechEngines.h"
 

@@ -1,8 +1,8 @@
 // Live dictation's rules over fake recognition, microphone and keyboard: debounce, correction,
 // completion, stopping and cancelling.
-#include "TextFakes.h"
+#include "fakes/TextFakes.h"
 #include "support/TestSupport.h"
-#include "text/Words.h"
+#include "text/CleanUp.h"
 
 #include <gtest/gtest.h>
 

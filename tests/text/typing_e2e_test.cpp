@@ -1,7 +1,6 @@
 // Typing and pasting into a real Qt window on the test session's X display, through XTest.
 #include "TargetWindow.h"
-#include "platform/linux/QtClipboard.h"
-#include "platform/linux/X11Typist.h"
+#include "platform/Desktop.h"
 #include "support/TestSupport.h"
 #include "text/Insert.h"
 
@@ -67,13 +66,16 @@ protected:
         ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
             << "No X display: run the tests inside scripts/with-desktop.";
         ASSERT_TRUE(hands.ok()) << "XTest can't open the display.";
-        ASSERT_TRUE(typist.available()) << "The display has no XTest.";
+        ASSERT_TRUE(desktop->probe().typing) << "The display has no XTest.";
         ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
     }
 
     QTemporaryDir dir;
     Hands hands;
-    platform::X11Typist typist{dir.filePath("borrowed")};
+    SystemClock clock;
+    std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
+    platform::Typist& typist = desktop->typist();
     testing::TargetWindow target{PELIX_TYPING_TARGET};
 };
 
@@ -95,17 +97,21 @@ TEST_F(TypingEndToEnd, BorrowedKeysGoBackAfterTypingAndAfterACrash) {
     // Kept for the next time it comes, until the typist goes.
     Insert::type(typist, QString::fromUtf8("žž"));
     ASSERT_TRUE(target.waitForText(QString::fromUtf8("žžž")));
-    typist.giveBack();
+    desktop.reset();
     EXPECT_EQ(hands.codeOf(zcaron), 0);
 
     // A typist that never gets to give its keys back, as in a crash; the next one puts it right.
-    auto* crashed = new platform::X11Typist(dir.filePath("crashed"));
-    crashed->type(QString::fromUtf8("ž"));
+    QTemporaryDir other;
+    const platform::DesktopOptions options{.clock = clock, .cacheDir = other.path()};
+    platform::Desktop* crashed = platform::makeDesktop(options).release();
+    crashed->typist().type(QString::fromUtf8("ž"));
     EXPECT_NE(hands.codeOf(zcaron), 0);
-    platform::X11Typist next(dir.filePath("crashed"));
-    ASSERT_TRUE(next.available());
+    const std::unique_ptr<platform::Desktop> next = platform::makeDesktop(options);
+    // Its first look at the display puts the codes right.
+    next->typist().frontWindow();
     EXPECT_EQ(hands.codeOf(zcaron), 0);
-    EXPECT_FALSE(QFile::exists(dir.filePath("crashed")));
+    EXPECT_FALSE(QFile::exists(other.filePath("borrowed-keys")));
+    // Gone without giving anything back: its codes were cleared already.
     delete crashed;
 }
 
@@ -118,7 +124,7 @@ TEST_F(TypingEndToEnd, TheTargetIsTheWindowInFront) {
 }
 
 TEST_F(TypingEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
-    platform::QtClipboard clipboard;
+    platform::Clipboard& clipboard = desktop->clipboard();
     target.send("own");
     ASSERT_TRUE(target.waitForLine("owned"));
     const QMap<QString, QByteArray> before = target.clipboard();
@@ -168,7 +174,7 @@ TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
     }
     // The window manager reads every change of the keyboard map, slowly: the next test on this
     // display starts once it manages a new window again.
-    typist.giveBack();
+    desktop.reset();
     testing::TargetWindow settled{PELIX_TYPING_TARGET};
     EXPECT_TRUE(settled.ready(30000));
 }

@@ -1,6 +1,6 @@
 // Cutting text for typing, the prefix diff of dictation, and Insert's choices, without a display.
-#include "TextFakes.h"
-#include "text/Graphemes.h"
+#include "fakes/TextFakes.h"
+#include "core/Graphemes.h"
 #include "text/Insert.h"
 
 #include <gtest/gtest.h>

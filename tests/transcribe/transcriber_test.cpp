@@ -1,5 +1,5 @@
 #include "media/TestMedia.h"
-#include "speech/FakeEngine.h"
+#include "fakes/FakeEngine.h"
 #include "speech/PocketSphinxEngine.h"
 #include "support/TestSupport.h"
 #include "transcribe/StableId.h"

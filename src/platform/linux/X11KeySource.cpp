@@ -107,8 +107,8 @@ void X11KeySource::drain() {
             const Mods mods = tracker_.setCapsLocked(locked);
             const double uptime =
                 serverTimeToUptime(static_cast<std::uint32_t>(xkb.state.time), clock_.uptime());
-            if (uptime > ignoreUntil_ && handlers_.flagsChanged)
-                handlers_.flagsChanged(mods, uptime);
+            if (uptime > ignoreUntil_ && handlers_.modifiersChanged)
+                handlers_.modifiersChanged(mods, uptime);
             continue;
         }
         XGenericEventCookie* cookie = &event.xcookie;
@@ -140,7 +140,7 @@ void X11KeySource::drain() {
             continue;
         }
         const Mods mods = tracker_.change(detail, role, down);
-        if (!ours && handlers_.flagsChanged) handlers_.flagsChanged(mods, uptime);
+        if (!ours && handlers_.modifiersChanged) handlers_.modifiersChanged(mods, uptime);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "text/Words.h"
+#include "text/CleanUp.h"
 #include "text/SelfTest.h"
 
 #include <gtest/gtest.h>

@@ -54,15 +54,52 @@ private:
     double startedAt_ = 0;
 };
 
+// A shell that records what it shows; dialogs wait until the test answers them.
 class FakeShell final : public Shell {
 public:
     void show(const QString& line) override { lines << line; }
     void setLook(ui::TrayLook l) override { look = l; }
     void play(ui::Sound sound) override { sounds.push_back(sound); }
+    void ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) override {
+        prompts.push_back(prompt);
+        answerPrompt = std::move(answered);
+    }
+    void askForSecret(const QString& label, std::function<void(QString)> entered) override {
+        secretLabels << label;
+        enterSecret = std::move(entered);
+    }
+    void report(const QString& title, const QStringList& lines) override {
+        reports.push_back({title, lines});
+    }
 
     QStringList lines;
     ui::TrayLook look = ui::TrayLook::idle;
     std::vector<ui::Sound> sounds;
+    std::vector<Prompt> prompts;
+    std::function<void(PromptAnswer)> answerPrompt;
+    QStringList secretLabels;
+    std::function<void(QString)> enterSecret;
+    std::vector<std::pair<QString, QStringList>> reports;
+};
+
+// Opening at login as a switch, with a failure to order.
+class FakeAutostart final : public platform::Autostart {
+public:
+    bool enabled() const override { return on; }
+    Status enable(const QString& path) override {
+        if (failWith) return std::unexpected(*failWith);
+        program = path;
+        on = true;
+        return {};
+    }
+    Status disable() override {
+        if (failWith) return std::unexpected(*failWith);
+        on = false;
+        return {};
+    }
+    bool on = false;
+    QString program;
+    std::optional<Error> failWith;
 };
 
 class FakeDictation final : public Dictation {

@@ -1,4 +1,4 @@
-#include "text/Graphemes.h"
+#include "core/Graphemes.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
@@ -12,7 +12,8 @@ QList<qsizetype> graphemeBounds(QStringView text) {
     QList<qsizetype> bounds{0};
     if (text.isEmpty()) return bounds;
     UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::BreakIterator> breaks(
+    // Making an iterator loads its rules: one per thread, kept.
+    thread_local const std::unique_ptr<icu::BreakIterator> breaks(
         icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
     UText* utext = utext_openUChars(nullptr, reinterpret_cast<const UChar*>(text.utf16()),
                                     text.size(), &status);
@@ -26,6 +27,8 @@ QList<qsizetype> graphemeBounds(QStringView text) {
     for (int32_t at = breaks->next(); at != icu::BreakIterator::DONE; at = breaks->next()) {
         bounds.append(at);
     }
+    // The iterator keeps no reference to the text once it has another.
+    breaks->setText(icu::UnicodeString());
     utext_close(utext);
     return bounds;
 }

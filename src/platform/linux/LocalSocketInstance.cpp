@@ -1,4 +1,4 @@
-#include "platform/SingleInstance.h"
+#include "platform/linux/LocalSocketInstance.h"
 
 #include "core/Paths.h"
 
@@ -11,7 +11,7 @@
 
 namespace pelix::platform {
 
-QString SingleInstance::socketName(const QString& dataDir) {
+QString LocalSocketInstance::socketName(const QString& dataDir) {
     const QByteArray digest =
         QCryptographicHash::hash(QDir::cleanPath(dataDir).toUtf8(), QCryptographicHash::Sha256)
             .toHex()
@@ -21,9 +21,9 @@ QString SingleInstance::socketName(const QString& dataDir) {
     return QStringLiteral("%1/pelix-%2-%3.sock").arg(folder).arg(getuid()).arg(digest);
 }
 
-bool SingleInstance::sendToRunning(const QString& name, const QString& message, int timeoutMs) {
+bool LocalSocketInstance::sendToRunning(const QString& message, int timeoutMs) {
     QLocalSocket socket;
-    socket.connectToServer(name);
+    socket.connectToServer(name_);
     if (!socket.waitForConnected(timeoutMs)) return false;
     socket.write(message.toUtf8() + '\n');
     if (!socket.waitForBytesWritten(timeoutMs)) return false;
@@ -32,12 +32,12 @@ bool SingleInstance::sendToRunning(const QString& name, const QString& message, 
     return true;
 }
 
-SingleInstance::SingleInstance(QString name, QObject* parent)
-    : QObject(parent), name_(std::move(name)) {}
+LocalSocketInstance::LocalSocketInstance(QString name, QObject* parent)
+    : SingleInstance(parent), name_(std::move(name)) {}
 
-SingleInstance::~SingleInstance() = default;
+LocalSocketInstance::~LocalSocketInstance() = default;
 
-bool SingleInstance::listen() {
+bool LocalSocketInstance::listen() {
     // Someone answering on the name is the running instance. (Listening with access options
     // would replace its socket rather than fail, so ask first.)
     {

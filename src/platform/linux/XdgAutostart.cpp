@@ -1,5 +1,6 @@
-#include "platform/Autostart.h"
+#include "platform/linux/XdgAutostart.h"
 
+#include "core/Paths.h"
 #include "core/PrivateFile.h"
 
 #include <QDir>
@@ -9,20 +10,17 @@
 
 namespace pelix::platform {
 
-QString Autostart::file() {
-    QString config = qEnvironmentVariable("XDG_CONFIG_HOME");
-    if (config.isEmpty() || !QDir::isAbsolutePath(config))
-        config = QDir::home().filePath(".config");
-    return config + "/autostart/pelix.desktop";
+QString XdgAutostart::file() {
+    return paths::xdgConfigHome() + "/autostart/pelix.desktop";
 }
 
-bool Autostart::enabled() {
+bool XdgAutostart::enabled() const {
     if (!QFile::exists(file())) return false;
     QSettings entry(file(), QSettings::IniFormat);
     return !entry.value("Desktop Entry/Hidden", false).toBool();
 }
 
-Status Autostart::enable(const QString& program) {
+Status XdgAutostart::enable(const QString& program) {
     QString quoted = program;
     quoted.replace('\\', "\\\\").replace('"', "\\\"");
     const QByteArray text =
@@ -39,7 +37,7 @@ Status Autostart::enable(const QString& program) {
     return writeFileAtomically(file(), text);
 }
 
-Status Autostart::disable() {
+Status XdgAutostart::disable() {
     if (QFile::exists(file()) && !QFile::remove(file())) {
         return fail(1, QStringLiteral("The file %1 could not be removed.").arg(file()));
     }

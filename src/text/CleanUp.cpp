@@ -1,4 +1,4 @@
-#include "text/Words.h"
+#include "text/CleanUp.h"
 
 #include <QtGlobal>
 
@@ -37,7 +37,7 @@ std::unique_ptr<icu::RegexPattern> compile(const char16_t* source) {
     std::unique_ptr<icu::RegexPattern> pattern(icu::RegexPattern::compile(
         icu::UnicodeString(source), UREGEX_CASE_INSENSITIVE, where, status));
     if (U_FAILURE(status)) {
-        qFatal("Words.cpp: a clean-up pattern does not compile (%s at offset %d)",
+        qFatal("CleanUp.cpp: a clean-up pattern does not compile (%s at offset %d)",
                u_errorName(status), where.offset);
     }
     return pattern;

@@ -1,0 +1,87 @@
+#include "app/TrayShell.h"
+
+#include <QCursor>
+#include <QInputDialog>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSystemTrayIcon>
+
+#include <memory>
+
+namespace pelix {
+namespace {
+
+template <class Dialog>
+void open(Dialog* dialog) {
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->open();
+    dialog->raise();
+    dialog->activateWindow();
+}
+
+}  // namespace
+
+TrayShell::TrayShell() = default;
+TrayShell::~TrayShell() = default;
+
+void TrayShell::setLook(ui::TrayLook look) {
+    look_ = look;
+    if (icon_) icon_->setIcon(ui::trayIcon(look));
+}
+
+void TrayShell::ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) {
+    auto* box = new QMessageBox(QMessageBox::NoIcon, prompt.title, prompt.text);
+    QPushButton* accept = box->addButton(prompt.accept, QMessageBox::AcceptRole);
+    box->addButton(prompt.reject, QMessageBox::RejectRole);
+    QPushButton* other =
+        prompt.other.isEmpty() ? nullptr : box->addButton(prompt.other, QMessageBox::ActionRole);
+    // Exactly one answer: a button, or closing the box.
+    auto once = std::make_shared<std::function<void(PromptAnswer)>>(std::move(answered));
+    QObject::connect(box, &QMessageBox::buttonClicked, box,
+                     [once, accept, other](QAbstractButton* button) {
+                         if (!*once) return;
+                         const auto answer = button == accept  ? PromptAnswer::accept
+                                             : button == other ? PromptAnswer::other
+                                                               : PromptAnswer::reject;
+                         std::exchange(*once, nullptr)(answer);
+                     });
+    QObject::connect(box, &QObject::destroyed, [once] {
+        if (*once) std::exchange(*once, nullptr)(PromptAnswer::reject);
+    });
+    open(box);
+}
+
+void TrayShell::askForSecret(const QString& label, std::function<void(QString)> entered) {
+    auto* dialog = new QInputDialog;
+    dialog->setWindowTitle("Pelix");
+    dialog->setLabelText(label);
+    dialog->setTextEchoMode(QLineEdit::Password);
+    QObject::connect(dialog, &QInputDialog::textValueSelected, dialog,
+                     [entered = std::move(entered)](const QString& text) { entered(text); });
+    open(dialog);
+}
+
+void TrayShell::report(const QString& title, const QStringList& lines) {
+    open(new QMessageBox(QMessageBox::NoIcon, title, lines.join('\n')));
+}
+
+bool TrayShell::showIcon(QMenu* menu) {
+    if (icon_) return true;
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) return false;
+    icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_));
+    icon_->setToolTip("Pelix");
+    icon_->setContextMenu(menu);
+    QObject::connect(icon_.get(), &QSystemTrayIcon::activated, menu,
+                     [menu](QSystemTrayIcon::ActivationReason reason) {
+                         if (reason == QSystemTrayIcon::Trigger) menu->popup(QCursor::pos());
+                     });
+    icon_->show();
+    return true;
+}
+
+bool TrayShell::iconShown() const {
+    return icon_ != nullptr;
+}
+
+}  // namespace pelix

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "app/Shell.h"
+#include "ui/Hud.h"
+#include "ui/Sounds.h"
+
+#include <memory>
+
+class QMenu;
+class QSystemTrayIcon;
+
+namespace pelix {
+
+// The shell of the tray application: the status line, the sounds, the tray icon, and dialogs
+// that never block the event loop (keys, timers and uploads go on while they are open).
+class TrayShell final : public Shell {
+public:
+    TrayShell();
+    ~TrayShell() override;
+
+    void show(const QString& line) override { hud_.show(line); }
+    void setLook(ui::TrayLook look) override;
+    void play(ui::Sound sound) override { sounds_.play(sound); }
+    void ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) override;
+    void askForSecret(const QString& label, std::function<void(QString)> entered) override;
+    void report(const QString& title, const QStringList& lines) override;
+
+    // Puts the icon with `menu` into the tray; false when the desktop has no tray.
+    bool showIcon(QMenu* menu);
+    bool iconShown() const;
+
+private:
+    ui::Hud hud_;
+    ui::Sounds sounds_;
+    std::unique_ptr<QSystemTrayIcon> icon_;
+    ui::TrayLook look_ = ui::TrayLook::idle;
+};
+
+}  // namespace pelix

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/Desktop.h"
+
+#include <memory>
+
+namespace pelix::platform {
+
+class LibsecretStore;
+class QtMicrophone;
+class XdgAutostart;
+
+// The services every Linux session shares: the microphone through the sound server, the Secret
+// Service, XDG autostart and the local socket between instances. A session's own desktop adds
+// the keys, the typist and the clipboard.
+class LinuxDesktop : public Desktop {
+public:
+    LinuxDesktop();
+    ~LinuxDesktop() override;
+
+    Microphone& microphone() override;
+    SecretStore& secrets() override;
+    Autostart& autostart() override;
+    std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) override;
+
+protected:
+    bool microphonePresent() const;
+
+private:
+    std::unique_ptr<QtMicrophone> microphone_;
+    std::unique_ptr<LibsecretStore> secrets_;
+    std::unique_ptr<XdgAutostart> autostart_;
+};
+
+// An X11 session (Xorg): keys from XInput 2, typing through XTest, the clipboard through Qt.
+// In a Wayland session it serves only the X11 clients (Xwayland), which the probes report.
+class X11Desktop final : public LinuxDesktop {
+public:
+    explicit X11Desktop(const DesktopOptions& options);
+    ~X11Desktop() override;
+
+    KeySource& keys() override;
+    Typist& typist() override;
+    Clipboard& clipboard() override;
+    bool keysHeard() override;
+    Probes probe() override;
+
+private:
+    struct Parts;
+    const Clock& clock_;
+    QString cacheDir_;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace pelix::platform
