@@ -2,6 +2,7 @@
 
 #include "app/Application.h"
 #include "app/Call.h"
+#include "app/SnapshotCli.h"
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/Paths.h"
@@ -10,8 +11,8 @@
 #include "notes/ImportNotesCli.h"
 #include "platform/Desktop.h"
 #include "service/ServiceContext.h"
-#include "text/SelfTest.h"
 #include "text/CleanUp.h"
+#include "text/SelfTest.h"
 #include "transcribe/TranscribeCli.h"
 
 #include <QApplication>
@@ -37,7 +38,8 @@ Modes:
   --transcribe PATH [--lang LOCALE] [--save]
                                   transcribe a video or audio file on this machine
   --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
-  --snapshot DIR                  draw the windows into PNG files (not in this build yet)
+  --snapshot DIR [--drop-ui] [--memos] [--editor] [--framing] [--video]
+                                  draw the windows into PNG files in DIR
   --clean-up                      clean a transcript from standard input to standard output
   --call FUNCTION [JSON] [--token TOKEN]
                                   call one backend function and print its answer
@@ -75,7 +77,8 @@ struct Process {
     platform::Desktop& desktop;
     ServiceContext& context;
 };
-enum class Runs { plain, headless, gui };
+// How a mode runs: without Qt, with Qt Core, with windows, or with windows drawn off-screen.
+enum class Runs { plain, headless, gui, offscreen };
 
 struct Mode {
     const char* flag;
@@ -114,8 +117,8 @@ const std::vector<Mode>& modes() {
          [](const Args& a, Process* p) { return runTranscribeCli(a, p->context); }},
         {"--edit", Needs::nothing, Runs::headless,
          [](const Args& a, Process*) { return runEditCli(a); }},
-        {"--snapshot", Needs::value, Runs::gui,
-         [](const Args&, Process*) { return console::notInThisBuild("Drawing snapshots"); }},
+        {"--snapshot", Needs::value, Runs::offscreen,
+         [](const Args& a, Process* p) { return runSnapshotCli(a, p->context); }},
         {"--clean-up", Needs::nothing, Runs::plain,
          [](const Args&, Process*) { return cleanUp(); }},
         {"--call", Needs::value, Runs::headless,
@@ -172,6 +175,14 @@ int runPelix(int argc, char** argv) {
         case Runs::headless:
             app = std::make_unique<QCoreApplication>(argc, argv);
             break;
+        case Runs::offscreen:
+            // The same pixels on every machine: no display, no scaling from the environment.
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+            for (const char* scaling : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
+                                        "QT_ENABLE_HIGHDPI_SCALING", "QT_FONT_DPI"}) {
+                qunsetenv(scaling);
+            }
+            [[fallthrough]];
         case Runs::gui:
             app = std::make_unique<QApplication>(argc, argv);
             break;

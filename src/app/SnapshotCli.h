@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class QWidget;
+
+namespace pelix {
+
+class Args;
+class ServiceContext;
+
+// One picture of `pelix --snapshot DIR`: a window made with sample content at a fixed size.
+struct SnapshotPicture {
+    // The option that asks for the picture ("--memos"); empty for the pictures always drawn.
+    QString qualifier;
+    // The file name in the folder ("panel.png").
+    QString file;
+    std::function<std::unique_ptr<QWidget>(ServiceContext&)> make;
+};
+
+// Every picture, in the order they are drawn. A window joins by adding a line here.
+const std::vector<SnapshotPicture>& snapshotPictures();
+
+// pelix --snapshot DIR [--drop-ui] [--memos] [--editor] [--framing] [--video]: draws the
+// pictures into DIR (made when missing), prints each file's path, and returns 0; 1 with one
+// sentence when DIR can't be written.
+int runSnapshotCli(const Args& args, ServiceContext& backend);
+
+}  // namespace pelix

@@ -1,0 +1,64 @@
+// pelix --snapshot: every picture drawn twice comes out byte for byte the same, and the same as
+// its reference in tests/app/snapshots (scripts/update-snapshots draws them anew).
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QTemporaryDir>
+
+using pelix::testing::runPelix;
+
+namespace {
+
+const QStringList kAllPictures{"--drop-ui", "--memos", "--editor", "--framing", "--video"};
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList pngs(const QString& dir) {
+    return QDir(dir).entryList({"*.png"}, QDir::Files, QDir::Name);
+}
+
+TEST(Snapshot, PicturesAreTheSameEachRunAndMatchTheirReferences) {
+    QTemporaryDir first, second;
+    for (const QTemporaryDir* dir : {&first, &second}) {
+        const auto r = runPelix(QStringList{"--snapshot", dir->path()} + kAllPictures);
+        ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    }
+    const QString references = PELIX_SNAPSHOT_REFERENCES;
+    const QStringList drawn = pngs(first.path());
+    EXPECT_TRUE(drawn.contains("badge.png"));
+    EXPECT_EQ(drawn, pngs(references)) << "run scripts/update-snapshots after changing a picture";
+    for (const QString& name : drawn) {
+        SCOPED_TRACE(name.toStdString());
+        const QByteArray bytes = readAll(QDir(first.path()).filePath(name));
+        ASSERT_FALSE(bytes.isEmpty());
+        EXPECT_EQ(bytes, readAll(QDir(second.path()).filePath(name)));
+        // Pixels rather than bytes: another PNG encoder may pack the same picture differently.
+        const QImage reference(QDir(references).filePath(name));
+        const QImage image = QImage::fromData(bytes);
+        EXPECT_EQ(image.convertToFormat(QImage::Format_ARGB32),
+                  reference.convertToFormat(QImage::Format_ARGB32))
+            << "the picture changed; look at it and run scripts/update-snapshots if that was meant";
+    }
+}
+
+TEST(Snapshot, AFolderThatCannotBeMadeIsOneSentenceAndStatusOne) {
+    QTemporaryDir dir;
+    const QString file = dir.filePath("taken");
+    QFile(file).open(QIODevice::WriteOnly);
+    for (const QString& target : {file, file + "/inside"}) {
+        const auto r = runPelix({"--snapshot", target});
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_TRUE(r.out.isEmpty());
+        EXPECT_TRUE(r.err.startsWith("Couldn't draw the pictures: ")) << r.err.toStdString();
+        EXPECT_EQ(r.err.count('\n'), 1);
+    }
+}
+
+}  // namespace
