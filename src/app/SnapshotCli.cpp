@@ -3,6 +3,9 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/PrivateFile.h"
+#include "relay/PanelModel.h"
+#include "relay/PanelSample.h"
+#include "relay/PanelWindow.h"
 #include "service/ServiceContext.h"
 #include "ui/BadgeWindow.h"
 #include "ui/Snapshot.h"
@@ -21,6 +24,15 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
          "badge.png",
          [](ServiceContext&) -> std::unique_ptr<QWidget> {
              return std::make_unique<ui::BadgeWindow>();
+         }},
+        {{},
+         "panel.png",
+         [](ServiceContext& service) -> std::unique_ptr<QWidget> {
+             auto* model = new relay::PanelModel(service.api(), service.clock());
+             relay::showSample(*model);
+             auto window = std::make_unique<relay::PanelWindow>(*model);
+             model->setParent(window.get());
+             return window;
          }},
     };
     return pictures;
