@@ -15,7 +15,17 @@
 namespace pelix {
 
 AppDelegate::AppDelegate(AppParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)) {}
+    : QObject(parent), parts_(std::move(parts)), panel_(parts_.api, parts_.clock) {
+    // The panel's microphone starts a braindump, or ends whatever recording runs.
+    connect(&panel_, &relay::PanelModel::micTapped, this, [this] {
+        if (recording_) {
+            endRecording();
+            return;
+        }
+        fileIt_ = true;
+        beginRecording();
+    });
+}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -100,6 +110,12 @@ void AppDelegate::beginRecording() {
     });
     parts_.shell.setLook(ui::TrayLook::recording);
     parts_.shell.play(ui::Sound::pop);
+    recordingShown();
+}
+
+void AppDelegate::recordingShown() {
+    panel_.setRecording(recording_ && fileIt_);
+    Q_EMIT recordingChanged(recording_, fileIt_);
 }
 
 void AppDelegate::endRecording() {
@@ -109,6 +125,7 @@ void AppDelegate::endRecording() {
     // A recording ended by the time limit leaves the tap gesture waiting for a stop tap.
     gesture_.recordingSince.reset();
     parts_.shell.setLook(ui::TrayLook::idle);
+    recordingShown();
     if (!fileIt_) {
         parts_.shell.play(ui::Sound::tink);
         if (parts_.dictation) parts_.dictation->finish();
@@ -139,6 +156,7 @@ void AppDelegate::discardRecording() {
     }
     parts_.shell.setLook(ui::TrayLook::idle);
     parts_.shell.show(braindump::kDropped);
+    recordingShown();
 }
 
 void AppDelegate::upload(const QString& path, double seconds) {
@@ -164,10 +182,22 @@ void AppDelegate::upload(const QString& path, double seconds) {
                             const QString line = uploadLine(answer);
                             if (!self) return;
                             self->parts_.shell.show(line);
+                            self->filed(line);
                             Q_EMIT self->uploaded(line);
                         });
     });
     worker->start();
+}
+
+void AppDelegate::filed(const QString& line) {
+    // The line joins the panel's conversation; something new in the account may show in the
+    // insights a moment later.
+    panel_.addBubble(line, false);
+    if (line != QLatin1String(braindump::kFiled)) return;
+    QPointer<AppDelegate> self(this);
+    insightsTimer_ = parts_.timers.after(kInsightsAfterBraindump, [self] {
+        if (self) self->panel_.refreshInsights(true);
+    });
 }
 
 void AppDelegate::openLink(const QUrl& url) {
@@ -195,13 +225,7 @@ void AppDelegate::storeToken(const QString& token) {
     parts_.tokens.write(token);
     parts_.shell.setLook(recording_ ? ui::TrayLook::recording : ui::TrayLook::idle);
     parts_.shell.show(kConnected);
-    parts_.api.insights(QJsonObject{}, 90, [](Result<QList<Insight>> insights) {
-        if (insights) {
-            logLine("insights", QStringLiteral("%1 fetched").arg(insights->size()));
-        } else {
-            logLine("insights", insights.error().message);
-        }
-    });
+    panel_.refreshInsights(true, kInsightsAfterConnect);
 }
 
 void AppDelegate::perform(MenuAction action) {
@@ -225,6 +249,9 @@ void AppDelegate::perform(MenuAction action) {
         case MenuAction::openAtLogin:
             toggleLogin();
             break;
+        case MenuAction::toggleBadge:
+            // The badge is a window of the tray application, which shows and hides it.
+            break;
         case MenuAction::quit:
             QCoreApplication::quit();
             break;
@@ -234,9 +261,10 @@ void AppDelegate::perform(MenuAction action) {
 Prompt AppDelegate::signInPrompt(bool again) {
     return Prompt{
         .title = again ? "Sign in to Pelix again" : "Sign in to Pelix",
-        .text = "Your browser opens Pelix. Sign in, or create an account if you are new - no "
-                "phone needed. Then click \"Connect this computer\" and you land back here, "
-                "connected.",
+        .text =
+            "Your browser opens Pelix. Sign in, or create an account if you are new - no "
+            "phone needed. Then click \"Connect this computer\" and you land back here, "
+            "connected.",
         .accept = "Sign in",
         .reject = again ? "Cancel" : "Later",
         .other = "Paste a key instead…",

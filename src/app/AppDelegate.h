@@ -5,11 +5,12 @@
 #include "app/Menu.h"
 #include "app/Recorder.h"
 #include "app/Shell.h"
-#include "core/Timers.h"
 #include "core/Clock.h"
 #include "core/Prefs.h"
+#include "core/Timers.h"
 #include "platform/Autostart.h"
 #include "platform/Keys.h"
+#include "relay/PanelModel.h"
 #include "service/Api.h"
 #include "service/TokenStore.h"
 
@@ -50,7 +51,8 @@ public:
     static constexpr auto kSignInPage = "https://pelix.app/sign-in?client=linux";
     static constexpr auto kConnected = "Connected. Tap Alt anywhere and talk.";
     static constexpr auto kNotAKey = "That link did not carry a Pelix key.";
-    static constexpr auto kKeyLabel = "Paste the key from the Pelix sign-in page (it begins pelix_):";
+    static constexpr auto kKeyLabel =
+        "Paste the key from the Pelix sign-in page (it begins pelix_):";
     static constexpr auto kNotAPastedKey = "That is not a Pelix key: it begins pelix_.";
 
     // The alert that asks the user to sign in; "again" after the first time.
@@ -88,19 +90,33 @@ public:
     const HoldGesture& hold() const { return hold_; }
     bool holdTimerPending() const { return holdTimer_ != nullptr; }
 
+    // The Tell/Ask panel's model: braindump lines join its conversation, its microphone button
+    // starts and stops a braindump, and a stored key or a filed braindump refreshes its
+    // insights.
+    relay::PanelModel& panel() { return panel_; }
+
+    static constexpr double kInsightsAfterBraindump = 2;
+    static constexpr double kInsightsAfterConnect = 90;  // the fetch's time limit
+
 Q_SIGNALS:
     // An upload got its answer and the line was shown.
     void uploaded(const QString& line);
+    // A recording began or ended; `filed` tells a braindump from a dictation.
+    void recordingChanged(bool recording, bool filed);
 
 private:
     void holdFired();
     void storeToken(const QString& token);
+    void recordingShown();
+    void filed(const QString& line);
 
     AppParts parts_;
     TapGesture gesture_;
     HoldGesture hold_;
     std::unique_ptr<PendingTimer> holdTimer_;
     std::unique_ptr<PendingTimer> maxTimer_;
+    std::unique_ptr<PendingTimer> insightsTimer_;
+    relay::PanelModel panel_;
     bool recording_ = false;
     bool fileIt_ = true;
 };

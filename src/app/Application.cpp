@@ -7,6 +7,7 @@
 #include "platform/Desktop.h"
 #include "platform/SingleInstance.h"
 #include "service/ServiceContext.h"
+#include "ui/Theme.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -27,6 +28,7 @@ int runApplication(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("pelix");
     QApplication::setQuitOnLastWindowClosed(false);
+    ui::theme::apply(app);
 
     // The desktop's scheme handler starts `pelix <link>`; anything else starts the application.
     QString message;
@@ -40,22 +42,20 @@ int runApplication(int argc, char** argv) {
     const std::unique_ptr<platform::SingleInstance> instance =
         desktop->singleInstance(paths::dataDir());
     if (instance->sendToRunning(message)) {
-        logLine("pelix", message.isEmpty() ? "already running; its menu is open"
+        logLine("pelix", message.isEmpty() ? "already running; its panel is open"
                                            : "handed the link to the running Pelix");
         return 0;
     }
     if (!instance->listen()) {
         // Another one started at the same moment and won.
         if (instance->sendToRunning(message)) return 0;
-        console::err("Couldn't start Pelix: its socket " + instance->address() +
-                     " can't be made.");
+        console::err("Couldn't start Pelix: its socket " + instance->address() + " can't be made.");
         return 1;
     }
 
     ServiceContext context(clock, desktop->secrets());
     TrayApp tray(*desktop, context);
-    QObject::connect(instance.get(), &platform::SingleInstance::received, &tray,
-                     &TrayApp::receive);
+    QObject::connect(instance.get(), &platform::SingleInstance::received, &tray, &TrayApp::receive);
     tray.start();
     logLine("tray", QStringLiteral("ready in %1 ms").arg(sinceStart.elapsed()));
     if (!message.isEmpty()) tray.receive(message);

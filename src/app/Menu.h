@@ -17,12 +17,14 @@ struct DesktopFacts {
     QString program;         // this program's path
     bool openAtLogin = false;
     bool insertIntoApp = true;  // "insert.enabled": dictation types into the window in front
+    bool badgeShown = true;     // the floating badge is on the screen
 };
 
 enum class MenuAction {
     keysOff,
     teachTap,
     teachHold,
+    toggleBadge,
     toggleInsert,
     signIn,
     setToken,

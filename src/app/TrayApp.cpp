@@ -6,6 +6,9 @@
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
+#include "relay/PanelModel.h"
+#include "relay/PanelWindow.h"
+#include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
 
 #include <QCoreApplication>
@@ -22,8 +25,8 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
       context_(context),
       recorder_(
           std::make_unique<MicRecorder>(desktop.microphone(), context.clock(), paths::tempDir())),
-      dictation_(std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(),
-                                                desktop.typist())) {
+      dictation_(
+          std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(), desktop.typist())) {
     delegate_ = std::make_unique<AppDelegate>(AppParts{
         .clock = context.clock(),
         .prefs = context.prefs(),
@@ -39,7 +42,11 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
     });
 }
 
-TrayApp::~TrayApp() = default;
+TrayApp::~TrayApp() {
+    // The windows draw the delegate's panel model: they go first.
+    panel_.reset();
+    badge_.reset();
+}
 
 DesktopFacts TrayApp::facts(bool devices) const {
     DesktopFacts facts;
@@ -49,6 +56,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
     facts.token = context_.tokens().read().has_value();
     facts.openAtLogin = desktop_.autostart().enabled();
     facts.insertIntoApp = context_.prefs().insertIntoApp();
+    facts.badgeShown = badge_ && badge_->isVisible();
     if (devices) {
         const platform::Probes probes = desktop_.probe();
         facts.keysSeen = probes.keysSeen;
@@ -63,7 +71,10 @@ void TrayApp::start() {
     // A tray host may come up after Pelix at login: look again a little later.
     followUp_ = timers_.after(8, [this] {
         followUp_.reset();
-        if (!shell_.iconShown() && shell_.showIcon(menu_.get())) logLine("tray", "icon shown");
+        if (!shell_.iconShown() &&
+            shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
+            logLine("tray", "icon shown");
+        }
     });
 
     menu_ = std::make_unique<QMenu>();
@@ -71,7 +82,7 @@ void TrayApp::start() {
     rebuildMenu();
     const bool signedIn = context_.tokens().read().has_value();
     shell_.setLook(signedIn ? ui::TrayLook::idle : ui::TrayLook::signedOut);
-    if (!shell_.showIcon(menu_.get())) {
+    if (!shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
         logLine("tray", kNoTray);
         shell_.show(kNoTray);
     }
@@ -79,7 +90,8 @@ void TrayApp::start() {
     const bool askedBefore = context_.prefs().axAsked();
     if (!askedBefore) context_.prefs().setAxAsked(true);
     const Status listening = desktop_.keys().start({
-        .modifiersChanged = [this](Mods mods, double now) { delegate_->modifiersChanged(mods, now); },
+        .modifiersChanged = [this](Mods mods,
+                                   double now) { delegate_->modifiersChanged(mods, now); },
         .otherInput = [this](const platform::OtherInput& input) { delegate_->otherInput(input); },
     });
     if (!listening) {
@@ -88,7 +100,49 @@ void TrayApp::start() {
     }
     registerAtLogin();
 
-    if (!signedIn) delegate_->promptToSignIn();
+    // The badge and the panel, built now so that a click shows them at once.
+    relay::PanelModel& model = delegate_->panel();
+    panel_ = std::make_unique<relay::PanelWindow>(model);
+    connect(panel_.get(), &relay::PanelWindow::settingsClicked, this, [this](QWidget* anchor) {
+        rebuildMenu();
+        menu_->popup(anchor->mapToGlobal(QPoint(0, anchor->height())));
+    });
+    connect(panel_.get(), &relay::PanelWindow::openMainClicked, this,
+            [] { QDesktopServices::openUrl(QUrl(kWebApp)); });
+    badge_ = std::make_unique<ui::BadgeWindow>(&context_.prefs());
+    connect(badge_.get(), &ui::BadgeWindow::clicked, this,
+            [this] { togglePanel(badge_->frameGeometry()); });
+    connect(badge_.get(), &ui::BadgeWindow::filesDropped, this, [](const QStringList& files) {
+        logLine("badge", QStringLiteral("%1 files dropped").arg(files.size()));
+    });
+    connect(delegate_.get(), &AppDelegate::recordingChanged, badge_.get(),
+            [this](bool recording, bool filed) {
+                badge_->setLook(!recording ? ui::BadgeLook::idle
+                                : filed    ? ui::BadgeLook::recording
+                                           : ui::BadgeLook::dictating);
+            });
+    showBadge(!context_.prefs().value(kBadgeHidden, false).toBool());
+
+    if (signedIn) {
+        model.refreshInsights(false);
+    } else {
+        delegate_->promptToSignIn();
+    }
+}
+
+void TrayApp::togglePanel(const QRect& anchor) {
+    if (panel_) panel_->toggle(anchor);
+}
+
+void TrayApp::showBadge(bool shown) {
+    context_.prefs().setValue(kBadgeHidden, !shown);
+    if (!shown) {
+        badge_->hide();
+        return;
+    }
+    badge_->place();
+    badge_->show();
+    badge_->raise();
 }
 
 void TrayApp::registerAtLogin() {
@@ -113,14 +167,20 @@ void TrayApp::rebuildMenu() {
         action->setCheckable(item.checkable);
         action->setChecked(item.checked);
         const MenuAction what = item.action;
-        connect(action, &QAction::triggered, this, [this, what] { delegate_->perform(what); });
+        connect(action, &QAction::triggered, this, [this, what] {
+            if (what == MenuAction::toggleBadge) return showBadge(!badge_->isVisible());
+            delegate_->perform(what);
+        });
     }
 }
 
 void TrayApp::receive(const QString& message) {
     if (message.isEmpty()) {
-        rebuildMenu();
-        menu_->popup(QCursor::pos());
+        // Running pelix again opens the panel, beside the tray icon when the desktop says where.
+        if (panel_ && !panel_->isVisible()) {
+            panel_->open(shell_.iconGeometry());
+            logLine("panel", "opened");
+        }
         return;
     }
     delegate_->openLink(QUrl(message));

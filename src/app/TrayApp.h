@@ -10,11 +10,18 @@
 #include <memory>
 
 class QMenu;
+class QRect;
 
 namespace pelix {
 
 namespace platform {
 class Desktop;
+}
+namespace relay {
+class PanelWindow;
+}
+namespace ui {
+class BadgeWindow;
 }
 class AppDictation;
 
@@ -24,16 +31,24 @@ class TrayApp : public QObject {
     Q_OBJECT
 public:
     static constexpr auto kNoTray =
-        "This desktop has no tray, so Pelix runs without an icon: run pelix again to open its "
-        "menu.";
+        "This desktop has no tray, so Pelix runs without an icon: run pelix again, or click the "
+        "badge, to open it.";
+    static constexpr auto kBadgeHidden = "badge.hidden";
+    static constexpr auto kWebApp = "https://pelix.app";
 
     TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent = nullptr);
     ~TrayApp() override;
 
     // Start-up: the tray icon and menu, the keys, opening at login, the sign-in prompt.
     void start();
-    // What a second `pelix` handed over: a link, or nothing to open the menu.
+    // What a second `pelix` handed over: a link, or nothing to open the panel.
     void receive(const QString& message);
+
+    // Opens the Tell/Ask panel beside `anchor` (the tray icon or the badge; an empty rectangle
+    // for the corner of the screen), or closes it when it is open.
+    void togglePanel(const QRect& anchor);
+    relay::PanelWindow* panelWindow() const { return panel_.get(); }
+    ui::BadgeWindow* badge() const { return badge_.get(); }
 
     // The state of the desktop; `devices` also asks the display, the sound server and the disk.
     DesktopFacts facts(bool devices) const;
@@ -41,6 +56,7 @@ public:
 private:
     void rebuildMenu();
     void registerAtLogin();
+    void showBadge(bool shown);
 
     platform::Desktop& desktop_;
     ServiceContext& context_;
@@ -52,6 +68,8 @@ private:
     std::unique_ptr<AppDictation> dictation_;
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<PendingTimer> followUp_;
+    std::unique_ptr<relay::PanelWindow> panel_;
+    std::unique_ptr<ui::BadgeWindow> badge_;
 };
 
 }  // namespace pelix

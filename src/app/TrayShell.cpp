@@ -66,18 +66,23 @@ void TrayShell::report(const QString& title, const QStringList& lines) {
     open(new QMessageBox(QMessageBox::NoIcon, title, lines.join('\n')));
 }
 
-bool TrayShell::showIcon(QMenu* menu) {
+bool TrayShell::showIcon(QMenu* menu, std::function<void(const QRect&)> clicked) {
     if (icon_) return true;
     if (!QSystemTrayIcon::isSystemTrayAvailable()) return false;
     icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_));
     icon_->setToolTip("Pelix");
     icon_->setContextMenu(menu);
-    QObject::connect(icon_.get(), &QSystemTrayIcon::activated, menu,
-                     [menu](QSystemTrayIcon::ActivationReason reason) {
-                         if (reason == QSystemTrayIcon::Trigger) menu->popup(QCursor::pos());
-                     });
+    QObject::connect(
+        icon_.get(), &QSystemTrayIcon::activated, menu,
+        [this, clicked = std::move(clicked)](QSystemTrayIcon::ActivationReason reason) {
+            if (reason == QSystemTrayIcon::Trigger) clicked(icon_->geometry());
+        });
     icon_->show();
     return true;
+}
+
+QRect TrayShell::iconGeometry() const {
+    return icon_ ? icon_->geometry() : QRect();
 }
 
 bool TrayShell::iconShown() const {

@@ -4,6 +4,9 @@
 #include "ui/Hud.h"
 #include "ui/Sounds.h"
 
+#include <QRect>
+
+#include <functional>
 #include <memory>
 
 class QMenu;
@@ -25,9 +28,13 @@ public:
     void askForSecret(const QString& label, std::function<void(QString)> entered) override;
     void report(const QString& title, const QStringList& lines) override;
 
-    // Puts the icon with `menu` into the tray; false when the desktop has no tray.
-    bool showIcon(QMenu* menu);
+    // Puts the icon with `menu` into the tray; false when the desktop has no tray. A left click
+    // on the icon calls `clicked` with where the desktop says the icon is (an empty rectangle
+    // when it does not say).
+    bool showIcon(QMenu* menu, std::function<void(const QRect&)> clicked);
     bool iconShown() const;
+    // Where the desktop says the icon is; empty when it does not say or there is none.
+    QRect iconGeometry() const;
 
 private:
     ui::Hud hud_;

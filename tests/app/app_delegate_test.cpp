@@ -1,9 +1,9 @@
 // The AppDelegate's road of a recording, with a fake recorder, shell and timers, and the
 // loopback backend in place of the service.
-#include "fakes/AppFakes.h"
 #include "app/AppDelegate.h"
 #include "app/Braindump.h"
 #include "app/Menu.h"
+#include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
 
@@ -328,6 +328,38 @@ TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
     }
     keys.sort();
     EXPECT_EQ(keys, (QStringList{"Bearer pelix_caps", "Bearer pelix_new"}));
+}
+
+TEST_F(AppDelegateTest, ThePanelsMicrophoneFilesABraindumpWhoseLineJoinsTheConversation) {
+    countAnswers();
+    relay::PanelModel& panel = app().panel();
+    panel.tapMic();
+    ASSERT_TRUE(app().recording());
+    EXPECT_TRUE(app().fileIt());
+    EXPECT_TRUE(panel.recording());
+    timers.advance(2);
+    panel.tapMic();
+    EXPECT_FALSE(app().recording());
+    EXPECT_FALSE(panel.recording());
+    EXPECT_EQ(answered(), "In Pelix");
+    EXPECT_EQ(panel.bubbles().constLast().text, "In Pelix");
+    // The insights follow two seconds after a braindump is filed, not before.
+    timers.advance(1.9);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(server.requests("insights").isEmpty());
+    timers.advance(0.1);
+    ASSERT_TRUE(server.waitFor("insights", 1));
+
+    // A refused braindump shows its sentence there too, and asks for no insights.
+    server.answer("braindump", fakes::Reply::json({{"error", "Too much at once."}}, 429));
+    panel.tapMic();
+    timers.advance(2);
+    panel.tapMic();
+    ASSERT_TRUE(testing::waitUntil([&] { return answers == 2; }));
+    EXPECT_EQ(panel.bubbles().constLast().text, "Too much at once.");
+    timers.advance(10);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(server.requests("insights").size(), 1);
 }
 
 TEST_F(AppDelegateTest, TheTypingSwitchFlipsItsPreferenceAndItsTick) {

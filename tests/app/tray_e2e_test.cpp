@@ -143,10 +143,17 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
     EXPECT_TRUE(pelix.saw("hud: Connected. Tap Alt anywhere and talk."));
     EXPECT_EQ(tokens.read(), "pelix_test");
     EXPECT_FALSE(second.err.contains("pelix_") || third.err.contains("pelix_test"));
-    // Without a link, a second pelix opens the running one's menu and ends.
+    // Without a link, a second pelix opens the running one's panel and ends; what is typed
+    // there is told to the account.
     const auto plain = testing::runPelix({}, {}, env, 10000);
     EXPECT_EQ(plain.exitCode, 0) << plain.err.constData();
     EXPECT_EQ(pelix.count("tray: ready"), 1);
+    ASSERT_TRUE(pelix.saw("panel: opened")) << pelix.err().constData();
+    pause(300);
+    for (KeySym key : {XK_h, XK_i, XK_space, XK_t, XK_h, XK_e, XK_r, XK_e, XK_Return})
+        keys.tap(key);
+    ASSERT_TRUE(server.waitFor("organize", 1)) << pelix.err().constData();
+    EXPECT_EQ(server.requests("organize")[0].json.value("text").toString(), "hi there");
 }
 
 TEST(TrayWithoutDesktop, SaysWhatIsMissingInsteadOfAborting) {
