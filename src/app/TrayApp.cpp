@@ -122,6 +122,8 @@ void TrayApp::start() {
                                            : ui::BadgeLook::dictating);
             });
     showBadge(!context_.prefs().value(kBadgeHidden, false).toBool());
+    // The menu was made before the badge: it names what the badge does next.
+    rebuildMenu();
 
     if (signedIn) {
         model.refreshInsights(false);
