@@ -1,0 +1,101 @@
+#pragma once
+
+#include "memos/VoiceMemoLibrary.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QThreadPool>
+
+#include <functional>
+#include <optional>
+
+namespace pelix {
+
+class Prefs;
+
+// The memo chooser's state: the newest recordings of the folder, which are ticked, how each
+// one's sending went, and the switch for automatic sending. Sends the ticked memos by hand, one
+// at a time, newest first. Main thread; the folder is listed on a worker thread.
+class MemoChooserModel : public QObject {
+    Q_OBJECT
+public:
+    enum class State { waiting, sending, sent, failed };
+
+    static constexpr qsizetype kMost = 300;
+
+    // The memo sending pipeline: `done(true)` once the memo is in the account.
+    using Send = std::function<void(const QString& file, const std::optional<QString>& title,
+                                    std::function<void(bool)> done)>;
+
+    MemoChooserModel(Prefs& prefs, Send send, std::function<void(bool)> setAuto,
+                     QObject* parent = nullptr);
+    ~MemoChooserModel() override;
+
+    // Reads the folder (and the switch) again; states from this window's sends are kept.
+    // `changed` follows.
+    void load();
+    bool loading() const { return loading_; }
+
+    const QList<VoiceMemo>& memos() const { return memos_; }
+    bool canRead() const { return canRead_; }
+    // The recordings folder as it was when last loaded.
+    const QString& folder() const { return folder_; }
+
+    // Ticking, by file name. A memo waiting or being sent cannot be ticked.
+    bool picked(const QString& name) const { return picked_.contains(name); }
+    bool canPick(const QString& name) const;
+    void setPicked(const QString& name, bool on);
+    void toggle(const QString& name) { setPicked(name, !picked(name)); }
+    // Ticked memos that are listed.
+    int pickedCount() const;
+
+    std::optional<State> state(const QString& name) const;
+
+    // "voiceMemos.on" as read at the last load, then as switched here.
+    bool autoSend() const { return auto_; }
+    void setAutoSend(bool on);
+
+    // Sends every ticked memo that is not in Pelix yet, in list order, one at a time.
+    void sendPicked();
+    bool sending() const { return !queue_.isEmpty(); }
+
+    // "Send to Pelix", "Send 1 to Pelix", "Send 3 to Pelix".
+    QString sendTitle() const;
+    // The line under the list: the memo being sent, then how the batch went.
+    const QString& status() const { return status_; }
+
+    // The line under a memo's title for its state; empty for none.
+    static QString stateLine(std::optional<State> state);
+    // The memo's file name, its key here.
+    static QString nameOf(const VoiceMemo& memo);
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    void loaded(std::optional<QList<VoiceMemo>> memos);
+    void sendNext();
+    void setStatus(const QString& text);
+
+    Prefs& prefs_;
+    Send send_;
+    std::function<void(bool)> setAuto_;
+    QList<VoiceMemo> memos_;
+    QString folder_;
+    bool canRead_ = true;
+    bool auto_ = false;
+    QSet<QString> picked_;
+    QHash<QString, State> states_;
+    QList<VoiceMemo> queue_;
+    int batchSize_ = 0;
+    int batchSent_ = 0;
+    QString status_;
+    bool loading_ = false;
+    bool loadAgain_ = false;
+    QThreadPool pool_;
+};
+
+}  // namespace pelix

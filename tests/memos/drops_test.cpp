@@ -1,0 +1,188 @@
+#include "memos/Drops.h"
+
+#include "MemoTestSupport.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QMimeData>
+#include <QTemporaryDir>
+
+namespace pelix {
+namespace {
+
+using testing::writeFile;
+
+QStringList logLines() {
+    QFile log(Drops::logFile());
+    if (!log.open(QIODevice::ReadOnly)) return {};
+    QStringList lines;
+    for (const QByteArray& line : log.readAll().split('\n')) {
+        // "<time> <text>": the time is one word.
+        if (!line.isEmpty()) lines << QString::fromUtf8(line.mid(line.indexOf(' ') + 1));
+    }
+    return lines;
+}
+
+TEST(DragContents, SoundFilesLocationsAndNames) {
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile("/home/me/Walk.MP3"), QUrl::fromLocalFile("/home/me/a.txt"),
+                  QUrl::fromLocalFile("/home/me/b.aiff"),
+                  QUrl("mtp://Pixel/Recordings/New%20Recording%2014.m4a"),
+                  QUrl("https://example.com/page.html")});
+    data.setText("New Recording 14\n  \n/home/me/Walk.MP3\n");
+
+    EXPECT_EQ(Drops::audioFiles(data), (QStringList{"/home/me/Walk.MP3", "/home/me/b.aiff"}));
+    EXPECT_EQ(Drops::audioLocations(data),
+              QList<QUrl>{QUrl("mtp://Pixel/Recordings/New%20Recording%2014.m4a")});
+    EXPECT_EQ(Drops::suggestedNames(data),
+              (QStringList{"New Recording 14", "Walk", "a", "b", "page"}));
+
+    QMimeData text;
+    text.setText("just words");
+    EXPECT_TRUE(Drops::audioFiles(text).isEmpty());
+    EXPECT_TRUE(Drops::audioLocations(text).isEmpty());
+
+    for (const char* name : {"a.m4a", "a.qta", "a.mp3", "a.wav", "a.aiff", "a.aif", "a.caf",
+                             "a.aac", "a.mp4", "A.WAV"}) {
+        EXPECT_TRUE(Drops::isAudioName(name)) << name;
+    }
+    for (const char* name : {"a.ogg", "a.opus", "a.mov", "m4a", "a.m4a.txt"}) {
+        EXPECT_FALSE(Drops::isAudioName(name)) << name;
+    }
+}
+
+TEST(DragContents, TheLibraryIsSearchedByTitleIgnoringCase) {
+    const QList<VoiceMemo> library{
+        {QUrl::fromLocalFile("/r/1.m4a"), "Groceries", {}, 3},
+        {QUrl::fromLocalFile("/r/2.m4a"), "New Recording 14", {}, 3},
+        {QUrl::fromLocalFile("/r/3.m4a"), "new recording 14", {}, 3},
+    };
+    EXPECT_EQ(Drops::fromLibrary({"NEW RECORDING 14", "nothing", "groceries"}, library),
+              (QStringList{"/r/2.m4a", "/r/1.m4a"}));
+    EXPECT_TRUE(Drops::fromLibrary({"Groceries"}, std::nullopt).isEmpty());
+}
+
+class DropTest : public ::testing::Test {
+protected:
+    testing::IsolatedHome home;
+    QTemporaryDir elsewhere;
+};
+
+TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheLibrary) {
+    const QUrl phone("mtp://Pixel/Recordings/New%20Recording%2014.m4a");
+    auto copies = [&](const QUrl&, const QString& target) -> Result<QString> {
+        return writeFile(QFileInfo(target).absolutePath(), QFileInfo(target).fileName(), "audio");
+    };
+    Drops::Received got = Drops::receive({phone}, {"New Recording 14"}, copies, nullptr);
+    EXPECT_EQ(got.source, Drops::kFromLocations);
+    ASSERT_EQ(got.files.size(), 1);
+    EXPECT_EQ(got.files.at(0), Drops::droppedFolder() + "/New Recording 14.m4a");
+    EXPECT_TRUE(Drops::isReceivedCopy(got.files.at(0)));
+    EXPECT_EQ(QFileInfo(Drops::droppedFolder()).permissions() & 0x0077, 0);
+    // A second copy of the same name does not replace the first.
+    EXPECT_EQ(Drops::receive({phone}, {}, copies, nullptr).files.at(0),
+              Drops::droppedFolder() + "/New Recording 14 2.m4a");
+
+    auto refuses = [](const QUrl&, const QString&) -> Result<QString> {
+        return fail(1, "The device is locked.");
+    };
+    const QString memo = writeFile(elsewhere.path(), "20260101 101010.m4a");
+    const QList<VoiceMemo> library{{QUrl::fromLocalFile(memo), "New Recording 14", {}, 3}};
+    got = Drops::receive({phone}, {"new recording 14"}, refuses, [&] { return library; });
+    EXPECT_EQ(got.source, Drops::kFromLibrary);
+    EXPECT_EQ(got.files, QStringList{memo});
+
+    got = Drops::receive({phone}, {"New Recording 14"}, refuses, [] { return std::nullopt; });
+    EXPECT_TRUE(got.files.isEmpty());
+
+    EXPECT_EQ(logLines(), (QStringList{
+                              "drop: 1 promised, names [\"New Recording 14\"]",
+                              "promise New Recording 14.m4a kept",
+                              "drop: 1 promised, names []",
+                              "promise New Recording 14 2.m4a kept",
+                              "drop: 1 promised, names [\"new recording 14\"]",
+                              "promise failed: The device is locked.",
+                              "library fallback found 1",
+                              "drop: 1 promised, names [\"New Recording 14\"]",
+                              "promise failed: The device is locked.",
+                              "library closed (it cannot be read)",
+                          }));
+    EXPECT_EQ(QFileInfo(Drops::logFile()).permissions() & 0x0077, 0);
+}
+
+TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
+    struct Case {
+        QList<bool> outcomes;
+        QString message;
+        Drops::State state;
+    };
+    const Case cases[] = {
+        {{true}, "Complete: take-1.mp3 is in Pelix", Drops::State::done},
+        {{true, true}, "Complete: all 2 are in Pelix", Drops::State::done},
+        {{true, false, true}, "2 of 3 sent. Drop the others again.", Drops::State::failed},
+        {{false}, "Not sent. Drop it again to try once more.", Drops::State::failed},
+    };
+    for (const Case& c : cases) {
+        QDir(Drops::droppedFolder()).mkpath(".");
+        QStringList files;
+        for (int i = 1; i <= c.outcomes.size(); ++i) {
+            // The first one is a fetched copy, the others lie where they were dropped from.
+            const QString folder = i == 1 ? Drops::droppedFolder() : elsewhere.path();
+            files << writeFile(folder, QString("take-%1.mp3").arg(i));
+        }
+        QList<std::pair<QString, Drops::State>> shown;
+        QStringList sent;
+        qsizetype next = 0;
+        Drops::Sender sender([&](const QString& file, const std::optional<QString>& title,
+                                 std::function<void(bool)> done) {
+            EXPECT_FALSE(title.has_value());
+            sent << file;
+            done(c.outcomes.at(next++));
+        });
+        QObject::connect(&sender, &Drops::Sender::show,
+                         [&](const QString& text, Drops::State state) {
+                             shown.push_back({text, state});
+                         });
+        sender.sendDropped(files);
+
+        EXPECT_EQ(sent, files) << c.message.toStdString();
+        ASSERT_EQ(shown.size(), c.outcomes.size() + 1);
+        EXPECT_EQ(shown.first().first, QString("Sending 1 of %1…").arg(c.outcomes.size()));
+        EXPECT_EQ(shown.first().second, Drops::State::working);
+        EXPECT_EQ(shown.last().first, c.message);
+        EXPECT_EQ(shown.last().second, c.state);
+        EXPECT_FALSE(QFileInfo::exists(files.first())) << "the fetched copy is removed";
+        for (const QString& file : files.mid(1)) EXPECT_TRUE(QFileInfo::exists(file));
+        EXPECT_FALSE(sender.busy());
+    }
+    const QStringList lines = logLines();
+    EXPECT_EQ(lines.count("memo sent to Pelix"), 5);
+    EXPECT_EQ(lines.count("memo could not be sent"), 2);
+}
+
+TEST_F(DropTest, ADropDuringASendWaitsForIt) {
+    std::function<void(bool)> pending;
+    QStringList sent;
+    Drops::Sender sender(
+        [&](const QString& file, const std::optional<QString>&, std::function<void(bool)> done) {
+            sent << QFileInfo(file).fileName();
+            pending = std::move(done);
+        });
+    QStringList finals;
+    QObject::connect(&sender, &Drops::Sender::show, [&](const QString& text, Drops::State state) {
+        if (state != Drops::State::working) finals << text;
+    });
+    sender.sendDropped({"/a/one.m4a"});
+    sender.sendDropped({"/a/two.m4a", "/a/three.m4a"});
+    EXPECT_EQ(sent, QStringList{"one.m4a"});
+    std::exchange(pending, nullptr)(true);
+    std::exchange(pending, nullptr)(true);
+    std::exchange(pending, nullptr)(false);
+    EXPECT_EQ(sent, (QStringList{"one.m4a", "two.m4a", "three.m4a"}));
+    EXPECT_EQ(finals, (QStringList{"Complete: one.m4a is in Pelix",
+                                   "1 of 2 sent. Drop the others again."}));
+}
+
+}  // namespace
+}  // namespace pelix
