@@ -12,6 +12,7 @@ class Autostart;
 class Clipboard;
 class KeySource;
 class Microphone;
+class RemoteFiles;
 class SecretStore;
 class SingleInstance;
 class Typist;
@@ -41,6 +42,9 @@ public:
     virtual Microphone& microphone() = 0;
     virtual SecretStore& secrets() = 0;
     virtual Autostart& autostart() = 0;
+    // Fetching files from places that are not local (the service itself may be used from any
+    // thread).
+    virtual RemoteFiles& remoteFiles() = 0;
     // One running Pelix per user data folder `dataDir`.
     virtual std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) = 0;
 

@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxDesktop.h"
 
+#include "platform/linux/GioRemoteFiles.h"
 #include "platform/linux/LibsecretStore.h"
 #include "platform/linux/LocalSocketInstance.h"
 #include "platform/linux/QtClipboard.h"
@@ -26,6 +27,11 @@ SecretStore& LinuxDesktop::secrets() {
 Autostart& LinuxDesktop::autostart() {
     if (!autostart_) autostart_ = std::make_unique<XdgAutostart>();
     return *autostart_;
+}
+
+RemoteFiles& LinuxDesktop::remoteFiles() {
+    if (!remoteFiles_) remoteFiles_ = std::make_unique<GioRemoteFiles>();
+    return *remoteFiles_;
 }
 
 std::unique_ptr<SingleInstance> LinuxDesktop::singleInstance(const QString& dataDir) {

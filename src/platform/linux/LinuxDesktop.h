@@ -6,13 +6,14 @@
 
 namespace pelix::platform {
 
+class GioRemoteFiles;
 class LibsecretStore;
 class QtMicrophone;
 class XdgAutostart;
 
 // The services every Linux session shares: the microphone through the sound server, the Secret
-// Service, XDG autostart and the local socket between instances. A session's own desktop adds
-// the keys, the typist and the clipboard.
+// Service, XDG autostart, GIO for files elsewhere and the local socket between instances. A
+// session's own desktop adds the keys, the typist and the clipboard.
 class LinuxDesktop : public Desktop {
 public:
     LinuxDesktop();
@@ -21,6 +22,7 @@ public:
     Microphone& microphone() override;
     SecretStore& secrets() override;
     Autostart& autostart() override;
+    RemoteFiles& remoteFiles() override;
     std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) override;
 
 protected:
@@ -30,6 +32,7 @@ private:
     std::unique_ptr<QtMicrophone> microphone_;
     std::unique_ptr<LibsecretStore> secrets_;
     std::unique_ptr<XdgAutostart> autostart_;
+    std::unique_ptr<GioRemoteFiles> remoteFiles_;
 };
 
 // An X11 session (Xorg): keys from XInput 2, typing through XTest, the clipboard through Qt.

@@ -1,0 +1,43 @@
+#include "platform/Desktop.h"
+#include "platform/RemoteFiles.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+TEST(RemoteFiles, CopiesWhatItCanReachAndLeavesNothingWhenItCannot) {
+    QTemporaryDir from, to;
+    SystemClock clock;
+    const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = to.path()});
+    platform::RemoteFiles& files = desktop->remoteFiles();
+
+    const QString source = QDir(from.path()).filePath("Take 1.m4a");
+    QFile file(source);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("sound");
+    file.close();
+
+    const QString target = QDir(to.path()).filePath("copy.m4a");
+    const Result<QString> copied = files.fetch(QUrl::fromLocalFile(source), target);
+    ASSERT_TRUE(copied) << copied.error().message.toStdString();
+    EXPECT_EQ(*copied, target);
+    QFile result(target);
+    ASSERT_TRUE(result.open(QIODevice::ReadOnly));
+    EXPECT_EQ(result.readAll(), "sound");
+
+    const QString missing = QDir(to.path()).filePath("missing.m4a");
+    const Result<QString> refused =
+        files.fetch(QUrl("mtp://No_Such_Phone/Recordings/Take%202.m4a"), missing);
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().message.startsWith("Couldn't fetch Take 2.m4a: "))
+        << refused.error().message.toStdString();
+    EXPECT_FALSE(QFile::exists(missing));
+}
+
+}  // namespace
+}  // namespace pelix
