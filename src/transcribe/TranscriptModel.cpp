@@ -1,0 +1,219 @@
+#include "transcribe/TranscriptModel.h"
+
+#include "core/Clock.h"
+#include "core/Json.h"
+#include "core/Prefs.h"
+#include "service/Api.h"
+#include "text/Words.h"
+#include "transcribe/StableId.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QPointer>
+
+#include <algorithm>
+#include <cmath>
+
+namespace pelix {
+namespace {
+
+constexpr auto kLanguageKey = "transcribeLanguage";
+
+}  // namespace
+
+TranscriptModel::TranscriptModel(const SpeechEngines& engines, Api& api, Prefs& prefs,
+                                 const Clock& clock, QString file, QObject* parent)
+    : QObject(parent),
+      engines_(engines),
+      api_(api),
+      prefs_(prefs),
+      clock_(clock),
+      file_(std::move(file)) {
+    pool_.setMaxThreadCount(1);
+}
+
+TranscriptModel::~TranscriptModel() {
+    stop_.request_stop();
+    pool_.waitForDone();
+}
+
+void TranscriptModel::showStatus(const QString& text) {
+    status_ = text;
+    Q_EMIT statusChanged(text);
+}
+
+void TranscriptModel::setListening(bool on) {
+    if (listening_ == on) return;
+    listening_ = on;
+    Q_EMIT listeningChanged(on);
+}
+
+void TranscriptModel::start() {
+    showStatus(QStringLiteral("Getting ready…"));
+    languages_ = VideoTranscriber::languages(engines_);
+    const QString stored = prefs_.string(kLanguageKey).value_or(QString());
+    const QString fallback = VideoTranscriber::defaultLocale(engines_);
+    if (languages_.contains(stored)) {
+        language_ = stored;
+    } else if (languages_.contains(fallback) || languages_.isEmpty()) {
+        language_ = fallback;
+    } else {
+        language_ = languages_.first();
+    }
+    transcribe();
+}
+
+void TranscriptModel::chooseLanguage(const QString& locale) {
+    if (locale == language_ && listening_) return;
+    language_ = locale;
+    prefs_.setValue(kLanguageKey, locale);
+    transcribe();
+}
+
+void TranscriptModel::stop() {
+    ++run_;
+    stop_.request_stop();
+    setListening(false);
+}
+
+void TranscriptModel::transcribe() {
+    stop_.request_stop();
+    const int run = ++run_;
+    lastEnd_ = 0;
+    liveEmpty_ = true;
+    Q_EMIT cleared();
+    setListening(true);
+
+    auto hear = [this, run] {
+        if (run != run_) return;
+        duration_ = facts_->duration;
+        stop_ = VideoTranscriber::start(
+            engines_, file_, language_, {}, this,
+            [this, run](const QString& text) {
+                if (run == run_) showStatus(text);
+            },
+            [this, run](const Spoken& spoken) {
+                if (run == run_) append(spoken);
+            },
+            [this, run](Result<QList<Spoken>> result) {
+                if (run != run_) return;
+                if (result) return finish(*result);
+                setListening(false);
+                if (result.error().code != VideoTranscriber::kCancelled) {
+                    showStatus(result.error().message);
+                }
+            });
+    };
+    if (facts_) return hear();
+    // The length and the identifier need the file opened and read: not here.
+    pool_.start([this, hear, file = file_] {
+        Facts facts;
+        facts.duration = VideoTranscriber::duration(file).value_or(0);
+        facts.id = stableId(file);
+        facts.made = madeOn(file);
+        QMetaObject::invokeMethod(
+            this,
+            [this, hear, facts] {
+                facts_ = facts;
+                hear();
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void TranscriptModel::append(const Spoken& spoken) {
+    if (!listening_) return;
+    const QString text = withoutActually(spoken.text).trimmed();
+    if (text.isEmpty()) return;
+    QString piece;
+    if (!liveEmpty_)
+        piece = spoken.start - lastEnd_ > kGap ? QStringLiteral("\n\n") : QStringLiteral(" ");
+    piece += text;
+    liveEmpty_ = false;
+    lastEnd_ = spoken.end;
+    Q_EMIT appended(piece);
+    if (duration_ > 0) {
+        const int percent = static_cast<int>(std::clamp(spoken.end / duration_ * 100, 0.0, 100.0));
+        showStatus(QStringLiteral("Listening… %1%").arg(percent));
+    }
+}
+
+void TranscriptModel::finish(const QList<Spoken>& spoken) {
+    setListening(false);
+    const QString text = VideoTranscriber::paragraphs(spoken, kGap);
+    Q_EMIT replaced(text);
+    if (text.trimmed().isEmpty()) return showStatus(QStringLiteral("No speech in this one."));
+    showStatus(finishedLine(wordCount(text), duration_));
+}
+
+QString TranscriptModel::saveTitle() const {
+    return saved_ ? QStringLiteral("Save again") : QStringLiteral("Save to Pelix");
+}
+
+void TranscriptModel::save(const QString& text) {
+    if (!facts_) facts_ = Facts{duration_, stableId(file_), madeOn(file_)};
+    const QJsonObject body =
+        noteBody(facts_->id, QFileInfo(file_).completeBaseName(), text, clock_.now(), facts_->made);
+    QPointer<TranscriptModel> self(this);
+    api_.call("import-notes", body, std::nullopt, kSaveLimit, [self](Result<QJsonObject> answer) {
+        if (!self) return;
+        if (!answer) return self->showStatus(answer.error().message);
+        self->saved_ = true;
+        self->showStatus(QStringLiteral("Saved to Pelix, in Videos."));
+        Q_EMIT self->savedToPelix();
+    });
+}
+
+void TranscriptModel::sort(const QString& text) {
+    if (text.trimmed().isEmpty()) return;
+    if (text.size() > kSortLimit) return showStatus(QString::fromUtf8(kTooMuch));
+    const QJsonObject body{
+        {"text", text},
+        {"context",
+         api_.context("video", duration_ > 0 ? std::optional(duration_) : std::nullopt)}};
+    QPointer<TranscriptModel> self(this);
+    api_.call("organize", body, std::nullopt, kSortLimitSeconds,
+              [self](Result<QJsonObject> answer) {
+                  if (!self) return;
+                  self->showStatus(answer ? QStringLiteral("In Pelix") : answer.error().message);
+              });
+}
+
+QString TranscriptModel::clock(double seconds) {
+    const auto whole = static_cast<qint64>(std::floor(std::max(0.0, seconds)));
+    const qint64 hours = whole / 3600;
+    const qint64 minutes = whole % 3600 / 60;
+    const qint64 rest = whole % 60;
+    if (hours == 0) return QString::asprintf("%lld:%02lld", minutes, rest);
+    return QString::asprintf("%lld:%02lld:%02lld", hours, minutes, rest);
+}
+
+int TranscriptModel::wordCount(const QString& text) {
+    int count = 0;
+    bool inWord = false;
+    for (const QChar c : text) {
+        const bool space = c.isSpace();
+        if (!space && !inWord) ++count;
+        inWord = !space;
+    }
+    return count;
+}
+
+QString TranscriptModel::finishedLine(int words, double seconds) {
+    return QStringLiteral("%1 words from %2. Change anything you like, then save it.")
+        .arg(words)
+        .arg(clock(seconds));
+}
+
+QJsonObject TranscriptModel::noteBody(const QString& id, const QString& title, const QString& text,
+                                      const QDateTime& now, const std::optional<QDateTime>& made) {
+    QJsonObject note{{"external_id", id},
+                     {"title", title},
+                     {"body", text},
+                     {"folder", "Videos"},
+                     {"updated_at", json::isoDate(now)}};
+    if (made) note.insert("created_at", json::isoDate(*made));
+    return QJsonObject{{"source", "video"}, {"notes", QJsonArray{note}}, {"done", true}};
+}
+
+}  // namespace pelix

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "transcribe/VideoTranscriber.h"
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QThreadPool>
+
+#include <optional>
+#include <stop_token>
+
+namespace pelix {
+
+class Api;
+class Clock;
+class Prefs;
+
+// The transcript window's state for one media file: the language, the run that hears the file
+// (live text as stretches become final, then the whole text in paragraphs), the status line, and
+// saving and sorting the text through the backend. Main thread; the run and the file's facts
+// are worked out on other threads. Dropping the model stops its run.
+class TranscriptModel : public QObject {
+    Q_OBJECT
+public:
+    static constexpr double kGap = 1.5;
+    static constexpr qsizetype kSortLimit = 12000;
+    static constexpr double kSaveLimit = 90;
+    static constexpr double kSortLimitSeconds = 90;
+    static constexpr auto kTooMuch =
+        "That's a lot for one go. Select the part with the plans in it, then sort that.";
+
+    // `engines` must outlive the model and any run it started.
+    TranscriptModel(const SpeechEngines& engines, Api& api, Prefs& prefs, const Clock& clock,
+                    QString file, QObject* parent = nullptr);
+    ~TranscriptModel() override;
+
+    // Loads the languages and starts hearing the file in the remembered one.
+    void start();
+    // Remembers `locale` in "transcribeLanguage", clears the text and hears the file again.
+    void chooseLanguage(const QString& locale);
+    // Stops the run; what was heard stays.
+    void stop();
+
+    const QString& file() const { return file_; }
+    const QStringList& languages() const { return languages_; }
+    const QString& language() const { return language_; }
+    bool listening() const { return listening_; }
+    // The file's length in seconds; 0 until known.
+    double duration() const { return duration_; }
+    const QString& status() const { return status_; }
+    void showStatus(const QString& text);
+
+    // Files the text as a note in "Videos", under the same identifier every time.
+    void save(const QString& text);
+    bool saved() const { return saved_; }
+    QString saveTitle() const;
+    // Sends the text (the selection, else everything) to be sorted into tasks and notes.
+    void sort(const QString& text);
+
+    // "0:12", "1:15", "1:35:00".
+    static QString clock(double seconds);
+    // Runs of characters between white space.
+    static int wordCount(const QString& text);
+    // The status once the whole text stands.
+    static QString finishedLine(int words, double seconds);
+    // The body of "import-notes" for the text.
+    static QJsonObject noteBody(const QString& id, const QString& title, const QString& text,
+                                const QDateTime& now, const std::optional<QDateTime>& made);
+
+Q_SIGNALS:
+    void statusChanged(const QString& text);
+    // The text was emptied for a new run.
+    void cleared();
+    // `piece` (with its separator) goes at the end of the text.
+    void appended(const QString& piece);
+    // The whole text, once the run has ended.
+    void replaced(const QString& text);
+    void listeningChanged(bool listening);
+    void savedToPelix();
+
+private:
+    struct Facts {
+        double duration = 0;
+        QString id;
+        std::optional<QDateTime> made;
+    };
+    void transcribe();
+    void append(const Spoken& spoken);
+    void finish(const QList<Spoken>& spoken);
+    void setListening(bool on);
+
+    const SpeechEngines& engines_;
+    Api& api_;
+    Prefs& prefs_;
+    const Clock& clock_;
+    QString file_;
+    QStringList languages_;
+    QString language_;
+    QString status_;
+    std::optional<Facts> facts_;
+    double duration_ = 0;
+    double lastEnd_ = 0;
+    bool liveEmpty_ = true;
+    bool listening_ = false;
+    bool saved_ = false;
+    int run_ = 0;
+    std::stop_source stop_;
+    QThreadPool pool_;
+};
+
+}  // namespace pelix
