@@ -50,6 +50,10 @@ void MemoChooserModel::loaded(std::optional<QList<VoiceMemo>> memos) {
         load();
         return;
     }
+    setMemos(std::move(memos));
+}
+
+void MemoChooserModel::setMemos(std::optional<QList<VoiceMemo>> memos) {
     if (!memos) {
         canRead_ = false;
         memos_.clear();

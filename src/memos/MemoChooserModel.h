@@ -38,6 +38,8 @@ public:
     // `changed` follows.
     void load();
     bool loading() const { return loading_; }
+    // Takes the folder's listing (none: the folder cannot be read) as a load does.
+    void setMemos(std::optional<QList<VoiceMemo>> memos);
 
     const QList<VoiceMemo>& memos() const { return memos_; }
     bool canRead() const { return canRead_; }

@@ -1,0 +1,180 @@
+#include "memos/DropCatcher.h"
+
+#include "ui/Theme.h"
+
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QEvent>
+#include <QMimeData>
+#include <QPainter>
+#include <QPainterPath>
+#include <QResizeEvent>
+
+#include <algorithm>
+
+namespace pelix {
+
+DropCatcher::DropCatcher(QWidget* host, Timers& timers, Drops::Fetch fetch, Drops::Library library)
+    : QWidget(host),
+      host_(host),
+      timers_(timers),
+      fetch_(std::move(fetch)),
+      library_(std::move(library)) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setAttribute(Qt::WA_NoSystemBackground);
+    setFocusPolicy(Qt::NoFocus);
+    host_->setAcceptDrops(true);
+    host_->installEventFilter(this);
+    setGeometry(host_->rect());
+    pool_.setMaxThreadCount(1);
+    QWidget::show();
+    raise();
+}
+
+DropCatcher::~DropCatcher() {
+    // A fetch still running posts to this object; once it is done, the post dies with it.
+    pool_.waitForDone();
+}
+
+QRect DropCatcher::pillRect() const {
+    if (!pill_) return {};
+    const int natural = fontMetrics().horizontalAdvance(pill_->text) + kPillPadding;
+    const int widest = width() - kPillMargin;
+    const int w = std::min(std::max(natural, kPillNarrowest), widest);
+    return QRect((width() - w) / 2, height() - kPillAboveBottom - kPillHeight, w, kPillHeight);
+}
+
+void DropCatcher::showPill(const QString& text, Drops::State state) {
+    pill_ = Pill{text, state};
+    pillHide_.reset();
+    if (state != Drops::State::working) {
+        if (state == Drops::State::done && chime_) chime_();
+        const double after = state == Drops::State::done ? kDoneHideSeconds : kFailedHideSeconds;
+        QPointer<DropCatcher> self(this);
+        pillHide_ = timers_.after(after, [self] {
+            if (!self) return;
+            self->pill_.reset();
+            self->update();
+        });
+    }
+    raise();
+    update();
+}
+
+void DropCatcher::setVeiled(bool on) {
+    veiled_ = on;
+    raise();
+    update();
+}
+
+bool DropCatcher::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != host_) return QWidget::eventFilter(watched, event);
+    switch (event->type()) {
+        case QEvent::Resize:
+            setGeometry(host_->rect());
+            break;
+        case QEvent::ChildAdded:
+            // Stay above whatever the window adds later.
+            raise();
+            break;
+        case QEvent::DragEnter:
+            entered(static_cast<QDragEnterEvent*>(event));
+            return true;
+        case QEvent::DragMove:
+            if (ours_) {
+                auto* move = static_cast<QDragMoveEvent*>(event);
+                move->setDropAction(Qt::CopyAction);
+                move->accept();
+            } else {
+                event->ignore();
+            }
+            return true;
+        case QEvent::DragLeave:
+            ours_ = false;
+            setVeiled(false);
+            return true;
+        case QEvent::Drop:
+            dropped(static_cast<QDropEvent*>(event));
+            return true;
+        default:
+            break;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void DropCatcher::entered(QDragEnterEvent* event) {
+    const QMimeData* data = event->mimeData();
+    const bool sound = data && !Drops::audioFiles(*data).isEmpty();
+    const bool ready = data && !Drops::audioLocations(*data).isEmpty();
+    Drops::trace(QStringLiteral("drag over the window: sound=%1 ready=%2 kinds=%3")
+                     .arg(sound ? "true" : "false", ready ? "true" : "false",
+                          data ? Drops::kinds(*data) : QString()));
+    ours_ = sound || ready;
+    if (!ours_) {
+        event->ignore();
+        return;
+    }
+    setVeiled(true);
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void DropCatcher::dropped(QDropEvent* event) {
+    setVeiled(false);
+    const QMimeData* data = event->mimeData();
+    if (!ours_ || !data) {
+        event->ignore();
+        return;
+    }
+    ours_ = false;
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    if (const QStringList files = Drops::audioFiles(*data); !files.isEmpty()) {
+        Q_EMIT audio(files, QString::fromLatin1(Drops::kFromFiles));
+        return;
+    }
+    const QList<QUrl> locations = Drops::audioLocations(*data);
+    const QStringList names = Drops::suggestedNames(*data);
+    pool_.start([this, locations, names, fetch = fetch_, library = library_] {
+        Drops::Received received = Drops::receive(locations, names, fetch, library);
+        QMetaObject::invokeMethod(
+            this,
+            [this, received] {
+                if (!received.files.isEmpty()) Q_EMIT audio(received.files, received.source);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void DropCatcher::paintEvent(QPaintEvent*) {
+    if (!veiled_ && !pill_) return;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (veiled_) {
+        painter.fillRect(rect(), QColor(16, 18, 24, 190));
+        const QRectF frame = QRectF(rect()).adjusted(14, 14, -14, -14);
+        QPen dashes(QColor(255, 255, 255, 170), 2, Qt::DashLine);
+        painter.setPen(dashes);
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(frame, 14, 14);
+        painter.setFont(ui::theme::font(ui::theme::Type::display));
+        painter.setPen(Qt::white);
+        painter.drawText(rect(), Qt::AlignCenter, QString::fromLatin1(kVeilText));
+        painter.setFont(font());
+    }
+    if (pill_) {
+        const QRect box = pillRect();
+        QColor fill(34, 36, 44, 235);
+        if (pill_->state == Drops::State::done) fill = QColor(28, 110, 72, 240);
+        if (pill_->state == Drops::State::failed) fill = QColor(150, 44, 44, 240);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(fill);
+        painter.drawRoundedRect(QRectF(box), kPillHeight / 2.0, kPillHeight / 2.0);
+        painter.setPen(Qt::white);
+        const QString text =
+            fontMetrics().elidedText(pill_->text, Qt::ElideRight, box.width() - kPillPadding / 2);
+        painter.drawText(box, Qt::AlignCenter, text);
+    }
+}
+
+}  // namespace pelix

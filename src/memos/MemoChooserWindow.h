@@ -1,0 +1,57 @@
+#pragma once
+
+#include "core/Timers.h"
+#include "memos/DropCatcher.h"
+#include "memos/Drops.h"
+#include "memos/MemoChooserModel.h"
+
+#include <QDialog>
+
+#include <functional>
+
+namespace pelix {
+
+class MemoChooserView;
+class Prefs;
+
+// The memo chooser: the recordings of the folder to tick and send by hand, the switch for
+// automatic sending, and a place to drop recordings onto. Reads the folder again each time it
+// becomes the active window. Closing only hides it, so sends under way go on.
+class MemoChooserWindow : public QDialog {
+    Q_OBJECT
+public:
+    struct Parts {
+        Prefs& prefs;
+        Timers& timers;
+        // The memo sending pipeline.
+        MemoChooserModel::Send send;
+        // Switches automatic sending on or off.
+        std::function<void(bool)> setAuto;
+        // Fetches recordings dropped from places that are not local files.
+        Drops::Fetch fetch;
+        // Plays the chime of a finished drop.
+        std::function<void()> chime;
+    };
+
+    explicit MemoChooserWindow(Parts parts, QWidget* parent = nullptr);
+    ~MemoChooserWindow() override;
+
+    MemoChooserModel& model() { return model_; }
+    MemoChooserView& view() { return *view_; }
+    DropCatcher& drops() { return *drops_; }
+
+Q_SIGNALS:
+    // The user asked to choose another recordings folder.
+    void chooseFolder();
+
+protected:
+    bool event(QEvent* event) override;
+
+private:
+    MemoChooserModel model_;
+    MemoChooserView* view_;
+    DropCatcher* drops_;
+    Drops::Sender sender_;
+};
+
+}  // namespace pelix

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "transcribe/TranscriptModel.h"
+
+#include <QWidget>
+
+class QComboBox;
+class QLabel;
+class QPlainTextEdit;
+class QPushButton;
+
+namespace pelix {
+
+// One media file heard on this machine: a language menu, the text (filled as the file is heard,
+// then editable), a status line, and "Save to Pelix", "Sort it" and "Copy". Closing the window
+// stops its transcription.
+class TranscriptWindow : public QWidget {
+    Q_OBJECT
+public:
+    // `engines` must outlive the window.
+    TranscriptWindow(const SpeechEngines& engines, Api& api, Prefs& prefs, const Clock& clock,
+                     const QString& file, QWidget* parent = nullptr);
+    ~TranscriptWindow() override;
+
+    // Loads the languages and starts hearing the file.
+    void start();
+
+    TranscriptModel& model() { return model_; }
+    QPlainTextEdit* text() const { return text_; }
+    QComboBox* language() const { return language_; }
+    QLabel* status() const { return status_; }
+    QPushButton* saveButton() const { return save_; }
+    QPushButton* sortButton() const { return sort_; }
+    QPushButton* copyButton() const { return copy_; }
+
+    // The selection, else the whole text.
+    QString selectedOrAll() const;
+    void copyIt();
+
+    // The text in the title bar: the file's name.
+    static QString title(const QString& file);
+
+Q_SIGNALS:
+    void closed();
+    void saved();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void fillLanguages();
+
+    TranscriptModel model_;
+    QComboBox* language_;
+    QPlainTextEdit* text_;
+    QLabel* status_;
+    QPushButton* save_;
+    QPushButton* sort_;
+    QPushButton* copy_;
+};
+
+}  // namespace pelix

@@ -1,0 +1,227 @@
+#include "memos/DropCatcher.h"
+#include "memos/MemoChooserView.h"
+#include "memos/MemoChooserWindow.h"
+#include "memos/VoiceMemoWatcher.h"
+
+#include "MemoTestSupport.h"
+#include "core/Prefs.h"
+#include "fakes/LoopbackBackend.h"
+#include "fakes/ManualTime.h"
+#include "media/TestMedia.h"
+#include "support/TestSupport.h"
+
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QListView>
+#include <QMimeData>
+#include <QNetworkAccessManager>
+#include <QPushButton>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using fakes::Recorded;
+using fakes::Reply;
+using testing::waitUntil;
+
+class RealClock final : public Clock {
+public:
+    double uptime() const override { return 0; }
+    QDateTime now() const override { return QDateTime::currentDateTime(); }
+};
+
+class NoTicker final : public Ticker {
+public:
+    void start(double, std::function<void()>) override {}
+    void stop() override {}
+};
+
+QStringList logLines() {
+    QFile log(Drops::logFile());
+    if (!log.open(QIODevice::ReadOnly)) return {};
+    QStringList lines;
+    for (const QByteArray& line : log.readAll().split('\n')) {
+        if (!line.isEmpty()) lines << QString::fromUtf8(line.mid(line.indexOf(' ') + 1));
+    }
+    return lines;
+}
+
+// The memo chooser with the real sending pipeline against the loopback backend; recordings are
+// tones made by ffmpeg, heard by the backend.
+class MemoWindowTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        media_ = new QTemporaryDir;
+        testing::TestMedia media(media_->path());
+        for (const char* name : {"a.mp3", "b.mp3", "c.mp3"}) media.tone(name, 1.0);
+        notes_ = media.textFile("notes.txt");
+    }
+    static void TearDownTestSuite() { delete media_; }
+
+    void SetUp() override {
+        tokens.write("pelix_drop_token");
+        prefs.setValue("voiceMemos.testFolder", folder.path());
+        backend.answerWith("braindump", [this](const Recorded& request) {
+            if (request.json.value("transcribe_only").toBool()) {
+                return Reply::json({{"text", "a dropped thought"}});
+            }
+            if (request.json.value("filename").toString() == refuse) {
+                return Reply::json({{"error", "The account is busy."}}, 503);
+            }
+            return Reply::json({});
+        });
+        window.resize(440, 560);
+        window.show();
+    }
+
+    static QString media(const QString& name) { return media_->path() + "/" + name; }
+
+    // A drag of `urls` from a file manager: entered, then dropped when it was taken.
+    bool drag(const QList<QUrl>& urls, const QString& text = {}) {
+        QMimeData data;
+        data.setUrls(urls);
+        if (!text.isEmpty()) data.setText(text);
+        const QPoint middle = window.rect().center();
+        QDragEnterEvent enter(middle, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &enter);
+        if (!enter.isAccepted()) return false;
+        EXPECT_TRUE(window.drops().veiled());
+        QDropEvent drop(QPointF(middle), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &drop);
+        EXPECT_FALSE(window.drops().veiled());
+        return drop.isAccepted();
+    }
+    int filings() const {
+        int count = 0;
+        for (const Recorded& r : backend.requests("braindump")) {
+            count += r.json.value("transcribe_only").toBool() ? 0 : 1;
+        }
+        return count;
+    }
+    bool pillSays(const QString& text) {
+        return waitUntil([&] { return window.drops().pillText() == text; }, 30000);
+    }
+
+    static inline QTemporaryDir* media_ = nullptr;
+    static inline QString notes_;
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend backend;
+    QTemporaryDir folder;
+    RealClock clock;
+    NoTicker ticker;
+    fakes::ManualClock manual;
+    fakes::ManualTimers timers{manual};
+    QNetworkAccessManager network;
+    TokenStore tokens{home.dataDir()};
+    Prefs prefs{home.configDir() + "/Pelix.conf"};
+    Api api{backend.base(), tokens, &network, &clock};
+    VoiceMemoWatcher watcher{api, prefs, clock, machineTools(), ticker};
+    int chimes = 0;
+    QString refuse;
+    MemoChooserWindow window{MemoChooserWindow::Parts{
+        .prefs = prefs,
+        .timers = timers,
+        .send = [this](const QString& file, const std::optional<QString>& title,
+                       std::function<void(bool)> done) { watcher.send(file, title, done); },
+        .setAuto = [](bool) {},
+        .fetch = nullptr,
+        .chime = [this] { ++chimes; },
+    }};
+};
+
+TEST_F(MemoWindowTest, TwoDroppedFilesEndComplete) {
+    ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3"))}));
+    EXPECT_EQ(window.drops().pillText(), "Sending 1 of 2…");
+    ASSERT_TRUE(pillSays("Complete: all 2 are in Pelix"));
+    EXPECT_EQ(window.drops().pillState(), Drops::State::done);
+    EXPECT_EQ(filings(), 2);
+    EXPECT_EQ(chimes, 1);
+    EXPECT_TRUE(QFile::exists(media("a.mp3"))) << "files dropped from a folder stay where they are";
+
+    // The pill hides five seconds after a finished batch.
+    timers.advance(4.9);
+    EXPECT_TRUE(window.drops().pillShown());
+    timers.advance(0.2);
+    EXPECT_FALSE(window.drops().pillShown());
+
+    const QStringList lines = logLines();
+    EXPECT_EQ(lines.first(), "drag over the window: sound=true ready=false kinds=text/uri-list");
+    EXPECT_EQ(lines.count("memo sent to Pelix"), 2);
+}
+
+TEST_F(MemoWindowTest, OneFailureOfThreeAsksForTheOthersAgain) {
+    refuse = "b.mp3";
+    ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3")),
+                      QUrl::fromLocalFile(media("c.mp3"))}));
+    ASSERT_TRUE(pillSays("2 of 3 sent. Drop the others again."));
+    EXPECT_EQ(window.drops().pillState(), Drops::State::failed);
+    EXPECT_EQ(chimes, 0);
+    timers.advance(7.9);
+    EXPECT_TRUE(window.drops().pillShown());
+    timers.advance(0.2);
+    EXPECT_FALSE(window.drops().pillShown());
+    EXPECT_EQ(logLines().count("memo could not be sent"), 1);
+}
+
+TEST_F(MemoWindowTest, OtherDragsAreRefusedWithoutAVeil) {
+    EXPECT_FALSE(drag({QUrl::fromLocalFile(notes_)}, "some notes"));
+    EXPECT_FALSE(window.drops().veiled());
+    EXPECT_FALSE(window.drops().pillShown());
+    EXPECT_EQ(logLines(), QStringList{"drag over the window: sound=false ready=false "
+                                      "kinds=text/uri-list, text/plain"});
+}
+
+TEST_F(MemoWindowTest, AFailedFetchFindsTheRecordingInTheLibraryByItsName) {
+    ASSERT_TRUE(QFile::copy(media("a.mp3"), folder.path() + "/20260101 101010.m4a"));
+    testing::makeDatabase(folder.path() + "/CloudRecordings.db",
+                          "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT);"
+                          "INSERT INTO ZCLOUDRECORDING VALUES ('x/20260101 101010.m4a', "
+                          "'New Recording 14');");
+    // Nothing here can reach the phone, so the name the drag gives is looked up in the library.
+    ASSERT_TRUE(drag({QUrl("mtp://Phone/Recordings/New%20Recording%2014.m4a")}));
+    ASSERT_TRUE(pillSays("Complete: 20260101 101010.m4a is in Pelix"));
+    EXPECT_EQ(filings(), 1);
+    const QStringList lines = logLines();
+    EXPECT_TRUE(lines.contains("drag over the window: sound=false ready=true kinds=text/uri-list"));
+    EXPECT_TRUE(lines.contains("library fallback found 1"));
+}
+
+TEST_F(MemoWindowTest, ThePillKeepsToTheWindow) {
+    DropCatcher& drops = window.drops();
+    drops.showPill("Sending 1 of 1…", Drops::State::working);
+    EXPECT_EQ(drops.pillRect(), QRect((440 - 300) / 2, 560 - 36 - 52, 300, 52));
+    timers.advance(60);
+    EXPECT_TRUE(drops.pillShown()) << "a working message stays until replaced";
+    drops.showPill(QString(400, 'w'), Drops::State::failed);
+    EXPECT_EQ(drops.pillRect().width(), 440 - 40);
+    EXPECT_EQ(drops.pillRect().left(), 20);
+}
+
+TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {
+    prefs.setValue("voiceMemos.testFolder", folder.path() + "/gone");
+    window.model().load();
+    ASSERT_TRUE(waitUntil([&] { return !window.model().loading(); }));
+    MemoChooserView& view = window.view();
+    EXPECT_TRUE(view.lookAgainButton()->isVisible());
+    EXPECT_FALSE(view.list()->isVisible());
+    EXPECT_TRUE(view.closedText().contains(folder.path() + "/gone"));
+
+    prefs.setValue("voiceMemos.testFolder", folder.path());
+    QFile::copy(media("a.mp3"), folder.path() + "/walk.m4a");
+    view.lookAgainButton()->click();
+    ASSERT_TRUE(waitUntil([&] { return !window.model().loading(); }));
+    EXPECT_TRUE(view.list()->isVisible());
+    EXPECT_EQ(view.sendButton()->text(), "Send to Pelix");
+    EXPECT_FALSE(view.sendButton()->isEnabled());
+    view.list()->clicked(view.list()->model()->index(0, 0));
+    EXPECT_EQ(view.sendButton()->text(), "Send 1 to Pelix");
+    EXPECT_TRUE(view.sendButton()->isEnabled());
+}
+
+}  // namespace
+}  // namespace pelix
