@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/AppFeatures.h"
 #include "app/Braindump.h"
 #include "core/Log.h"
 
@@ -211,9 +212,14 @@ void AppDelegate::openLink(const QUrl& url) {
             }
             storeToken(link->token);
             return;
+        case Link::Kind::voiceMemos:
+            if (parts_.features) {
+                parts_.features->chooseMemos();
+                return;
+            }
+            [[fallthrough]];
         case Link::Kind::editor:
         case Link::Kind::update:
-        case Link::Kind::voiceMemos:
         case Link::Kind::authCallback:
             // These open windows that this build does not have.
             logLine("links", url.host() + " is not in this build");
@@ -239,6 +245,21 @@ void AppDelegate::perform(MenuAction action) {
             break;
         case MenuAction::toggleInsert:
             parts_.prefs.setInsertIntoApp(!parts_.prefs.insertIntoApp());
+            break;
+        case MenuAction::importNotes:
+            if (parts_.features) parts_.features->importNotes();
+            break;
+        case MenuAction::transcribeVideo:
+            if (parts_.features) parts_.features->transcribeVideo();
+            break;
+        case MenuAction::toggleVoiceMemos:
+            if (parts_.features) parts_.features->toggleVoiceMemos();
+            break;
+        case MenuAction::allowRecordings:
+            if (parts_.features) parts_.features->allowRecordings();
+            break;
+        case MenuAction::chooseMemos:
+            if (parts_.features) parts_.features->chooseMemos();
             break;
         case MenuAction::signIn:
             promptToSignIn();

@@ -22,6 +22,8 @@
 
 namespace pelix {
 
+class AppFeatures;
+
 // What the application is made of, handed in by whoever starts it (the tray application, or a
 // test with fakes).
 struct AppParts {
@@ -39,6 +41,8 @@ struct AppParts {
     Dictation* dictation = nullptr;
     // Reads the state of the desktop for the menu and the permission report.
     std::function<DesktopFacts()> facts = [] { return DesktopFacts{}; };
+    // Voice memos, notes and transcripts; none in a build without them.
+    AppFeatures* features = nullptr;
 };
 
 // The application's hub: reads the Alt tap and the Ctrl hold, begins, ends and drops

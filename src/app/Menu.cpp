@@ -13,6 +13,15 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
                   false, false});
     items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
+    items.append({"Import notes…", MenuAction::importNotes, false, false, true, kImportNotesTip});
+    items.append({"Transcribe a video…", MenuAction::transcribeVideo});
+    if (facts.recordingsReadable) {
+        items.append({"Send new voice memos to Pelix", MenuAction::toggleVoiceMemos, true,
+                      facts.voiceMemosOn, true, kVoiceMemosTip});
+    } else {
+        items.append({"⚠ Allow Pelix to read the recordings folder…", MenuAction::allowRecordings});
+    }
+    items.append({"Send voice memos…", MenuAction::chooseMemos});
     items.append({facts.token ? "Sign in again…" : "Sign in…", MenuAction::signIn});
     items.append({"Set Pelix token…", MenuAction::setToken});
     items.append({"Check permissions", MenuAction::checkPermissions});

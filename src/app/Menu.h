@@ -16,9 +16,18 @@ struct DesktopFacts {
     bool installed = false;  // run from the install prefix, not the build tree
     QString program;         // this program's path
     bool openAtLogin = false;
-    bool insertIntoApp = true;  // "insert.enabled": dictation types into the window in front
-    bool badgeShown = true;     // the floating badge is on the screen
+    bool insertIntoApp = true;       // "insert.enabled": dictation types into the window in front
+    bool badgeShown = true;          // the floating badge is on the screen
+    bool voiceMemosOn = false;       // "voiceMemos.on": new recordings are sent by themselves
+    bool recordingsReadable = true;  // the recordings folder can be listed
 };
+
+inline constexpr auto kImportNotesTip =
+    "Copies every note in Apple Notes into Pelix, same folders, original dates. Run it again and "
+    "only what changed comes over.";
+inline constexpr auto kVoiceMemosTip =
+    "Every recording that lands in your recordings folder, from your phone or this computer, is "
+    "transcribed here and filed in Pelix by itself.";
 
 enum class MenuAction {
     keysOff,
@@ -26,6 +35,11 @@ enum class MenuAction {
     teachHold,
     toggleBadge,
     toggleInsert,
+    importNotes,
+    transcribeVideo,
+    toggleVoiceMemos,
+    allowRecordings,
+    chooseMemos,
     signIn,
     setToken,
     checkPermissions,
@@ -39,6 +53,7 @@ struct MenuItem {
     bool checkable = false;
     bool checked = false;
     bool enabled = true;
+    QString toolTip = {};
 
     bool operator==(const MenuItem&) const = default;
 };

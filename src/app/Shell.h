@@ -39,6 +39,13 @@ public:
     virtual void askForSecret(const QString& label, std::function<void(QString)> entered) = 0;
     // A window of lines to read, such as the permission report.
     virtual void report(const QString& title, const QStringList& lines) = 0;
+    // Asks for one existing file (`filter` as a file dialog's name filter, "Notes (*.json)");
+    // `chosen` runs only when the user picks one.
+    virtual void chooseFile(const QString& title, const QString& filter,
+                            std::function<void(QString)> chosen) = 0;
+    // Asks for one folder, starting in `start`; `chosen` runs only when the user picks one.
+    virtual void chooseFolder(const QString& title, const QString& start,
+                              std::function<void(QString)> chosen) = 0;
 };
 
 // Live dictation and typed recordings, which type what is said into the application in front.

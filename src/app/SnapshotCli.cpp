@@ -1,5 +1,6 @@
 #include "app/SnapshotCli.h"
 
+#include "app/FeaturePictures.h"
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/PrivateFile.h"
@@ -14,7 +15,10 @@
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLocale>
 #include <QWidget>
+
+#include <unicode/locid.h>
 
 namespace pelix {
 
@@ -34,6 +38,13 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
              model->setParent(window.get());
              return window;
          }},
+        {"--drop-ui", "drop-over.png", [](ServiceContext&) { return dropPicture(DropLook::over); }},
+        {"--drop-ui", "drop-sending.png",
+         [](ServiceContext&) { return dropPicture(DropLook::sending); }},
+        {"--drop-ui", "drop-done.png", [](ServiceContext&) { return dropPicture(DropLook::done); }},
+        {"--memos", "memos.png", [](ServiceContext&) { return memosPicture(); }},
+        {"--video", "transcript.png",
+         [](ServiceContext& services) { return transcriptPicture(services); }},
     };
     return pictures;
 }
@@ -68,9 +79,15 @@ int runSnapshotCli(const Args& args, ServiceContext& backend) {
         console::err("Couldn't draw the pictures: the bundled font did not load.");
         return 1;
     }
+    // Dates and language names in American English, whatever the machine's language.
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    UErrorCode status = U_ZERO_ERROR;
+    icu::Locale::setDefault(icu::Locale::getUS(), status);
     for (const SnapshotPicture& picture : snapshotPictures()) {
         if (!picture.qualifier.isEmpty() && !args.has(picture.qualifier)) continue;
         const std::unique_ptr<QWidget> window = picture.make(backend);
+        // A picture that cannot be made has said why.
+        if (!window) return 1;
         const QString path = QDir(dir).filePath(picture.file);
         const Status written = writeFileAtomically(path, ui::pngBytes(ui::drawWidget(*window)));
         if (!written) {

@@ -19,6 +19,7 @@ struct SnapshotPicture {
     QString qualifier;
     // The file name in the folder ("panel.png").
     QString file;
+    // None when the picture cannot be made; it has then said why on standard error.
     std::function<std::unique_ptr<QWidget>(ServiceContext&)> make;
 };
 

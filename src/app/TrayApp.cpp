@@ -3,11 +3,14 @@
 #include "app/AppDictation.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "memos/VoiceMemoWatcher.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
+#include "platform/RemoteFiles.h"
 #include "relay/PanelModel.h"
 #include "relay/PanelWindow.h"
+#include "speech/SpeechEngines.h"
 #include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
 
@@ -16,6 +19,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QMenu>
+#include <QThreadPool>
 
 namespace pelix {
 
@@ -26,7 +30,24 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
       recorder_(
           std::make_unique<MicRecorder>(desktop.microphone(), context.clock(), paths::tempDir())),
       dictation_(
-          std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(), desktop.typist())) {
+          std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(), desktop.typist())),
+      engines_(std::make_unique<SpeechEngines>(SpeechEngines::standard())),
+      memoTicker_(std::make_unique<QtTicker>()),
+      watcher_(std::make_unique<VoiceMemoWatcher>(context.api(), context.prefs(), context.clock(),
+                                                  machineTools(), *memoTicker_)) {
+    watcher_->onStatus([this](const QString& line) { shell_.show(line); });
+    platform::RemoteFiles& remote = desktop.remoteFiles();
+    features_ = std::make_unique<AppFeatures>(FeatureParts{
+        .prefs = context.prefs(),
+        .api = context.api(),
+        .clock = context.clock(),
+        .timers = timers_,
+        .shell = shell_,
+        .watcher = *watcher_,
+        .engines = *engines_,
+        .fetch = [&remote](const QUrl& location,
+                           const QString& target) { return remote.fetch(location, target); },
+    });
     delegate_ = std::make_unique<AppDelegate>(AppParts{
         .clock = context.clock(),
         .prefs = context.prefs(),
@@ -39,6 +60,7 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); },
         .dictation = dictation_.get(),
         .facts = [this] { return facts(true); },
+        .features = features_.get(),
     });
 }
 
@@ -46,6 +68,9 @@ TrayApp::~TrayApp() {
     // The windows draw the delegate's panel model: they go first.
     panel_.reset();
     badge_.reset();
+    // Transcript windows stop their runs as they go; the runs use the engines until they notice.
+    features_.reset();
+    QThreadPool::globalInstance()->waitForDone();
 }
 
 DesktopFacts TrayApp::facts(bool devices) const {
@@ -57,6 +82,8 @@ DesktopFacts TrayApp::facts(bool devices) const {
     facts.openAtLogin = desktop_.autostart().enabled();
     facts.insertIntoApp = context_.prefs().insertIntoApp();
     facts.badgeShown = badge_ && badge_->isVisible();
+    facts.voiceMemosOn = features_->voiceMemosOn();
+    facts.recordingsReadable = features_->recordingsReadable();
     if (devices) {
         const platform::Probes probes = desktop_.probe();
         facts.keysSeen = probes.keysSeen;
@@ -78,6 +105,7 @@ void TrayApp::start() {
     });
 
     menu_ = std::make_unique<QMenu>();
+    menu_->setToolTipsVisible(true);
     connect(menu_.get(), &QMenu::aboutToShow, this, &TrayApp::rebuildMenu);
     rebuildMenu();
     const bool signedIn = context_.tokens().read().has_value();
@@ -130,6 +158,7 @@ void TrayApp::start() {
     } else {
         delegate_->promptToSignIn();
     }
+    features_->start();
 }
 
 void TrayApp::togglePanel(const QRect& anchor) {
@@ -168,6 +197,7 @@ void TrayApp::rebuildMenu() {
         action->setEnabled(item.enabled);
         action->setCheckable(item.checkable);
         action->setChecked(item.checked);
+        action->setToolTip(item.toolTip);
         const MenuAction what = item.action;
         connect(action, &QAction::triggered, this, [this, what] {
             if (what == MenuAction::toggleBadge) return showBadge(!badge_->isVisible());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/AppDelegate.h"
+#include "app/AppFeatures.h"
 #include "app/TrayShell.h"
 #include "core/Timers.h"
 #include "service/ServiceContext.h"
@@ -24,6 +25,9 @@ namespace ui {
 class BadgeWindow;
 }
 class AppDictation;
+class QtTicker;
+class SpeechEngines;
+class VoiceMemoWatcher;
 
 // The tray application: the desktop's services and the account put together around the
 // AppDelegate, started in order.
@@ -66,6 +70,10 @@ private:
     TrayShell shell_;
     std::unique_ptr<Recorder> recorder_;
     std::unique_ptr<AppDictation> dictation_;
+    std::unique_ptr<SpeechEngines> engines_;
+    std::unique_ptr<QtTicker> memoTicker_;
+    std::unique_ptr<VoiceMemoWatcher> watcher_;
+    std::unique_ptr<AppFeatures> features_;
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<PendingTimer> followUp_;
     std::unique_ptr<relay::PanelWindow> panel_;

@@ -1,6 +1,8 @@
 #include "app/TrayShell.h"
 
 #include <QCursor>
+#include <QDir>
+#include <QFileDialog>
 #include <QInputDialog>
 #include <QMenu>
 #include <QMessageBox>
@@ -64,6 +66,25 @@ void TrayShell::askForSecret(const QString& label, std::function<void(QString)> 
 
 void TrayShell::report(const QString& title, const QStringList& lines) {
     open(new QMessageBox(QMessageBox::NoIcon, title, lines.join('\n')));
+}
+
+void TrayShell::chooseFile(const QString& title, const QString& filter,
+                           std::function<void(QString)> chosen) {
+    auto* dialog = new QFileDialog(nullptr, title, QDir::homePath(), filter);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    QObject::connect(dialog, &QFileDialog::fileSelected, dialog,
+                     [chosen = std::move(chosen)](const QString& file) { chosen(file); });
+    open(dialog);
+}
+
+void TrayShell::chooseFolder(const QString& title, const QString& start,
+                             std::function<void(QString)> chosen) {
+    auto* dialog = new QFileDialog(nullptr, title, start);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    QObject::connect(dialog, &QFileDialog::fileSelected, dialog,
+                     [chosen = std::move(chosen)](const QString& folder) { chosen(folder); });
+    open(dialog);
 }
 
 bool TrayShell::showIcon(QMenu* menu, std::function<void(const QRect&)> clicked) {

@@ -27,6 +27,10 @@ public:
     void ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) override;
     void askForSecret(const QString& label, std::function<void(QString)> entered) override;
     void report(const QString& title, const QStringList& lines) override;
+    void chooseFile(const QString& title, const QString& filter,
+                    std::function<void(QString)> chosen) override;
+    void chooseFolder(const QString& title, const QString& start,
+                      std::function<void(QString)> chosen) override;
 
     // Puts the icon with `menu` into the tray; false when the desktop has no tray. A left click
     // on the icon calls `clicked` with where the desktop says the icon is (an empty rectangle

@@ -71,6 +71,16 @@ public:
     void report(const QString& title, const QStringList& lines) override {
         reports.push_back({title, lines});
     }
+    void chooseFile(const QString& title, const QString&,
+                    std::function<void(QString)> chosen) override {
+        choices << title;
+        choose = std::move(chosen);
+    }
+    void chooseFolder(const QString& title, const QString&,
+                      std::function<void(QString)> chosen) override {
+        choices << title;
+        choose = std::move(chosen);
+    }
 
     QStringList lines;
     ui::TrayLook look = ui::TrayLook::idle;
@@ -80,6 +90,9 @@ public:
     QStringList secretLabels;
     std::function<void(QString)> enterSecret;
     std::vector<std::pair<QString, QStringList>> reports;
+    // Titles of the file and folder choosers, and the answer to the last one.
+    QStringList choices;
+    std::function<void(QString)> choose;
 };
 
 // Opening at login as a switch, with a failure to order.

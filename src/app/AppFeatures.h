@@ -1,0 +1,91 @@
+#pragma once
+
+#include "core/Timers.h"
+#include "memos/Drops.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+
+namespace pelix {
+
+class Api;
+class Clock;
+class MemoChooserWindow;
+class Prefs;
+class Shell;
+class SpeechEngines;
+class TranscriptWindow;
+class VoiceMemoWatcher;
+
+struct FeatureParts {
+    Prefs& prefs;
+    Api& api;
+    const Clock& clock;
+    Timers& timers;
+    // The status line, sounds and the questions asked of the user.
+    Shell& shell;
+    VoiceMemoWatcher& watcher;
+    const SpeechEngines& engines;
+    Drops::Fetch fetch;
+};
+
+// What the tray menu reaches beyond recording: the voice memo watcher and its switch, the memo
+// chooser (which also takes dropped recordings), the notes import, and one transcript window
+// per media file. Main thread.
+class AppFeatures : public QObject {
+    Q_OBJECT
+public:
+    static constexpr auto kAlreadyImporting = "Already bringing them over…";
+
+    explicit AppFeatures(FeatureParts parts, QObject* parent = nullptr);
+    ~AppFeatures() override;
+
+    // Start-up: the watcher, when automatic sending is on.
+    void start();
+
+    // "Send new voice memos to Pelix": flips "voiceMemos.on" and starts or stops the watcher.
+    void toggleVoiceMemos();
+    bool voiceMemosOn() const;
+    // Whether the recordings folder can be read now.
+    bool recordingsReadable() const;
+    // "⚠ Allow Pelix to read the recordings folder…": asks where the recordings are.
+    void allowRecordings();
+
+    // "Send voice memos…" and the "voice-memos" link: the memo chooser, brought to the front.
+    void chooseMemos();
+    MemoChooserWindow* chooser() const { return chooser_.get(); }
+
+    // "Import notes…": asks, then brings the notes over with progress in the status line.
+    void importNotes();
+    bool importing() const { return importing_; }
+
+    // "Transcribe a video…": asks for a file and opens its window.
+    void transcribeVideo();
+    // The window of `file`, made and started unless one is open, brought to the front.
+    TranscriptWindow* openTranscript(const QString& file);
+    int transcriptCount() const { return static_cast<int>(transcripts_.size()); }
+
+    // The file dialog's filter: every video and sound type the desktop knows.
+    static QString transcribableFilter();
+
+Q_SIGNALS:
+    void importFinished(const QString& message);
+
+private:
+    void setVoiceMemos(bool on);
+    void setFolder(const QString& folder);
+
+    FeatureParts parts_;
+    std::unique_ptr<MemoChooserWindow> chooser_;
+    std::map<QString, std::unique_ptr<TranscriptWindow>> transcripts_;
+    bool importing_ = false;
+    std::shared_ptr<std::atomic_bool> importStop_;
+};
+
+}  // namespace pelix

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+class QWidget;
+
+namespace pelix {
+
+class ServiceContext;
+
+// The pictures of the memo chooser, the drop layer and the transcript window for
+// `pelix --snapshot`, with sample content.
+
+// Two choosers side by side: "New Recording 14" being sent, and in Pelix.
+std::unique_ptr<QWidget> memosPicture();
+
+enum class DropLook { over, sending, done };
+// The chooser with a drag hovering over it, or its status pill while sending and when done.
+std::unique_ptr<QWidget> dropPicture(DropLook look);
+
+// The video the transcript picture hears: $PELIX_SAMPLE_VIDEO, else what scripts/make-sample
+// makes (build/samples/sample.mp4).
+QString sampleVideo();
+// The transcript window once it has heard the sample video; none, with one sentence on
+// standard error, when there is no sample or hearing it fails to end.
+std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services);
+
+}  // namespace pelix
