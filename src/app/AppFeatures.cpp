@@ -135,7 +135,8 @@ void AppFeatures::importNotes() {
         const Prompt prompt{.title = QStringLiteral("Bring Apple Notes into Pelix?"),
                             .text = QString::fromUtf8(kImportNotesTip),
                             .accept = QStringLiteral("Bring them over"),
-                            .reject = QStringLiteral("Cancel")};
+                            .reject = QStringLiteral("Cancel"),
+                            .other = {}};
         parts_.shell.ask(prompt, [run, source = *source](PromptAnswer answer) {
             if (answer == PromptAnswer::accept) run(source);
         });

@@ -151,26 +151,29 @@ void DropCatcher::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     if (veiled_) {
-        painter.fillRect(rect(), QColor(16, 18, 24, 190));
+        QColor veil = ui::theme::kBackground;
+        veil.setAlpha(215);
+        painter.fillRect(rect(), veil);
         const QRectF frame = QRectF(rect()).adjusted(14, 14, -14, -14);
-        QPen dashes(QColor(255, 255, 255, 170), 2, Qt::DashLine);
+        QPen dashes(ui::theme::kAccent, 2, Qt::DashLine);
         painter.setPen(dashes);
         painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(frame, 14, 14);
+        painter.drawRoundedRect(frame, ui::theme::kRadiusLarge, ui::theme::kRadiusLarge);
         painter.setFont(ui::theme::font(ui::theme::Type::display));
-        painter.setPen(Qt::white);
+        painter.setPen(ui::theme::kText);
         painter.drawText(rect(), Qt::AlignCenter, QString::fromLatin1(kVeilText));
         painter.setFont(font());
     }
     if (pill_) {
         const QRect box = pillRect();
-        QColor fill(34, 36, 44, 235);
-        if (pill_->state == Drops::State::done) fill = QColor(28, 110, 72, 240);
-        if (pill_->state == Drops::State::failed) fill = QColor(150, 44, 44, 240);
-        painter.setPen(Qt::NoPen);
+        QColor fill = ui::theme::kRaised;
+        if (pill_->state == Drops::State::done) fill = ui::theme::kLive.darker(140);
+        if (pill_->state == Drops::State::failed) fill = ui::theme::kRecording.darker(130);
+        painter.setPen(QPen(ui::theme::kBorder, 1));
         painter.setBrush(fill);
-        painter.drawRoundedRect(QRectF(box), kPillHeight / 2.0, kPillHeight / 2.0);
-        painter.setPen(Qt::white);
+        painter.drawRoundedRect(QRectF(box).adjusted(0.5, 0.5, -0.5, -0.5), kPillHeight / 2.0,
+                                kPillHeight / 2.0);
+        painter.setPen(ui::theme::kText);
         const QString text =
             fontMetrics().elidedText(pill_->text, Qt::ElideRight, box.width() - kPillPadding / 2);
         painter.drawText(box, Qt::AlignCenter, text);

@@ -4,7 +4,7 @@
 #include "core/Json.h"
 #include "core/Prefs.h"
 #include "service/Api.h"
-#include "text/Words.h"
+#include "text/CleanUp.h"
 #include "transcribe/StableId.h"
 
 #include <QFileInfo>

@@ -38,6 +38,7 @@ TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Api& api, Prefs
     text_ = new QPlainTextEdit;
     text_->setFont(theme::font(theme::Type::body));
     text_->setFrameShape(QFrame::NoFrame);
+    text_->document()->setDocumentMargin(theme::kSpace3);
     text_->setPlaceholderText(QStringLiteral("The words come here as the file is heard."));
     status_ = new QLabel;
     theme::setRole(status_, "muted");

@@ -5,6 +5,7 @@
 #include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
 #include "memos/VoiceMemoWatcher.h"
+#include "speech/SpeechEngines.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
@@ -101,7 +102,6 @@ protected:
     Api api{backend.base(), tokens, &network, &clock};
     VoiceMemoWatcher watcher{api, prefs, clock, quickTools(), ticker};
     SpeechEngines engines;
-    HandDialogs hand;
     AppFeatures features{FeatureParts{prefs, api, clock, timers, shell, watcher, engines, nullptr}};
 };
 

@@ -1,5 +1,6 @@
 // pelix --snapshot: every picture drawn twice comes out byte for byte the same, and the same as
 // its reference in tests/app/snapshots (scripts/update-snapshots draws them anew).
+#include "media/TestMedia.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -24,10 +25,23 @@ QStringList pngs(const QString& dir) {
     return QDir(dir).entryList({"*.png"}, QDir::Files, QDir::Name);
 }
 
+// The transcript picture hears the sample video that scripts/make-sample makes (once, kept in
+// the build folder).
+QProcessEnvironment withSample() {
+    const QString sample =
+        QString::fromUtf8(pelix::testing::runTool("bash", {PELIX_MAKE_SAMPLE, PELIX_SAMPLES}))
+            .trimmed();
+    QProcessEnvironment env;
+    env.insert("PELIX_SAMPLE_VIDEO", sample);
+    return env;
+}
+
 TEST(Snapshot, PicturesAreTheSameEachRunAndMatchTheirReferences) {
     QTemporaryDir first, second;
+    const QProcessEnvironment env = withSample();
     for (const QTemporaryDir* dir : {&first, &second}) {
-        const auto r = runPelix(QStringList{"--snapshot", dir->path()} + kAllPictures);
+        const auto r =
+            runPelix(QStringList{"--snapshot", dir->path()} + kAllPictures, {}, env, 300000);
         ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     }
     const QString references = PELIX_SNAPSHOT_REFERENCES;

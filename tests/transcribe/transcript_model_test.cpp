@@ -4,6 +4,7 @@
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "media/TestMedia.h"
+#include "memos/QStringPrinting.h"
 #include "service/Api.h"
 #include "speech/PocketSphinxEngine.h"
 #include "support/TestSupport.h"
@@ -109,7 +110,7 @@ TEST_F(TranscriptTest, TheLiveTextIsTheFinalTextAndTheStatusCountsItsWords) {
     const double seconds = VideoTranscriber::duration(talk_).value_or(0);
     EXPECT_EQ(model->status(),
               QString("%1 words from 0:%2. Change anything you like, then save it.")
-                  .arg(heard.size())
+                  .arg(text.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts).size())
                   .arg(static_cast<int>(seconds), 2, 10, QChar('0')));
 }
 
