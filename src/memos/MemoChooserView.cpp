@@ -162,7 +162,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
     closedText_ = new QLabel;
     closedText_->setWordWrap(true);
     closedText_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    chooseFolder_ = new QPushButton(QStringLiteral("Choose the recordings folder…"));
+    chooseFolder_ = new QPushButton(QString::fromUtf8(VoiceMemoLibrary::kChooseFolderButton));
     theme::setRole(chooseFolder_, "primary");
     lookAgain_ = new QPushButton(QStringLiteral("Look again"));
     auto* closedButtons = new QHBoxLayout;

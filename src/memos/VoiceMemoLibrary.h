@@ -45,12 +45,7 @@ inline constexpr auto kDatabaseName = "CloudRecordings.db";
 inline constexpr auto kFolderClosedLog = "voice memos: folder closed (it cannot be read)";
 inline constexpr auto kFolderClosedHint =
     "Let Pelix read your recordings folder and your voice memos come in by themselves.";
-inline constexpr auto kFolderClosedOneStep =
-    "One step: let Pelix read your recordings folder, then quit and reopen Pelix.";
-inline constexpr auto kFolderClosedChooser =
-    "Allow Pelix to read your recordings folder to see your voice memos, then quit and reopen "
-    "Pelix.";
-inline constexpr auto kOpenFolderButton = "Open the recordings folder";
+inline constexpr auto kChooseFolderButton = "Choose the recordings folder…";
 
 // One row of the database: the stored path's last component, the name (maybe empty), the
 // recording date and the length.
