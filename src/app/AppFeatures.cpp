@@ -11,6 +11,7 @@
 #include "transcribe/TranscriptWindow.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QMimeDatabase>
 #include <QSet>
 
@@ -101,6 +102,28 @@ void AppFeatures::chooseMemos() {
     chooser_->show();
     chooser_->raise();
     chooser_->activateWindow();
+}
+
+void AppFeatures::sendDropped(const QStringList& files) {
+    QStringList sounds;
+    for (const QString& file : files) {
+        if (Drops::isAudioName(QFileInfo(file).fileName())) sounds << file;
+    }
+    if (sounds.isEmpty()) return;
+    if (!dropped_) {
+        VoiceMemoWatcher& watcher = parts_.watcher;
+        dropped_ = std::make_unique<Drops::Sender>([&watcher](const QString& file,
+                                                              const std::optional<QString>& title,
+                                                              std::function<void(bool)> done) {
+            watcher.send(file, title, std::move(done));
+        });
+        connect(dropped_.get(), &Drops::Sender::show, this,
+                [this](const QString& text, Drops::State state) {
+                    parts_.shell.show(text);
+                    if (state == Drops::State::done) parts_.shell.play(ui::Sound::glass);
+                });
+    }
+    dropped_->sendDropped(sounds);
 }
 
 void AppFeatures::importNotes() {

@@ -61,6 +61,10 @@ public:
     void chooseMemos();
     MemoChooserWindow* chooser() const { return chooser_.get(); }
 
+    // Files dropped somewhere without a pill of its own (the badge): the sound files among them
+    // are sent one at a time, with the messages in the status line.
+    void sendDropped(const QStringList& files);
+
     // "Import notes…": asks, then brings the notes over with progress in the status line.
     void importNotes();
     bool importing() const { return importing_; }
@@ -83,6 +87,7 @@ private:
 
     FeatureParts parts_;
     std::unique_ptr<MemoChooserWindow> chooser_;
+    std::unique_ptr<Drops::Sender> dropped_;
     std::map<QString, std::unique_ptr<TranscriptWindow>> transcripts_;
     bool importing_ = false;
     std::shared_ptr<std::atomic_bool> importStop_;

@@ -208,6 +208,21 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     EXPECT_EQ(backend.requests("import-notes").size(), 2);
 }
 
+TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheStatusLine) {
+    QTemporaryDir dropped;
+    const QString a = QDir(dropped.path()).filePath("a.mp3");
+    const QString b = QDir(dropped.path()).filePath("b.WAV");
+    for (const QString& path : {a, b}) QFile(path).open(QIODevice::WriteOnly);
+    features.sendDropped({QDir(dropped.path()).filePath("notes.txt")});
+    EXPECT_TRUE(shell.lines.isEmpty());
+
+    features.sendDropped({a, QDir(dropped.path()).filePath("notes.txt"), b});
+    ASSERT_TRUE(waitUntil([&] { return shell.lines.contains("Complete: all 2 are in Pelix"); }));
+    EXPECT_TRUE(shell.lines.contains("Sending 2 of 2…"));
+    EXPECT_EQ(filed(), (QStringList{"a.mp3", "b.WAV"}));
+    EXPECT_EQ(shell.sounds, std::vector<ui::Sound>{ui::Sound::glass});
+}
+
 TEST(TranscribableFilter, NamesVideoAndSoundFiles) {
     const QString filter = AppFeatures::transcribableFilter();
     for (const char* pattern : {"*.mp4", "*.mov", "*.mkv", "*.m4a", "*.mp3", "*.wav"}) {
