@@ -140,9 +140,8 @@ void TrayApp::start() {
     badge_ = std::make_unique<ui::BadgeWindow>(&context_.prefs());
     connect(badge_.get(), &ui::BadgeWindow::clicked, this,
             [this] { togglePanel(badge_->frameGeometry()); });
-    connect(badge_.get(), &ui::BadgeWindow::filesDropped, this, [](const QStringList& files) {
-        logLine("badge", QStringLiteral("%1 files dropped").arg(files.size()));
-    });
+    connect(badge_.get(), &ui::BadgeWindow::filesDropped, features_.get(),
+            &AppFeatures::sendDropped);
     connect(delegate_.get(), &AppDelegate::recordingChanged, badge_.get(),
             [this](bool recording, bool filed) {
                 badge_->setLook(!recording ? ui::BadgeLook::idle

@@ -52,17 +52,6 @@ TEST(DragContents, SoundFilesLocationsAndNames) {
     }
 }
 
-TEST(DragContents, TheLibraryIsSearchedByTitleIgnoringCase) {
-    const QList<VoiceMemo> library{
-        {QUrl::fromLocalFile("/r/1.m4a"), "Groceries", {}, 3},
-        {QUrl::fromLocalFile("/r/2.m4a"), "New Recording 14", {}, 3},
-        {QUrl::fromLocalFile("/r/3.m4a"), "new recording 14", {}, 3},
-    };
-    EXPECT_EQ(Drops::fromLibrary({"NEW RECORDING 14", "nothing", "groceries"}, library),
-              (QStringList{"/r/2.m4a", "/r/1.m4a"}));
-    EXPECT_TRUE(Drops::fromLibrary({"Groceries"}, std::nullopt).isEmpty());
-}
-
 class DropTest : public ::testing::Test {
 protected:
     testing::IsolatedHome home;
