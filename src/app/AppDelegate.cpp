@@ -240,6 +240,12 @@ void AppDelegate::perform(MenuAction action) {
         case MenuAction::toggleInsert:
             parts_.prefs.setInsertIntoApp(!parts_.prefs.insertIntoApp());
             break;
+        case MenuAction::toggleRelay: {
+            const bool on = !parts_.prefs.relay();
+            parts_.prefs.setRelay(on);
+            parts_.switchRelay(on);
+            break;
+        }
         case MenuAction::signIn:
             promptToSignIn();
             break;

@@ -39,6 +39,8 @@ struct AppParts {
     Dictation* dictation = nullptr;
     // Reads the state of the desktop for the menu and the permission report.
     std::function<DesktopFacts()> facts = [] { return DesktopFacts{}; };
+    // Starts (true) or stops the relay of prompts from the phone.
+    std::function<void(bool)> switchRelay = [](bool) {};
 };
 
 // The application's hub: reads the Alt tap and the Ctrl hold, begins, ends and drops

@@ -18,6 +18,7 @@ struct DesktopFacts {
     bool openAtLogin = false;
     bool insertIntoApp = true;  // "insert.enabled": dictation types into the window in front
     bool badgeShown = true;     // the floating badge is on the screen
+    bool relay = true;          // "relay.enabled": prompts from the phone go into chat assistants
 };
 
 enum class MenuAction {
@@ -26,6 +27,7 @@ enum class MenuAction {
     teachHold,
     toggleBadge,
     toggleInsert,
+    toggleRelay,
     signIn,
     setToken,
     checkPermissions,

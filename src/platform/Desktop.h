@@ -8,11 +8,14 @@
 
 namespace pelix::platform {
 
+class Accessibility;
+class Apps;
 class Autostart;
 class Clipboard;
 class KeySource;
 class Microphone;
 class SecretStore;
+class Session;
 class SingleInstance;
 class Typist;
 
@@ -41,6 +44,12 @@ public:
     virtual Microphone& microphone() = 0;
     virtual SecretStore& secrets() = 0;
     virtual Autostart& autostart() = 0;
+    // The applications: the one in front, which one opens a link, opening it.
+    virtual Apps& apps() = 0;
+    // Other applications' interfaces, for where their keyboard focus is.
+    virtual Accessibility& accessibility() = 0;
+    // The login session: its lock, waking from sleep, the machine's name.
+    virtual Session& session() = 0;
     // One running Pelix per user data folder `dataDir`.
     virtual std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) = 0;
 

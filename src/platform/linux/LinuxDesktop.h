@@ -6,13 +6,17 @@
 
 namespace pelix::platform {
 
+class AtspiAccessibility;
+class DBusSession;
+class GioApps;
 class LibsecretStore;
 class QtMicrophone;
 class XdgAutostart;
 
 // The services every Linux session shares: the microphone through the sound server, the Secret
-// Service, XDG autostart and the local socket between instances. A session's own desktop adds
-// the keys, the typist and the clipboard.
+// Service, XDG autostart, the local socket between instances, AT-SPI and the login session over
+// D-Bus. A session's own desktop adds the keys, the typist, the clipboard and the application in
+// front.
 class LinuxDesktop : public Desktop {
 public:
     LinuxDesktop();
@@ -22,6 +26,8 @@ public:
     SecretStore& secrets() override;
     Autostart& autostart() override;
     std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) override;
+    Accessibility& accessibility() override;
+    Session& session() override;
 
 protected:
     bool microphonePresent() const;
@@ -30,6 +36,8 @@ private:
     std::unique_ptr<QtMicrophone> microphone_;
     std::unique_ptr<LibsecretStore> secrets_;
     std::unique_ptr<XdgAutostart> autostart_;
+    std::unique_ptr<AtspiAccessibility> accessibility_;
+    std::unique_ptr<DBusSession> session_;
 };
 
 // An X11 session (Xorg): keys from XInput 2, typing through XTest, the clipboard through Qt.
@@ -42,6 +50,7 @@ public:
     KeySource& keys() override;
     Typist& typist() override;
     Clipboard& clipboard() override;
+    Apps& apps() override;
     bool keysHeard() override;
     Probes probe() override;
 
