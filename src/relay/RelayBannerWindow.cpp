@@ -17,6 +17,8 @@ RelayBannerWindow::RelayBannerWindow(RelayBanner& banner)
       label_(new QLabel(this)),
       cancel_(new QPushButton(QStringLiteral("Cancel"), this)) {
     setAttribute(Qt::WA_ShowWithoutActivating);
+    // A QWidget subclass draws its style sheet's background only when asked to.
+    setAttribute(Qt::WA_StyledBackground);
     setObjectName(QStringLiteral("pelixRelayBanner"));
     setStyleSheet(QStringLiteral(
         "#pelixRelayBanner { background: #1f1f24; border: 1px solid #3a3a44; border-radius: 10px; }"
