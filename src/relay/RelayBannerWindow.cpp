@@ -1,6 +1,7 @@
 #include "relay/RelayBannerWindow.h"
 
 #include "relay/RelayBanner.h"
+#include "ui/Theme.h"
 
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -20,15 +21,23 @@ RelayBannerWindow::RelayBannerWindow(RelayBanner& banner)
     // A QWidget subclass draws its style sheet's background only when asked to.
     setAttribute(Qt::WA_StyledBackground);
     setObjectName(QStringLiteral("pelixRelayBanner"));
-    setStyleSheet(QStringLiteral(
-        "#pelixRelayBanner { background: #1f1f24; border: 1px solid #3a3a44; border-radius: 10px; }"
-        "QLabel { color: #f2f2f5; font-size: 14px; }"
-        "QPushButton { color: #f2f2f5; background: #3a3a44; border: none; border-radius: 6px;"
-        " padding: 4px 12px; }"));
+    using namespace ui::theme;
+    loadFonts();
+    setStyleSheet(styleSheet() +
+                  QStringLiteral("#pelixRelayBanner { background: %1; border: 1px solid %2;"
+                                 " border-radius: %3px; }"
+                                 "#pelixRelayBanner QLabel { color: %4; }")
+                      .arg(kSurface.name(), kBorder.name())
+                      .arg(kRadius)
+                      .arg(kText.name()));
+    label_->setFont(ui::theme::font(Type::body));
+    cancel_->setFont(ui::theme::font(Type::body));
+    setRole(cancel_, "ghost");
     cancel_->setFocusPolicy(Qt::NoFocus);
     auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(16, 8, 8, 8);
-    layout->setSpacing(12);
+    layout->setContentsMargins(ui::theme::kSpace4, ui::theme::kSpace2, ui::theme::kSpace2,
+                               ui::theme::kSpace2);
+    layout->setSpacing(ui::theme::kSpace3);
     layout->addWidget(label_);
     layout->addWidget(cancel_);
     connect(cancel_, &QPushButton::clicked, &banner_, &RelayBanner::cancel);
