@@ -215,7 +215,7 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
 }
 
 void Relay::pressReturn() {
-    Insert::tap(parts_.typist, Insert::kKeyReturn, 0);
+    Insert::tap(parts_.typist, platform::Key::enter);
     parts_.show(QStringLiteral("Sent to ") + delivery_->plan.label + QStringLiteral("."));
     report(QStringLiteral("sent"));
 }

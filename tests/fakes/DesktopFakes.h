@@ -1,6 +1,6 @@
 #pragma once
 
-// Stand-ins for the desktop pieces the relay works with.
+// Stand-ins for the desktop's applications, accessibility, login session and clipboard.
 #include "platform/Accessibility.h"
 #include "platform/Apps.h"
 #include "platform/Session.h"

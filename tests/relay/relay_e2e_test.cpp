@@ -2,8 +2,10 @@
 // prompt, counts down, has the desktop open the assistant (a small target program registered
 // as the handler of the Claude app's links in a private XDG home), checks its focus through
 // AT-SPI, pastes, presses Return and reports to the backend.
+#include "core/Clock.h"
 #include "fakes/LoopbackBackend.h"
-#include "platform/linux/X11Typist.h"
+#include "platform/Desktop.h"
+#include "platform/Typist.h"
 #include "service/TokenStore.h"
 #include "text/TargetWindow.h"
 
@@ -130,9 +132,11 @@ TEST_F(RelayEndToEnd, ANewClaudeChatAtFullLengthWithoutTakingTheFocusMeanwhile) 
     ASSERT_TRUE(pelix.saw("relay: r1: counting down for a new chat in Claude", 15000))
         << pelix.err().constData();
     QTemporaryDir dir;
-    platform::X11Typist looker(dir.filePath("borrowed"));
+    SystemClock clock;
+    const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
     for (int second = 0; second < 4; ++second) {
-        EXPECT_EQ(looker.frontWindow().value_or(platform::FrontWindow{}).pid, busy.pid());
+        EXPECT_EQ(desktop->typist().frontWindow().value_or(platform::FrontWindow{}).pid,
+                  busy.pid());
         testing::pause(1000);
     }
 

@@ -1,11 +1,11 @@
 // The relay's delivery with the desktop faked, a manual clock, and the loopback backend holding
 // the prompts.
 #include "relay/Relay.h"
-#include "RelayFakes.h"
+#include "fakes/DesktopFakes.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
+#include "fakes/TextFakes.h"
 #include "support/TestSupport.h"
-#include "text/TextFakes.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>

@@ -107,7 +107,7 @@ Probes X11Desktop::probe() {
     const X11KeySource::Support support = X11KeySource::probe();
     const bool wayland = waylandSession();
     Probes probes;
-    probes.session = wayland ? QStringLiteral("wayland")
+    probes.session = wayland           ? QStringLiteral("wayland")
                      : support.display ? QStringLiteral("x11")
                                        : QStringLiteral("none");
     probes.keysSeen = support.xinput2 && keysHeard();
