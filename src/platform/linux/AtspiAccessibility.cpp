@@ -7,6 +7,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QDeadlineTimer>
 #include <QTimer>
 
 #include <deque>
@@ -26,8 +27,11 @@ constexpr auto kProperties = "org.freedesktop.DBus.Properties";
 // Looks for the application this many times, this far apart.
 constexpr int kLooks = 6;
 constexpr int kLookGapMs = 200;
-// Elements looked at, at most, when walking an application without the Collection interface.
+// Elements looked at, at most, when walking an application without the Collection interface,
+// and the time the walk may take (an application that has stopped answering costs a call limit
+// per question).
 constexpr int kMostWalked = 4000;
+constexpr int kWalkLimitMs = 3000;
 // Each call to an application may take this long (milliseconds); one that is just starting up
 // gets the second figure.
 constexpr int kCallLimitMs = 1000;
@@ -163,7 +167,9 @@ Ref focusedByWalking(AtspiAccessible* application) {
             queue.push_back(std::move(window));
         }
     }
-    for (int walked = 0; !queue.empty() && walked < kMostWalked; ++walked) {
+    const QDeadlineTimer deadline(kWalkLimitMs);
+    for (int walked = 0; !queue.empty() && walked < kMostWalked && !deadline.hasExpired();
+         ++walked) {
         Ref element = std::move(queue.front());
         queue.pop_front();
         const StateRef states(atspi_accessible_get_state_set(element.get()));
