@@ -52,7 +52,11 @@ void RelayBannerWindow::follow() {
         return;
     }
     label_->setText(banner_.text());
-    adjustSize();
+    // A tick changes one digit: the window moves and comes up again only when it appears or its
+    // size changes, so a countdown costs the display one repaint a second.
+    const QSize size = sizeHint();
+    if (isVisible() && size == this->size()) return;
+    resize(size);
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         const QRect area = screen->availableGeometry();
         move(area.center().x() - width() / 2, area.top() + kTopGap);
