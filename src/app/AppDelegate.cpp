@@ -261,6 +261,12 @@ void AppDelegate::perform(MenuAction action) {
         case MenuAction::chooseMemos:
             if (parts_.features) parts_.features->chooseMemos();
             break;
+        case MenuAction::toggleRelay: {
+            const bool on = !parts_.prefs.relay();
+            parts_.prefs.setRelay(on);
+            parts_.switchRelay(on);
+            break;
+        }
         case MenuAction::signIn:
             promptToSignIn();
             break;

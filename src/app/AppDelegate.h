@@ -43,6 +43,8 @@ struct AppParts {
     std::function<DesktopFacts()> facts = [] { return DesktopFacts{}; };
     // Voice memos, notes and transcripts; none in a build without them.
     AppFeatures* features = nullptr;
+    // Starts (true) or stops the relay of prompts from the phone.
+    std::function<void(bool)> switchRelay = [](bool) {};
 };
 
 // The application's hub: reads the Alt tap and the Ctrl hold, begins, ends and drops

@@ -13,6 +13,8 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
                   false, false});
     items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
+    items.append(
+        {"Send prompts to Claude and ChatGPT", MenuAction::toggleRelay, true, facts.relay});
     items.append({"Import notes…", MenuAction::importNotes, false, false, true, kImportNotesTip});
     items.append({"Transcribe a video…", MenuAction::transcribeVideo});
     if (facts.recordingsReadable) {

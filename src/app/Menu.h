@@ -20,6 +20,7 @@ struct DesktopFacts {
     bool badgeShown = true;          // the floating badge is on the screen
     bool voiceMemosOn = false;       // "voiceMemos.on": new recordings are sent by themselves
     bool recordingsReadable = true;  // the recordings folder can be listed
+    bool relay = true;  // "relay.enabled": prompts from the phone go into chat assistants
 };
 
 inline constexpr auto kImportNotesTip =
@@ -40,6 +41,7 @@ enum class MenuAction {
     toggleVoiceMemos,
     allowRecordings,
     chooseMemos,
+    toggleRelay,
     signIn,
     setToken,
     checkPermissions,

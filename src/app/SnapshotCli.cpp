@@ -4,9 +4,12 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/PrivateFile.h"
+#include "core/Timers.h"
 #include "relay/PanelModel.h"
 #include "relay/PanelSample.h"
 #include "relay/PanelWindow.h"
+#include "relay/RelayBanner.h"
+#include "relay/RelayBannerWindow.h"
 #include "service/ServiceContext.h"
 #include "ui/BadgeWindow.h"
 #include "ui/Snapshot.h"
@@ -45,6 +48,17 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
         {"--memos", "memos.png", [](ServiceContext&) { return memosPicture(); }},
         {"--video", "transcript.png",
          [](ServiceContext& services) { return transcriptPicture(services); }},
+        {{},
+         "relay-banner.png",
+         [](ServiceContext&) -> std::unique_ptr<QWidget> {
+             static QtTimers timers;
+             auto* banner = new RelayBanner(timers);
+             auto window = std::make_unique<RelayBannerWindow>(*banner);
+             // The window owns its model from here.
+             banner->setParent(window.get());
+             banner->show(QStringLiteral("a new chat in Claude"), 5, nullptr, nullptr);
+             return window;
+         }},
     };
     return pictures;
 }

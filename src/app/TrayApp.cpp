@@ -10,6 +10,8 @@
 #include "platform/RemoteFiles.h"
 #include "relay/PanelModel.h"
 #include "relay/PanelWindow.h"
+#include "relay/Relay.h"
+#include "relay/RelayBannerWindow.h"
 #include "speech/SpeechEngines.h"
 #include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
@@ -61,6 +63,28 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .dictation = dictation_.get(),
         .facts = [this] { return facts(true); },
         .features = features_.get(),
+        .switchRelay = [this](bool on) { on ? relay_->start() : relay_->stop(); },
+    });
+
+    banner_ = std::make_unique<RelayBanner>(timers_);
+    bannerWindow_ = std::make_unique<RelayBannerWindow>(*banner_);
+    relay_ = std::make_unique<Relay>(RelayParts{
+        .clock = context.clock(),
+        .timers = timers_,
+        .prefs = context.prefs(),
+        .tokens = context.tokens(),
+        .windowKeys = WindowKeyStore(paths::dataDir()),
+        .api = context.api(),
+        .apps = desktop.apps(),
+        .accessibility = desktop.accessibility(),
+        .session = desktop.session(),
+        .typist = desktop.typist(),
+        .clipboard = desktop.clipboard(),
+        .banner = *banner_,
+        .show = [this](const QString& line) { shell_.show(line); },
+        .places = Relay::placesFrom(context.prefs()),
+        .timings =
+            qEnvironmentVariableIsSet("PELIX_RELAY_QUICK") ? RelayTimings::quick() : RelayTimings{},
     });
 }
 
@@ -84,6 +108,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
     facts.badgeShown = badge_ && badge_->isVisible();
     facts.voiceMemosOn = features_->voiceMemosOn();
     facts.recordingsReadable = features_->recordingsReadable();
+    facts.relay = context_.prefs().relay();
     if (devices) {
         const platform::Probes probes = desktop_.probe();
         facts.keysSeen = probes.keysSeen;
@@ -158,6 +183,7 @@ void TrayApp::start() {
         delegate_->promptToSignIn();
     }
     features_->start();
+    if (context_.prefs().relay()) relay_->start();
 }
 
 void TrayApp::togglePanel(const QRect& anchor) {

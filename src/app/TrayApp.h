@@ -28,6 +28,9 @@ class AppDictation;
 class QtTicker;
 class SpeechEngines;
 class VoiceMemoWatcher;
+class Relay;
+class RelayBanner;
+class RelayBannerWindow;
 
 // The tray application: the desktop's services and the account put together around the
 // AppDelegate, started in order.
@@ -43,7 +46,8 @@ public:
     TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent = nullptr);
     ~TrayApp() override;
 
-    // Start-up: the tray icon and menu, the keys, opening at login, the sign-in prompt.
+    // Start-up: the tray icon and menu, the keys, opening at login, the sign-in prompt, the
+    // relay.
     void start();
     // What a second `pelix` handed over: a link, or nothing to open the panel.
     void receive(const QString& message);
@@ -75,6 +79,9 @@ private:
     std::unique_ptr<VoiceMemoWatcher> watcher_;
     std::unique_ptr<AppFeatures> features_;
     std::unique_ptr<AppDelegate> delegate_;
+    std::unique_ptr<RelayBanner> banner_;
+    std::unique_ptr<RelayBannerWindow> bannerWindow_;
+    std::unique_ptr<Relay> relay_;
     std::unique_ptr<PendingTimer> followUp_;
     std::unique_ptr<relay::PanelWindow> panel_;
     std::unique_ptr<ui::BadgeWindow> badge_;

@@ -8,12 +8,15 @@
 
 namespace pelix::platform {
 
+class Accessibility;
+class Apps;
 class Autostart;
 class Clipboard;
 class KeySource;
 class Microphone;
 class RemoteFiles;
 class SecretStore;
+class Session;
 class SingleInstance;
 class Typist;
 
@@ -45,6 +48,12 @@ public:
     // Fetching files from places that are not local (the service itself may be used from any
     // thread).
     virtual RemoteFiles& remoteFiles() = 0;
+    // The applications: the one in front, which one opens a link, opening it.
+    virtual Apps& apps() = 0;
+    // Other applications' interfaces, for where their keyboard focus is.
+    virtual Accessibility& accessibility() = 0;
+    // The login session: its lock, waking from sleep, the machine's name.
+    virtual Session& session() = 0;
     // One running Pelix per user data folder `dataDir`.
     virtual std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) = 0;
 

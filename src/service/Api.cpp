@@ -77,9 +77,10 @@ void Api::post(const QString& name, const QByteArray& body, std::optional<QStrin
     if (!token || token->isEmpty()) token = tokens_.read();
     if (!token) {
         // The answer still comes later, as every answer does.
+        RawAnswer unsent;
+        unsent.noToken = true;
         QMetaObject::invokeMethod(
-            this, [done = std::move(done)] { done(RawAnswer{.noToken = true}); },
-            Qt::QueuedConnection);
+            this, [done = std::move(done), unsent] { done(unsent); }, Qt::QueuedConnection);
         return;
     }
     QNetworkRequest request(functionUrl(name));

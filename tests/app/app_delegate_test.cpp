@@ -49,6 +49,7 @@ protected:
                     },
                 .dictation = dictation,
                 .facts = [this] { return facts; },
+                .switchRelay = [this](bool on) { relaySwitched << on; },
             });
         }
         return *delegate;
@@ -87,6 +88,7 @@ protected:
     Dictation* dictation = nullptr;
     std::unique_ptr<AppDelegate> delegate;
     int answers = 0;
+    QList<bool> relaySwitched;
 };
 
 TEST_F(AppDelegateTest, TwoTapsFileTheRecordingWithItsNameAndContext) {
@@ -362,22 +364,25 @@ TEST_F(AppDelegateTest, ThePanelsMicrophoneFilesABraindumpWhoseLineJoinsTheConve
     EXPECT_EQ(server.requests("insights").size(), 1);
 }
 
-TEST_F(AppDelegateTest, TheTypingSwitchFlipsItsPreferenceAndItsTick) {
-    const auto typingItem = [this] {
+TEST_F(AppDelegateTest, TheTypingAndRelaySwitchesFlipTheirPreferenceAndTick) {
+    const auto item = [this](MenuAction action) {
         DesktopFacts facts;
         facts.insertIntoApp = prefs.insertIntoApp();
+        facts.relay = prefs.relay();
         for (const MenuItem& item : menuItems(facts)) {
-            if (item.action == MenuAction::toggleInsert) return item;
+            if (item.action == action) return item;
         }
         return MenuItem{};
     };
-    EXPECT_TRUE(typingItem().checked);
-    app().perform(MenuAction::toggleInsert);
-    EXPECT_FALSE(prefs.insertIntoApp());
-    EXPECT_FALSE(typingItem().checked);
-    app().perform(MenuAction::toggleInsert);
-    EXPECT_TRUE(prefs.insertIntoApp());
-    EXPECT_TRUE(typingItem().checked);
+    for (const MenuAction action : {MenuAction::toggleInsert, MenuAction::toggleRelay}) {
+        EXPECT_TRUE(item(action).checked);
+        app().perform(action);
+        EXPECT_FALSE(item(action).checked);
+        app().perform(action);
+        EXPECT_TRUE(item(action).checked);
+    }
+    EXPECT_EQ(item(MenuAction::toggleRelay).text, "Send prompts to Claude and ChatGPT");
+    EXPECT_EQ(relaySwitched, (QList<bool>{false, true}));
 }
 
 TEST_F(AppDelegateTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {

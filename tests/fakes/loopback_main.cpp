@@ -10,6 +10,8 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <memory>
+#include <mutex>
 
 using pelix::fakes::LoopbackBackend;
 using pelix::fakes::Recorded;
@@ -20,8 +22,9 @@ int main(int argc, char** argv) {
     const QStringList args = app.arguments().mid(1);
     if (args.contains("--help")) {
         std::puts(
-            "Usage: pelix-loopback [--answer FUNCTION=JSON]...\n"
+            "Usage: pelix-loopback [--answer FUNCTION=JSON]... [--relay-prompt JSON]...\n"
             "Serves backend functions on 127.0.0.1; unscripted ones answer {}.\n"
+            "Each --relay-prompt is handed out once, in order, by the relay's \"next\".\n"
             "Prints the base address to use as PELIX_API_BASE.");
         return 0;
     }
@@ -37,6 +40,22 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "loopback: %s %s %s\n", qPrintable(r.method), qPrintable(r.path),
                          r.body.constData());
             return reply;
+        });
+    }
+    // Prompts held for the relay, each handed out once (the answers are read on server threads).
+    auto prompts = std::make_shared<std::pair<std::mutex, QList<QJsonObject>>>();
+    for (int i = 0; i + 1 < args.size(); ++i) {
+        if (args[i] == "--relay-prompt") {
+            prompts->second << QJsonDocument::fromJson(args[i + 1].toUtf8()).object();
+        }
+    }
+    if (!prompts->second.isEmpty()) {
+        backend.answerWith("relay", [prompts](const Recorded& r) {
+            std::fprintf(stderr, "loopback: %s %s %s\n", qPrintable(r.method), qPrintable(r.path),
+                         r.body.constData());
+            std::lock_guard lock(prompts->first);
+            if (r.json["action"] != "next" || prompts->second.isEmpty()) return Reply::json({});
+            return Reply::json({{"prompt", prompts->second.takeFirst()}});
         });
     }
     std::printf("%s\n", qPrintable(backend.base().toString()));

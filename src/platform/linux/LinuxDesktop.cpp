@@ -1,5 +1,8 @@
 #include "platform/linux/LinuxDesktop.h"
 
+#include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/DBusSession.h"
+#include "platform/linux/GioApps.h"
 #include "platform/linux/GioRemoteFiles.h"
 #include "platform/linux/LibsecretStore.h"
 #include "platform/linux/LocalSocketInstance.h"
@@ -38,6 +41,16 @@ std::unique_ptr<SingleInstance> LinuxDesktop::singleInstance(const QString& data
     return std::make_unique<LocalSocketInstance>(LocalSocketInstance::socketName(dataDir));
 }
 
+Accessibility& LinuxDesktop::accessibility() {
+    if (!accessibility_) accessibility_ = std::make_unique<AtspiAccessibility>();
+    return *accessibility_;
+}
+
+Session& LinuxDesktop::session() {
+    if (!session_) session_ = std::make_unique<DBusSession>();
+    return *session_;
+}
+
 bool LinuxDesktop::microphonePresent() const {
     return QtMicrophone::present();
 }
@@ -46,6 +59,7 @@ struct X11Desktop::Parts {
     std::unique_ptr<X11KeySource> keys;
     std::unique_ptr<X11Typist> typist;
     std::unique_ptr<QtClipboard> clipboard;
+    std::unique_ptr<GioApps> apps;
 };
 
 X11Desktop::X11Desktop(const DesktopOptions& options)
@@ -75,6 +89,11 @@ Typist& X11Desktop::typist() {
 Clipboard& X11Desktop::clipboard() {
     if (!parts_->clipboard) parts_->clipboard = std::make_unique<QtClipboard>();
     return *parts_->clipboard;
+}
+
+Apps& X11Desktop::apps() {
+    if (!parts_->apps) parts_->apps = std::make_unique<GioApps>(typist());
+    return *parts_->apps;
 }
 
 namespace {

@@ -7,13 +7,17 @@
 namespace pelix::platform {
 
 class GioRemoteFiles;
+class AtspiAccessibility;
+class DBusSession;
+class GioApps;
 class LibsecretStore;
 class QtMicrophone;
 class XdgAutostart;
 
 // The services every Linux session shares: the microphone through the sound server, the Secret
-// Service, XDG autostart, GIO for files elsewhere and the local socket between instances. A
-// session's own desktop adds the keys, the typist and the clipboard.
+// Service, XDG autostart, GIO for files elsewhere, the local socket between instances, AT-SPI
+// and the login session over D-Bus. A session's own desktop adds the keys, the typist, the
+// clipboard and the application in front.
 class LinuxDesktop : public Desktop {
 public:
     LinuxDesktop();
@@ -24,6 +28,8 @@ public:
     Autostart& autostart() override;
     RemoteFiles& remoteFiles() override;
     std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) override;
+    Accessibility& accessibility() override;
+    Session& session() override;
 
 protected:
     bool microphonePresent() const;
@@ -33,6 +39,8 @@ private:
     std::unique_ptr<LibsecretStore> secrets_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<GioRemoteFiles> remoteFiles_;
+    std::unique_ptr<AtspiAccessibility> accessibility_;
+    std::unique_ptr<DBusSession> session_;
 };
 
 // An X11 session (Xorg): keys from XInput 2, typing through XTest, the clipboard through Qt.
@@ -45,6 +53,7 @@ public:
     KeySource& keys() override;
     Typist& typist() override;
     Clipboard& clipboard() override;
+    Apps& apps() override;
     bool keysHeard() override;
     Probes probe() override;
 

@@ -1,0 +1,307 @@
+#include "relay/Relay.h"
+
+#include "core/Log.h"
+#include "relay/RelayAccounts.h"
+#include "text/Insert.h"
+
+#include <QJsonValue>
+#include <QPointer>
+
+namespace pelix {
+
+RelayTimings RelayTimings::quick() {
+    RelayTimings timings;
+    timings.countdown = 1;
+    timings.frontLimit = 3.0;
+    timings.settleBrowser = timings.settleClaudePaste = timings.settleClaudeLink = 0.3;
+    return timings;
+}
+
+struct Relay::Delivery {
+    RelayPrompt prompt;
+    QString key;
+    RelayPlan plan;
+    QString claudeHandler;
+    QStringList expected;
+    double deadline = 0;
+    platform::FrontApp front;
+    bool reported = false;
+};
+
+Relay::Relay(RelayParts parts, QObject* parent) : QObject(parent), parts_(std::move(parts)) {
+    QPointer<Relay> self(this);
+    parts_.session.onWake([self] {
+        if (!self || !self->started_) return;
+        logLine("relay", QStringLiteral("the machine woke"));
+        self->wakeTimer_ = self->later(self->parts_.timings.afterWake, &Relay::poll);
+    });
+}
+
+Relay::~Relay() = default;
+
+std::unique_ptr<PendingTimer> Relay::later(double seconds, void (Relay::*step)()) {
+    QPointer<Relay> self(this);
+    return parts_.timers.after(seconds, [self, step] {
+        if (self) (self.data()->*step)();
+    });
+}
+
+void Relay::start() {
+    if (started_) return;
+    started_ = true;
+    logLine("relay", QStringLiteral("started"));
+    arm();
+    poll();
+}
+
+void Relay::arm() {
+    pollTimer_ = parts_.timers.after(parts_.timings.poll, [self = QPointer<Relay>(this)] {
+        if (!self) return;
+        self->arm();
+        self->poll();
+    });
+}
+
+void Relay::stop() {
+    if (!started_) return;
+    started_ = false;
+    pollTimer_.reset();
+    wakeTimer_.reset();
+    nextTimer_.reset();
+    logLine("relay", QStringLiteral("stopped"));
+    if (delivery_ && parts_.banner.visible()) parts_.banner.cancel();
+}
+
+void Relay::learnedUser(const QString& token, const QString& user) {
+    mainWho_ = std::pair(token, user);
+}
+
+void Relay::poll() {
+    if (!parts_.prefs.relay() || busy_ || parts_.session.screenLocked()) return;
+    const std::optional<QString> main = parts_.tokens.read();
+    std::optional<QString> mainUser;
+    if (main && mainWho_ && mainWho_->first == *main) mainUser = mainWho_->second;
+    const QStringList keys = RelayAccounts::keys(main, mainUser, parts_.windowKeys.read());
+    if (keys.isEmpty()) return;
+    busy_ = true;
+    ask(keys, 0);
+}
+
+void Relay::ask(QStringList keys, int index) {
+    if (index >= keys.size()) {
+        busy_ = false;
+        return;
+    }
+    const QString key = keys[index];
+    const QJsonObject body{{"action", "next"}, {"device", parts_.session.deviceName()}};
+    parts_.api.call(
+        kFunction, body, key, parts_.timings.request,
+        [self = QPointer<Relay>(this), keys = std::move(keys), index](Result<QJsonObject> answer) {
+            if (!self) return;
+            if (!answer) {
+                logLine("relay", "asking failed: " + answer.error().message);
+            } else if (const QJsonValue prompt = answer->value("prompt"); prompt.isObject()) {
+                if (auto found = RelayPrompt::fromJson(prompt.toObject())) {
+                    self->handle(*found, keys[index]);
+                    return;
+                }
+            }
+            self->ask(keys, index + 1);
+        });
+}
+
+void Relay::handle(const RelayPrompt& prompt, const QString& key) {
+    delivery_ = std::make_unique<Delivery>();
+    delivery_->prompt = prompt;
+    delivery_->key = key;
+    delivery_->claudeHandler = parts_.apps.handlerFor(parts_.places.claudeAppNewChat());
+    const std::optional<RelayPlan> plan =
+        RelayPlanner::plan(prompt, !delivery_->claudeHandler.isEmpty(), parts_.places);
+    if (!plan) {
+        logLine("relay", prompt.id + QStringLiteral(": nothing here can deliver it"));
+        report(QStringLiteral("failed"));
+        return;
+    }
+    delivery_->plan = *plan;
+    logLine("relay", prompt.id + QStringLiteral(": counting down for ") + plan->label);
+    QPointer<Relay> self(this);
+    parts_.banner.show(
+        plan->label, parts_.timings.countdown,
+        [self] {
+            if (self) self->report(QStringLiteral("cancelled"));
+        },
+        [self] {
+            if (self) self->deliver();
+        });
+}
+
+void Relay::deliver() {
+    Delivery& d = *delivery_;
+    if (parts_.session.screenLocked()) {
+        logLine("relay", d.prompt.id + QStringLiteral(": the screen is locked"));
+        report(QStringLiteral("failed"));
+        return;
+    }
+    // Applications started from here on expose their interface for the focus check.
+    parts_.accessibility.switchOn([self = QPointer<Relay>(this)] {
+        if (self && self->delivery_) self->open();
+    });
+}
+
+void Relay::open() {
+    Delivery& d = *delivery_;
+    if (const Status opened = parts_.apps.open(d.plan.url); !opened) {
+        logLine("relay", d.prompt.id + QStringLiteral(": ") + opened.error().message);
+        fail(QStringLiteral("Could not open ") + d.plan.label + QStringLiteral("."));
+        return;
+    }
+    if (d.plan.app == RelayApp::claude) {
+        d.expected = parts_.places.claudeApps;
+        if (!d.claudeHandler.isEmpty()) d.expected.append(d.claudeHandler);
+    } else {
+        d.expected = parts_.places.chatGptApps;
+        if (const QString browser = parts_.apps.handlerFor(parts_.places.chatGptAddress);
+            !browser.isEmpty()) {
+            d.expected.append(browser);
+        }
+    }
+    d.deadline = parts_.clock.uptime() + parts_.timings.frontLimit;
+    stepTimer_ = later(parts_.timings.frontCheck, &Relay::lookForFront);
+}
+
+void Relay::lookForFront() {
+    Delivery& d = *delivery_;
+    if (const std::optional<platform::FrontApp> front = parts_.apps.front();
+        front && isOneOf(*front, d.expected)) {
+        d.front = *front;
+        const RelayTimings& t = parts_.timings;
+        const double settle = d.plan.app == RelayApp::browser ? t.settleBrowser
+                              : d.plan.paste                  ? t.settleClaudePaste
+                                                              : t.settleClaudeLink;
+        stepTimer_ = parts_.timers.after(settle, [self = QPointer<Relay>(this)] {
+            if (!self) return;
+            const qint64 pid = self->delivery_->front.pid;
+            if (pid <= 0) {
+                self->focusFound(std::nullopt);
+                return;
+            }
+            self->parts_.accessibility.focusedElement(
+                pid, [self](std::optional<platform::FocusedElement> focused) {
+                    if (self && self->delivery_) self->focusFound(focused);
+                });
+        });
+        return;
+    }
+    if (parts_.clock.uptime() >= d.deadline) {
+        fail(d.plan.label + QStringLiteral(" did not open in time. It is still on your phone."));
+        return;
+    }
+    stepTimer_ = later(parts_.timings.frontCheck, &Relay::lookForFront);
+}
+
+void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
+    Delivery& d = *delivery_;
+    if (!safeToType(focused)) {
+        fail(QStringLiteral("Could not find where to type in ") + d.plan.label +
+             QStringLiteral(". It is still on your phone."));
+        return;
+    }
+    if (d.plan.paste) {
+        Insert::paste(parts_.typist, parts_.clipboard, d.prompt.prompt);
+        stepTimer_ = later(parts_.timings.afterPaste, &Relay::pressReturn);
+    } else {
+        stepTimer_ = later(parts_.timings.afterLink, &Relay::pressReturn);
+    }
+}
+
+void Relay::pressReturn() {
+    Insert::tap(parts_.typist, platform::Key::enter);
+    parts_.show(QStringLiteral("Sent to ") + delivery_->plan.label + QStringLiteral("."));
+    report(QStringLiteral("sent"));
+}
+
+void Relay::fail(const QString& line) {
+    parts_.show(line);
+    report(QStringLiteral("failed"));
+}
+
+void Relay::report(const QString& result) {
+    if (!delivery_ || delivery_->reported) return;
+    delivery_->reported = true;
+    stepTimer_.reset();
+    const QString id = delivery_->prompt.id;
+    logLine("relay", id + QStringLiteral(": ") + result);
+    const QJsonObject body{{"action", "done"}, {"id", id}, {"result", result}};
+    parts_.api.call(kFunction, body, delivery_->key, parts_.timings.request,
+                    [self = QPointer<Relay>(this), id, result](const Result<QJsonObject>&) {
+                        if (self) self->finish(id, result);
+                    });
+}
+
+void Relay::finish(const QString& id, const QString& result) {
+    busy_ = false;
+    delivery_.reset();
+    // Several prompts waiting on the phone go one after another.
+    if (result == QStringLiteral("sent") && started_) {
+        nextTimer_ = later(parts_.timings.afterSent, &Relay::poll);
+    }
+    Q_EMIT finished(id, result);
+}
+
+RelayPlaces Relay::placesFrom(const Prefs& prefs) {
+    RelayPlaces places;
+    if (const auto apps = prefs.string(QStringLiteral("relay.claudeApps"))) {
+        places.claudeApps = apps->split(u',', Qt::SkipEmptyParts);
+    }
+    if (const auto apps = prefs.string(QStringLiteral("relay.chatgptApps"))) {
+        places.chatGptApps = apps->split(u',', Qt::SkipEmptyParts);
+    }
+    return places;
+}
+
+bool Relay::safeToType(const std::optional<platform::FocusedElement>& focused) {
+    using platform::ElementRole;
+    if (!focused) return true;
+    switch (focused->role) {
+        case ElementRole::button:
+        case ElementRole::link:
+        case ElementRole::menuItem:
+        case ElementRole::checkBox:
+        case ElementRole::radioButton:
+        case ElementRole::pageTab:
+        case ElementRole::toggleButton:
+            return false;
+        case ElementRole::textField:
+        case ElementRole::comboBox: {
+            QStringList present;
+            for (const QString* text : {&focused->description, &focused->name,
+                                        &focused->placeholder, &focused->identifier}) {
+                if (!text->isEmpty()) present.append(text->toLower());
+            }
+            const QString joined = present.join(u' ');
+            return !joined.contains(QStringLiteral("address")) &&
+                   !joined.contains(QStringLiteral("search")) &&
+                   !joined.contains(QStringLiteral("url"));
+        }
+        case ElementRole::other:
+            return true;
+    }
+    return true;
+}
+
+bool Relay::isOneOf(const platform::FrontApp& front, const QStringList& identities) {
+    auto plain = [](QString name) {
+        name = name.trimmed();
+        if (name.endsWith(QStringLiteral(".desktop"), Qt::CaseInsensitive)) name.chop(8);
+        return name.toLower();
+    };
+    const QString entry = plain(front.desktopId);
+    const QString windowClass = front.windowClass.toLower();
+    for (const QString& identity : identities) {
+        const QString name = plain(identity);
+        if (!name.isEmpty() && (name == entry || name == windowClass)) return true;
+    }
+    return false;
+}
+
+}  // namespace pelix

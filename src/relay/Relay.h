@@ -1,0 +1,137 @@
+#pragma once
+
+#include "core/Clock.h"
+#include "core/Prefs.h"
+#include "core/Timers.h"
+#include "platform/Accessibility.h"
+#include "platform/Apps.h"
+#include "platform/Session.h"
+#include "platform/Typist.h"
+#include "relay/RelayBanner.h"
+#include "relay/RelayPlanner.h"
+#include "service/Api.h"
+#include "service/TokenStore.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace pelix {
+
+// How long each step of the relay waits, in seconds.
+struct RelayTimings {
+    double poll = 15.0;        // between two asks for prompts
+    double afterWake = 3.0;    // from the machine waking to the next ask
+    double afterSent = 2.0;    // from a prompt sent to the next ask
+    int countdown = 5;         // the banner, in whole seconds
+    double frontLimit = 10.0;  // for the assistant to come to the front after opening it
+    double frontCheck = 0.25;  // between two looks at the application in front
+    double settleBrowser = 4.0;
+    double settleClaudePaste = 2.0;
+    double settleClaudeLink = 1.5;
+    double afterPaste = 0.5;  // from the paste to Return
+    double afterLink = 0.1;   // from the focus check to Return when the link carried the text
+    double request = 20.0;    // time limit of each request
+
+    // Short waits for the desktop tests (the countdown, the limit and the settling), the rest
+    // unchanged.
+    static RelayTimings quick();
+};
+
+// Everything the relay works with, handed in by the application (or a test with fakes).
+struct RelayParts {
+    const Clock& clock;
+    Timers& timers;
+    Prefs& prefs;
+    const TokenStore& tokens;
+    WindowKeyStore windowKeys;
+    Api& api;
+    platform::Apps& apps;
+    platform::Accessibility& accessibility;
+    platform::Session& session;
+    platform::Typist& typist;
+    platform::Clipboard& clipboard;
+    RelayBanner& banner;
+    // Shows one status line.
+    std::function<void(const QString&)> show;
+    RelayPlaces places = {};
+    RelayTimings timings = {};
+};
+
+// Prompts spoken on the phone, delivered into Claude or ChatGPT on this desktop. Asks the
+// backend function "relay" every 15 s (and 3 s after the machine wakes) with each account key,
+// one prompt at a time: plans it, counts down in the banner, opens the assistant, waits for it
+// to come to the front and settle, checks that the keyboard focus is somewhere safe to type,
+// pastes, presses Return, and reports the outcome ("sent", "cancelled" or "failed") with
+// "done". Main thread only.
+class Relay : public QObject {
+    Q_OBJECT
+public:
+    static constexpr auto kFunction = "relay";
+
+    explicit Relay(RelayParts parts, QObject* parent = nullptr);
+    ~Relay() override;
+
+    // Starts polling and asks at once; later calls do nothing until `stop`.
+    void start();
+    // Stops polling; a countdown on show is cancelled, a delivery under way ends as it would.
+    void stop();
+    bool started() const { return started_; }
+    // A prompt is being asked for or delivered: from the first "next" until its "done" answered.
+    bool busy() const { return busy_; }
+
+    // One ask for prompts, unless the relay is switched off, busy or the screen is locked.
+    void poll();
+
+    // The outside places with the applications named in the preferences "relay.claudeApps" and
+    // "relay.chatgptApps" (comma-separated desktop entries or window classes), when set.
+    static RelayPlaces placesFrom(const Prefs& prefs);
+
+    // The account user the web window learned for the main token.
+    void learnedUser(const QString& token, const QString& user);
+
+    // Whether typing into `focused` is safe: not on a button, link, menu item, box or tab, nor
+    // in a one-line field that reads like an address or search bar. An element that cannot be
+    // found counts as safe.
+    static bool safeToType(const std::optional<platform::FocusedElement>& focused);
+    // Whether `front` is one of `identities` (desktop entries, with or without ".desktop", or
+    // window classes; case does not matter).
+    static bool isOneOf(const platform::FrontApp& front, const QStringList& identities);
+
+Q_SIGNALS:
+    // The "done" report of prompt `id` was answered (whatever the answer).
+    void finished(const QString& id, const QString& result);
+
+private:
+    struct Delivery;
+
+    void arm();
+    void ask(QStringList keys, int index);
+    void handle(const RelayPrompt& prompt, const QString& key);
+    void deliver();
+    void open();
+    void lookForFront();
+    void focusFound(const std::optional<platform::FocusedElement>& focused);
+    void pressReturn();
+    void fail(const QString& line);
+    void report(const QString& result);
+    void finish(const QString& id, const QString& result);
+    // A step `seconds` from now, dropped with the relay.
+    std::unique_ptr<PendingTimer> later(double seconds, void (Relay::*step)());
+
+    RelayParts parts_;
+    bool started_ = false;
+    bool busy_ = false;
+    std::optional<std::pair<QString, QString>> mainWho_;
+    std::unique_ptr<PendingTimer> pollTimer_;
+    std::unique_ptr<PendingTimer> wakeTimer_;
+    std::unique_ptr<PendingTimer> nextTimer_;
+    std::unique_ptr<PendingTimer> stepTimer_;
+    std::unique_ptr<Delivery> delivery_;
+};
+
+}  // namespace pelix

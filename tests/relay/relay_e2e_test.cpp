@@ -1,0 +1,201 @@
+// The relay end to end: a real `pelix` in the test session asks the loopback backend for a
+// prompt, counts down, has the desktop open the assistant (a small target program registered
+// as the handler of the Claude app's links in a private XDG home), checks its focus through
+// AT-SPI, pastes, presses Return and reports to the backend.
+#include "core/Clock.h"
+#include "fakes/LoopbackBackend.h"
+#include "platform/Desktop.h"
+#include "platform/Typist.h"
+#include "service/TokenStore.h"
+#include "text/TargetWindow.h"
+
+#include <QClipboard>
+#include <QDBusConnection>
+#include <QDBusInterface>
+#include <QDBusReply>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QLocalServer>
+#include <QLocalSocket>
+
+#include <mutex>
+
+// Last: it brings in the X headers, whose macros clash with the names of the others.
+#include "app/DesktopSession.h"
+
+namespace pelix {
+namespace {
+
+using testing::waitUntil;
+
+const QString kNotFound =
+    "hud: Could not find where to type in the conversation. It is still on your phone.";
+
+class RelayEndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(testing::desktopPresent());
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("PELIX_BIN"))
+            << "PELIX_BIN is not set: run by ctest.";
+        QDBusInterface bus("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus",
+                           QDBusConnection::sessionBus());
+        ASSERT_TRUE(QDBusReply<QString>(bus.call("GetAddress")).isValid())
+            << "No accessibility bus on the session bus: install at-spi2-core and run the tests "
+               "inside scripts/with-desktop.";
+        ASSERT_TRUE(reports.listen(home.path() + "/target"));
+        QObject::connect(&reports, &QLocalServer::newConnection, [this] {
+            target = reports.nextPendingConnection();
+            QObject::connect(target, &QLocalSocket::readyRead, [this] {
+                buffer += target->readAll();
+                for (qsizetype end; (end = buffer.indexOf('\n')) >= 0; buffer.remove(0, end + 1)) {
+                    lines << buffer.left(end);
+                }
+            });
+        });
+        TokenStore(home.dataDir()).write("pelix_test");
+        server.answerWith("relay", [this](const fakes::Recorded& request) {
+            std::lock_guard lock(mutex);
+            if (request.json["action"] != "next" || held.isEmpty()) return fakes::Reply::json({});
+            return fakes::Reply::json({{"prompt", held.takeFirst()}});
+        });
+        env.insert("PELIX_API_BASE", server.base().toString());
+        env.insert("PELIX_RELAY_QUICK", "1");
+        QGuiApplication::clipboard()->setText("kept words");
+    }
+
+    // Registers the target as the handler of claude: links, with the focus starting `where`.
+    void registerTarget(const QString& where) {
+        const QString applications = home.path() + "/data/applications";
+        QDir().mkpath(applications);
+        QFile entry(applications + "/pelix-relay-target.desktop");
+        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
+        entry.write(QString("[Desktop Entry]\nType=Application\nName=Relay target\nNoDisplay=true\n"
+                            "Exec=%1 --report %2 --focus %3 %u\n"
+                            "MimeType=x-scheme-handler/claude;\n")
+                        .arg(PELIX_RELAY_TARGET, reports.fullServerName(), where)
+                        .toUtf8());
+        QDir().mkpath(home.path() + "/config");
+        QFile defaults(home.path() + "/config/mimeapps.list");
+        ASSERT_TRUE(defaults.open(QIODevice::WriteOnly));
+        defaults.write(
+            "[Default Applications]\nx-scheme-handler/claude=pelix-relay-target.desktop\n");
+    }
+    void hold(const QJsonObject& prompt) {
+        std::lock_guard lock(mutex);
+        held << prompt;
+    }
+    QJsonObject conversation(const QString& id) {
+        return {{"id", id}, {"prompt", "Where were we?"}, {"link", "https://claude.ai/chat/abc"}};
+    }
+    // The "done" report, once it has come.
+    QJsonObject done() {
+        for (int waited = 0; waited < 200; ++waited) {
+            for (const auto& request : server.requests("relay")) {
+                if (request.json["action"] == "done") return request.json;
+            }
+            testing::pause(100);
+        }
+        return {};
+    }
+    bool targetSaid(const QByteArray& line, int timeoutMs = 15000) {
+        return waitUntil([&] { return lines.contains(line); }, timeoutMs);
+    }
+    QByteArrayList said(const QByteArray& prefix) const {
+        QByteArrayList found;
+        for (const QByteArray& line : lines) {
+            if (line.startsWith(prefix)) found << line;
+        }
+        return found;
+    }
+    QString clipboardText() const { return QGuiApplication::clipboard()->text(); }
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend server;
+    QProcessEnvironment env;
+    QLocalServer reports;
+    QLocalSocket* target = nullptr;
+    QByteArray buffer;
+    QByteArrayList lines;
+    std::mutex mutex;
+    QList<QJsonObject> held;
+};
+
+TEST_F(RelayEndToEnd, ANewClaudeChatAtFullLengthWithoutTakingTheFocusMeanwhile) {
+    registerTarget("chat");
+    // Where the user is typing while the banner counts down.
+    testing::TargetWindow busy(PELIX_TYPING_TARGET);
+    ASSERT_TRUE(busy.ready());
+    hold({{"id", "r1"}, {"target", "claude"}, {"prompt", " Plan my week \n"}});
+    env.remove("PELIX_RELAY_QUICK");
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(pelix.saw("relay: r1: counting down for a new chat in Claude", 15000))
+        << pelix.err().constData();
+    QTemporaryDir dir;
+    SystemClock clock;
+    const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
+    for (int second = 0; second < 4; ++second) {
+        EXPECT_EQ(desktop->typist().frontWindow().value_or(platform::FrontWindow{}).pid,
+                  busy.pid());
+        testing::pause(1000);
+    }
+
+    ASSERT_TRUE(targetSaid("ready")) << pelix.err().constData();
+    EXPECT_EQ(said("link "),
+              QByteArrayList{"link " + QByteArray("claude://claude.ai/new?q=Plan%20my"
+                                                  "%20week")
+                                           .toBase64()});
+    ASSERT_TRUE(targetSaid("return chat " + QByteArray("Plan my week").toBase64()))
+        << pelix.err().constData();
+    EXPECT_EQ(done(), (QJsonObject{{"action", "done"}, {"id", "r1"}, {"result", "sent"}}));
+    EXPECT_TRUE(pelix.saw("hud: Sent to a new chat in Claude."));
+    EXPECT_TRUE(busy.text().isEmpty());
+}
+
+TEST_F(RelayEndToEnd, AConversationIsPastedIntoTheChatInputAndTheClipboardComesBack) {
+    registerTarget("chat");
+    hold(conversation("r2"));
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(targetSaid("return chat " + QByteArray("Where were we?").toBase64()))
+        << pelix.err().constData();
+    EXPECT_EQ(said("link "),
+              QByteArrayList{"link " + QByteArray("claude://claude.ai/chat/abc").toBase64()});
+    EXPECT_EQ(done(), (QJsonObject{{"action", "done"}, {"id", "r2"}, {"result", "sent"}}));
+    EXPECT_TRUE(pelix.saw("hud: Sent to the conversation."));
+    EXPECT_TRUE(waitUntil([&] { return clipboardText() == "kept words"; }, 3000));
+}
+
+TEST_F(RelayEndToEnd, NothingIsPastedOnAButtonOrIntoAnAddressBar) {
+    for (const QString where : {"button", "address"}) {
+        SCOPED_TRACE(where.toStdString());
+        lines.clear();
+        server.clear();
+        registerTarget(where);
+        hold(conversation("r3"));
+        testing::PelixProcess pelix(env);
+        ASSERT_TRUE(targetSaid("ready")) << pelix.err().constData();
+        ASSERT_TRUE(pelix.saw(kNotFound.toUtf8(), 15000)) << pelix.err().constData();
+        EXPECT_EQ(done(), (QJsonObject{{"action", "done"}, {"id", "r3"}, {"result", "failed"}}));
+        // A paste would still hold the clipboard now: it comes back 0.7 s after the paste and
+        // the report goes 0.5 s after it.
+        EXPECT_EQ(clipboardText(), "kept words");
+        EXPECT_TRUE(said("text ").isEmpty());
+        EXPECT_TRUE(said("return ").isEmpty());
+        EXPECT_FALSE(lines.contains("activated"));
+        if (target) target->disconnectFromServer();
+    }
+}
+
+TEST_F(RelayEndToEnd, AnAssistantThatNeverComesForwardIsReported) {
+    registerTarget("nowhere");
+    hold(conversation("r4"));
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(
+        pelix.saw("hud: the conversation did not open in time. It is still on your phone.", 20000))
+        << pelix.err().constData();
+    EXPECT_EQ(said("link ").size(), 1);
+    EXPECT_EQ(done(), (QJsonObject{{"action", "done"}, {"id", "r4"}, {"result", "failed"}}));
+}
+
+}  // namespace
+}  // namespace pelix
