@@ -3,6 +3,7 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/PrivateFile.h"
+#include "editor/EditorSample.h"
 #include "relay/PanelModel.h"
 #include "relay/PanelSample.h"
 #include "relay/PanelWindow.h"
@@ -34,6 +35,8 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
              model->setParent(window.get());
              return window;
          }},
+        {"--editor", "editor.png",
+         [](ServiceContext&) -> std::unique_ptr<QWidget> { return sampleEditorWindow(); }},
     };
     return pictures;
 }
