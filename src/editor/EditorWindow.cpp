@@ -172,6 +172,7 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
     connect(newVideo, &QPushButton::clicked, this, &EditorWindow::newVideoClicked);
     left->addWidget(newVideo);
     videoList_ = new QListWidget;
+    videoList_->setObjectName(QStringLiteral("videos"));
     videoList_->setFrameShape(QFrame::NoFrame);
     videoList_->setFont(theme::font(theme::Type::small));
     videoList_->setSpacing(2);
@@ -302,6 +303,7 @@ QWidget* EditorWindow::makeSettings() {
     connect(spokenLanguage_, &QLineEdit::editingFinished, this, &EditorWindow::settingsEdited);
     captions_ = check();
     captionLanguage_ = combo(new QComboBox);
+    captionLanguage_->setObjectName(QStringLiteral("captionLanguage"));
     for (int i = 0; i < int(RawValues<CaptionLanguage>::names.size()); ++i) {
         captionLanguage_->addItem(label(CaptionLanguage(i)), i);
     }
