@@ -13,6 +13,7 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
                   false, false});
     items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
+    items.append({"Video editor", MenuAction::videoEditor});
     items.append({facts.token ? "Sign in again…" : "Sign in…", MenuAction::signIn});
     items.append({"Set Pelix token…", MenuAction::setToken});
     items.append({"Check permissions", MenuAction::checkPermissions});

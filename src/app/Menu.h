@@ -26,6 +26,7 @@ enum class MenuAction {
     teachHold,
     toggleBadge,
     toggleInsert,
+    videoEditor,
     signIn,
     setToken,
     checkPermissions,
