@@ -277,7 +277,8 @@ void AppDelegate::perform(MenuAction action) {
             toggleLogin();
             break;
         case MenuAction::toggleBadge:
-            // The badge is a window of the tray application, which shows and hides it.
+        case MenuAction::videoEditor:
+            // Windows of the tray application, which opens and closes them.
             break;
         case MenuAction::quit:
             QCoreApplication::quit();

@@ -17,6 +17,7 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
         {"Send prompts to Claude and ChatGPT", MenuAction::toggleRelay, true, facts.relay});
     items.append({"Import notes…", MenuAction::importNotes, false, false, true, kImportNotesTip});
     items.append({"Transcribe a video…", MenuAction::transcribeVideo});
+    items.append({"Video editor", MenuAction::videoEditor});
     if (facts.recordingsReadable) {
         items.append({"Send new voice memos to Pelix", MenuAction::toggleVoiceMemos, true,
                       facts.voiceMemosOn, true, kVoiceMemosTip});

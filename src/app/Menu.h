@@ -42,6 +42,7 @@ enum class MenuAction {
     allowRecordings,
     chooseMemos,
     toggleRelay,
+    videoEditor,
     signIn,
     setToken,
     checkPermissions,

@@ -5,6 +5,7 @@
 #include "core/Console.h"
 #include "core/PrivateFile.h"
 #include "core/Timers.h"
+#include "editor/EditorSample.h"
 #include "relay/PanelModel.h"
 #include "relay/PanelSample.h"
 #include "relay/PanelWindow.h"
@@ -59,6 +60,8 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
              banner->show(QStringLiteral("a new chat in Claude"), 5, nullptr, nullptr);
              return window;
          }},
+        {"--editor", "editor.png",
+         [](ServiceContext&) -> std::unique_ptr<QWidget> { return sampleEditorWindow(); }},
     };
     return pictures;
 }

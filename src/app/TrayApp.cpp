@@ -1,8 +1,11 @@
 #include "app/TrayApp.h"
 
 #include "app/AppDictation.h"
+#include "app/Links.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "editor/EditorModel.h"
+#include "editor/EditorWindow.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
@@ -226,6 +229,7 @@ void TrayApp::rebuildMenu() {
         const MenuAction what = item.action;
         connect(action, &QAction::triggered, this, [this, what] {
             if (what == MenuAction::toggleBadge) return showBadge(!badge_->isVisible());
+            if (what == MenuAction::videoEditor) return openEditor();
             delegate_->perform(what);
         });
     }
@@ -240,7 +244,25 @@ void TrayApp::receive(const QString& message) {
         }
         return;
     }
-    delegate_->openLink(QUrl(message));
+    const QUrl url(message);
+    if (const auto link = readLink(url); link && link->kind == Link::Kind::editor) {
+        openEditor();
+        return;
+    }
+    delegate_->openLink(url);
+}
+
+void TrayApp::openEditor() {
+    if (!editor_) {
+        // The conversation with the service joins once the editor's engine is in this build.
+        editorModel_ = std::make_unique<EditorModel>(timers_, nullptr);
+        editor_ = std::make_unique<EditorWindow>(*editorModel_);
+    }
+    editor_->refreshVideos();
+    editor_->show();
+    editor_->raise();
+    editor_->activateWindow();
+    logLine("editor", "opened");
 }
 
 }  // namespace pelix

@@ -24,6 +24,8 @@ class PanelWindow;
 namespace ui {
 class BadgeWindow;
 }
+class EditorModel;
+class EditorWindow;
 class AppDictation;
 class QtTicker;
 class SpeechEngines;
@@ -57,6 +59,9 @@ public:
     void togglePanel(const QRect& anchor);
     relay::PanelWindow* panelWindow() const { return panel_.get(); }
     ui::BadgeWindow* badge() const { return badge_.get(); }
+    // Opens the video editor, made on first use; there is one.
+    void openEditor();
+    EditorWindow* editorWindow() const { return editor_.get(); }
 
     // The state of the desktop; `devices` also asks the display, the sound server and the disk.
     DesktopFacts facts(bool devices) const;
@@ -85,6 +90,8 @@ private:
     std::unique_ptr<PendingTimer> followUp_;
     std::unique_ptr<relay::PanelWindow> panel_;
     std::unique_ptr<ui::BadgeWindow> badge_;
+    std::unique_ptr<EditorModel> editorModel_;
+    std::unique_ptr<EditorWindow> editor_;  // goes before its model
 };
 
 }  // namespace pelix

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "core/Error.h"
+#include "editor/EditOps.h"
+#include "editor/EditProject.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace pelix {
+
+// What the editor asks of the service: a first pass over a new project, a revision from an
+// instruction, the translation of caption lines, and keeping the user's style rules. Each call
+// answers once through its callback, on any thread; a failure carries the service's sentence and
+// changes nothing.
+class EditAssistant {
+public:
+    struct FirstPass {
+        EditProject project;
+        QString reply;
+    };
+    struct Revision {
+        Applied applied;
+        QString reply;
+    };
+
+    virtual ~EditAssistant() = default;
+
+    virtual void plan(const EditProject& project, const QStringList& style,
+                      std::function<void(Result<FirstPass>)> done) = 0;
+    virtual void revise(const QString& instruction, const QStringList& style,
+                        const EditProject& project, std::function<void(Result<Revision>)> done) = 0;
+    // The project with the lines `untranslated` names translated into its caption language.
+    virtual void translate(const EditProject& project,
+                           std::function<void(Result<EditProject>)> done) = 0;
+    virtual void saveRules(const QStringList& rules) = 0;
+};
+
+}  // namespace pelix
