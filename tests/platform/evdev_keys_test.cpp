@@ -108,8 +108,9 @@ protected:
                 },
             .otherInput =
                 [this](const OtherInput& in) {
-                    seen << (in.isKey ? QString("key %1 at %2").arg(in.keysym, 0, 16).arg(
-                                            in.uptime, 0, 'f', 2)
+                    seen << (in.isKey ? QString("key %1 at %2")
+                                            .arg(in.keysym, 0, 16)
+                                            .arg(in.uptime, 0, 'f', 2)
                                       : QString("click at %1").arg(in.uptime, 0, 'f', 2));
                 },
         });
@@ -150,7 +151,8 @@ struct Gesture {
 
 TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
     const std::vector<Gesture> gestures = {
-        {"alt tap", {{0, EV_KEY, KEY_LEFTALT, 1, 1.0}, {0, EV_KEY, KEY_LEFTALT, 0, 1.2}},
+        {"alt tap",
+         {{0, EV_KEY, KEY_LEFTALT, 1, 1.0}, {0, EV_KEY, KEY_LEFTALT, 0, 1.2}},
          {"mods 1 at 1.00", "mods 0 at 1.20"}},
         {"right ctrl hold, auto-repeat is no news",
          {{0, EV_KEY, KEY_RIGHTCTRL, 1, 2.0},
@@ -164,8 +166,8 @@ TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
           {0, EV_KEY, KEY_RIGHTALT, 1, 3.25},
           {0, EV_KEY, KEY_LEFTALT, 0, 3.3},
           {0, EV_KEY, KEY_RIGHTALT, 0, 3.35}},
-         {"mods 1 at 3.00", "mods 3 at 3.10", "mods 1 at 3.20", "mods 1 at 3.25",
-          "mods 1 at 3.30", "mods 0 at 3.35"}},
+         {"mods 1 at 3.00", "mods 3 at 3.10", "mods 1 at 3.20", "mods 1 at 3.25", "mods 1 at 3.30",
+          "mods 0 at 3.35"}},
         {"super spoils ctrl",
          {{0, EV_KEY, KEY_LEFTCTRL, 1, 4.0},
           {0, EV_KEY, KEY_LEFTMETA, 1, 4.1},

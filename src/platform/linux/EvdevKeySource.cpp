@@ -84,7 +84,8 @@ EvdevKeySource::Devices EvdevKeySource::machineDevices() {
         for (const QString& name :
              dir.entryList({QStringLiteral("event*")}, QDir::System, QDir::Name)) {
             const QString path = dir.filePath(name);
-            const int fd = ::open(path.toLocal8Bit().constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+            const int fd =
+                ::open(path.toLocal8Bit().constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
             // A device this user may not open is listed all the same: starting says why it
             // could not be read.
             if (fd < 0) {

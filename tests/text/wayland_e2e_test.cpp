@@ -1,0 +1,114 @@
+// Typing, pasting and the window in front on Wayland: a Qt window on a headless sway, typed
+// into through the virtual-keyboard protocol, with the clipboard through data control.
+#include "TargetWindow.h"
+#include "platform/linux/WaylandClipboard.h"
+#include "platform/linux/WaylandSession.h"
+#include "platform/linux/WaylandTypist.h"
+#include "support/HeadlessSway.h"
+#include "support/TestSupport.h"
+#include "text/Insert.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace pelix {
+namespace {
+
+void pause(int ms) {
+    testing::waitUntil([] { return false; }, ms);
+}
+
+class WaylandEndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const testing::HeadlessSway& sway = testing::HeadlessSway::shared();
+        ASSERT_TRUE(sway.error().isEmpty()) << sway.error().toStdString();
+        session = platform::WaylandSession::connect(sway.socket());
+        ASSERT_TRUE(session) << "Can't connect to sway at " << sway.socket().toStdString();
+        typist = std::make_unique<platform::WaylandTypist>(*session);
+        clipboard = std::make_unique<platform::WaylandClipboard>(*session);
+        ASSERT_TRUE(typist->available()) << "sway offers no virtual keyboard";
+        ASSERT_TRUE(clipboard->available()) << "sway offers no data control";
+        target =
+            std::make_unique<testing::TargetWindow>(PELIX_TYPING_TARGET, sway.clientEnvironment());
+        ASSERT_TRUE(target->ready()) << "The target window never got the focus.";
+    }
+
+    std::unique_ptr<platform::WaylandSession> session;
+    std::unique_ptr<platform::WaylandTypist> typist;
+    std::unique_ptr<platform::WaylandClipboard> clipboard;
+    std::unique_ptr<testing::TargetWindow> target;
+};
+
+TEST_F(WaylandEndToEnd, AnyTextArrivesExactly) {
+    const QStringList texts = {
+        QString::fromUtf8("Plain ASCII: The quick brown fox jumps over 13 lazy dogs; (ok)!?"),
+        QString::fromUtf8("Grüße, naïve café — ÀÉÎÕÜ ß ø ł Ž"),
+        QString::fromUtf8("日本語のテキスト、한국어 텍스트, русский текст"),
+        QString::fromUtf8("emoji 👍🏽 👩‍💻 🇩🇪 e\u0301 and a second\nline"),
+    };
+    for (const QString& text : texts) {
+        target->clear();
+        Insert::type(*typist, text);
+        EXPECT_TRUE(target->waitForText(text, 5000)) << target->text().toStdString();
+    }
+    // More different characters than one keyboard map holds.
+    QString many;
+    for (char32_t point = 0x4e00; point < 0x4e00 + 600; ++point) many += QChar::fromUcs4(point);
+    target->clear();
+    Insert::type(*typist, many);
+    EXPECT_TRUE(target->waitForText(many, 10000)) << target->text().size();
+}
+
+TEST_F(WaylandEndToEnd, BackspacesCorrectWhatWasTyped) {
+    Insert::type(*typist, QString::fromUtf8("hello wide wörld"));
+    ASSERT_TRUE(target->waitForText(QString::fromUtf8("hello wide wörld")));
+    typist->press(platform::Key::backspace, false, 6);
+    EXPECT_TRUE(target->waitForText("hello wide")) << target->text().toStdString();
+    Insert::tap(*typist, Insert::kKeyReturn, 0);
+    Insert::type(*typist, "x");
+    EXPECT_TRUE(target->waitForText("hello wide\nx")) << target->text().toStdString();
+}
+
+TEST_F(WaylandEndToEnd, TheTargetIsTheAppInFront) {
+    const std::optional<platform::FrontWindow> front = Insert::target(*typist, "pelix");
+    ASSERT_TRUE(front.has_value());
+    EXPECT_EQ(front->appId, "typing-target");
+    EXPECT_FALSE(Insert::target(*typist, "typing-target").has_value());
+}
+
+TEST_F(WaylandEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
+    // The compositor lets an application take the clipboard only after input of the user's, as
+    // a person copies with a key: the target gets a key first.
+    Insert::type(*typist, "-");
+    ASSERT_TRUE(target->waitForText("-"));
+    target->clear();
+    target->send("own");
+    ASSERT_TRUE(target->waitForLine("owned"));
+    const QMap<QString, QByteArray> before = target->clipboard();
+    ASSERT_TRUE(before.contains("image/png") && before.contains("application/x-pelix-test"))
+        << before.keys().join(' ').toStdString();
+
+    Insert::paste(*typist, *clipboard, QString::fromUtf8("pasted — 貼り付け"));
+    EXPECT_TRUE(target->waitForText(QString::fromUtf8("pasted — 貼り付け")))
+        << target->text().toStdString();
+    pause(900);
+    const QMap<QString, QByteArray> after = target->clipboard();
+    for (const char* format : {"text/plain", "image/png", "application/x-pelix-test"}) {
+        EXPECT_EQ(after.value(format), before.value(format)) << format;
+    }
+
+    // An empty clipboard stays empty. (sway ignores the target's own emptying of the clipboard
+    // here, so it is emptied through data control.)
+    clipboard->restore(std::nullopt);
+    ASSERT_TRUE(target->clipboard().isEmpty());
+    Insert::paste(*typist, *clipboard, "again");
+    EXPECT_TRUE(target->waitForText(QString::fromUtf8("pasted — 貼り付けagain")))
+        << target->text().toStdString();
+    pause(900);
+    EXPECT_TRUE(target->clipboard().isEmpty());
+}
+
+}  // namespace
+}  // namespace pelix
