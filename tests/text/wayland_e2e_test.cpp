@@ -2,11 +2,13 @@
 // into through the virtual-keyboard protocol, with the clipboard through data control.
 #include "TargetWindow.h"
 #include "platform/linux/WaylandClipboard.h"
+#include "platform/linux/WaylandOverlay.h"
 #include "platform/linux/WaylandSession.h"
 #include "platform/linux/WaylandTypist.h"
 #include "support/HeadlessSway.h"
 #include "support/TestSupport.h"
 #include "text/Insert.h"
+#include "ui/Hud.h"
 
 #include <gtest/gtest.h>
 
@@ -108,6 +110,22 @@ TEST_F(WaylandEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
         << target->text().toStdString();
     pause(900);
     EXPECT_TRUE(target->clipboard().isEmpty());
+}
+
+TEST_F(WaylandEndToEnd, TheStatusLineNeverTakesTheFocus) {
+    platform::WaylandOverlay overlay(*session);
+    ASSERT_TRUE(overlay.available()) << "sway offers no layer shell";
+    ui::Hud hud;
+    hud.setOverlay(&overlay);
+    hud.show("Dropped that one.");
+    ASSERT_TRUE(testing::waitUntil([&] { return overlay.shown(); }, 5000));
+    EXPECT_EQ(hud.visibleLine(), "Dropped that one.");
+
+    Insert::type(*typist, "still here");
+    EXPECT_TRUE(target->waitForText("still here")) << target->text().toStdString();
+    EXPECT_FALSE(target->said("unfocused"));
+    EXPECT_EQ(Insert::target(*typist, "pelix").value_or(platform::FrontWindow{}).appId,
+              "typing-target");
 }
 
 }  // namespace
