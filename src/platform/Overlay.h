@@ -13,6 +13,8 @@ public:
     // the one shown before.
     virtual void show(const QImage& picture, int top) = 0;
     virtual void hide() = 0;
+    // True while the picture is on the screen.
+    virtual bool shown() const = 0;
 };
 
 }  // namespace pelix::platform

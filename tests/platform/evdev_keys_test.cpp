@@ -1,10 +1,12 @@
-// The evdev key source fed through named pipes that carry the kernel's input_event records, one
-// pipe per keyboard, in a folder the source watches for keyboards that come and go.
+// The key source of a Wayland session fed through named pipes that carry the kernel's input_event
+// records, one pipe per keyboard, in a folder the source watches for keyboards that come and go.
 #include "fakes/ManualTime.h"
-#include "platform/linux/EvdevKeySource.h"
+#include "platform/Desktop.h"
+#include "platform/KeySource.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QLocalServer>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -87,22 +89,22 @@ protected:
         folder = root.path() + "/input";
     }
 
-    EvdevKeySource::Devices devices() const {
-        const QString where = folder;
-        return {[where] {
-                    QStringList paths;
-                    for (const QString& name : QDir(where).entryList(QDir::System))
-                        paths << where + "/" + name;
-                    return paths;
-                },
-                {where}};
+    // A Wayland session's desktop whose input devices are the pipes of the folder. No compositor
+    // is needed for the keys.
+    std::unique_ptr<Desktop> makeDesktop() {
+        return platform::makeDesktop({.clock = clock,
+                                      .cacheDir = root.path(),
+                                      .session = "wayland",
+                                      .waylandDisplay = root.path() + "/no-compositor",
+                                      .inputFolder = folder});
     }
 
-    // Starts a source on the folder; `status` receives how starting went.
-    std::unique_ptr<EvdevKeySource> start(Status* status = nullptr) {
-        auto source = std::make_unique<EvdevKeySource>(clock, devices());
-        const Status started = source->start({
-            .flagsChanged =
+    // Starts the keys of a new desktop; `status` receives how starting went.
+    KeySource& start(Status* status = nullptr) {
+        desktop = makeDesktop();
+        KeySource& source = desktop->keys();
+        const Status started = source.start({
+            .modifiersChanged =
                 [this](Mods m, double t) {
                     seen << QString("mods %1 at %2").arg(m.bits).arg(t, 0, 'f', 2);
                 },
@@ -132,6 +134,7 @@ protected:
     QTemporaryDir root;
     QString folder;
     fakes::ManualClock clock;
+    std::unique_ptr<Desktop> desktop;
     QStringList seen;
 };
 
@@ -200,8 +203,8 @@ TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
     };
     PipeKeyboard first(folder, "event0");
     PipeKeyboard second(folder, "event1");
-    auto source = start();
-    ASSERT_TRUE(source->listening());
+    KeySource& source = start();
+    ASSERT_TRUE(source.listening());
     for (const Gesture& gesture : gestures) {
         seen.clear();
         for (size_t i = 0; i < gesture.steps.size(); ++i) {
@@ -219,13 +222,13 @@ TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
 TEST_F(EvdevKeys, KeyboardsThatComeAndGoArePickedUpAndLetGoOfTheirKeys) {
     // None yet: starting says so and goes on watching.
     Status started;
-    auto source = start(&started);
+    KeySource& source = start(&started);
     EXPECT_FALSE(started);
-    EXPECT_FALSE(source->listening());
+    EXPECT_FALSE(source.listening());
 
     // Plugged in after the start.
     auto late = std::make_unique<PipeKeyboard>(folder, "event3");
-    ASSERT_TRUE(testing::waitUntil([&] { return source->listening(); }, 3000));
+    ASSERT_TRUE(testing::waitUntil([&] { return source.listening(); }, 3000));
     late->key(KEY_LEFTCTRL, 1, 10.0);
     EXPECT_EQ(waitFor(1), QStringList{"mods 8 at 10.00"});
 
@@ -233,37 +236,43 @@ TEST_F(EvdevKeys, KeyboardsThatComeAndGoArePickedUpAndLetGoOfTheirKeys) {
     clock.set(10.4);
     late.reset();
     EXPECT_EQ(waitFor(2), (QStringList{"mods 8 at 10.00", "mods 0 at 10.40"}));
-    EXPECT_TRUE(testing::waitUntil([&] { return !source->listening(); }, 3000));
+    EXPECT_TRUE(testing::waitUntil([&] { return !source.listening(); }, 3000));
 }
 
 TEST_F(EvdevKeys, RecordsInPiecesAndOwnEventsAreReadRight) {
     PipeKeyboard keyboard(folder, "event0");
-    auto source = start();
+    KeySource& source = start();
     keyboard.keyInTwoWrites(KEY_LEFTALT, 1, 20.0);
     EXPECT_EQ(waitFor(1), QStringList{"mods 1 at 20.00"});
 
     // Events up to the mark move the state without being reported.
-    source->ignoreUntil(21.0);
+    source.ignoreUntil(21.0);
     keyboard.key(KEY_LEFTALT, 0, 20.9);
     keyboard.key(KEY_LEFTCTRL, 1, 21.5);
     EXPECT_EQ(waitFor(2), (QStringList{"mods 1 at 20.00", "mods 8 at 21.50"}));
 }
 
 TEST_F(EvdevKeys, StartingWithoutReadableKeyboardsSaysWhy) {
-    EvdevKeySource none(clock, devices());
-    const Status empty = none.start({});
+    Status empty;
+    start(&empty);
     ASSERT_FALSE(empty);
     EXPECT_EQ(empty.error().message, "No keyboard was found under /dev/input.");
 
-    // Listed but not to be opened, as a device of the input group is for a user outside it.
-    EvdevKeySource::Devices closed = {[this] { return QStringList{folder + "/event9"}; }, {}};
-    EXPECT_EQ(EvdevKeySource::probe(closed).found, 1);
-    EXPECT_EQ(EvdevKeySource::probe(closed).readable, 0);
-    EvdevKeySource refused(clock, closed);
-    const Status denied = refused.start({});
+    // An entry that can't be opened stands for a device of the input group for a user outside
+    // it (a socket: no open succeeds, even as root).
+    QLocalServer closed;
+    ASSERT_TRUE(closed.listen(folder + "/event9"));
+    Status denied;
+    start(&denied);
     ASSERT_FALSE(denied);
     EXPECT_TRUE(denied.error().message.contains("sudo usermod -aG input $USER"))
         << denied.error().message.toStdString();
+    const Probes probes = makeDesktop()->probe();
+    EXPECT_EQ(probes.session, "wayland");
+    EXPECT_EQ(probes.inputDevices, 1);
+    EXPECT_EQ(probes.inputReadable, 0);
+    EXPECT_FALSE(probes.keysSeen);
+    EXPECT_FALSE(probes.typing);
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
 // Typing, pasting and the window in front on Wayland: a Qt window on a headless sway, typed
 // into through the virtual-keyboard protocol, with the clipboard through data control.
 #include "TargetWindow.h"
-#include "platform/linux/WaylandClipboard.h"
-#include "platform/linux/WaylandOverlay.h"
-#include "platform/linux/WaylandSession.h"
-#include "platform/linux/WaylandTypist.h"
+#include "core/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Overlay.h"
 #include "support/HeadlessSway.h"
 #include "support/TestSupport.h"
 #include "text/Insert.h"
 #include "ui/Hud.h"
+
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -26,20 +27,27 @@ protected:
     void SetUp() override {
         const testing::HeadlessSway& sway = testing::HeadlessSway::shared();
         ASSERT_TRUE(sway.error().isEmpty()) << sway.error().toStdString();
-        session = platform::WaylandSession::connect(sway.socket());
-        ASSERT_TRUE(session) << "Can't connect to sway at " << sway.socket().toStdString();
-        typist = std::make_unique<platform::WaylandTypist>(*session);
-        clipboard = std::make_unique<platform::WaylandClipboard>(*session);
-        ASSERT_TRUE(typist->available()) << "sway offers no virtual keyboard";
-        ASSERT_TRUE(clipboard->available()) << "sway offers no data control";
+        desktop = platform::makeDesktop({.clock = clock,
+                                         .cacheDir = dir.path(),
+                                         .session = "wayland",
+                                         .waylandDisplay = sway.socket(),
+                                         .inputFolder = dir.path()});
+        const platform::Probes probes = desktop->probe();
+        ASSERT_TRUE(probes.typing) << "sway offers no virtual keyboard";
+        ASSERT_TRUE(probes.pasting) << "sway offers no data control";
+        ASSERT_TRUE(probes.frontKnown) << "sway keeps its window list to itself";
+        typist = &desktop->typist();
+        clipboard = &desktop->clipboard();
         target =
             std::make_unique<testing::TargetWindow>(PELIX_TYPING_TARGET, sway.clientEnvironment());
         ASSERT_TRUE(target->ready()) << "The target window never got the focus.";
     }
 
-    std::unique_ptr<platform::WaylandSession> session;
-    std::unique_ptr<platform::WaylandTypist> typist;
-    std::unique_ptr<platform::WaylandClipboard> clipboard;
+    SystemClock clock;
+    QTemporaryDir dir;
+    std::unique_ptr<platform::Desktop> desktop;
+    platform::Typist* typist = nullptr;
+    platform::Clipboard* clipboard = nullptr;
     std::unique_ptr<testing::TargetWindow> target;
 };
 
@@ -68,7 +76,7 @@ TEST_F(WaylandEndToEnd, BackspacesCorrectWhatWasTyped) {
     ASSERT_TRUE(target->waitForText(QString::fromUtf8("hello wide wörld")));
     typist->press(platform::Key::backspace, false, 6);
     EXPECT_TRUE(target->waitForText("hello wide")) << target->text().toStdString();
-    Insert::tap(*typist, Insert::kKeyReturn, 0);
+    Insert::tap(*typist, platform::Key::enter);
     Insert::type(*typist, "x");
     EXPECT_TRUE(target->waitForText("hello wide\nx")) << target->text().toStdString();
 }
@@ -113,12 +121,12 @@ TEST_F(WaylandEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
 }
 
 TEST_F(WaylandEndToEnd, TheStatusLineNeverTakesTheFocus) {
-    platform::WaylandOverlay overlay(*session);
-    ASSERT_TRUE(overlay.available()) << "sway offers no layer shell";
+    platform::Overlay* overlay = desktop->overlay();
+    ASSERT_NE(overlay, nullptr) << "sway offers no layer shell";
     ui::Hud hud;
-    hud.setOverlay(&overlay);
+    hud.setOverlay(overlay);
     hud.show("Dropped that one.");
-    ASSERT_TRUE(testing::waitUntil([&] { return overlay.shown(); }, 5000));
+    ASSERT_TRUE(testing::waitUntil([&] { return overlay->shown(); }, 5000));
     EXPECT_EQ(hud.visibleLine(), "Dropped that one.");
 
     Insert::type(*typist, "still here");

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <linux/input.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,7 +32,7 @@ KeyRole roleOfCode(int code) {
     switch (code) {
         case KEY_LEFTALT:
         case KEY_RIGHTALT:
-            return KeyRole::option;
+            return KeyRole::alt;
         case KEY_LEFTSHIFT:
         case KEY_RIGHTSHIFT:
             return KeyRole::shift;
@@ -75,19 +76,23 @@ struct EvdevKeySource::Device {
     }
 };
 
-EvdevKeySource::Devices EvdevKeySource::machineDevices() {
+EvdevKeySource::Devices EvdevKeySource::devicesIn(const QString& folder) {
     Devices devices;
-    devices.watch = {QStringLiteral("/dev/input")};
-    devices.list = [] {
+    devices.watch = {folder};
+    devices.list = [folder] {
         QStringList paths;
-        const QDir dir(QStringLiteral("/dev/input"));
+        const QDir dir(folder);
         for (const QString& name :
              dir.entryList({QStringLiteral("event*")}, QDir::System, QDir::Name)) {
             const QString path = dir.filePath(name);
-            const int fd =
-                ::open(path.toLocal8Bit().constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-            // A device this user may not open is listed all the same: starting says why it
-            // could not be read.
+            const QByteArray local = path.toLocal8Bit();
+            struct stat info {};
+            if (::stat(local.constData(), &info) != 0) continue;
+            if (!S_ISCHR(info.st_mode)) {
+                paths << path;
+                continue;
+            }
+            const int fd = ::open(local.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
             if (fd < 0) {
                 if (errno == EACCES || errno == EPERM) paths << path;
                 continue;
@@ -196,7 +201,8 @@ Mods EvdevKeySource::mods() const {
 }
 
 void EvdevKeySource::report(double uptime) {
-    if (uptime > ignoreUntil_ && handlers_.flagsChanged) handlers_.flagsChanged(mods(), uptime);
+    if (uptime > ignoreUntil_ && handlers_.modifiersChanged)
+        handlers_.modifiersChanged(mods(), uptime);
 }
 
 void EvdevKeySource::read(Device& device) {

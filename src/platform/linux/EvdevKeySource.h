@@ -32,8 +32,10 @@ public:
         QStringList watch;
     };
 
-    // The machine's devices: every /dev/input/event* that has keys or buttons.
-    static Devices machineDevices();
+    // The devices of `folder` (/dev/input): every event* device that has keys or buttons, or
+    // that this user may not open (starting says why it could not be read). Entries that are
+    // not devices, such as named pipes carrying recorded events, are read as they are.
+    static Devices devicesIn(const QString& folder);
 
     // What `devices` offers this user: how many there are and how many can be read.
     struct Access {

@@ -5,6 +5,7 @@
 #include "platform/linux/LocalSocketInstance.h"
 #include "platform/linux/QtClipboard.h"
 #include "platform/linux/QtMicrophone.h"
+#include "platform/linux/WaylandDesktop.h"
 #include "platform/linux/X11KeySource.h"
 #include "platform/linux/X11Typist.h"
 #include "platform/linux/XdgAutostart.h"
@@ -104,6 +105,15 @@ Probes X11Desktop::probe() {
 }
 
 std::unique_ptr<Desktop> makeDesktop(const DesktopOptions& options) {
+    QString session = options.session;
+    if (session.isEmpty()) {
+        session = qEnvironmentVariable("XDG_SESSION_TYPE");
+        if (session != QLatin1String("wayland") && session != QLatin1String("x11")) {
+            session = qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? QStringLiteral("x11")
+                                                                     : QStringLiteral("wayland");
+        }
+    }
+    if (session == QLatin1String("wayland")) return std::make_unique<WaylandDesktop>(options);
     return std::make_unique<X11Desktop>(options);
 }
 

@@ -45,6 +45,7 @@ public:
     KeySource& keys() override;
     Typist& typist() override;
     Clipboard& clipboard() override;
+    Overlay* overlay() override { return nullptr; }
     bool keysHeard() override;
     Probes probe() override;
 

@@ -17,8 +17,8 @@ public:
 
     // False when the compositor offers no layer shell.
     bool available() const;
-    // True while the compositor has placed the picture.
-    bool shown() const;
+    // True once the compositor has placed the picture, until it is hidden.
+    bool shown() const override;
 
     void show(const QImage& picture, int top) override;
     void hide() override;
