@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <memory>
 #include <vector>
 
@@ -101,6 +102,12 @@ struct PipeKeyboard {
     ~PipeKeyboard() { ::close(fd); }
     void key(int code, int value) const {
         input_event events[2] = {};
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        for (input_event& event : events) {
+            event.input_event_sec = now.tv_sec;
+            event.input_event_usec = now.tv_nsec / 1000;
+        }
         events[0].type = EV_KEY;
         events[0].code = code;
         events[0].value = value;
