@@ -19,11 +19,12 @@ bool dictationReady(const SpeechEngines& engines) {
 }
 
 AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
-                           platform::Typist& typist)
+                           platform::Typist& typist, platform::Clipboard& clipboard)
     : shell_(shell),
       engines_(SpeechEngines::standard()),
       recognizer_([this] { return dictationEngine(engines_); }),
       typist_(typist),
+      clipboard_(clipboard),
       live_(recognizer_, microphone, typist_, timers) {}
 
 AppDictation::~AppDictation() = default;
@@ -32,6 +33,7 @@ Status AppDictation::start(bool typeIntoApp) {
     const std::optional<platform::FrontWindow> target =
         Insert::target(typist_, QCoreApplication::applicationName());
     typing_ = typeIntoApp && target.has_value();
+    toClipboard_ = typeIntoApp && !typist_.canType();
     if (typing_) {
         live_.onText = nullptr;
     } else {
@@ -53,8 +55,12 @@ Status AppDictation::start(bool typeIntoApp) {
 }
 
 void AppDictation::finish() {
-    live_.stop([](const QString& text) {
+    live_.stop([this](const QString& text) {
         logLine("dictation", QStringLiteral("done (%1 characters)").arg(text.size()));
+        if (toClipboard_ && !text.trimmed().isEmpty()) {
+            clipboard_.setText(text);
+            shell_.show(kOnClipboard);
+        }
     });
 }
 

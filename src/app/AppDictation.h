@@ -21,11 +21,16 @@ bool dictationReady(const SpeechEngines& engines);
 
 // Live dictation as the tray application drives it: the window in front when it starts is the
 // one typed into (none when it is Pelix's own, and then the text is shown instead), and speech
-// comes from the application's microphone.
+// comes from the application's microphone. In a session that lets no application type into
+// others, the finished text goes to the clipboard and the status line says so.
 class AppDictation final : public Dictation {
 public:
+    static constexpr auto kOnClipboard =
+        "Typing into other applications isn't available in this session: the text is on the "
+        "clipboard.";
+
     AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
-                 platform::Typist& typist);
+                 platform::Typist& typist, platform::Clipboard& clipboard);
     ~AppDictation() override;
 
     Status start(bool typeIntoApp) override;
@@ -37,8 +42,10 @@ private:
     SpeechEngines engines_;
     EngineRecognizer recognizer_;
     platform::Typist& typist_;
+    platform::Clipboard& clipboard_;
     LiveDictation live_;
     bool typing_ = false;
+    bool toClipboard_ = false;  // wanted typing where there is none
 };
 
 }  // namespace pelix

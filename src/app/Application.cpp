@@ -27,6 +27,8 @@ int runApplication(int argc, char** argv) {
     }
     QApplication app(argc, argv);
     QApplication::setApplicationName("pelix");
+    // The app id of Pelix's windows on Wayland, which typing takes for Pelix's own.
+    QApplication::setDesktopFileName("pelix");
     QApplication::setQuitOnLastWindowClosed(false);
     ui::theme::apply(app);
 

@@ -35,22 +35,51 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
     return items;
 }
 
+namespace {
+
+QString waylandKeysLine(const DesktopFacts& facts) {
+    if (facts.keysSeen) return "Alt key: seen (the keyboards under /dev/input)";
+    if (facts.inputDevices == 0)
+        return "Alt key: NOT seen - no keyboard was found under /dev/input";
+    if (facts.inputReadable == 0) {
+        return "Alt key: NOT seen - Pelix may not read the keyboards: run sudo usermod -aG input "
+               "$USER, then log out and in again";
+    }
+    return "Alt key: NOT seen - Pelix could not read the keyboards under /dev/input";
+}
+
+}  // namespace
+
 QStringList permissionLines(const DesktopFacts& facts) {
-    return {
+    QStringList lines = {
         facts.microphone ? "Microphone: allowed"
                          : "Microphone: not allowed (no input device; check the sound settings)",
         facts.speechModel ? "Speech recognition: allowed (speech model installed)"
                           : "Speech recognition: not allowed (install pocketsphinx-en-us)",
-        facts.keysSeen
-            ? "Alt key: seen (XInput 2 on the X display)"
-            : "Alt key: NOT seen - log in to an X11 session (Xorg); Pelix needs XInput 2",
-        facts.typing ? "Typing: possible (XTest on the X display)"
-                     : "Typing: NOT possible - the X display has no XTest extension",
-        facts.installed ? "Installed in " + facts.program
-                        : "Running from " + facts.program +
-                              " - run cmake --install so the link handler and login start stick",
-        facts.token ? "Token: set" : "Token: not set",
     };
+    if (facts.wayland) {
+        lines << waylandKeysLine(facts)
+              << (facts.typing ? "Typing: possible (the compositor's virtual keyboard)"
+                               : "Typing: NOT possible - this Wayland desktop lets no application "
+                                 "type into others; dictated text goes to the clipboard")
+              << (facts.pasting ? "Pasting: possible (the compositor's data control)"
+                                : "Pasting: NOT possible - this Wayland desktop keeps the "
+                                  "clipboard from applications in the background")
+              << (facts.frontKnown ? "App in front: known (the compositor's window list)"
+                                   : "App in front: unknown - typing goes to the focused window");
+    } else {
+        lines << (facts.keysSeen
+                      ? "Alt key: seen (XInput 2 on the X display)"
+                      : "Alt key: NOT seen - log in to an X11 session (Xorg); Pelix needs XInput 2")
+              << (facts.typing ? "Typing: possible (XTest on the X display)"
+                               : "Typing: NOT possible - the X display has no XTest extension");
+    }
+    lines << (facts.installed ? "Installed in " + facts.program
+                              : "Running from " + facts.program +
+                                    " - run cmake --install so the link handler and login start "
+                                    "stick")
+          << (facts.token ? "Token: set" : "Token: not set");
+    return lines;
 }
 
 }  // namespace pelix

@@ -34,12 +34,14 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
       context_(context),
       recorder_(
           std::make_unique<MicRecorder>(desktop.microphone(), context.clock(), paths::tempDir())),
-      dictation_(
-          std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(), desktop.typist())),
+      dictation_(std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(),
+                                                desktop.typist(), desktop.clipboard())),
       engines_(std::make_unique<SpeechEngines>(SpeechEngines::standard())),
       memoTicker_(std::make_unique<QtTicker>()),
       watcher_(std::make_unique<VoiceMemoWatcher>(context.api(), context.prefs(), context.clock(),
                                                   machineTools(), *memoTicker_)) {
+    // On a desktop whose new windows take the focus, the status line must not be one.
+    shell_.setOverlay(desktop.overlay());
     watcher_->onStatus([this](const QString& line) { shell_.show(line); });
     platform::RemoteFiles& remote = desktop.remoteFiles();
     features_ = std::make_unique<AppFeatures>(FeatureParts{
@@ -117,6 +119,11 @@ DesktopFacts TrayApp::facts(bool devices) const {
         facts.keysSeen = probes.keysSeen;
         facts.microphone = probes.microphone;
         facts.typing = probes.typing;
+        facts.wayland = probes.session == QLatin1String("wayland");
+        facts.inputDevices = probes.inputDevices;
+        facts.inputReadable = probes.inputReadable;
+        facts.pasting = probes.pasting;
+        facts.frontKnown = probes.frontKnown;
         facts.speechModel = dictationReady(SpeechEngines::standard());
     }
     return facts;

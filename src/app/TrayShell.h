@@ -22,6 +22,8 @@ public:
     ~TrayShell() override;
 
     void show(const QString& line) override { hud_.show(line); }
+    // Shows the status line through `overlay` (none: its own window).
+    void setOverlay(platform::Overlay* overlay) { hud_.setOverlay(overlay); }
     void setLook(ui::TrayLook look) override;
     void play(ui::Sound sound) override { sounds_.play(sound); }
     void ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) override;

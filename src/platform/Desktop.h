@@ -14,6 +14,7 @@ class Autostart;
 class Clipboard;
 class KeySource;
 class Microphone;
+class Overlay;
 class RemoteFiles;
 class SecretStore;
 class Session;
@@ -30,6 +31,15 @@ struct Probes {
     bool typing = false;
     // Whether the sound server lists a microphone.
     bool microphone = false;
+
+    // A Wayland session's keys come from the input devices: how many there are and how many
+    // this user may read (the "input" group).
+    int inputDevices = 0;
+    int inputReadable = 0;
+    // Whether the clipboard can be set and pasted from while another application has the focus.
+    bool pasting = false;
+    // Whether the application in front is known.
+    bool frontKnown = false;
 };
 
 // Every service of the desktop the application uses, for the session it runs in. Services are
@@ -54,6 +64,9 @@ public:
     virtual Accessibility& accessibility() = 0;
     // The login session: its lock, waking from sleep, the machine's name.
     virtual Session& session() = 0;
+    // Where the status line goes on a desktop whose windows could take the focus; none where the
+    // status line's own window is fine.
+    virtual Overlay* overlay() = 0;
     // One running Pelix per user data folder `dataDir`.
     virtual std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) = 0;
 
@@ -68,6 +81,14 @@ struct DesktopOptions {
     const Clock& clock;
     // Where the typist notes the key codes it borrows.
     QString cacheDir;
+    // The kind of session to serve, "x11" or "wayland"; empty asks the environment
+    // ($XDG_SESSION_TYPE, else $WAYLAND_DISPLAY, else X11).
+    QString session = {};
+    // The Wayland display; empty means $WAYLAND_DISPLAY.
+    QString waylandDisplay = {};
+    // The folder of the input devices a Wayland session's keys come from; empty means
+    // /dev/input.
+    QString inputFolder = {};
 };
 
 // The desktop of this session, with the implementations that serve it.

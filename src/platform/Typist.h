@@ -29,6 +29,8 @@ enum class Key { backspace, enter, v };
 class Typist {
 public:
     virtual ~Typist() = default;
+    // False where the session lets no application type into others.
+    virtual bool canType() const { return true; }
     // The window in front, or none.
     virtual std::optional<FrontWindow> frontWindow() const = 0;
     // Types `text` in one go.

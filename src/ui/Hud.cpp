@@ -1,9 +1,11 @@
 #include "ui/Hud.h"
 
 #include "core/Log.h"
+#include "platform/Overlay.h"
 
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QImage>
 #include <QLabel>
 #include <QScreen>
 #include <QTimer>
@@ -33,11 +35,24 @@ void Hud::show(const QString& line) {
         hideTimer_->setSingleShot(true);
         QObject::connect(hideTimer_, &QTimer::timeout, window_.get(), [this] {
             window_->hide();
+            if (overlaid_ && overlay_) overlay_->hide();
+            overlaid_ = false;
             label_->clear();
         });
     }
     label_->setText(line);
     window_->adjustSize();
+    if (overlay_) {
+        QImage picture(window_->size() * window_->devicePixelRatioF(),
+                       QImage::Format_ARGB32_Premultiplied);
+        picture.setDevicePixelRatio(window_->devicePixelRatioF());
+        picture.fill(Qt::transparent);
+        window_->render(&picture, {}, {}, QWidget::DrawWindowBackground | QWidget::DrawChildren);
+        overlay_->show(picture, 48);
+        overlaid_ = true;
+        hideTimer_->start(kShowMs);
+        return;
+    }
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         const QRect area = screen->availableGeometry();
         window_->move(area.center().x() - window_->width() / 2, area.top() + 48);
@@ -48,7 +63,7 @@ void Hud::show(const QString& line) {
 }
 
 QString Hud::visibleLine() const {
-    return window_ && window_->isVisible() ? label_->text() : QString();
+    return window_ && (window_->isVisible() || overlaid_) ? label_->text() : QString();
 }
 
 }  // namespace pelix::ui

@@ -8,14 +8,23 @@ class QLabel;
 class QTimer;
 class QWidget;
 
+namespace pelix::platform {
+class Overlay;
+}
+
 namespace pelix::ui {
 
 // The status line: a small frameless window at the top of the screen that shows one line of
 // text for a few seconds. Every line is also logged ("hud: …"). The window is made on first use.
+// With an overlay (a desktop whose windows could take the focus), the window is only drawn and
+// its picture goes to the overlay.
 class Hud {
 public:
     Hud();
     ~Hud();
+
+    // Shows the lines through `overlay` from now on; none shows the window itself.
+    void setOverlay(platform::Overlay* overlay) { overlay_ = overlay; }
 
     void show(const QString& line);
     // The line on show, empty once it is hidden.
@@ -27,6 +36,8 @@ private:
     std::unique_ptr<QWidget> window_;
     QLabel* label_ = nullptr;
     QTimer* hideTimer_ = nullptr;
+    platform::Overlay* overlay_ = nullptr;
+    bool overlaid_ = false;  // the line on show is in the overlay
 };
 
 }  // namespace pelix::ui

@@ -436,5 +436,35 @@ TEST_F(AppDelegateTest, ThePermissionReportShowsALinePerCheckAndLoginFollowsTheS
     EXPECT_EQ(shell.lines.last(), "Couldn't change that: The folder is read-only.");
 }
 
+TEST(PermissionReport, AWaylandSessionSaysWhatEachPathNeeds) {
+    DesktopFacts wayland;
+    wayland.wayland = true;
+    wayland.program = "/usr/bin/pelix";
+    // Keyboards there, none readable: the report names the command that fixes it.
+    wayland.inputDevices = 3;
+    QStringList lines = permissionLines(wayland);
+    ASSERT_EQ(lines.size(), 8);
+    EXPECT_EQ(lines[2],
+              "Alt key: NOT seen - Pelix may not read the keyboards: run sudo usermod -aG input "
+              "$USER, then log out and in again");
+    // GNOME: no virtual keyboard, no data control, no window list.
+    EXPECT_TRUE(lines[3].startsWith("Typing: NOT possible"));
+    EXPECT_TRUE(lines[4].startsWith("Pasting: NOT possible"));
+    EXPECT_TRUE(lines[5].startsWith("App in front: unknown"));
+
+    wayland.inputDevices = 0;
+    EXPECT_EQ(permissionLines(wayland)[2],
+              "Alt key: NOT seen - no keyboard was found under /dev/input");
+
+    // A wlroots desktop for a user in the input group.
+    wayland.inputDevices = wayland.inputReadable = 2;
+    wayland.keysSeen = wayland.typing = wayland.pasting = wayland.frontKnown = true;
+    lines = permissionLines(wayland);
+    EXPECT_EQ(lines.mid(2, 4), (QStringList{"Alt key: seen (the keyboards under /dev/input)",
+                                            "Typing: possible (the compositor's virtual keyboard)",
+                                            "Pasting: possible (the compositor's data control)",
+                                            "App in front: known (the compositor's window list)"}));
+}
+
 }  // namespace
 }  // namespace pelix

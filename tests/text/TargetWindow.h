@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QMap>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QThread>
 
@@ -23,8 +24,10 @@ public:
         QString text;
     };
 
-    explicit TargetWindow(const QString& program) {
+    explicit TargetWindow(const QString& program, const QProcessEnvironment& env =
+                                                      QProcessEnvironment::systemEnvironment()) {
         clock_.start();
+        process_.setProcessEnvironment(env);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         QObject::connect(&process_, &QProcess::readyReadStandardOutput, [this] { read(); });
         process_.start(program, {});
@@ -63,6 +66,8 @@ public:
         return formats_;
     }
     void send(const QByteArray& command) { process_.write(command + '\n'); }
+    // Whether the window said `line` since it started.
+    bool said(const QByteArray& line) const { return lines_.contains(line); }
     bool waitForLine(const QByteArray& line, int timeoutMs = 5000) {
         return spin([&] { return lines_.contains(line) && (line != "ready" || readies_ > 0); },
                     timeoutMs);

@@ -6,6 +6,7 @@
 //   own                 puts text, a PNG and a custom format on the clipboard (answers "owned")
 //   drop                leaves the clipboard empty (answers "dropped")
 //   read                answers "formats <n>" and "format <name> <base64>" for each format
+// Once ready, it says "unfocused" whenever it loses the keyboard focus.
 #include <QApplication>
 #include <QBuffer>
 #include <QClipboard>
@@ -14,6 +15,7 @@
 #include <QPlainTextEdit>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <QWindow>
 
 #include <unistd.h>
 #include <cstdio>
@@ -35,6 +37,8 @@ void say(const QByteArray& line) {
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("typing-target");
+    // The app id on Wayland.
+    QApplication::setDesktopFileName("typing-target");
     QPlainTextEdit edit;
     edit.setWindowTitle("Typing target");
     edit.resize(500, 300);
@@ -71,6 +75,9 @@ int main(int argc, char** argv) {
     };
     edit.show();
     whenFocused();
+    QObject::connect(&app, &QGuiApplication::focusWindowChanged, [](QWindow* window) {
+        if (!window) say("unfocused");
+    });
 
     QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
     QByteArray pending;

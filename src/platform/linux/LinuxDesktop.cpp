@@ -8,6 +8,7 @@
 #include "platform/linux/LocalSocketInstance.h"
 #include "platform/linux/QtClipboard.h"
 #include "platform/linux/QtMicrophone.h"
+#include "platform/linux/WaylandDesktop.h"
 #include "platform/linux/X11KeySource.h"
 #include "platform/linux/X11Typist.h"
 #include "platform/linux/XdgAutostart.h"
@@ -59,7 +60,6 @@ struct X11Desktop::Parts {
     std::unique_ptr<X11KeySource> keys;
     std::unique_ptr<X11Typist> typist;
     std::unique_ptr<QtClipboard> clipboard;
-    std::unique_ptr<GioApps> apps;
 };
 
 X11Desktop::X11Desktop(const DesktopOptions& options)
@@ -91,9 +91,9 @@ Clipboard& X11Desktop::clipboard() {
     return *parts_->clipboard;
 }
 
-Apps& X11Desktop::apps() {
-    if (!parts_->apps) parts_->apps = std::make_unique<GioApps>(typist());
-    return *parts_->apps;
+Apps& LinuxDesktop::apps() {
+    if (!apps_) apps_ = std::make_unique<GioApps>(typist());
+    return *apps_;
 }
 
 namespace {
@@ -123,6 +123,15 @@ Probes X11Desktop::probe() {
 }
 
 std::unique_ptr<Desktop> makeDesktop(const DesktopOptions& options) {
+    QString session = options.session;
+    if (session.isEmpty()) {
+        session = qEnvironmentVariable("XDG_SESSION_TYPE");
+        if (session != QLatin1String("wayland") && session != QLatin1String("x11")) {
+            session = qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? QStringLiteral("x11")
+                                                                     : QStringLiteral("wayland");
+        }
+    }
+    if (session == QLatin1String("wayland")) return std::make_unique<WaylandDesktop>(options);
     return std::make_unique<X11Desktop>(options);
 }
 

@@ -28,6 +28,8 @@ public:
     Autostart& autostart() override;
     RemoteFiles& remoteFiles() override;
     std::unique_ptr<SingleInstance> singleInstance(const QString& dataDir) override;
+    // The applications; the one in front is the typist's window in front.
+    Apps& apps() override;
     Accessibility& accessibility() override;
     Session& session() override;
 
@@ -39,6 +41,7 @@ private:
     std::unique_ptr<LibsecretStore> secrets_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<GioRemoteFiles> remoteFiles_;
+    std::unique_ptr<GioApps> apps_;
     std::unique_ptr<AtspiAccessibility> accessibility_;
     std::unique_ptr<DBusSession> session_;
 };
@@ -53,7 +56,7 @@ public:
     KeySource& keys() override;
     Typist& typist() override;
     Clipboard& clipboard() override;
-    Apps& apps() override;
+    Overlay* overlay() override { return nullptr; }
     bool keysHeard() override;
     Probes probe() override;
 

@@ -1,0 +1,119 @@
+#include "platform/linux/WaylandDesktop.h"
+
+#include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/QtClipboard.h"
+#include "platform/linux/WaylandClipboard.h"
+#include "platform/linux/WaylandOverlay.h"
+#include "platform/linux/WaylandSession.h"
+#include "platform/linux/WaylandTypist.h"
+
+namespace pelix::platform {
+
+namespace {
+
+// Types nothing and knows no window in front: dictation then hands its text over otherwise.
+class NoTypist final : public Typist {
+public:
+    bool canType() const override { return false; }
+    std::optional<FrontWindow> frontWindow() const override { return std::nullopt; }
+    void type(const QString&) override {}
+    void press(Key, bool, int) override {}
+    void pause(std::chrono::microseconds) override {}
+};
+
+}  // namespace
+
+struct WaylandDesktop::Parts {
+    bool connected = false;  // a connection was tried
+    std::unique_ptr<WaylandSession> session;
+    std::unique_ptr<EvdevKeySource> keys;
+    std::unique_ptr<WaylandTypist> typist;
+    std::unique_ptr<Clipboard> clipboard;
+    std::unique_ptr<WaylandOverlay> overlay;
+    NoTypist none;
+
+    WaylandSession* connect(const QString& display) {
+        if (!connected) {
+            connected = true;
+            session = WaylandSession::connect(display);
+        }
+        return session.get();
+    }
+};
+
+WaylandDesktop::WaylandDesktop(const DesktopOptions& options)
+    : clock_(options.clock),
+      display_(options.waylandDisplay),
+      inputFolder_(options.inputFolder.isEmpty() ? QStringLiteral("/dev/input")
+                                                 : options.inputFolder),
+      parts_(std::make_unique<Parts>()) {}
+
+WaylandDesktop::~WaylandDesktop() {
+    // Everything that speaks through the connection goes before it.
+    parts_->overlay.reset();
+    parts_->clipboard.reset();
+    parts_->typist.reset();
+    parts_.reset();
+}
+
+KeySource& WaylandDesktop::keys() {
+    if (!parts_->keys) {
+        parts_->keys =
+            std::make_unique<EvdevKeySource>(clock_, EvdevKeySource::devicesIn(inputFolder_));
+    }
+    return *parts_->keys;
+}
+
+Typist& WaylandDesktop::typist() {
+    if (!parts_->typist) {
+        WaylandSession* session = parts_->connect(display_);
+        if (!session || !session->offers().virtualKeyboard) return parts_->none;
+        parts_->typist = std::make_unique<WaylandTypist>(*session);
+    }
+    return *parts_->typist;
+}
+
+Clipboard& WaylandDesktop::clipboard() {
+    if (!parts_->clipboard) {
+        WaylandSession* session = parts_->connect(display_);
+        if (session && session->offers().dataControl) {
+            parts_->clipboard = std::make_unique<WaylandClipboard>(*session);
+        } else {
+            parts_->clipboard = std::make_unique<QtClipboard>();
+        }
+    }
+    return *parts_->clipboard;
+}
+
+Overlay* WaylandDesktop::overlay() {
+    if (!parts_->overlay) {
+        WaylandSession* session = parts_->connect(display_);
+        if (!session || !session->offers().layerShell) return nullptr;
+        parts_->overlay = std::make_unique<WaylandOverlay>(*session);
+    }
+    return parts_->overlay.get();
+}
+
+bool WaylandDesktop::keysHeard() {
+    return parts_->keys && parts_->keys->listening();
+}
+
+Probes WaylandDesktop::probe() {
+    Probes probes;
+    probes.session = QStringLiteral("wayland");
+    const EvdevKeySource::Access access =
+        EvdevKeySource::probe(EvdevKeySource::devicesIn(inputFolder_));
+    probes.inputDevices = access.found;
+    probes.inputReadable = access.readable;
+    probes.keysSeen = keysHeard() || (!parts_->keys && access.readable > 0);
+    if (WaylandSession* session = parts_->connect(display_)) {
+        const WaylandSession::Offers offers = session->offers();
+        probes.typing = offers.virtualKeyboard;
+        probes.pasting = offers.virtualKeyboard && offers.dataControl;
+        probes.frontKnown = offers.foreignToplevel;
+    }
+    probes.microphone = microphonePresent();
+    return probes;
+}
+
+}  // namespace pelix::platform

@@ -1,0 +1,279 @@
+// The key source of a Wayland session fed through named pipes that carry the kernel's input_event
+// records, one pipe per keyboard, in a folder the source watches for keyboards that come and go.
+#include "fakes/ManualTime.h"
+#include "platform/Desktop.h"
+#include "platform/KeySource.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QLocalServer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <linux/input.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+// Readable QStrings in test failures.
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString& text, std::ostream* out) {
+    *out << '"' << text.toStdString() << '"';
+}
+QT_END_NAMESPACE
+
+namespace pelix::platform {
+namespace {
+
+// One keyboard: a pipe whose writing end the test holds.
+class PipeKeyboard {
+public:
+    // Makes the pipe beside the watched folder and moves it in once it can be written, as a
+    // device node appears whole.
+    PipeKeyboard(const QString& folder, const QString& name) : path_(folder + "/" + name) {
+        const QString staged = folder + "/../" + name + ".new";
+        ::mkfifo(staged.toLocal8Bit().constData(), 0600);
+        fd_ = ::open(staged.toLocal8Bit().constData(), O_RDWR | O_NONBLOCK);
+        ::rename(staged.toLocal8Bit().constData(), path_.toLocal8Bit().constData());
+    }
+    ~PipeKeyboard() { unplug(); }
+
+    void send(int type, int code, int value, double at) {
+        input_event events[2] = {};
+        for (input_event& event : events) {
+            event.input_event_sec = static_cast<long>(std::floor(at));
+            event.input_event_usec = static_cast<long>(std::llround((at - std::floor(at)) * 1e6));
+        }
+        events[0].type = type;
+        events[0].code = code;
+        events[0].value = value;
+        events[1].type = EV_SYN;
+        events[1].code = SYN_REPORT;
+        ASSERT_EQ(::write(fd_, events, sizeof events), ssize_t(sizeof events));
+    }
+    void key(int code, int value, double at) { send(EV_KEY, code, value, at); }
+    // Half a record, then the rest: a reader must wait for whole records.
+    void keyInTwoWrites(int code, int value, double at) {
+        input_event event{};
+        event.input_event_sec = static_cast<long>(at);
+        event.type = EV_KEY;
+        event.code = code;
+        event.value = value;
+        const auto* bytes = reinterpret_cast<const char*>(&event);
+        ASSERT_EQ(::write(fd_, bytes, 10), 10);
+        testing::waitUntil([] { return false; }, 20);
+        ASSERT_EQ(::write(fd_, bytes + 10, sizeof event - 10), ssize_t(sizeof event - 10));
+    }
+    void unplug() {
+        if (fd_ < 0) return;
+        ::unlink(path_.toLocal8Bit().constData());
+        ::close(fd_);
+        fd_ = -1;
+    }
+
+private:
+    QString path_;
+    int fd_ = -1;
+};
+
+class EvdevKeys : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(root.isValid());
+        ASSERT_TRUE(QDir(root.path()).mkdir("input"));
+        folder = root.path() + "/input";
+    }
+
+    // A Wayland session's desktop whose input devices are the pipes of the folder. No compositor
+    // is needed for the keys.
+    std::unique_ptr<Desktop> makeDesktop() {
+        return platform::makeDesktop({.clock = clock,
+                                      .cacheDir = root.path(),
+                                      .session = "wayland",
+                                      .waylandDisplay = root.path() + "/no-compositor",
+                                      .inputFolder = folder});
+    }
+
+    // Starts the keys of a new desktop; `status` receives how starting went.
+    KeySource& start(Status* status = nullptr) {
+        desktop = makeDesktop();
+        KeySource& source = desktop->keys();
+        const Status started = source.start({
+            .modifiersChanged =
+                [this](Mods m, double t) {
+                    seen << QString("mods %1 at %2").arg(m.bits).arg(t, 0, 'f', 2);
+                },
+            .otherInput =
+                [this](const OtherInput& in) {
+                    seen << (in.isKey ? QString("key %1 at %2")
+                                            .arg(in.keysym, 0, 16)
+                                            .arg(in.uptime, 0, 'f', 2)
+                                      : QString("click at %1").arg(in.uptime, 0, 'f', 2));
+                },
+        });
+        if (status) {
+            *status = started;
+        } else {
+            EXPECT_TRUE(started) << started.error().message.toStdString();
+        }
+        return source;
+    }
+
+    // Waits until `count` reports have come, then a moment longer for any that should not.
+    QStringList waitFor(qsizetype count) {
+        testing::waitUntil([&] { return seen.size() >= count; }, 3000);
+        testing::waitUntil([] { return false; }, 30);
+        return seen;
+    }
+
+    QTemporaryDir root;
+    QString folder;
+    fakes::ManualClock clock;
+    std::unique_ptr<Desktop> desktop;
+    QStringList seen;
+};
+
+struct Step {
+    int keyboard;  // which of two keyboards
+    int type;
+    int code;
+    int value;
+    double at;
+};
+
+struct Gesture {
+    const char* name;
+    std::vector<Step> steps;
+    QStringList expected;
+};
+
+TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
+    const std::vector<Gesture> gestures = {
+        {"alt tap",
+         {{0, EV_KEY, KEY_LEFTALT, 1, 1.0}, {0, EV_KEY, KEY_LEFTALT, 0, 1.2}},
+         {"mods 1 at 1.00", "mods 0 at 1.20"}},
+        {"right ctrl hold, auto-repeat is no news",
+         {{0, EV_KEY, KEY_RIGHTCTRL, 1, 2.0},
+          {0, EV_KEY, KEY_RIGHTCTRL, 2, 2.3},
+          {0, EV_KEY, KEY_RIGHTCTRL, 0, 2.5}},
+         {"mods 8 at 2.00", "mods 0 at 2.50"}},
+        {"shift during alt",
+         {{0, EV_KEY, KEY_LEFTALT, 1, 3.0},
+          {0, EV_KEY, KEY_RIGHTSHIFT, 1, 3.1},
+          {0, EV_KEY, KEY_RIGHTSHIFT, 0, 3.2},
+          {0, EV_KEY, KEY_RIGHTALT, 1, 3.25},
+          {0, EV_KEY, KEY_LEFTALT, 0, 3.3},
+          {0, EV_KEY, KEY_RIGHTALT, 0, 3.35}},
+         {"mods 1 at 3.00", "mods 3 at 3.10", "mods 1 at 3.20", "mods 1 at 3.25", "mods 1 at 3.30",
+          "mods 0 at 3.35"}},
+        {"super spoils ctrl",
+         {{0, EV_KEY, KEY_LEFTCTRL, 1, 4.0},
+          {0, EV_KEY, KEY_LEFTMETA, 1, 4.1},
+          {0, EV_KEY, KEY_LEFTMETA, 0, 4.2},
+          {0, EV_KEY, KEY_LEFTCTRL, 0, 4.3}},
+         {"mods 8 at 4.00", "mods 12 at 4.10", "mods 8 at 4.20", "mods 0 at 4.30"}},
+        {"escape, a letter, a click; releases, num lock and touches are not input",
+         {{0, EV_KEY, KEY_ESC, 1, 5.0},
+          {0, EV_KEY, KEY_ESC, 0, 5.05},
+          {0, EV_KEY, KEY_A, 1, 5.1},
+          {0, EV_KEY, KEY_A, 2, 5.15},
+          {0, EV_KEY, KEY_NUMLOCK, 1, 5.2},
+          {1, EV_KEY, BTN_TOUCH, 1, 5.25},
+          {1, EV_KEY, BTN_LEFT, 1, 5.3},
+          {1, EV_KEY, BTN_LEFT, 0, 5.35}},
+         {"key ff1b at 5.00", "key 0 at 5.10", "click at 5.30"}},
+        {"caps lock's light counts as another modifier",
+         {{0, EV_LED, LED_CAPSL, 1, 6.0},
+          {0, EV_LED, LED_CAPSL, 1, 6.05},
+          {0, EV_KEY, KEY_LEFTCTRL, 1, 6.1},
+          {0, EV_LED, LED_CAPSL, 0, 6.2},
+          {0, EV_KEY, KEY_LEFTCTRL, 0, 6.3}},
+         {"mods 4 at 6.00", "mods 12 at 6.10", "mods 8 at 6.20", "mods 0 at 6.30"}},
+        {"ctrl on two keyboards is held until both let go",
+         {{0, EV_KEY, KEY_LEFTCTRL, 1, 7.0},
+          {1, EV_KEY, KEY_LEFTCTRL, 1, 7.1},
+          {1, EV_KEY, KEY_LEFTCTRL, 0, 7.2},
+          {0, EV_KEY, KEY_LEFTCTRL, 0, 7.3}},
+         {"mods 8 at 7.00", "mods 8 at 7.10", "mods 8 at 7.20", "mods 0 at 7.30"}},
+    };
+    PipeKeyboard first(folder, "event0");
+    PipeKeyboard second(folder, "event1");
+    KeySource& source = start();
+    ASSERT_TRUE(source.listening());
+    for (const Gesture& gesture : gestures) {
+        seen.clear();
+        for (size_t i = 0; i < gesture.steps.size(); ++i) {
+            const Step& step = gesture.steps[i];
+            // Two devices are read in turn: a step on the other one waits for the first's.
+            if (i > 0 && step.keyboard != gesture.steps[i - 1].keyboard) {
+                testing::waitUntil([] { return false; }, 30);
+            }
+            (step.keyboard == 0 ? first : second).send(step.type, step.code, step.value, step.at);
+        }
+        EXPECT_EQ(waitFor(gesture.expected.size()), gesture.expected) << gesture.name;
+    }
+}
+
+TEST_F(EvdevKeys, KeyboardsThatComeAndGoArePickedUpAndLetGoOfTheirKeys) {
+    // None yet: starting says so and goes on watching.
+    Status started;
+    KeySource& source = start(&started);
+    EXPECT_FALSE(started);
+    EXPECT_FALSE(source.listening());
+
+    // Plugged in after the start.
+    auto late = std::make_unique<PipeKeyboard>(folder, "event3");
+    ASSERT_TRUE(testing::waitUntil([&] { return source.listening(); }, 3000));
+    late->key(KEY_LEFTCTRL, 1, 10.0);
+    EXPECT_EQ(waitFor(1), QStringList{"mods 8 at 10.00"});
+
+    // Unplugged while Ctrl is held: the hold ends at the moment it is noticed.
+    clock.set(10.4);
+    late.reset();
+    EXPECT_EQ(waitFor(2), (QStringList{"mods 8 at 10.00", "mods 0 at 10.40"}));
+    EXPECT_TRUE(testing::waitUntil([&] { return !source.listening(); }, 3000));
+}
+
+TEST_F(EvdevKeys, RecordsInPiecesAndOwnEventsAreReadRight) {
+    PipeKeyboard keyboard(folder, "event0");
+    KeySource& source = start();
+    keyboard.keyInTwoWrites(KEY_LEFTALT, 1, 20.0);
+    EXPECT_EQ(waitFor(1), QStringList{"mods 1 at 20.00"});
+
+    // Events up to the mark move the state without being reported.
+    source.ignoreUntil(21.0);
+    keyboard.key(KEY_LEFTALT, 0, 20.9);
+    keyboard.key(KEY_LEFTCTRL, 1, 21.5);
+    EXPECT_EQ(waitFor(2), (QStringList{"mods 1 at 20.00", "mods 8 at 21.50"}));
+}
+
+TEST_F(EvdevKeys, StartingWithoutReadableKeyboardsSaysWhy) {
+    Status empty;
+    start(&empty);
+    ASSERT_FALSE(empty);
+    EXPECT_EQ(empty.error().message, "No keyboard was found under /dev/input.");
+
+    // An entry that can't be opened stands for a device of the input group for a user outside
+    // it (a socket: no open succeeds, even as root).
+    QLocalServer closed;
+    ASSERT_TRUE(closed.listen(folder + "/event9"));
+    Status denied;
+    start(&denied);
+    ASSERT_FALSE(denied);
+    EXPECT_TRUE(denied.error().message.contains("sudo usermod -aG input $USER"))
+        << denied.error().message.toStdString();
+    const Probes probes = makeDesktop()->probe();
+    EXPECT_EQ(probes.session, "wayland");
+    EXPECT_EQ(probes.inputDevices, 1);
+    EXPECT_EQ(probes.inputReadable, 0);
+    EXPECT_FALSE(probes.keysSeen);
+    EXPECT_FALSE(probes.typing);
+}
+
+}  // namespace
+}  // namespace pelix::platform
