@@ -29,6 +29,11 @@ constexpr size_t kMostBorrowed = 24;
 // After giving a borrowed code a new keysym, the applications refetch the keyboard map before
 // they read the press: give them this long.
 constexpr std::chrono::microseconds kRemapPause{1200};
+// A text with more characters beyond the layout than there are borrowed codes gives a code a new
+// keysym while its earlier press may still wait in the application's queue, which would then
+// read it with the new keysym. Before the first such reuse the typing waits this long, once for
+// every round of codes.
+constexpr std::chrono::milliseconds kReusePause{40};
 
 // A window that vanished between two requests makes Xlib's default handler end the process;
 // a failed request here only means there is nothing to type into.
@@ -290,6 +295,8 @@ void X11Typist::type(const QString& text) {
     Injection injection(*this);
     x.readKeyboard();
     const bool plainKeys = injection.firstGroup();
+    // Presses up to this count were made long enough ago for any code to be given a new keysym.
+    uint64_t settled = x.presses;
     for (const char32_t c : text.toUcs4()) {
         const KeySym keysym = keysymOf(c);
         if (keysym == NoSymbol) continue;
@@ -317,6 +324,11 @@ void X11Typist::type(const QString& text) {
             slot = x.holding.begin() +
                    (std::min_element(x.lastUsed.begin(), x.lastUsed.end()) - x.lastUsed.begin());
             const auto i = static_cast<size_t>(slot - x.holding.begin());
+            if (x.lastUsed[i] > settled) {
+                XSync(x.display, False);
+                std::this_thread::sleep_for(kReusePause);
+                settled = x.presses;
+            }
             x.setMapping(x.borrowed[i], keysym);
             x.holding[i] = keysym;
             x.lent = true;
