@@ -109,6 +109,7 @@ public:
     }
 
     Status open(const QString& target, QSize size, const RenderOptions& options) {
+        ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
         partial_ = ff::partialPath(target);
         const QByteArray path = QFile::encodeName(partial_);

@@ -15,7 +15,7 @@ namespace {
 
 // Pictures are scaled to this width before looking for faces: enough for a face that fills a
 // tenth of the height, and quick.
-constexpr int kLookWidth = 480;
+constexpr int kLookWidth = 640;
 
 // The gray picture the detector looks at.
 Result<cv::Mat> grayOf(const AVFrame* in, std::unique_ptr<SwsContext, SwsFreer>& scaler) {
