@@ -57,10 +57,13 @@ Looking into a project (results are JSON on standard output):
                                  --write saves the changed project
   list                           the saved projects
 
-Example, from the sample video of scripts/make-sample:
+Example, from the sample video of scripts/make-sample (plan, revise and translate reach the
+backend at $PELIX_API_BASE with your token):
   id=$(pelix --edit new build/samples/sample.mp4 --name "Morning")
   pelix --edit plan "$id"
   pelix --edit revise "$id" "cut the second line"
+  echo '[{"op":"set","field":"captionLanguage","value":"fr"}]' | pelix --edit apply "$id" - --write
+  pelix --edit translate "$id"
   pelix --edit export "$id"
 )";
 
