@@ -58,14 +58,6 @@ TEST(Geometry, TheCropKeepsTheOutputsShapeAroundTheCentre) {
               QRectF(0, 656.25, 1080, 607.5));
 }
 
-TEST(Geometry, FramesAndSamplesPartitionTheOutput) {
-    EXPECT_EQ(frameAt(0), 0);
-    EXPECT_EQ(frameAt(1.0), 30);
-    EXPECT_EQ(frameAt(1.01), 31);  // the first frame at or after
-    EXPECT_EQ(frameAt(0.1), 3);    // 0.1 × 30 is a hair above 3 in doubles
-    EXPECT_EQ(sampleAt(0.5), 24000);
-}
-
 // Three lines of one clip, the middle one with a pop-up phrase.
 EditProject threeLines() {
     EditProject project =
