@@ -59,7 +59,7 @@ const QStringList kWords =
         "the budget for next year and agreed to spend less on travel")
         .split(' ');
 
-// The media, made once: a 1080p source of about 80 s (a moving test picture, with the face
+// The media, made once: a 1080p source of 100 s (a moving test picture, with the face
 // picture of python3-skimage standing in it when that is installed, and a minute of flite
 // speech), its first minute, and a project over the source whose kept segments make 60 s.
 struct Media {
@@ -121,12 +121,12 @@ struct Media {
         pelix::SourceClip clip;
         clip.id = QUuid::createUuid();
         clip.path = source;
-        clip.duration = 80;
+        clip.duration = 100;
         clip.width = 1920;
         clip.height = 1080;
         clip.transcribed = true;
         double t = 0.5;
-        for (int i = 0; t < 78; ++i) {
+        for (int i = 0; t < 98; ++i) {
             QString word = kWords[i % kWords.size()];
             if (i % 8 == 7) word += '.';
             clip.words.push_back({t, t + 0.35, word});
@@ -136,7 +136,7 @@ struct Media {
         edit.hook = "Three things I learned this week";
         edit.settings.progressBar = true;
         const QString prefix = pelix::upperUuid(clip.id).left(8) + ":";
-        for (int line = 0; line < 17; ++line) {
+        for (int line = 0; line < 21; ++line) {
             const QString id = prefix + QString::number(line);
             if (line % 6 == 5) edit.cut.insert(id);
             if (line % 4 == 1) edit.keywords[id] = kWords[(line * 8) % kWords.size()];
@@ -145,7 +145,7 @@ struct Media {
         for (int line = 0;; ++line) {
             plan = pelix::render::makePlan(edit);
             if (plan.total <= kReelSeconds + 0.5) break;
-            edit.cut.insert(prefix + QString::number(16 - line));
+            edit.cut.insert(prefix + QString::number(20 - line));
         }
         project = folder.filePath("bench.json");
         QFile file(project);

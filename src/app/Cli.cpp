@@ -39,8 +39,9 @@ Modes:
   --transcribe PATH [--lang LOCALE] [--save]
                                   transcribe a video or audio file on this machine
   --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
-  --snapshot DIR [--drop-ui] [--memos] [--editor] [--framing] [--video]
-                                  draw the windows into PNG files in DIR
+  --snapshot DIR [--drop-ui] [--memos] [--editor] [--video] [--framing CLIP...]
+                                  draw the windows into PNG files in DIR; --framing finds the
+                                  speaker in each clip and draws the first one framed for a reel
   --clean-up                      clean a transcript from standard input to standard output
   --call FUNCTION [JSON] [--token TOKEN]
                                   call one backend function and print its answer
