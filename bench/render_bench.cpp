@@ -99,7 +99,7 @@ struct Media {
         args << "-af"
              << "apad"
              << "-t"
-             << "80"
+             << "100"
              << "-c:v"
              << "libx264"
              << "-preset"
