@@ -10,6 +10,7 @@
 #include "memos/MemoCli.h"
 #include "notes/ImportNotesCli.h"
 #include "platform/Desktop.h"
+#include "render/FramingSnapshot.h"
 #include "service/ServiceContext.h"
 #include "text/CleanUp.h"
 #include "text/SelfTest.h"
@@ -38,8 +39,9 @@ Modes:
   --transcribe PATH [--lang LOCALE] [--save]
                                   transcribe a video or audio file on this machine
   --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
-  --snapshot DIR [--drop-ui] [--memos] [--editor] [--framing] [--video]
-                                  draw the windows into PNG files in DIR
+  --snapshot DIR [--drop-ui] [--memos] [--editor] [--video] [--framing CLIP...]
+                                  draw the windows into PNG files in DIR; --framing finds the
+                                  speaker in each clip and draws the first one framed for a reel
   --clean-up                      clean a transcript from standard input to standard output
   --call FUNCTION [JSON] [--token TOKEN]
                                   call one backend function and print its answer
@@ -116,9 +118,18 @@ const std::vector<Mode>& modes() {
         {"--transcribe", Needs::value, Runs::headless,
          [](const Args& a, Process* p) { return runTranscribeCli(a, p->context); }},
         {"--edit", Needs::nothing, Runs::headless,
-         [](const Args& a, Process*) { return runEditCli(a); }},
+         [](const Args& a, Process* p) { return runEditCli(a, p->context); }},
         {"--snapshot", Needs::value, Runs::offscreen,
-         [](const Args& a, Process* p) { return runSnapshotCli(a, p->context); }},
+         [](const Args& a, Process* p) {
+             const int drawn = runSnapshotCli(a, p->context);
+             if (drawn != 0 || !a.has("--framing")) return drawn;
+             QStringList clips;  // the words after --framing, up to the next option
+             for (const QString& word : a.after("--framing")) {
+                 if (word.startsWith("--")) break;
+                 clips << word;
+             }
+             return render::runFramingSnapshot(*a.value("--snapshot"), clips);
+         }},
         {"--clean-up", Needs::nothing, Runs::plain,
          [](const Args&, Process*) { return cleanUp(); }},
         {"--call", Needs::value, Runs::headless,

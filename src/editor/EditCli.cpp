@@ -3,6 +3,7 @@
 #include "core/Console.h"
 #include "core/Json.h"
 #include "editor/Captions.h"
+#include "editor/EditCommands.h"
 #include "editor/EditOps.h"
 #include "editor/Emphasis.h"
 #include "editor/ProjectStore.h"
@@ -14,17 +15,35 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <functional>
-#include <map>
-
 namespace pelix {
 namespace {
+
+using editcli::failWith;
+using editcli::Opened;
+using editcli::openProject;
 
 constexpr auto kUsage = R"(Usage: pelix --edit COMMAND PROJECT [...]
 
 PROJECT is a project file or the id of a project in the projects folder
-($PELIX_EDITOR_DIR, else ~/.local/share/Pelix/Editor). Results are JSON on standard output.
+($PELIX_EDITOR_DIR, else ~/.local/share/Pelix/Editor).
 
+From clips to a finished video:
+  new CLIP... [--name NAME] [--format reel|youtubeShort|rednote|youtube|original] [--lang LOCALE]
+                                 transcribe the clips, find the speaker's face, save a new
+                                 project and print its id
+  plan PROJECT                   the backend's first cut: cuts, pop-up phrases, hook, title
+  revise PROJECT "INSTRUCTION"   change the project as asked ("cut the second line")
+  translate PROJECT              translate the captions into the project's captionLanguage
+                                 (set it with: apply PROJECT OPS.json --write)
+  style [--set FILE]             print the saved style rules, or replace them with the rules of
+                                 FILE (a JSON list, or one rule a line; - for standard input)
+  export PROJECT [--out FILE] [--scale F]
+                                 draw the finished video (H.264 and AAC in MP4) into
+                                 ~/Videos/Pelix, or FILE; --scale draws a smaller draft
+  plan, revise and translate print the backend's reply; new and export print their progress
+  on standard error. Ctrl+C stops new and export, leaving nothing behind.
+
+Looking into a project (results are JSON on standard output):
   lines PROJECT                  the lines of the transcript
   segments PROJECT               the kept segments in playing order
   timeline PROJECT               the segments with their output starts and the total length
@@ -37,6 +56,15 @@ PROJECT is a project file or the id of a project in the projects folder
                                  apply edit operations (OPS.json may be - for standard input);
                                  --write saves the changed project
   list                           the saved projects
+
+Example, from the sample video of scripts/make-sample (plan, revise and translate reach the
+backend at $PELIX_API_BASE with your token):
+  id=$(pelix --edit new build/samples/sample.mp4 --name "Morning")
+  pelix --edit plan "$id"
+  pelix --edit revise "$id" "cut the second line"
+  echo '[{"op":"set","field":"captionLanguage","value":"fr"}]' | pelix --edit apply "$id" - --write
+  pelix --edit translate "$id"
+  pelix --edit export "$id"
 )";
 
 QJsonArray numbers(const std::vector<double>& values) {
@@ -79,34 +107,6 @@ void print(const QJsonValue& value) {
     // A bare string or null is written as the single element of an array, brackets removed.
     QByteArray text = json::compact(QJsonArray{value});
     console::raw(text.mid(1, text.size() - 2) + '\n');
-}
-
-int failWith(const QString& sentence) {
-    console::err(sentence);
-    return 1;
-}
-
-// The project named on the command line and the file it came from.
-struct Opened {
-    EditProject project;
-    QString path;
-};
-
-Result<Opened> openProject(const QString& name) {
-    if (QFileInfo(name).isFile()) {
-        auto project = ProjectStore::openFile(name);
-        if (!project) return std::unexpected(project.error());
-        return Opened{std::move(*project), name};
-    }
-    const QUuid id = QUuid::fromString(name);
-    if (id.isNull() || !QFileInfo(ProjectStore::fileFor(id)).isFile()) {
-        return fail(1, QStringLiteral("Couldn't find the project %1: it is neither a file nor "
-                                      "the id of a saved project.")
-                           .arg(name));
-    }
-    auto project = ProjectStore::open(id);
-    if (!project) return std::unexpected(project.error());
-    return Opened{std::move(*project), ProjectStore::fileFor(id)};
 }
 
 Result<QJsonArray> readOps(const QString& name) {
@@ -204,35 +204,29 @@ int show(const QString& command, const Opened& opened, const QStringList& words,
     return print(arrayOf(cues)), 0;
 }
 
-// The commands that talk to the service or the transcriber, and what they do.
-const std::map<QString, QString>& laterCommands() {
-    static const std::map<QString, QString> later{
-        {"new", "Making a project from media files (--edit new)"},
-        {"plan", "The first pass over a project (--edit plan)"},
-        {"revise", "Revising a project from an instruction (--edit revise)"},
-        {"translate", "Translating captions (--edit translate)"},
-        {"style", "The saved style rules (--edit style)"},
-        {"export", "Exporting a video (--edit export)"},
-    };
-    return later;
-}
-
 }  // namespace
 
-int runEditCli(const Args& args) {
-    QStringList words;  // the command and its operands, without the qualifying options
-    for (const QString& word : args.after("--edit")) {
-        if (!word.startsWith("--")) words << word;
+int runEditCli(const Args& args, ServiceContext& context) {
+    // The command and its operands, without the options and their values.
+    static const QStringList valued{"--name", "--format", "--lang", "--out", "--set", "--scale"};
+    QStringList words;
+    const QStringList all = args.after("--edit");
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        if (valued.contains(all[i])) {
+            ++i;
+        } else if (!all[i].startsWith("--")) {
+            words << all[i];
+        }
     }
     const QString command = words.value(0);
     if (command == "help") return console::raw(kUsage), 0;
     if (command == "list") return print(listing()), 0;
-    if (const auto later = laterCommands().find(command); later != laterCommands().end()) {
-        return console::notInThisBuild(later->second);
-    }
+    if (command == "new") return editcli::makeNew(words, args);
+    if (command == "style") return editcli::style(context, args);
     static const QStringList reading{"lines", "segments", "timeline", "captions", "zooms",
                                      "hook",  "popups",   "numbered", "apply"};
-    if (!reading.contains(command)) {
+    static const QStringList working{"plan", "revise", "translate", "export"};
+    if (!reading.contains(command) && !working.contains(command)) {
         return failWith(
             command.isEmpty()
                 ? QStringLiteral("Say what to do: pelix --edit help lists the commands.")
@@ -245,6 +239,10 @@ int runEditCli(const Args& args) {
     }
     const auto opened = openProject(words.at(1));
     if (!opened) return failWith(opened.error().message);
+    if (command == "plan") return editcli::plan(context, *opened);
+    if (command == "revise") return editcli::revise(context, *opened, words);
+    if (command == "translate") return editcli::translate(context, *opened);
+    if (command == "export") return editcli::exportVideo(*opened, args);
     return show(command, *opened, words, args);
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "core/Args.h"
+#include "service/ServiceContext.h"
 
 namespace pelix {
 
-// The command-line mode of this folder; returns the process's exit status.
-int runEditCli(const Args& args);
+// The command-line mode of this folder; returns the process's exit status. `context` reaches
+// the backend for plan, revise, translate and style.
+int runEditCli(const Args& args, ServiceContext& context);
 
 }  // namespace pelix

@@ -1,6 +1,7 @@
 #pragma once
 
-// Small helpers over the FFmpeg C API for this folder only.
+// Small helpers over the FFmpeg C API for the media layer and the renderer (src/render), which
+// share its owners, file handling and failure sentences.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

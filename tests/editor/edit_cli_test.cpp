@@ -172,8 +172,10 @@ TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
         {{"lines"}, 1, "Say which project"},
         {{"frobnicate", "x"}, 1, "The editor has no command frobnicate"},
         {{"apply", "HAND"}, 1, "Say which operations"},
-        {{"plan", "HAND"}, 2, "not in this build"},
-        {{"export", "HAND"}, 2, "not in this build"},
+        {{"revise", "HAND"}, 1, "Say what to change"},
+        {{"export", "HAND"},
+         1,
+         "Couldn't export the video: its clip /nowhere/clip.mov is missing."},
     };
     for (const auto& c : cases) {
         QStringList args{"--edit"};

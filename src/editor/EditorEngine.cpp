@@ -1,0 +1,198 @@
+#include "editor/EditorEngine.h"
+
+#include "editor/Captions.h"
+#include "service/Api.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+
+#include <cmath>
+
+namespace pelix::EditorEngine {
+namespace {
+
+// A line number as the service sends it: any JSON number, read as an integer.
+const NumberedLine* lineOf(const std::vector<NumberedLine>& numbered, const QJsonValue& value) {
+    if (!value.isDouble()) return nullptr;
+    const double n = std::trunc(value.toDouble());
+    if (!std::isfinite(n) || n < 1 || n > double(numbered.size())) return nullptr;
+    return &numbered[size_t(n) - 1];
+}
+
+QJsonArray strings(const QStringList& list) {
+    return QJsonArray::fromStringList(list);
+}
+
+void send(Api& api, const QJsonObject& body, Api::Done done) {
+    api.call(kFunction, body, std::nullopt, kTimeLimit, std::move(done));
+}
+
+// The parts of a project a revision can change, besides the conversation.
+bool sameEdit(const EditProject& a, const EditProject& b) {
+    return a.settings == b.settings && a.cut == b.cut && a.keywords == b.keywords &&
+           a.fixes == b.fixes && a.hook == b.hook;
+}
+
+}  // namespace
+
+QJsonObject planRequest(const EditProject& project, const QStringList& style) {
+    return {{"action", "plan"},
+            {"lines", linePayload(project, false)},
+            {"settings", toJson(project.settings)},
+            {"style", strings(style)}};
+}
+
+FirstPass firstPass(const EditProject& project, const QJsonObject& answer) {
+    FirstPass pass{project, {}};
+    EditProject& p = pass.project;
+    const std::vector<NumberedLine> lines = numbered(project);
+    p.cut.clear();
+    for (const QJsonValue& n : answer.value("cut").toArray()) {
+        if (const NumberedLine* line = lineOf(lines, n)) p.cut.insert(line->line.id);
+    }
+    for (const QJsonValue& item : answer.value("keywords").toArray()) {
+        const QJsonObject keyword = item.toObject();
+        const NumberedLine* line = lineOf(lines, keyword.value("id"));
+        if (line && keyword.value("phrase").isString()) {
+            p.keywords[line->line.id] = keyword.value("phrase").toString();
+        }
+    }
+    if (answer.value("hook").isString()) p.hook = answer.value("hook").toString();
+    if (answer.value("title").isString()) p.title = answer.value("title").toString();
+    p.translations.clear();
+    pass.reply = answer.value("reply").isString() ? answer.value("reply").toString()
+                                                  : QStringLiteral("First pass done.");
+    return pass;
+}
+
+QJsonObject reviseRequest(const QString& instruction, const QStringList& style,
+                          const EditProject& project) {
+    return {{"action", "revise"},
+            {"instruction", instruction},
+            {"lines", linePayload(project, true)},
+            {"settings", toJson(project.settings)},
+            {"style", strings(style)},
+            {"hook", project.hook}};
+}
+
+Revision revision(const EditProject& project, const QJsonObject& answer) {
+    Revision result{applyOps(answer.value("ops").toArray(), project), {}};
+    result.reply = answer.value("reply").isString() ? answer.value("reply").toString()
+                                                    : QStringLiteral("Done.");
+    const Applied& applied = result.applied;
+    if (applied.skipped > 0 && applied.remember.isEmpty() && sameEdit(applied.project, project)) {
+        result.reply =
+            QStringLiteral("I couldn't turn that into a change. Try saying it another way.");
+    }
+    return result;
+}
+
+EditProject translated(const EditProject& project, const QJsonObject& answer) {
+    EditProject result = project;
+    TextMap& texts = result.translations[id(project.settings.captionLanguage)];
+    for (const QJsonValue& value : answer.value("items").toArray()) {
+        const QJsonObject item = value.toObject();
+        if (item.value("id").isString() && item.value("text").isString()) {
+            texts[item.value("id").toString()] = item.value("text").toString();
+        }
+    }
+    return result;
+}
+
+void plan(Api& api, const EditProject& project, const QStringList& style,
+          std::function<void(Result<FirstPass>)> done) {
+    send(api, planRequest(project, style), [project, done](Result<QJsonObject> answer) {
+        if (!answer) return done(std::unexpected(answer.error()));
+        done(firstPass(project, *answer));
+    });
+}
+
+void revise(Api& api, const QString& instruction, const QStringList& style,
+            const EditProject& project, std::function<void(Result<Revision>)> done) {
+    send(api, reviseRequest(instruction, style, project),
+         [project, done](Result<QJsonObject> answer) {
+             if (!answer) return done(std::unexpected(answer.error()));
+             done(revision(project, *answer));
+         });
+}
+
+void translate(Api& api, const EditProject& project,
+               std::function<void(Result<EditProject>)> done) {
+    const auto missing = untranslated(project);
+    if (missing.empty()) return done(project);
+    QJsonArray items;
+    for (const auto& [line, text] : missing)
+        items.append(QJsonObject{{"id", line}, {"text", text}});
+    const QJsonObject body{{"action", "translate"},
+                           {"target", id(project.settings.captionLanguage)},
+                           {"items", items}};
+    send(api, body, [project, done](Result<QJsonObject> answer) {
+        if (!answer) return done(std::unexpected(answer.error()));
+        done(translated(project, *answer));
+    });
+}
+
+void loadRules(Api& api, std::function<void(Result<QStringList>)> done) {
+    send(api, {{"action", "style"}}, [done](Result<QJsonObject> answer) {
+        if (!answer) return done(std::unexpected(answer.error()));
+        QStringList rules;
+        for (const QJsonValue& rule : answer->value("rules").toArray()) {
+            if (rule.isString()) rules << rule.toString();
+        }
+        done(rules);
+    });
+}
+
+void saveRules(Api& api, const QStringList& rules, std::function<void(Status)> done) {
+    send(api, {{"action", "style"}, {"rules", strings(rules)}}, [done](Result<QJsonObject> answer) {
+        if (!answer) return done(std::unexpected(answer.error()));
+        done({});
+    });
+}
+
+QStringList mergedRules(const QStringList& saved, const QStringList& remember,
+                        const QStringList& forget) {
+    QStringList rules;
+    for (const QString& rule : saved) {
+        if (!forget.contains(rule) && !rules.contains(rule)) rules << rule;
+    }
+    for (const QString& rule : remember) {
+        if (!rules.contains(rule)) rules << rule;
+    }
+    return rules;
+}
+
+QString exportName(const EditProject& project) {
+    QString label;
+    switch (project.settings.format) {
+        case VideoFormat::reel:
+            label = QStringLiteral("Instagram Reel");
+            break;
+        case VideoFormat::youtubeShort:
+            label = QStringLiteral("YouTube Short");
+            break;
+        case VideoFormat::rednote:
+            label = QStringLiteral("RedNote");
+            break;
+        default:
+            label = QStringLiteral("YouTube");
+    }
+    return QString(project.name).replace('/', '-') + " - " + label + ".mp4";
+}
+
+Result<QString> exportPath(const EditProject& project, const QString& folder) {
+    if (!QDir().mkpath(folder)) {
+        return fail(1, "Couldn't make the folder " + folder + " for the video.");
+    }
+    const QString name = exportName(project);
+    const QString base = name.chopped(4);  // without ".mp4"
+    const QDir dir(folder);
+    QString path = dir.filePath(name);
+    for (int n = 2; QFileInfo::exists(path); ++n) {
+        path = dir.filePath(QStringLiteral("%1 %2.mp4").arg(base).arg(n));
+    }
+    return path;
+}
+
+}  // namespace pelix::EditorEngine

@@ -1,0 +1,109 @@
+#pragma once
+
+// Reading pictures and sound out of media files for the renderer and the face finder, and
+// scaling pictures into the output. For this folder only.
+
+#include "core/Error.h"
+#include "media/FFmpeg.h"
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+#include <QImage>
+#include <QRectF>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+namespace pelix::render {
+
+struct SwsFreer {
+    void operator()(SwsContext* s) const { sws_freeContext(s); }
+};
+
+// The pictures of a file's video track, asked for by time.
+class VideoReader {
+public:
+    // None (and no error) when the file has no pictures; fails when it is not media.
+    static Result<std::unique_ptr<VideoReader>> open(const QString& file);
+
+    // The picture showing at `t` seconds from the file's start: the last one that starts at or
+    // before it (the first picture when none does). Goes forward by decoding, and seeks when
+    // `t` lies behind or far ahead.
+    Result<const AVFrame*> at(double t);
+    // A picture near `t`, as fast as possible: the key frame the file seeks to.
+    Result<const AVFrame*> near(double t);
+
+    double duration() const;
+
+private:
+    VideoReader() = default;
+    Status seek(double t);
+    // Decodes the next picture into next_; false at the end of the track.
+    Result<bool> decode();
+    double timeOf(const AVFrame* frame) const;
+    Error failure(int code) const;
+
+    QString file_;
+    media::ff::Input input_;
+    int stream_ = -1;
+    media::ff::Codec codec_;
+    media::ff::Packet packet_{av_packet_alloc()};
+    media::ff::Frame current_{av_frame_alloc()};
+    media::ff::Frame next_{av_frame_alloc()};
+    bool hasCurrent_ = false;
+    bool hasNext_ = false;
+    bool ended_ = false;
+    bool draining_ = false;
+    bool started_ = false;
+    double timeBase_ = 0;
+    double start_ = 0;          // the file's start time, seconds
+    double lastTime_ = 0;       // of the newest picture decoded
+    double previousTime_ = -1;  // for pictures without a time
+};
+
+// The sound of a file's first audio track as 48 kHz stereo float samples, asked for by sample.
+class AudioReader {
+public:
+    // None (and no error) when the file has no sound.
+    static Result<std::unique_ptr<AudioReader>> open(const QString& file);
+
+    // `count` samples from source sample `from` (48 kHz, counted from the file's start) into
+    // `left` and `right`; silence where the file has none.
+    Status read(int64_t from, int count, float* left, float* right);
+
+private:
+    AudioReader() = default;
+    Status seek(int64_t from);
+    // Decodes one more frame into the buffer; false at the end of the track.
+    Result<bool> decode();
+    Status convert(const AVFrame* frame);
+    Error failure(int code) const;
+
+    QString file_;
+    media::ff::Input input_;
+    int stream_ = -1;
+    media::ff::Codec codec_;
+    media::ff::Resampler resampler_;
+    media::ff::Packet packet_{av_packet_alloc()};
+    media::ff::Frame frame_{av_frame_alloc()};
+    media::ff::Fifo fifo_;
+    std::vector<float> left_, right_;
+    int64_t fifoStart_ = 0;  // source sample of the buffer's first sample
+    bool placed_ = false;    // fifoStart_ is known: a frame came since the last seek
+    bool ended_ = false;
+    bool draining_ = false;
+    bool started_ = false;
+    double timeBase_ = 0;
+    double start_ = 0;
+};
+
+// Scales the `crop` part of `in` onto the whole of `out` (4:2:0, BT.709), reusing `cache`.
+Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
+                 std::unique_ptr<SwsContext, SwsFreer>& cache);
+// An output picture (4:2:0, BT.709) as an image.
+QImage toImage(const AVFrame* frame);
+
+}  // namespace pelix::render

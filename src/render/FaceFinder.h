@@ -1,0 +1,36 @@
+#pragma once
+
+#include "core/Error.h"
+
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace pelix::render {
+
+// Where a clip's speaker is, across the picture.
+struct FaceFinding {
+    std::optional<double> x;  // the face's centre, a fraction of the picture's width
+    int sampled = 0;          // pictures looked at
+    int found = 0;            // of them, pictures with a face
+    bool operator==(const FaceFinding&) const = default;
+};
+
+// Pictures looked at across a clip.
+inline constexpr int kFaceSamples = 12;
+
+// The face's position from what each sampled picture showed (its largest face's centre, or
+// none): the median of the faces seen, but only when at least a quarter of the pictures (and
+// at least two) showed one, so one stray detection neither sets nor moves the framing.
+FaceFinding steadyFace(const std::vector<std::optional<double>>& perPicture);
+
+// The cascade the finder uses: $PELIX_FACE_CASCADE, else OpenCV's frontal face cascade from
+// Debian's opencv-data.
+QString faceCascade();
+
+// Looks at `samples` pictures spread across the file, each scaled down, with OpenCV's face
+// detector. Fails when the file has no pictures or the detector's data is missing.
+Result<FaceFinding> findFace(const QString& file, int samples = kFaceSamples);
+
+}  // namespace pelix::render

@@ -1,0 +1,62 @@
+#include "render/FramingSnapshot.h"
+
+#include "core/Console.h"
+#include "render/FaceFinder.h"
+#include "render/RenderPlan.h"
+#include "render/Renderer.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace pelix::render {
+
+int runFramingSnapshot(const QString& dir, const QStringList& clips) {
+    if (clips.isEmpty()) {  // nothing to frame, and nothing that differs between machines
+        console::out(QStringLiteral("videos: 0"));
+        return 0;
+    }
+    if (!QDir().mkpath(dir)) {
+        console::err("Couldn't draw the framing: the folder " + dir + " could not be made.");
+        return 1;
+    }
+
+    int framed = 0;
+    bool pictured = false;
+    for (const QString& clip : clips) {
+        const QString file = QFileInfo(clip).absoluteFilePath();
+        const auto found = findFace(file);
+        if (!found) {
+            console::out("framing: " + file + " not framed: " + found.error().message);
+            continue;
+        }
+        const QString position = found->x ? QString::number(*found->x, 'f', 3) : "centre";
+        const QString how =
+            found->x
+                ? QStringLiteral("face in %1 of %2 pictures").arg(found->found).arg(found->sampled)
+                : QStringLiteral("no face in %1 pictures, centred").arg(found->sampled);
+        console::out("framing: " + file + " " + position + " (" + how + ")");
+        ++framed;
+        if (pictured) continue;
+
+        SourceClip framedClip;
+        framedClip.faceX = found->x;
+        const auto info = probeClip(file);
+        const double middle = info ? info->duration / 2 : 0;
+        const auto picture =
+            framedPicture(file, middle, scaledSize(formatSize(VideoFormat::reel, {}), 0.5),
+                          framingOf(framedClip));
+        if (!picture) {
+            console::err(picture.error().message);
+            continue;
+        }
+        if (!picture->save(QDir(dir).filePath("frame-after.png"))) {
+            console::err("Couldn't write frame-after.png into " + dir + ".");
+            return 1;
+        }
+        pictured = true;
+    }
+    console::out(QStringLiteral("videos: %1").arg(framed));
+    return pictured ? 0 : 1;
+}
+
+}  // namespace pelix::render

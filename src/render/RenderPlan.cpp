@@ -1,0 +1,132 @@
+#include "render/RenderPlan.h"
+
+#include "editor/Emphasis.h"
+#include "render/Overlay.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace pelix::render {
+namespace {
+
+int even(double side) {
+    return std::max(2, int(std::lround(side / 2)) * 2);
+}
+
+// Segments of one clip that follow each other in the source play as one stretch of sound.
+bool continues(const Piece& before, const Piece& after) {
+    return before.clip == after.clip && std::abs(after.sourceStart - before.sourceEnd) < 1e-6;
+}
+
+}  // namespace
+
+QSize formatSize(VideoFormat format, QSize firstClip) {
+    switch (format) {
+        case VideoFormat::reel:
+        case VideoFormat::youtubeShort:
+            return {1080, 1920};
+        case VideoFormat::rednote:
+            return {1080, 1440};
+        case VideoFormat::youtube:
+            return {1920, 1080};
+        case VideoFormat::original:
+            break;
+    }
+    if (firstClip.width() < 2 || firstClip.height() < 2) return {1080, 1920};
+    return {firstClip.width() / 2 * 2, firstClip.height() / 2 * 2};
+}
+
+QSize scaledSize(QSize size, double scale) {
+    return {even(size.width() * scale), even(size.height() * scale)};
+}
+
+QRectF cropRect(QSize source, QSize output, QPointF centre, double zoom) {
+    const double sw = source.width(), sh = source.height();
+    if (sw <= 0 || sh <= 0 || output.isEmpty()) return {};
+    const double aspect = double(output.width()) / output.height();
+    double w = sw, h = sh;
+    if (sw / sh > aspect) {
+        w = sh * aspect;
+    } else {
+        h = sw / aspect;
+    }
+    zoom = std::max(zoom, 1.0);
+    w /= zoom;
+    h /= zoom;
+    const double x = std::clamp(centre.x() * sw - w / 2, 0.0, sw - w);
+    const double y = std::clamp(centre.y() * sh - h / 2, 0.0, sh - h);
+    return {x, y, w, h};
+}
+
+int frameAt(double t) {
+    return int(std::ceil(t * kFrameRate - 1e-6));
+}
+
+int64_t sampleAt(double t) {
+    return std::llround(t * kSampleRate);
+}
+
+double Piece::zoomAt(double outputTime) const {
+    const double u = std::clamp((outputTime - outputStart) / kZoomEase, 0.0, 1.0);
+    const double eased = 1 - std::pow(1 - u, 3);
+    return zoomFrom + (zoom - zoomFrom) * eased;
+}
+
+int RenderPlan::pieceAt(double t) const {
+    const auto after = std::ranges::upper_bound(pieces, t, {}, &Piece::outputStart);
+    if (after == pieces.begin()) return -1;
+    const auto piece = std::prev(after);
+    if (t >= piece->outputEnd && std::next(piece) == pieces.end()) return -1;
+    return int(piece - pieces.begin());
+}
+
+ClipFraming framingOf(const SourceClip& clip) {
+    if (clip.framing) {
+        return {
+            QPointF(std::clamp(clip.framing->x, 0.0, 1.0), std::clamp(clip.framing->y, 0.0, 1.0)),
+            std::max(clip.framing->zoom, 1.0)};
+    }
+    if (clip.faceX) return {QPointF(std::clamp(*clip.faceX, 0.0, 1.0), 0.5), 1.0};
+    return {};
+}
+
+RenderPlan makePlan(const EditProject& project, double scale) {
+    RenderPlan plan;
+    const QSize first = project.clips.empty()
+                            ? QSize()
+                            : QSize(project.clips.front().width, project.clips.front().height);
+    plan.size = scaledSize(formatSize(project.settings.format, first), scale);
+    for (const SourceClip& clip : project.clips) {
+        plan.clips.push_back({clip.path, QSize(clip.width, clip.height)});
+    }
+
+    const std::vector<Line> lines = pelix::lines(project.clips);
+    const Timeline timeline(segments(project, lines));
+    plan.total = timeline.total();
+    const std::vector<double> factors = zooms(project, timeline);
+    const std::vector<Segment>& kept = timeline.segments();
+    plan.pieces.reserve(kept.size());
+    for (size_t i = 0; i < kept.size(); ++i) {
+        const Segment& s = kept[i];
+        const ClipFraming framing = framingOf(project.clips[size_t(s.clip)]);
+        Piece piece;
+        piece.clip = s.clip;
+        piece.sourceStart = s.start;
+        piece.sourceEnd = s.end;
+        piece.outputStart = timeline.starts()[i];
+        piece.outputEnd = piece.outputStart + (s.end - s.start);
+        piece.zoom = factors[i] * framing.zoom;
+        piece.zoomFrom = piece.zoom;
+        piece.centre = framing.centre;
+        if (!plan.pieces.empty()) {
+            Piece& before = plan.pieces.back();
+            if (before.clip == piece.clip) piece.zoomFrom = before.zoom;
+            if (continues(before, piece)) before.fadeOut = piece.fadeIn = false;
+        }
+        plan.pieces.push_back(piece);
+    }
+    plan.overlay = overlayScript(project, timeline, lines, plan.size);
+    return plan;
+}
+
+}  // namespace pelix::render

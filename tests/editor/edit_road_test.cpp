@@ -1,0 +1,242 @@
+// The editor's road from a terminal: `pelix --edit new`, plan, revise, translate and export
+// against the loopback backend, and the framing snapshot.
+
+#include "core/Json.h"
+#include "editor/EditProject.h"
+#include "editor/Timeline.h"
+#include "fakes/LoopbackBackend.h"
+#include "media/TestMedia.h"
+#include "render/RenderTestMedia.h"
+#include "service/TokenStore.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+namespace pelix {
+namespace {
+
+using fakes::Recorded;
+using fakes::Reply;
+using testing::runPelix;
+
+class EditRoad : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TokenStore(home.dataDir()).write("pelix_road_token");
+        env.insert("PELIX_API_BASE", backend.base().toString());
+    }
+
+    testing::ProcessResult edit(const QStringList& args) {
+        return runPelix(QStringList{"--edit"} + args, {}, env, 240000);
+    }
+
+    EditProject saved(const QString& id) const {
+        QFile file(home.dataDir() + "/Editor/" + id + ".json");
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << id.toStdString();
+        auto project = projectFromJson(QJsonDocument::fromJson(file.readAll()).object());
+        EXPECT_TRUE(project.has_value());
+        return project.value_or(EditProject{});
+    }
+
+    QStringList projectFiles() const {
+        return QDir(home.dataDir() + "/Editor").entryList({"*.json"}, QDir::Files);
+    }
+
+    QList<QJsonObject> sent(const QString& action) const {
+        QList<QJsonObject> bodies;
+        for (const Recorded& r : backend.requests("video-edit")) {
+            if (r.json.value("action") == action) bodies << r.json;
+        }
+        return bodies;
+    }
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend backend;
+    QProcessEnvironment env;
+    testing::TestMedia media{home.path()};
+};
+
+// The backend's side of the conversation, by action.
+Reply videoEdit(const Recorded& r) {
+    const QString action = r.json.value("action").toString();
+    if (action == "style") {
+        return r.json.contains("rules") ? Reply{}
+                                        : Reply::json({{"rules", QJsonArray{"Keep it short"}}});
+    }
+    if (action == "plan") {
+        return Reply::json({{"cut", QJsonArray{}},
+                            {"keywords", QJsonArray{QJsonObject{{"id", 2}, {"phrase", "report"}}}},
+                            {"hook", "Coffee first"},
+                            {"title", "Morning"},
+                            {"reply", "Here is a first cut."}});
+    }
+    if (action == "revise") {
+        return Reply::json(
+            {{"ops", QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{2}}},
+                                QJsonObject{{"op", "remember"}, {"rule", "No coffee talk"}}}},
+             {"reply", "Cut the second line."}});
+    }
+    QJsonArray items;
+    for (const QJsonValue& item : r.json.value("items").toArray()) {
+        items.append(QJsonObject{{"id", item.toObject().value("id")},
+                                 {"text", "FR " + item.toObject().value("text").toString()}});
+    }
+    return Reply::json({{"items", items}});
+}
+
+TEST_F(EditRoad, FromClipsToAnExportedVideo) {
+    std::vector<testing::Sentence> sentences{
+        {"Good morning, this is a test of the system.", 0.5},
+        {"Please bring the report and a cup of coffee.", 1.0},
+        {"The weather is nice today, so we can walk to the park.", 2.5}};
+    const QString sample = media.speech("sample.mp4", sentences);
+    backend.answerWith("video-edit", videoEdit);
+
+    const auto made = edit({"new", sample, "--name", "Morning walk", "--lang", "en-US"});
+    ASSERT_EQ(made.exitCode, 0) << made.err.toStdString();
+    const QString id = QString::fromUtf8(made.out).trimmed();
+    EXPECT_TRUE(made.err.contains("sample.mp4: Listening… 100%")) << made.err.toStdString();
+    EditProject project = saved(id);
+    EXPECT_EQ(project.name, "Morning walk");
+    ASSERT_EQ(project.clips.size(), 1u);
+    EXPECT_EQ(QSize(project.clips[0].width, project.clips[0].height), QSize(160, 120));
+    EXPECT_FALSE(project.clips[0].faceX);  // a test picture: no face, centred
+    const std::vector<Line> all = lines(project.clips);
+    ASSERT_EQ(all.size(), 3u) << "the transcriber heard the sentences differently";
+
+    {
+        SCOPED_TRACE("plan");
+        const auto planned = edit({"plan", id});
+        ASSERT_EQ(planned.exitCode, 0) << planned.err.toStdString();
+        EXPECT_EQ(planned.out, "Here is a first cut.\n");
+        EXPECT_EQ(sent("plan").at(0).value("style"), QJsonArray{"Keep it short"});
+        project = saved(id);
+        EXPECT_EQ(project.hook, "Coffee first");
+        EXPECT_EQ(project.keywords, (TextMap{{all[1].id, "report"}}));
+    }
+    {
+        SCOPED_TRACE("revise");
+        const auto revised = edit({"revise", id, "cut the second line"});
+        ASSERT_EQ(revised.exitCode, 0) << revised.err.toStdString();
+        EXPECT_EQ(revised.out, "Cut the second line.\n");
+        EXPECT_EQ(sent("revise").at(0).value("instruction"), "cut the second line");
+        project = saved(id);
+        EXPECT_EQ(project.cut, TextSet{all[1].id});
+        EXPECT_EQ(project.chat, (std::vector<ChatTurn>{{"cut the second line", true},
+                                                       {"Cut the second line.", false}}));
+        // The remembered rule joins the saved ones.
+        const QList<QJsonObject> styles = sent("style");
+        ASSERT_FALSE(styles.isEmpty());
+        EXPECT_EQ(styles.last().value("rules"), (QJsonArray{"Keep it short", "No coffee talk"}));
+    }
+    {
+        SCOPED_TRACE("translate");
+        const QString ops = home.path() + "/french.json";
+        QFile file(ops);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(R"([{"op":"set","field":"captionLanguage","value":"fr"}])");
+        file.close();
+        ASSERT_EQ(edit({"apply", id, ops, "--write"}).exitCode, 0);
+        const auto translated = edit({"translate", id});
+        ASSERT_EQ(translated.exitCode, 0) << translated.err.toStdString();
+        EXPECT_EQ(translated.out, "Translated 3 of 3 captions into French.\n");  // two lines, hook
+        project = saved(id);
+        EXPECT_EQ(project.translations.at("fr").at(all[0].id), "FR " + all[0].text);
+        const auto again = edit({"translate", id});
+        EXPECT_EQ(again.out, "Every caption is already in French.\n");
+        EXPECT_EQ(sent("translate").size(), 1);
+    }
+    const QString folder = home.path() + "/Videos/Pelix";
+    {
+        SCOPED_TRACE("export");
+        const auto exported = edit({"export", id, "--scale", "0.25"});
+        ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
+        EXPECT_EQ(exported.out, folder.toUtf8() + "/Morning walk - Instagram Reel.mp4\n");
+        EXPECT_TRUE(exported.err.contains("Exporting… 50%\n"));
+        EXPECT_TRUE(exported.err.endsWith("Exporting… 100%\n"));
+        const auto second = edit({"export", id, "--scale", "0.25"});
+        EXPECT_EQ(second.out, folder.toUtf8() + "/Morning walk - Instagram Reel 2.mp4\n");
+    }
+    {
+        SCOPED_TRACE("Ctrl+C during an export leaves nothing behind");
+        QProcess process;
+        QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
+        all.insert(env);
+        process.setProcessEnvironment(all);
+        process.start(qEnvironmentVariable("PELIX_BIN"), {"--edit", "export", id});
+        ASSERT_TRUE(process.waitForStarted());
+        QByteArray err;
+        while (!err.contains("Exporting… 5%") && process.state() == QProcess::Running) {
+            process.waitForReadyRead(1000);
+            err += process.readAllStandardError();
+        }
+        ::kill(pid_t(process.processId()), SIGINT);
+        ASSERT_TRUE(process.waitForFinished(60000));
+        err += process.readAllStandardError();
+        EXPECT_EQ(process.exitCode(), 1) << err.toStdString();
+        EXPECT_TRUE(err.endsWith("The export was stopped.\n")) << err.toStdString();
+        EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
+                  (QStringList{"Morning walk - Instagram Reel 2.mp4",
+                               "Morning walk - Instagram Reel.mp4"}));
+    }
+}
+
+TEST_F(EditRoad, NewRefusesWhatItCannotUse) {
+    const struct {
+        QString file;
+        QString says;
+    } cases[] = {
+        {media.textFile("notes.mp4"), "Couldn't open notes.mp4. Is it a video or audio file?\n"},
+        {media.silentVideo("quiet.mp4", 1),
+         "quiet.mp4 has no sound in it, so there's nothing to transcribe.\n"},
+        {home.path() + "/gone.mp4",
+         "Couldn't find " + home.path() + "/gone.mp4: there is no such file.\n"},
+    };
+    const QString good = media.tone("tone.wav", 1);
+    for (const auto& c : cases) {
+        // A bad clip after a good one: nothing is transcribed and nothing saved.
+        const auto result = edit({"new", good, c.file});
+        EXPECT_EQ(result.exitCode, 1) << c.says.toStdString();
+        EXPECT_EQ(QString::fromUtf8(result.err), c.says);
+        EXPECT_TRUE(result.out.isEmpty());
+        EXPECT_TRUE(projectFiles().isEmpty());
+    }
+    const auto format = edit({"new", good, "--format", "square"});
+    EXPECT_EQ(format.exitCode, 1);
+    EXPECT_EQ(format.err,
+              "There is no format square; say reel, youtubeShort, rednote, youtube or original.\n");
+}
+
+TEST_F(EditRoad, TheFramingSnapshotFindsTheSpeaker) {
+    const QString face = testing::faceVideo(media, "face.mp4", media.tone("tone.wav", 2), 40);
+    const QString dir = home.path() + "/snapshots";
+    const auto result = runPelix({"--snapshot", dir, "--framing", face}, {}, env, 120000);
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    // After the paths of the windows' pictures.
+    const QStringList out = QString::fromUtf8(result.out)
+                                .split('\n', Qt::SkipEmptyParts)
+                                .filter(QRegularExpression("^(framing|videos): "));
+    ASSERT_EQ(out.size(), 2) << result.out.toStdString();
+    const QRegularExpressionMatch line =
+        QRegularExpression("^framing: (.+) ([0-9.]+) \\(face in (\\d+) of 12 pictures\\)$")
+            .match(out[0]);
+    ASSERT_TRUE(line.hasMatch()) << out[0].toStdString();
+    EXPECT_EQ(line.captured(1), face);
+    EXPECT_NEAR(line.captured(2).toDouble(), 263.0 / 1280, 0.04);
+    EXPECT_EQ(out[1], "videos: 1");
+    const QImage picture(dir + "/frame-after.png");
+    EXPECT_EQ(picture.size(), QSize(540, 960));
+}
+
+}  // namespace
+}  // namespace pelix

@@ -1,0 +1,249 @@
+#include "editor/EditorEngine.h"
+
+#include "EditorTestSupport.h"
+#include "core/Clock.h"
+#include "fakes/LoopbackBackend.h"
+#include "memos/QStringPrinting.h"
+#include "service/Api.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using fakes::Recorded;
+using fakes::Reply;
+using testing::evenClip;
+using testing::projectOf;
+
+// Ten one-word sentences: ten lines, numbered 1 to 10.
+EditProject tenLines() {
+    QStringList words;
+    for (int i = 1; i <= 10; ++i) words << QStringLiteral("Word%1.").arg(i);
+    EditProject project = projectOf({evenClip(words, 0.3, 0.2)});
+    project.name = "a/b";
+    return project;
+}
+
+QString lineId(int n) {
+    return QStringLiteral("1F0C7A2B:%1").arg(n - 1);
+}
+
+class Engine : public ::testing::Test {
+protected:
+    void SetUp() override { tokens.write("pelix_test_token"); }
+
+    // Runs one engine operation and waits for its answer.
+    template <class T, class Start>
+    T run(Start start) {
+        std::optional<T> result;
+        start([&](T value) { result = std::move(value); });
+        EXPECT_TRUE(testing::waitUntil([&] { return result.has_value(); }, 15000));
+        return std::move(*result);
+    }
+
+    // The "video-edit" requests of one action.
+    QList<QJsonObject> sent(const QString& action = {}) const {
+        QList<QJsonObject> bodies;
+        for (const Recorded& r : backend.requests(EditorEngine::kFunction)) {
+            if (action.isEmpty() || r.json.value("action") == action) bodies << r.json;
+        }
+        return bodies;
+    }
+
+    QTemporaryDir home;
+    fakes::LoopbackBackend backend;
+    SystemClock clock;
+    QNetworkAccessManager network;
+    TokenStore tokens{home.filePath("Pelix")};
+    Api api{backend.base(), tokens, &network, &clock};
+};
+
+TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {
+    EditProject project = tenLines();
+    project.cut = {lineId(5)};
+    project.translations["fr"] = {{lineId(1), "Mot1."}, {"hook", "Regardez"}};
+    backend.answer(EditorEngine::kFunction,
+                   Reply::json({{"cut", QJsonArray{2, 40, 3.0}},
+                                {"keywords", QJsonArray{QJsonObject{{"id", 4}, {"phrase", "Word4"}},
+                                                        QJsonObject{{"id", 99}, {"phrase", "x"}},
+                                                        QJsonObject{{"id", 6}, {"phrase", 7}}}},
+                                {"hook", "Ten words"},
+                                {"title", "Counting"},
+                                {"reply", "Cut two lines."}}));
+    const auto pass = run<Result<EditorEngine::FirstPass>>(
+        [&](auto done) { EditorEngine::plan(api, project, {"No swearing"}, done); });
+    ASSERT_TRUE(pass) << pass.error().message.toStdString();
+    EXPECT_EQ(pass->project.cut, (TextSet{lineId(2), lineId(3)}));  // 40 names no line
+    EXPECT_EQ(pass->project.keywords, (TextMap{{lineId(4), "Word4"}}));
+    EXPECT_EQ(pass->project.hook, "Ten words");
+    EXPECT_EQ(pass->project.title, "Counting");
+    EXPECT_TRUE(pass->project.translations.empty());
+    EXPECT_EQ(pass->reply, "Cut two lines.");
+
+    const QJsonObject body = sent().at(0);
+    EXPECT_EQ(body.value("action"), "plan");
+    EXPECT_EQ(body.value("style"), QJsonArray{"No swearing"});
+    EXPECT_EQ(body.value("settings").toObject().value("format"), "reel");
+    const QJsonArray lines = body.value("lines").toArray();
+    ASSERT_EQ(lines.size(), 10);
+    EXPECT_EQ(lines.at(1).toObject(), (QJsonObject{{"id", 2}, {"t", 1.0}, {"text", "Word2."}}));
+
+    // No reply: the default one.
+    backend.answer(EditorEngine::kFunction, Reply::json({{"cut", QJsonArray{}}}));
+    const auto quiet = run<Result<EditorEngine::FirstPass>>(
+        [&](auto done) { EditorEngine::plan(api, project, {}, done); });
+    ASSERT_TRUE(quiet);
+    EXPECT_EQ(quiet->reply, "First pass done.");
+    EXPECT_TRUE(quiet->project.cut.empty());
+}
+
+TEST_F(Engine, RevisionsApplyTheOperations) {
+    const EditProject project = tenLines();
+    backend.answer(
+        EditorEngine::kFunction,
+        Reply::json({{"ops", QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{2}}},
+                                        QJsonObject{{"op", "remember"}, {"rule", " Short cuts "}}}},
+                     {"reply", "Cut line 2."}}));
+    const auto revised = run<Result<EditorEngine::Revision>>([&](auto done) {
+        EditorEngine::revise(api, "cut the second line", {"Keep it short"}, project, done);
+    });
+    ASSERT_TRUE(revised);
+    EXPECT_EQ(revised->applied.project.cut, TextSet{lineId(2)});
+    EXPECT_EQ(revised->applied.remember, QStringList{"Short cuts"});
+    EXPECT_EQ(revised->reply, "Cut line 2.");
+    const QJsonObject body = sent().at(0);
+    EXPECT_EQ(body.value("action"), "revise");
+    EXPECT_EQ(body.value("instruction"), "cut the second line");
+    EXPECT_EQ(body.value("hook"), "");
+    EXPECT_EQ(body.value("lines").toArray().at(0).toObject().value("kept"), true);
+
+    const struct {
+        const char* what;
+        QJsonObject answer;
+        QString reply;
+    } cases[] = {
+        {"missing ops and reply", {}, "Done."},
+        {"ops that are not a list", {{"ops", "cut"}, {"reply", 5}}, "Done."},
+        {"only operations that could not be applied",
+         {{"ops", QJsonArray{QJsonObject{{"op", "explode"}}}}, {"reply", "Sure!"}},
+         "I couldn't turn that into a change. Try saying it another way."},
+        {"a skipped operation beside one that changed something",
+         {{"ops", QJsonArray{QJsonObject{{"op", "explode"}},
+                             QJsonObject{{"op", "hook"}, {"text", "New"}}}},
+          {"reply", "Sure!"}},
+         "Sure!"},
+    };
+    for (const auto& c : cases) {
+        backend.answer(EditorEngine::kFunction, Reply::json(c.answer));
+        const auto r = run<Result<EditorEngine::Revision>>(
+            [&](auto done) { EditorEngine::revise(api, "do it", {}, project, done); });
+        ASSERT_TRUE(r) << c.what;
+        EXPECT_EQ(r->reply, c.reply) << c.what;
+    }
+}
+
+TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
+    EditProject project = tenLines();
+    project.settings.captionLanguage = CaptionLanguage::fr;
+    project.hook = "Ten words";
+    for (int n = 1; n <= 10; ++n) project.translations["fr"][lineId(n)] = "Mot.";
+    project.translations["fr"]["hook"] = "Dix mots";
+    const auto same =
+        run<Result<EditProject>>([&](auto done) { EditorEngine::translate(api, project, done); });
+    ASSERT_TRUE(same);
+    EXPECT_EQ(*same, project);
+    EXPECT_TRUE(sent().isEmpty());
+
+    project.translations["fr"].erase(lineId(3));
+    project.translations["fr"].erase("hook");
+    project.cut = {lineId(4)};
+    project.translations["fr"].erase(lineId(4));  // cut: not asked for
+    backend.answerWith(EditorEngine::kFunction, [](const Recorded& r) {
+        QJsonArray items;
+        for (const QJsonValue& item : r.json.value("items").toArray()) {
+            items.append(QJsonObject{{"id", item.toObject().value("id")},
+                                     {"text", "FR " + item.toObject().value("text").toString()}});
+        }
+        return Reply::json({{"items", items}});
+    });
+    const auto done = run<Result<EditProject>>(
+        [&](auto finished) { EditorEngine::translate(api, project, finished); });
+    ASSERT_TRUE(done);
+    const QJsonObject body = sent().at(0);
+    EXPECT_EQ(body.value("target"), "fr");
+    EXPECT_EQ(body.value("items").toArray(),
+              (QJsonArray{QJsonObject{{"id", lineId(3)}, {"text", "Word3."}},
+                          QJsonObject{{"id", "hook"}, {"text", "Ten words"}}}));
+    EXPECT_EQ(done->translations.at("fr").at(lineId(3)), "FR Word3.");
+    EXPECT_EQ(done->translations.at("fr").at("hook"), "FR Ten words");
+    EXPECT_EQ(done->translations.at("fr").size(), 10u);
+}
+
+TEST_F(Engine, AFailedCallChangesNothing) {
+    const EditProject project = tenLines();
+    backend.answer(EditorEngine::kFunction, Reply::json({{"error", "Too many requests"}}, 429));
+    const auto pass = run<Result<EditorEngine::FirstPass>>(
+        [&](auto done) { EditorEngine::plan(api, project, {}, done); });
+    ASSERT_FALSE(pass);
+    EXPECT_EQ(pass.error().code, 429);
+    EXPECT_EQ(pass.error().message, "Too many requests");
+    const auto rules =
+        run<Result<QStringList>>([&](auto done) { EditorEngine::loadRules(api, done); });
+    EXPECT_FALSE(rules);
+}
+
+TEST_F(Engine, StyleRulesAreLoadedSavedAndMerged) {
+    backend.answerInTurn(EditorEngine::kFunction,
+                         {Reply::json({{"rules", QJsonArray{"Short", 3, "No emojis"}}}), Reply{}});
+    const auto rules =
+        run<Result<QStringList>>([&](auto done) { EditorEngine::loadRules(api, done); });
+    ASSERT_TRUE(rules);
+    EXPECT_EQ(*rules, (QStringList{"Short", "No emojis"}));
+    const Status saved = run<Status>([&](auto done) {
+        EditorEngine::saveRules(api, {"Short", "Calm"}, done);
+    });
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(sent().at(0), (QJsonObject{{"action", "style"}}));
+    EXPECT_EQ(sent().at(1),
+              (QJsonObject{{"action", "style"}, {"rules", QJsonArray{"Short", "Calm"}}}));
+
+    EXPECT_EQ(EditorEngine::mergedRules({"A", "B", "C"}, {"D", "B"}, {"A", "Z"}),
+              (QStringList{"B", "C", "D"}));
+    EXPECT_EQ(EditorEngine::mergedRules({"A"}, {}, {"a"}), QStringList{"A"});  // exact text only
+}
+
+TEST(ExportPath, NamesByProjectAndFormatAndCountsUp) {
+    QTemporaryDir dir;
+    EditProject project = tenLines();
+    const QString folder = dir.filePath("Videos/Pelix");
+    const auto first = EditorEngine::exportPath(project, folder);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(*first, folder + "/a-b - Instagram Reel.mp4");
+    QFile(*first).open(QIODevice::WriteOnly);
+    EXPECT_EQ(*EditorEngine::exportPath(project, folder), folder + "/a-b - Instagram Reel 2.mp4");
+    QFile(folder + "/a-b - Instagram Reel 2.mp4").open(QIODevice::WriteOnly);
+    EXPECT_EQ(*EditorEngine::exportPath(project, folder), folder + "/a-b - Instagram Reel 3.mp4");
+
+    const struct {
+        VideoFormat format;
+        const char* label;
+    } labels[] = {{VideoFormat::youtubeShort, "YouTube Short"},
+                  {VideoFormat::rednote, "RedNote"},
+                  {VideoFormat::youtube, "YouTube"},
+                  {VideoFormat::original, "YouTube"}};
+    for (const auto& l : labels) {
+        project.settings.format = l.format;
+        EXPECT_EQ(EditorEngine::exportName(project), QStringLiteral("a-b - %1.mp4").arg(l.label));
+    }
+}
+
+}  // namespace
+}  // namespace pelix
