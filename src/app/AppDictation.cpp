@@ -9,8 +9,8 @@
 namespace pelix {
 
 std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines) {
-    if (auto mine = engines.resolve(QLocale::system().name())) return mine;
-    return engines.resolve(QStringLiteral("en-US"));
+    if (auto mine = engines.forDictation(QLocale::system().name())) return mine;
+    return engines.forDictation(QStringLiteral("en-US"));
 }
 
 bool dictationReady(const SpeechEngines& engines) {

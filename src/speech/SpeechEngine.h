@@ -82,6 +82,12 @@ public:
     virtual bool installed(const QString& locale) const = 0;
     // When not installed: one sentence saying what to install.
     virtual QString installHint(const QString& locale) const = 0;
+    // Whether it hears as the sound comes, with partial texts while someone speaks (what live
+    // dictation needs), rather than only once the sound has ended.
+    virtual bool live() const { return true; }
+    // Whether it can serve right now. An engine on another machine asks it, which may take a
+    // moment: call it off the main thread.
+    virtual bool reachable() const { return true; }
     // Starts a session in a supported, installed locale. Takes a noticeable moment (the model is
     // loaded): call it off the main thread.
     virtual Result<std::unique_ptr<SpeechSession>> start(const QString& locale,

@@ -1,17 +1,25 @@
 #include "speech/SpeechEngines.h"
 
+#include "core/Log.h"
 #include "core/Paths.h"
 #include "speech/PocketSphinxEngine.h"
+#include "speech/TranscriptionServerEngine.h"
 
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
 namespace pelix {
 
-SpeechEngines SpeechEngines::standard() {
+SpeechEngines SpeechEngines::standard(Kind kind) {
     SpeechEngines engines;
-    engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
-                                                     paths::dataDir() + "/models"));
+    if (kind != Kind::local) {
+        engines.add(
+            std::make_unique<TranscriptionServerEngine>(Prefs(), SpeechKeyStore(paths::dataDir())));
+    }
+    if (kind != Kind::server) {
+        engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
+                                                         paths::dataDir() + "/models"));
+    }
     return engines;
 }
 
@@ -21,6 +29,26 @@ void SpeechEngines::add(std::unique_ptr<SpeechEngine> engine) {
 
 std::optional<SpeechEngines::Choice> SpeechEngines::resolve(const QString& requested) const {
     for (const auto& engine : engines_) {
+        if (std::optional<QString> locale = engine->supportedLocale(requested)) {
+            return Choice{*locale, engine.get()};
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<SpeechEngines::Choice> SpeechEngines::forFiles(const QString& requested) const {
+    for (const auto& engine : engines_) {
+        const std::optional<QString> locale = engine->supportedLocale(requested);
+        if (!locale || !engine->installed(*locale)) continue;
+        if (engine->reachable()) return Choice{*locale, engine.get()};
+        logLine("speech", "the " + engine->name() + " doesn't answer; trying the next engine");
+    }
+    return resolve(requested);
+}
+
+std::optional<SpeechEngines::Choice> SpeechEngines::forDictation(const QString& requested) const {
+    for (const auto& engine : engines_) {
+        if (!engine->live()) continue;
         if (std::optional<QString> locale = engine->supportedLocale(requested)) {
             return Choice{*locale, engine.get()};
         }

@@ -32,12 +32,12 @@ struct RemoveOnExit {
 
 QString defaultLocale(const SpeechEngines& engines) {
     const QString system = QLocale::system().name();
-    if (system != "C" && resolve(engines, system)) return normalizedLocale(system);
+    if (system != "C" && engines.resolve(system)) return normalizedLocale(system);
     return QStringLiteral("en-US");
 }
 
 std::optional<SpeechEngines::Choice> resolve(const SpeechEngines& engines, const QString& locale) {
-    return engines.resolve(locale);
+    return engines.forFiles(locale);
 }
 
 QStringList languages(const SpeechEngines& engines) {

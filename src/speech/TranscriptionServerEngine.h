@@ -1,0 +1,48 @@
+#pragma once
+
+#include "core/Prefs.h"
+#include "speech/SpeechEngine.h"
+#include "speech/TranscriptionServer.h"
+
+namespace pelix {
+
+// Recognition by any OpenAI-compatible transcription server (a whisper.cpp server, speaches,
+// LocalAI, a hosted service), named by the preference "speech.server". It is configured while
+// that preference holds an address, and then serves every language the Whisper models know.
+// A session gathers the sound it is fed and sends it in pieces that end in pauses and stay under
+// the server's size limit; each piece's answer becomes final stretches on the stream's axis. The
+// settings and the key are read when a session starts, so changes apply to the next one.
+class TranscriptionServerEngine final : public SpeechEngine {
+public:
+    static constexpr double kProbeSeconds = 2;
+
+    TranscriptionServerEngine(Prefs prefs, SpeechKeyStore keys);
+
+    std::optional<ServerSettings> settings() const;
+
+    QString name() const override { return QStringLiteral("transcription server"); }
+    // Language codes only ("de"): a server serves every region of a language.
+    QStringList supportedLocales() const override;
+    std::optional<QString> supportedLocale(const QString& requested) const override;
+    bool installed(const QString& locale) const override;
+    QString installHint(const QString& locale) const override;
+    bool live() const override { return false; }
+    // Asks the server (at most kProbeSeconds): call it off the main thread.
+    bool reachable() const override;
+    Result<std::unique_ptr<SpeechSession>> start(const QString& locale,
+                                                 const SessionOptions& options,
+                                                 SessionEvents events) override;
+
+    // The language code a server is told for a locale ("en-US" → "en"), empty when the Whisper
+    // models do not know it.
+    static QString serverLanguage(const QString& locale);
+    // The prompt made of names and terms to expect: joined by commas, at most about 200 words'
+    // worth of characters.
+    static QString prompt(const QStringList& words);
+
+private:
+    Prefs prefs_;
+    SpeechKeyStore keys_;
+};
+
+}  // namespace pelix
