@@ -155,8 +155,14 @@ Result<std::unique_ptr<SpeechSession>> TranscriptionServerEngine::start(
     const QString& locale, const SessionOptions& options, SessionEvents events) {
     std::optional<ServerSettings> found = settings();
     if (!found) return fail(kSpeechNoModel, installHint(locale));
-    return std::unique_ptr<SpeechSession>(std::make_unique<ServerSession>(
-        std::move(*found), serverLanguage(locale), prompt(options.words), std::move(events)));
+    return serverSession(std::move(*found), locale, options, std::move(events));
+}
+
+std::unique_ptr<SpeechSession> serverSession(ServerSettings settings, const QString& locale,
+                                             const SessionOptions& options, SessionEvents events) {
+    return std::make_unique<ServerSession>(
+        std::move(settings), TranscriptionServerEngine::serverLanguage(locale),
+        TranscriptionServerEngine::prompt(options.words), std::move(events));
 }
 
 QString TranscriptionServerEngine::serverLanguage(const QString& locale) {

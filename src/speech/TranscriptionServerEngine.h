@@ -45,4 +45,8 @@ private:
     SpeechKeyStore keys_;
 };
 
+// A session on the server of `settings` (for trying settings before they are kept).
+std::unique_ptr<SpeechSession> serverSession(ServerSettings settings, const QString& locale,
+                                             const SessionOptions& options, SessionEvents events);
+
 }  // namespace pelix

@@ -6,7 +6,9 @@
 #include "speech/AudioPieces.h"
 #include "speech/ServerAnswer.h"
 #include "speech/SpeechEngines.h"
+#include "speech/SpeechSettings.h"
 #include "speech/TranscriptionServerEngine.h"
+#include "support/TestSupport.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -398,6 +400,44 @@ TEST_F(ServerEngine, TheRegistryPrefersAServerThatAnswers) {
     EXPECT_EQ(chosen("en-US"), "local en-US");
     EXPECT_EQ(chosen("de-DE"), "none");
     EXPECT_FALSE(engines.engines().front()->installed("en-US"));
+}
+
+TEST_F(ServerEngine, TheSettingsKeepWhatIsTypedAndTestTheServer) {
+    SpeechSettings settings(prefs_, keys_);
+    const auto tested = [&](const SpeechSettings::Values& values) {
+        std::optional<std::pair<QString, bool>> line;
+        settings.test(values, [&](const QString& text, bool heard) { line = {text, heard}; });
+        EXPECT_TRUE(testing::waitUntil([&] { return line.has_value(); }));
+        return line.value_or(std::pair<QString, bool>{});
+    };
+
+    // The test sends the built-in recording with the values typed, before they are kept.
+    server_.answer("Pelix can hear you.", Shape::segmentTokens);
+    EXPECT_EQ(tested({server_.base() + "/v1/", "small", ""}),
+              (std::pair<QString, bool>{"The server heard: “Pelix can hear you.”", true}));
+    ASSERT_EQ(server_.calls().size(), 1);
+    EXPECT_EQ(server_.calls()[0].field("model"), "small");
+    EXPECT_EQ(server_.calls()[0].authorization, QString("Bearer ") + kKey);  // the kept key
+    EXPECT_NEAR(server_.calls()[0].seconds(), 1.56, 0.01);
+    EXPECT_EQ(tested({"", "", ""}).first, "Type the server's address first.");
+    server_.answerWith([](const fakes::TranscriptionCall&) { return Reply::text("", 401); });
+    EXPECT_EQ(tested({server_.base(), "", "sk-wrong"}),
+              (std::pair<QString, bool>{
+                  "Couldn't transcribe on the server: it did not accept the key.", false}));
+    EXPECT_EQ(server_.calls().last().authorization, "Bearer sk-wrong");
+
+    // Saving: the default model is not written, a typed key replaces the kept one, an empty
+    // address means this computer and keeps the key.
+    ASSERT_TRUE(settings.save({" http://10.0.0.2:8000 ", "whisper-1", "sk-new"}));
+    EXPECT_EQ(settings.stored().server, "http://10.0.0.2:8000");
+    EXPECT_FALSE(prefs_.contains("speech.model"));
+    EXPECT_EQ(keys_.read(), "sk-new");
+    EXPECT_TRUE(settings.stored().key.isEmpty());
+    ASSERT_TRUE(settings.save({"", "", ""}));
+    EXPECT_FALSE(engine_.settings());
+    EXPECT_TRUE(settings.keyStored());
+    ASSERT_TRUE(settings.forgetKey());
+    EXPECT_FALSE(settings.keyStored());
 }
 
 }  // namespace
