@@ -1,6 +1,7 @@
 #include "speech/TranscriptionServer.h"
 
 #include "core/PrivateFile.h"
+#include "service/Api.h"
 #include "speech/ServerAnswer.h"
 #include "speech/SpeechEngine.h"
 
@@ -108,12 +109,7 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send) {
     if (cancelled_) return fail(kSpeechCancelled, QStringLiteral("Listening was cancelled."));
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid()) {
-        const auto code = reply->error();
-        const QString reason =
-            code == QNetworkReply::OperationCanceledError || code == QNetworkReply::TimeoutError
-                ? QStringLiteral("The request timed out.")
-                : reply->errorString();
-        return fail(server::kUnreachable, server::unreachable(reason));
+        return fail(server::kUnreachable, server::unreachable(Api::transportError(reply).message));
     }
     return Answer{status.toInt(), reply->readAll()};
 }

@@ -74,6 +74,8 @@ public:
     bool waitFor(int count, int timeoutMs = 10000) const;
     // Stops serving: connections are refused from now on.
     void close();
+    // Takes any sound file, not only WAV (for comparing with other clients).
+    void takeAnySound();
 
 private:
     struct Impl;
