@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stop_token>
 
 namespace pelix {
 
@@ -93,6 +94,18 @@ public:
     virtual Result<std::unique_ptr<SpeechSession>> start(const QString& locale,
                                                          const SessionOptions& options,
                                                          SessionEvents events) = 0;
+    // Hears a whole M4A sound file of `seconds` as it is, without decoding it here, when the
+    // engine can: the final stretches (also handed to `events.final`), or its failure. None when
+    // it can't take this file whole; the caller then feeds a session. Blocks; `stop` ends it
+    // with kSpeechCancelled.
+    virtual std::optional<Result<QList<SpeechResult>>> hearFile(const QString& /*file*/,
+                                                                double /*seconds*/,
+                                                                const QString& /*locale*/,
+                                                                const SessionOptions& /*options*/,
+                                                                const SessionEvents& /*events*/,
+                                                                std::stop_token /*stop*/) {
+        return std::nullopt;
+    }
 };
 
 }  // namespace pelix

@@ -120,9 +120,9 @@ Result<ServerClient::Answer> ServerClient::transcribe(const ServerSettings& sett
         auto* parts = new QHttpMultiPart(QHttpMultiPart::FormDataType);
         QHttpPart file;
         file.setHeader(QNetworkRequest::ContentDispositionHeader,
-                       QByteArray("form-data; name=\"file\"; filename=\"speech.wav\""));
-        file.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("audio/wav"));
-        file.setBody(piece.wav);
+                       "form-data; name=\"file\"; filename=\"" + piece.fileName.toUtf8() + "\"");
+        file.setHeader(QNetworkRequest::ContentTypeHeader, piece.type);
+        file.setBody(piece.sound);
         parts->append(file);
         parts->append(field("model", settings.model.toUtf8()));
         parts->append(field("response_format", "verbose_json"));

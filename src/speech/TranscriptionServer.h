@@ -67,13 +67,16 @@ public:
         QByteArray body;
     };
     struct Piece {
-        QByteArray wav;
-        QString language;  // ISO 639-1; empty lets the server tell
-        QString prompt;    // names and terms to expect; empty for none
+        QByteArray sound = {};
+        QString language = {};  // ISO 639-1; empty lets the server tell
+        QString prompt = {};    // names and terms to expect; empty for none
         double timeoutSeconds = 60;
+        // The form's file name and type: WAV unless a compressed file is sent as it is.
+        QString fileName = QStringLiteral("speech.wav");
+        QByteArray type = "audio/wav";
     };
 
-    // Posts one piece of sound (multipart: the WAV file, the model, verbose_json with word and
+    // Posts one piece of sound (multipart: the sound file, the model, verbose_json with word and
     // segment times, the language and prompt when given). Any HTTP answer is handed back; no
     // answer at all fails with server::kUnreachable and the sentence that says so.
     Result<Answer> transcribe(const ServerSettings& settings, const Piece& piece);

@@ -1,9 +1,11 @@
 #include "speech/TranscriptionServerEngine.h"
 
+#include "core/Log.h"
 #include "speech/AudioPieces.h"
 #include "speech/ServerAnswer.h"
 #include "speech/SpeechEngines.h"
 
+#include <QFile>
 #include <QSet>
 
 #include <algorithm>
@@ -35,6 +37,22 @@ constexpr qsizetype kPromptLimit = 800;
 
 Error cancelled() {
     return Error::pelix(kSpeechCancelled, QStringLiteral("Listening was cancelled."));
+}
+
+// The stretches of a piece from the server's answer, or the sentence of its refusal, without
+// the key.
+Result<QList<SpeechResult>> heard(const ServerClient::Answer& answer,
+                                  const ServerSettings& settings, double offset, double seconds) {
+    if (answer.status < 200 || answer.status > 299) {
+        return fail(answer.status,
+                    server::refusal(answer.status, answer.body, settings.endpoint, settings.key));
+    }
+    Result<QList<SpeechResult>> stretches = server::readAnswer(answer.body, offset, seconds);
+    if (!stretches) {
+        return fail(stretches.error().code,
+                    server::withoutKey(stretches.error().message, settings.key));
+    }
+    return stretches;
 }
 
 class ServerSession final : public SpeechSession {
@@ -75,8 +93,10 @@ public:
 private:
     Status send(std::span<const int16_t> piece) {
         const double seconds = double(piece.size()) / kRate;
-        ServerClient::Piece request{server::wavFile(piece, kRate), language_, prompt_,
-                                    60 + 2 * seconds};
+        const ServerClient::Piece request{.sound = server::wavFile(piece, kRate),
+                                          .language = language_,
+                                          .prompt = prompt_,
+                                          .timeoutSeconds = 60 + 2 * seconds};
         Result<ServerClient::Answer> answer = client_.transcribe(settings_, request);
         if (!answer) return std::unexpected(answer.error());
         if (answer->status == 413 && seconds > 2 * kSmallestPiece) {
@@ -88,17 +108,10 @@ private:
             if (Status sent = send(piece.first(first)); !sent) return sent;
             return send(piece.subspan(first));
         }
-        if (answer->status < 200 || answer->status > 299) {
-            return fail(answer->status, server::refusal(answer->status, answer->body,
-                                                        settings_.endpoint, settings_.key));
-        }
-        Result<QList<SpeechResult>> heard = server::readAnswer(answer->body, offset_, seconds);
-        if (!heard) {
-            return fail(heard.error().code,
-                        server::withoutKey(heard.error().message, settings_.key));
-        }
+        const Result<QList<SpeechResult>> stretches = heard(*answer, settings_, offset_, seconds);
+        if (!stretches) return std::unexpected(stretches.error());
         offset_ += seconds;
-        for (const SpeechResult& stretch : *heard) {
+        for (const SpeechResult& stretch : *stretches) {
             if (client_.cancelled()) return std::unexpected(cancelled());
             finals_ << stretch.text;
             if (events_.final) events_.final(stretch);
@@ -156,6 +169,43 @@ Result<std::unique_ptr<SpeechSession>> TranscriptionServerEngine::start(
     std::optional<ServerSettings> found = settings();
     if (!found) return fail(kSpeechNoModel, installHint(locale));
     return serverSession(std::move(*found), locale, options, std::move(events));
+}
+
+std::optional<Result<QList<SpeechResult>>> TranscriptionServerEngine::hearFile(
+    const QString& file, double seconds, const QString& locale, const SessionOptions& options,
+    const SessionEvents& events, std::stop_token stop) {
+    const std::optional<ServerSettings> found = settings();
+    QFile sound(file);
+    if (wavOnly_ || !found || sound.size() + kFrameBytes > found->uploadLimit ||
+        !sound.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    ServerClient client;
+    const std::stop_callback onStop(stop, [&client] { client.cancel(); });
+    const ServerClient::Piece piece{.sound = sound.readAll(),
+                                    .language = serverLanguage(locale),
+                                    .prompt = prompt(options.words),
+                                    .timeoutSeconds = 60 + 2 * seconds,
+                                    .fileName = QStringLiteral("sound.m4a"),
+                                    .type = "audio/mp4"};
+    const Result<ServerClient::Answer> answer = client.transcribe(*found, piece);
+    if (!answer) return std::unexpected(answer.error());
+    const int status = answer->status;
+    if (status == 401 || status == 403 || status == 404 || status == 429) {
+        return heard(*answer, *found, 0, seconds);  // WAV would be refused the same way
+    }
+    if (status != 413 && (status < 200 || status > 299)) {
+        wavOnly_ = true;
+        logLine("speech", QStringLiteral("the transcription server did not take M4A (%1); "
+                                         "sending it WAV from now on")
+                              .arg(status));
+    }
+    if (status < 200 || status > 299) return std::nullopt;
+    Result<QList<SpeechResult>> stretches = heard(*answer, *found, 0, seconds);
+    if (stretches && events.final) {
+        for (const SpeechResult& stretch : *stretches) events.final(stretch);
+    }
+    return stretches;
 }
 
 std::unique_ptr<SpeechSession> serverSession(ServerSettings settings, const QString& locale,

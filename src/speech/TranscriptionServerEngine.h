@@ -4,6 +4,8 @@
 #include "speech/SpeechEngine.h"
 #include "speech/TranscriptionServer.h"
 
+#include <atomic>
+
 namespace pelix {
 
 // Recognition by any OpenAI-compatible transcription server (a whisper.cpp server, speaches,
@@ -32,6 +34,14 @@ public:
     Result<std::unique_ptr<SpeechSession>> start(const QString& locale,
                                                  const SessionOptions& options,
                                                  SessionEvents events) override;
+    // Sends the M4A itself, when it is under the upload limit: a quarter of the WAV's bytes and
+    // no decoding here. A server that can't read it (whisper.cpp's, without ffmpeg) is sent WAV
+    // from then on.
+    std::optional<Result<QList<SpeechResult>>> hearFile(const QString& file, double seconds,
+                                                        const QString& locale,
+                                                        const SessionOptions& options,
+                                                        const SessionEvents& events,
+                                                        std::stop_token stop) override;
 
     // The language code a server is told for a locale ("en-US" → "en"), empty when the Whisper
     // models do not know it.
@@ -43,6 +53,8 @@ public:
 private:
     Prefs prefs_;
     SpeechKeyStore keys_;
+    // The server refused a compressed file once.
+    std::atomic<bool> wavOnly_ = false;
 };
 
 // A session on the server of `settings` (for trying settings before they are kept).

@@ -2,6 +2,7 @@
 // pauses, the requests it makes and the sentences it fails with, against the fake server.
 #include "fakes/FakeEngine.h"
 #include "fakes/FakeTranscriptionServer.h"
+#include "media/TestMedia.h"
 #include "memos/QStringPrinting.h"
 #include "speech/AudioPieces.h"
 #include "speech/ServerAnswer.h"
@@ -12,6 +13,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -353,7 +355,7 @@ TEST_F(ServerEngine, ASlowServerTimesOutOrIsCancelled) {
     ASSERT_TRUE(settings);
     ServerClient client;
     const auto answer = client.transcribe(
-        *settings, {server::wavFile(talk(0.5), 16000), "en", {}, /*timeoutSeconds=*/0.3});
+        *settings, {.sound = server::wavFile(talk(0.5), 16000), .timeoutSeconds = 0.3});
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().message,
               "Couldn't reach the transcription server: The request timed out.");
@@ -438,6 +440,57 @@ TEST_F(ServerEngine, TheSettingsKeepWhatIsTypedAndTestTheServer) {
     EXPECT_TRUE(settings.keyStored());
     ASSERT_TRUE(settings.forgetKey());
     EXPECT_FALSE(settings.keyStored());
+}
+
+TEST_F(ServerEngine, AFileThatFitsGoesAsItIsUnlessTheServerWantsWav) {
+    QTemporaryDir folder;
+    const QString memo = testing::TestMedia(folder.path()).tone("memo.m4a", 2.0);
+    QFile file(memo);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray bytes = file.readAll();
+    const auto hearFile = [&](TranscriptionServerEngine& engine) {
+        QList<SpeechResult> heard;
+        SessionEvents events;
+        events.final = [&](const SpeechResult& r) { heard << r; };
+        auto whole =
+            engine.hearFile(memo, 2.0, "de-AT", SessionOptions{false, {"Anna"}}, events, {});
+        if (whole && *whole) {
+            EXPECT_EQ(**whole, heard);
+        }
+        return whole;
+    };
+
+    server_.takeAnySound();
+    server_.answer("Hallo.", Shape::segmentTimes);
+    auto whole = hearFile(engine_);
+    ASSERT_TRUE(whole && *whole);
+    EXPECT_EQ((**whole)[0].text, "Hallo.");
+    auto call = server_.calls().last();
+    EXPECT_EQ(call.audio, bytes);
+    EXPECT_EQ(call.filename, "sound.m4a");
+    EXPECT_EQ(call.audioType, "audio/mp4");
+    EXPECT_EQ(call.field("language"), "de");
+    EXPECT_EQ(call.field("prompt"), "Anna");
+
+    // A refused key is the answer; a file over the limit is left to the sessions.
+    server_.answerWith([](const fakes::TranscriptionCall&) { return Reply::text("", 401); });
+    whole = hearFile(engine_);
+    ASSERT_TRUE(whole && !*whole);
+    EXPECT_EQ(whole->error().message,
+              "Couldn't transcribe on the server: it did not accept the key.");
+    prefs_.setValue("speech.uploadLimitMB", 0.01);
+    EXPECT_FALSE(hearFile(engine_));
+    EXPECT_EQ(server_.calls().size(), 2);
+
+    // A server that reads only WAV refuses the file once and gets sessions from then on.
+    FakeTranscriptionServer wavOnly;
+    prefs_.setValue("speech.server", wavOnly.base());
+    prefs_.remove("speech.uploadLimitMB");
+    TranscriptionServerEngine engine(prefs_, keys_);
+    EXPECT_FALSE(hearFile(engine));
+    EXPECT_FALSE(hearFile(engine));
+    ASSERT_EQ(wavOnly.calls().size(), 1);
+    EXPECT_EQ(wavOnly.calls()[0].problems, QStringList{"the file is not WAV"});
 }
 
 }  // namespace

@@ -136,14 +136,19 @@ TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.startsWith("  [   0.1s] The quick brown fox.\n")) << run.out.toStdString();
     EXPECT_TRUE(run.out.contains("2 pieces in ")) << run.out.toStdString();
-    ASSERT_EQ(server_.calls().size(), 1);
-    EXPECT_EQ(server_.calls()[0].field("language"), "en");
-    EXPECT_EQ(server_.calls()[0].authorization, QString("Bearer ") + kKey);
+    // The fake reads only WAV, as whisper.cpp's server does: the M4A first, then WAV.
+    const auto calls = server_.calls();
+    ASSERT_EQ(calls.size(), 2);
+    EXPECT_EQ(calls[0].filename, "sound.m4a");
+    EXPECT_EQ(calls[0].problems, QStringList{"the file is not WAV"});
+    EXPECT_TRUE(calls[1].problems.isEmpty());
+    EXPECT_EQ(calls[1].field("language"), "en");
+    EXPECT_EQ(calls[1].authorization, QString("Bearer ") + kKey);
 
     run = runPelix({"--transcribe", talk_, "--engine", "local"}, {}, env());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.contains("the quick brown fox")) << run.out.toStdString();
-    EXPECT_EQ(server_.calls().size(), 1);
+    EXPECT_EQ(server_.calls().size(), 2);
 }
 
 TEST_F(TranscribeOnServer, FailuresAreOneSentenceAndNeverShowTheKey) {
