@@ -23,18 +23,12 @@ int main(int argc, char** argv) {
     const QStringList args = app.arguments().mid(1);
     if (args.contains("--help")) {
         std::puts(
-            "Usage: pelix-loopback [--answer FUNCTION=JSON]... [--relay-prompt JSON]...
-"
-            "       pelix-loopback --transcription TEXT
-"
-            "Serves backend functions on 127.0.0.1; unscripted ones answer {}.
-"
-            "Each --relay-prompt is handed out once, in order, by the relay's \"next\".
-"
-            "Prints the base address to use as PELIX_API_BASE.
-"
-            "With --transcription, serves /v1/audio/transcriptions instead, hearing TEXT in
-"
+            "Usage: pelix-loopback [--answer FUNCTION=JSON]... [--relay-prompt JSON]...\n"
+            "       pelix-loopback --transcription TEXT\n"
+            "Serves backend functions on 127.0.0.1; unscripted ones answer {}.\n"
+            "Each --relay-prompt is handed out once, in order, by the relay's \"next\".\n"
+            "Prints the base address to use as PELIX_API_BASE.\n"
+            "With --transcription, serves /v1/audio/transcriptions instead, hearing TEXT in\n"
             "every recording; its address is the one for the preference speech.server.");
         return 0;
     }
@@ -42,11 +36,10 @@ int main(int argc, char** argv) {
         pelix::fakes::FakeTranscriptionServer server;
         const QString text = args[at + 1];
         server.answerWith([text](const pelix::fakes::TranscriptionCall& call) {
-            std::fprintf(stderr, "loopback: %s %.1f s of sound, %lld bytes%s\n",
-                         qPrintable(call.path), call.seconds(),
-                         static_cast<long long>(call.bodySize),
-                         call.problems.isEmpty() ? ""
-                                                 : qPrintable(", " + call.problems.join("; ")));
+            std::fprintf(
+                stderr, "loopback: %s %.1f s of sound, %lld bytes%s\n", qPrintable(call.path),
+                call.seconds(), static_cast<long long>(call.bodySize),
+                call.problems.isEmpty() ? "" : qPrintable(", " + call.problems.join("; ")));
             Reply reply;
             reply.body = pelix::fakes::transcriptionAnswer(text, call.seconds(),
                                                            pelix::fakes::Shape::segmentTokens);
