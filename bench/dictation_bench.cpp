@@ -1,12 +1,18 @@
 // Typing through XTest into a Qt window, and live dictation from the virtual microphone into it.
 // Figures: characters per second typed; from the first word in the microphone stream to the
 // first characters in the window; from the end of the speech in the stream to its final text
-// standing in the window. Needs the test session (scripts/with-desktop) and the typing target
-// from the tests of the same build (or its path in PELIX_TYPING_TARGET).
+// standing in the window; from the release of the key to a transcription server's text standing
+// in the window. Needs the test session (scripts/with-desktop) and the typing target from the
+// tests of the same build (or its path in PELIX_TYPING_TARGET).
 #include "../tests/text/TargetWindow.h"
 #include "app/AppDictation.h"
+#include "core/Prefs.h"
+#include "fakes/FakeTranscriptionServer.h"
+#include "media/AudioDecoder.h"
 #include "platform/Desktop.h"
+#include "speech/TranscriptionServerEngine.h"
 #include "text/EngineRecognizer.h"
+#include "text/FinishingRecognizer.h"
 #include "text/Insert.h"
 #include "text/LiveDictation.h"
 
@@ -163,6 +169,109 @@ void BM_DictationLatency(benchmark::State& state) {
     state.counters["final_text_ms_median"] = median(final);
 }
 BENCHMARK(BM_DictationLatency)->Iterations(5)->Unit(benchmark::kSecond);
+
+// A microphone that hands over a recording at once, as fast as it is asked for.
+class RecordingMicrophone final : public pelix::platform::Microphone {
+public:
+    pelix::Status start(int, Samples samples) override {
+        samples_ = std::move(samples);
+        return {};
+    }
+    void stop() override {}
+    void play(const std::vector<int16_t>& pcm) {
+        for (size_t at = 0; at < pcm.size(); at += 1600) {
+            const size_t n = std::min<size_t>(1600, pcm.size() - at);
+            samples_(QByteArray(reinterpret_cast<const char*>(pcm.data() + at),
+                                static_cast<qsizetype>(n * 2)));
+        }
+    }
+
+private:
+    Samples samples_;
+};
+
+// From the release of the key to the transcription server's text standing in the window, with
+// the server answering `state.range(0)` ms after the sound arrived; Pelix's own part is that
+// time less the server's. PocketSphinx hears the sentence while the key is held, as in use.
+void BM_FinishingPass(benchmark::State& state) {
+    const int delayMs = static_cast<int>(state.range(0));
+    const QString corrected = "The weather is nice today, and we'll go for a walk in the park.";
+    QTemporaryDir dir;
+    const QString speech = dir.filePath("speech.wav");
+    if (QProcess::execute("flite", {"-voice", "slt", "-t",
+                                    "The weather is nice today and we will go for a walk in the "
+                                    "park.",
+                                    "-o", speech}) != 0) {
+        state.SkipWithError("flite could not make speech");
+        return;
+    }
+    const auto pcm = pelix::media::decodeAll(speech, 16000);
+    if (!pcm) {
+        state.SkipWithError("the speech could not be decoded");
+        return;
+    }
+    pelix::fakes::FakeTranscriptionServer server;
+    server.answer(corrected, pelix::fakes::Shape::segmentTokens, delayMs);
+    pelix::Prefs prefs(dir.filePath("Pelix.conf"));
+    prefs.setValue("speech.server", server.base());
+    pelix::TranscriptionServerEngine onServer(prefs, pelix::SpeechKeyStore(dir.path()));
+
+    TargetWindow& window = target();
+    pelix::SpeechEngines engines =
+        pelix::SpeechEngines::standard(pelix::SpeechEngines::Kind::local);
+    pelix::EngineRecognizer recognizer([&] { return pelix::dictationEngine(engines); });
+    QObject home;
+    const TargetWindow& stopwatch = window;
+    double answered = -1;  // when the server's text reached the main thread
+    pelix::FinishingRecognizer finishing(
+        recognizer, [] { return true; },
+        [&](const QByteArray& sound, pelix::FinishingRecognizer::Heard done) {
+            auto session = onServer.start("en-US", {}, {});
+            return pelix::hearInBackground(
+                std::move(*session), sound, &home,
+                [&, done = std::move(done)](pelix::Result<QString> text) {
+                    answered = stopwatch.elapsed();
+                    done(std::move(text));
+                });
+        });
+    pelix::SystemClock clock;
+    const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
+    RecordingMicrophone microphone;
+    pelix::QtTimers timers;
+    pelix::LiveDictation live(finishing, microphone, desktop->typist(), timers);
+
+    std::vector<double> ours, total, pass, typing;
+    for (auto _ : state) {
+        window.clear();
+        if (!live.start(true)) {
+            state.SkipWithError("live dictation did not start");
+            return;
+        }
+        microphone.play(*pcm);
+        TargetWindow::spin([] { return false; }, 1500);
+        const qint64 released = window.elapsed();
+        live.stop([](const QString&) {});
+        if (!window.waitForText(corrected + " ", 5000)) {
+            state.SkipWithError("the server's text did not arrive");
+            return;
+        }
+        const auto& seen = window.history();
+        double standing = seen.back().ms;
+        for (auto s = seen.rbegin(); s != seen.rend() && s->text == corrected + " "; ++s) {
+            standing = s->ms;
+        }
+        total.push_back(standing - released);
+        ours.push_back(standing - released - delayMs);
+        pass.push_back(answered - released - delayMs);
+        typing.push_back(standing - answered);
+    }
+    state.counters["release_to_text_ms_median"] = median(total);
+    state.counters["ours_ms_median"] = median(ours);
+    // Of which: sending the hold and reading the answer, and correcting the window's text.
+    state.counters["pass_ms_median"] = median(pass);
+    state.counters["correcting_ms_median"] = median(typing);
+}
+BENCHMARK(BM_FinishingPass)->Arg(0)->Arg(200)->Arg(500)->Iterations(5)->Unit(benchmark::kSecond);
 
 }  // namespace
 

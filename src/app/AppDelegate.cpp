@@ -267,6 +267,9 @@ void AppDelegate::perform(MenuAction action) {
             parts_.switchRelay(on);
             break;
         }
+        case MenuAction::speech:
+            parts_.shell.editSpeech();
+            break;
         case MenuAction::signIn:
             promptToSignIn();
             break;

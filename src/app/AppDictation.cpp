@@ -1,6 +1,7 @@
 #include "app/AppDictation.h"
 
 #include "core/Log.h"
+#include "core/Paths.h"
 #include "text/Insert.h"
 
 #include <QCoreApplication>
@@ -9,8 +10,8 @@
 namespace pelix {
 
 std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines) {
-    if (auto mine = engines.resolve(QLocale::system().name())) return mine;
-    return engines.resolve(QStringLiteral("en-US"));
+    if (auto mine = engines.forDictation(QLocale::system().name())) return mine;
+    return engines.forDictation(QStringLiteral("en-US"));
 }
 
 bool dictationReady(const SpeechEngines& engines) {
@@ -21,13 +22,37 @@ bool dictationReady(const SpeechEngines& engines) {
 AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
                            platform::Typist& typist, platform::Clipboard& clipboard)
     : shell_(shell),
-      engines_(SpeechEngines::standard()),
+      engines_(SpeechEngines::standard(SpeechEngines::Kind::local)),
+      server_(Prefs(), SpeechKeyStore(paths::dataDir())),
       recognizer_([this] { return dictationEngine(engines_); }),
+      finishing_(
+          recognizer_, [this] { return server_.settings().has_value(); },
+          [this](const QByteArray& pcm, FinishingRecognizer::Heard done) {
+              return finishOnServer(pcm, std::move(done));
+          }),
       typist_(typist),
       clipboard_(clipboard),
-      live_(recognizer_, microphone, typist_, timers) {}
+      live_(finishing_, microphone, typist_, timers) {
+    finishing_.onTrouble = [this](const QString& sentence) { shell_.show(sentence); };
+}
 
 AppDictation::~AppDictation() = default;
+
+std::function<void()> AppDictation::finishOnServer(const QByteArray& pcm,
+                                                   FinishingRecognizer::Heard done) {
+    // The user's language when the server knows it, else the one heard here.
+    QString locale = QLocale::system().name();
+    if (!server_.supportedLocale(locale)) {
+        const std::optional<SpeechEngines::Choice> local = dictationEngine(engines_);
+        locale = local ? local->locale : QStringLiteral("en-US");
+    }
+    auto session = server_.start(locale, {}, {});
+    if (!session) {
+        done(std::unexpected(session.error()));
+        return [] {};
+    }
+    return hearInBackground(std::move(*session), pcm, &live_, std::move(done));
+}
 
 Status AppDictation::start(bool typeIntoApp) {
     const std::optional<platform::FrontWindow> target =

@@ -6,7 +6,9 @@
 #include "platform/Microphone.h"
 #include "platform/Typist.h"
 #include "speech/SpeechEngines.h"
+#include "speech/TranscriptionServerEngine.h"
 #include "text/EngineRecognizer.h"
+#include "text/FinishingRecognizer.h"
 #include "text/LiveDictation.h"
 
 #include <optional>
@@ -22,7 +24,8 @@ bool dictationReady(const SpeechEngines& engines);
 // Live dictation as the tray application drives it: the window in front when it starts is the
 // one typed into (none when it is Pelix's own, and then the text is shown instead), and speech
 // comes from the application's microphone. In a session that lets no application type into
-// others, the finished text goes to the clipboard and the status line says so.
+// others, the finished text goes to the clipboard and the status line says so. With a
+// transcription server set, the server's text of the whole hold is the final one.
 class AppDictation final : public Dictation {
 public:
     static constexpr auto kOnClipboard =
@@ -38,9 +41,13 @@ public:
     void cancel() override;
 
 private:
+    std::function<void()> finishOnServer(const QByteArray& pcm, FinishingRecognizer::Heard done);
+
     Shell& shell_;
     SpeechEngines engines_;
+    TranscriptionServerEngine server_;
     EngineRecognizer recognizer_;
+    FinishingRecognizer finishing_;
     platform::Typist& typist_;
     platform::Clipboard& clipboard_;
     LiveDictation live_;

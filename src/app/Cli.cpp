@@ -36,8 +36,9 @@ Modes:
   --drop-test                     show the drop test window (not in this build yet)
   --memo PATH [--piece SECONDS] [--token TOKEN]
                                   transcribe a recording as a voice memo
-  --transcribe PATH [--lang LOCALE] [--save]
-                                  transcribe a video or audio file on this machine
+  --transcribe PATH [--lang LOCALE] [--engine local|server] [--save]
+                                  transcribe a video or audio file (on the transcription
+                                  server of speech.server when it answers, else here)
   --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
   --snapshot DIR [--drop-ui] [--memos] [--editor] [--video] [--framing CLIP...]
                                   draw the windows into PNG files in DIR; --framing finds the
@@ -145,7 +146,7 @@ bool knownOption(const QString& word) {
     static const QStringList qualifiers{"--piece",   "--token", "--lang",    "--save",
                                         "--drop-ui", "--memos", "--editor",  "--framing",
                                         "--video",   "--from",  "--command", "--state",
-                                        "--write",   "--srt",   "--vtt"};
+                                        "--write",   "--srt",   "--vtt",     "--engine"};
     if (qualifiers.contains(word)) return true;
     for (const Mode& mode : modes()) {
         if (word == mode.flag) return true;

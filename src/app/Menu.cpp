@@ -25,6 +25,9 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
         items.append({"⚠ Allow Pelix to read the recordings folder…", MenuAction::allowRecordings});
     }
     items.append({"Send voice memos…", MenuAction::chooseMemos});
+    items.append(
+        {facts.speechServer ? "Speech: transcription server…" : "Speech: on this computer…",
+         MenuAction::speech});
     items.append({facts.token ? "Sign in again…" : "Sign in…", MenuAction::signIn});
     items.append({"Set Pelix token…", MenuAction::setToken});
     items.append({"Check permissions", MenuAction::checkPermissions});

@@ -25,7 +25,8 @@ struct DesktopFacts {
     bool badgeShown = true;          // the floating badge is on the screen
     bool voiceMemosOn = false;       // "voiceMemos.on": new recordings are sent by themselves
     bool recordingsReadable = true;  // the recordings folder can be listed
-    bool relay = true;  // "relay.enabled": prompts from the phone go into chat assistants
+    bool relay = true;          // "relay.enabled": prompts from the phone go into chat assistants
+    bool speechServer = false;  // "speech.server" names a transcription server
 };
 
 inline constexpr auto kImportNotesTip =
@@ -48,6 +49,7 @@ enum class MenuAction {
     chooseMemos,
     toggleRelay,
     videoEditor,
+    speech,
     signIn,
     setToken,
     checkPermissions,

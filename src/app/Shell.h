@@ -46,6 +46,9 @@ public:
     // Asks for one folder, starting in `start`; `chosen` runs only when the user picks one.
     virtual void chooseFolder(const QString& title, const QString& start,
                               std::function<void(QString)> chosen) = 0;
+    // The speech settings: where speech is heard, and the transcription server's address,
+    // model and key.
+    virtual void editSpeech() = 0;
 };
 
 // Live dictation and typed recordings, which type what is said into the application in front.

@@ -14,11 +14,14 @@
 #include "service/ServiceContext.h"
 #include "ui/BadgeWindow.h"
 #include "ui/Snapshot.h"
+#include "ui/SpeechWindow.h"
 #include "ui/Theme.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLabel>
+#include <QLineEdit>
 #include <QLocale>
 #include <QWidget>
 
@@ -62,6 +65,23 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
          }},
         {"--editor", "editor.png",
          [](ServiceContext&) -> std::unique_ptr<QWidget> { return sampleEditorWindow(); }},
+        {{},
+         "speech.png",
+         [](ServiceContext& context) -> std::unique_ptr<QWidget> {
+             // Settings of no one: a key store where there is no key, fields filled in here.
+             auto* settings = new SpeechSettings(context.prefs(),
+                                                 SpeechKeyStore(QStringLiteral("/nonexistent")));
+             auto window = std::make_unique<ui::SpeechWindow>(*settings);
+             settings->setParent(window.get());
+             window->address()->setText(QStringLiteral("http://127.0.0.1:8080"));
+             window->model()->setText(QStringLiteral("whisper-1"));
+             window->status()->setText(QStringLiteral("The server heard: “Pelix can hear you.”"));
+             // No field takes the focus, so no caret blinks into the picture.
+             for (QLineEdit* edit : {window->address(), window->model(), window->key()}) {
+                 edit->setFocusPolicy(Qt::NoFocus);
+             }
+             return window;
+         }},
     };
     return pictures;
 }

@@ -32,6 +32,7 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
     : QObject(parent),
       desktop_(desktop),
       context_(context),
+      speech_(context.prefs(), SpeechKeyStore(paths::dataDir())),
       recorder_(
           std::make_unique<MicRecorder>(desktop.microphone(), context.clock(), paths::tempDir())),
       dictation_(std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(),
@@ -114,6 +115,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
     facts.voiceMemosOn = features_->voiceMemosOn();
     facts.recordingsReadable = features_->recordingsReadable();
     facts.relay = context_.prefs().relay();
+    facts.speechServer = !speech_.stored().server.trimmed().isEmpty();
     if (devices) {
         const platform::Probes probes = desktop_.probe();
         facts.keysSeen = probes.keysSeen;

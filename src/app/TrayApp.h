@@ -74,9 +74,10 @@ private:
     platform::Desktop& desktop_;
     ServiceContext& context_;
     QtTimers timers_;
+    SpeechSettings speech_;
     // The menu outlives the tray icon that shows it.
     std::unique_ptr<QMenu> menu_;
-    TrayShell shell_;
+    TrayShell shell_{speech_};
     std::unique_ptr<Recorder> recorder_;
     std::unique_ptr<AppDictation> dictation_;
     std::unique_ptr<SpeechEngines> engines_;

@@ -1,5 +1,7 @@
 #include "app/TrayShell.h"
 
+#include "ui/SpeechWindow.h"
+
 #include <QCursor>
 #include <QDir>
 #include <QFileDialog>
@@ -24,7 +26,7 @@ void open(Dialog* dialog) {
 
 }  // namespace
 
-TrayShell::TrayShell() = default;
+TrayShell::TrayShell(SpeechSettings& speech) : speech_(speech) {}
 TrayShell::~TrayShell() = default;
 
 void TrayShell::setLook(ui::TrayLook look) {
@@ -85,6 +87,16 @@ void TrayShell::chooseFolder(const QString& title, const QString& start,
     QObject::connect(dialog, &QFileDialog::fileSelected, dialog,
                      [chosen = std::move(chosen)](const QString& folder) { chosen(folder); });
     open(dialog);
+}
+
+void TrayShell::editSpeech() {
+    if (!speechWindow_) {
+        speechWindow_ = new ui::SpeechWindow(speech_);
+        speechWindow_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    speechWindow_->show();
+    speechWindow_->raise();
+    speechWindow_->activateWindow();
 }
 
 bool TrayShell::showIcon(QMenu* menu, std::function<void(const QRect&)> clicked) {

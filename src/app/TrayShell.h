@@ -1,9 +1,11 @@
 #pragma once
 
 #include "app/Shell.h"
+#include "speech/SpeechSettings.h"
 #include "ui/Hud.h"
 #include "ui/Sounds.h"
 
+#include <QPointer>
 #include <QRect>
 
 #include <functional>
@@ -18,7 +20,7 @@ namespace pelix {
 // that never block the event loop (keys, timers and uploads go on while they are open).
 class TrayShell final : public Shell {
 public:
-    TrayShell();
+    explicit TrayShell(SpeechSettings& speech);
     ~TrayShell() override;
 
     void show(const QString& line) override { hud_.show(line); }
@@ -33,6 +35,7 @@ public:
                     std::function<void(QString)> chosen) override;
     void chooseFolder(const QString& title, const QString& start,
                       std::function<void(QString)> chosen) override;
+    void editSpeech() override;
 
     // Puts the icon with `menu` into the tray; false when the desktop has no tray. A left click
     // on the icon calls `clicked` with where the desktop says the icon is (an empty rectangle
@@ -43,6 +46,9 @@ public:
     QRect iconGeometry() const;
 
 private:
+    SpeechSettings& speech_;
+    // The speech window while it is open.
+    QPointer<QWidget> speechWindow_;
     ui::Hud hud_;
     ui::Sounds sounds_;
     std::unique_ptr<QSystemTrayIcon> icon_;

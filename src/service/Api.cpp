@@ -24,15 +24,6 @@ QStringList titles(const QJsonValue& list) {
     return out;
 }
 
-Error transportError(QNetworkReply* reply) {
-    const auto code = reply->error();
-    QString message = reply->errorString();
-    if (code == QNetworkReply::OperationCanceledError || code == QNetworkReply::TimeoutError) {
-        message = QStringLiteral("The request timed out.");
-    }
-    return Error{QStringLiteral("network"), static_cast<int>(code), message};
-}
-
 }  // namespace
 
 QUrl Api::configuredBase(const Prefs& prefs) {
@@ -101,6 +92,15 @@ void Api::post(const QString& name, const QByteArray& body, std::optional<QStrin
         }
         done(std::move(answer));
     });
+}
+
+Error Api::transportError(QNetworkReply* reply) {
+    const auto code = reply->error();
+    QString message = reply->errorString();
+    if (code == QNetworkReply::OperationCanceledError || code == QNetworkReply::TimeoutError) {
+        message = QStringLiteral("The request timed out.");
+    }
+    return Error{QStringLiteral("network"), static_cast<int>(code), message};
 }
 
 Result<QJsonObject> Api::read(const RawAnswer& answer) {

@@ -15,6 +15,7 @@
 #include <optional>
 
 class QNetworkAccessManager;
+class QNetworkReply;
 
 namespace pelix {
 
@@ -72,6 +73,9 @@ public:
 
     // Turns a raw answer into the result of `call`.
     static Result<QJsonObject> read(const RawAnswer& answer);
+    // The error of a reply that got no HTTP answer at all: the transport's, in the domain
+    // "network", a time-out as "The request timed out.". Shared with the other HTTP clients.
+    static Error transportError(QNetworkReply* reply);
 
     // The capture context every filing carries.
     QJsonObject context(const QString& input, std::optional<double> seconds = std::nullopt) const;

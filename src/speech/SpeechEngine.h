@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stop_token>
 
 namespace pelix {
 
@@ -82,11 +83,29 @@ public:
     virtual bool installed(const QString& locale) const = 0;
     // When not installed: one sentence saying what to install.
     virtual QString installHint(const QString& locale) const = 0;
+    // Whether it hears as the sound comes, with partial texts while someone speaks (what live
+    // dictation needs), rather than only once the sound has ended.
+    virtual bool live() const { return true; }
+    // Whether it can serve right now. An engine on another machine asks it, which may take a
+    // moment: call it off the main thread.
+    virtual bool reachable() const { return true; }
     // Starts a session in a supported, installed locale. Takes a noticeable moment (the model is
     // loaded): call it off the main thread.
     virtual Result<std::unique_ptr<SpeechSession>> start(const QString& locale,
                                                          const SessionOptions& options,
                                                          SessionEvents events) = 0;
+    // Hears a whole M4A sound file of `seconds` as it is, without decoding it here, when the
+    // engine can: the final stretches (also handed to `events.final`), or its failure. None when
+    // it can't take this file whole; the caller then feeds a session. Blocks; `stop` ends it
+    // with kSpeechCancelled.
+    virtual std::optional<Result<QList<SpeechResult>>> hearFile(const QString& /*file*/,
+                                                                double /*seconds*/,
+                                                                const QString& /*locale*/,
+                                                                const SessionOptions& /*options*/,
+                                                                const SessionEvents& /*events*/,
+                                                                std::stop_token /*stop*/) {
+        return std::nullopt;
+    }
 };
 
 }  // namespace pelix

@@ -1,17 +1,31 @@
 #include "speech/SpeechEngines.h"
 
+#include "core/Log.h"
 #include "core/Paths.h"
 #include "speech/PocketSphinxEngine.h"
+#include "speech/TranscriptionServerEngine.h"
+
+#include <QPointer>
+#include <QThread>
 
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+#include <mutex>
+#include <span>
+
 namespace pelix {
 
-SpeechEngines SpeechEngines::standard() {
+SpeechEngines SpeechEngines::standard(Kind kind) {
     SpeechEngines engines;
-    engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
-                                                     paths::dataDir() + "/models"));
+    if (kind != Kind::local) {
+        engines.add(
+            std::make_unique<TranscriptionServerEngine>(Prefs(), SpeechKeyStore(paths::dataDir())));
+    }
+    if (kind != Kind::server) {
+        engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
+                                                         paths::dataDir() + "/models"));
+    }
     return engines;
 }
 
@@ -28,10 +42,75 @@ std::optional<SpeechEngines::Choice> SpeechEngines::resolve(const QString& reque
     return std::nullopt;
 }
 
+std::optional<SpeechEngines::Choice> SpeechEngines::forFiles(const QString& requested) const {
+    for (const auto& engine : engines_) {
+        const std::optional<QString> locale = engine->supportedLocale(requested);
+        if (!locale || !engine->installed(*locale)) continue;
+        if (engine->reachable()) return Choice{*locale, engine.get()};
+        logLine("speech", "the " + engine->name() + " doesn't answer; trying the next engine");
+    }
+    return resolve(requested);
+}
+
+std::optional<SpeechEngines::Choice> SpeechEngines::forDictation(const QString& requested) const {
+    for (const auto& engine : engines_) {
+        if (!engine->live()) continue;
+        if (std::optional<QString> locale = engine->supportedLocale(requested)) {
+            return Choice{*locale, engine.get()};
+        }
+    }
+    return std::nullopt;
+}
+
 QStringList SpeechEngines::locales() const {
     QStringList all;
     for (const auto& engine : engines_) all += engine->supportedLocales();
     return all;
+}
+
+std::function<void()> hearInBackground(std::unique_ptr<SpeechSession> session, QByteArray pcm,
+                                       QObject* context,
+                                       std::function<void(Result<QString>)> done) {
+    // Shared by the caller's thread and the worker: whether to stop, and the session to cancel.
+    struct Hearing {
+        std::mutex mutex;
+        std::shared_ptr<SpeechSession> session;
+        bool stopped = false;
+    };
+    auto hearing = std::make_shared<Hearing>();
+    hearing->session = std::move(session);
+    QPointer<QObject> owner(context);
+    QThread* worker = QThread::create([hearing, pcm = std::move(pcm), owner, done] {
+        std::shared_ptr<SpeechSession> session;
+        {
+            std::lock_guard lock(hearing->mutex);
+            session = hearing->session;
+        }
+        const std::span samples(reinterpret_cast<const int16_t*>(pcm.constData()),
+                                static_cast<size_t>(pcm.size()) / 2);
+        Result<QString> text = [&]() -> Result<QString> {
+            if (Status fed = session->feed(samples); !fed) return std::unexpected(fed.error());
+            return session->finish();
+        }();
+        {
+            std::lock_guard lock(hearing->mutex);
+            hearing->session.reset();
+        }
+        if (!owner) return;
+        QMetaObject::invokeMethod(
+            owner.data(),
+            [hearing, done, text = std::move(text)] {
+                if (!hearing->stopped) done(text);
+            },
+            Qt::QueuedConnection);
+    });
+    QObject::connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    worker->start();
+    return [hearing] {
+        std::lock_guard lock(hearing->mutex);
+        hearing->stopped = true;
+        if (hearing->session) hearing->session->cancel();
+    };
 }
 
 QString normalizedLocale(const QString& identifier) {

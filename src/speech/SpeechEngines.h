@@ -2,6 +2,9 @@
 
 #include "speech/SpeechEngine.h"
 
+#include <QObject>
+
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -16,8 +19,11 @@ public:
     SpeechEngines(SpeechEngines&&) = default;
     SpeechEngines& operator=(SpeechEngines&&) = default;
 
-    // The engines this machine has: PocketSphinx with the system model and the user's models.
-    static SpeechEngines standard();
+    enum class Kind { all, local, server };
+    // The engines of this machine: the transcription server of the preferences (which serves
+    // only while "speech.server" names one), then PocketSphinx with the system model and the
+    // user's models. `kind` keeps only the local engine or only the server.
+    static SpeechEngines standard(Kind kind = Kind::all);
 
     void add(std::unique_ptr<SpeechEngine> engine);
 
@@ -25,8 +31,14 @@ public:
         QString locale;
         SpeechEngine* engine = nullptr;
     };
-    // The first engine, in order, with a locale equivalent to `requested`.
+    // The first engine, in order, with a locale equivalent to `requested`. Asks no server.
     std::optional<Choice> resolve(const QString& requested) const;
+    // The engine for transcribing a file: the first, in order, that serves `requested`, has its
+    // model and is reachable (a server is asked only when no engine before it is ready); else
+    // what `resolve` gives, whose failure then says what is wrong. May take a moment.
+    std::optional<Choice> forFiles(const QString& requested) const;
+    // The engine for live dictation: the first live engine that serves `requested`.
+    std::optional<Choice> forDictation(const QString& requested) const;
     // The supported locales of every engine in order (duplicates left in).
     QStringList locales() const;
 
@@ -35,6 +47,13 @@ public:
 private:
     std::vector<std::unique_ptr<SpeechEngine>> engines_;
 };
+
+// Runs `session` over the whole of `pcm` (16 kHz mono 16-bit) on a thread of its own and calls
+// `done` with its text on the thread of `context`, unless `context` is gone by then. The returned
+// function, called on that same thread, stops the work: the session is cancelled and `done` is
+// not called.
+std::function<void()> hearInBackground(std::unique_ptr<SpeechSession> session, QByteArray pcm,
+                                       QObject* context, std::function<void(Result<QString>)> done);
 
 // "en_us", "EN-us" → "en-US": the spelling locales are compared in.
 QString normalizedLocale(const QString& identifier);

@@ -28,11 +28,35 @@ QJsonObject noteBody(const QString& file, const QString& text, const QDateTime& 
     return QJsonObject{{"source", "video"}, {"notes", QJsonArray{note}}};
 }
 
+// The engines `--engine` asks for: "local", "server", or (without it) both, the server first.
+Result<SpeechEngines> chosenEngines(const Args& args) {
+    SpeechEngines::Kind kind = SpeechEngines::Kind::all;
+    if (const std::optional<QString> engine = args.value("--engine")) {
+        if (*engine == "local") {
+            kind = SpeechEngines::Kind::local;
+        } else if (*engine == "server") {
+            kind = SpeechEngines::Kind::server;
+        } else {
+            return fail(2, "Couldn't transcribe: --engine is local or server.");
+        }
+    }
+    SpeechEngines engines = SpeechEngines::standard(kind);
+    if (kind == SpeechEngines::Kind::server && !engines.engines().front()->installed({})) {
+        return fail(2, engines.engines().front()->installHint({}));
+    }
+    return engines;
+}
+
 }  // namespace
 
 int runTranscribeCli(const Args& args, ServiceContext& context) {
     const QString file = *args.value("--transcribe");
-    const SpeechEngines engines = SpeechEngines::standard();
+    Result<SpeechEngines> chosen = chosenEngines(args);
+    if (!chosen) {
+        console::err(chosen.error().message);
+        return 1;
+    }
+    const SpeechEngines& engines = *chosen;
     const QString locale = args.value("--lang").value_or(VideoTranscriber::defaultLocale(engines));
 
     QElapsedTimer clock;
@@ -41,8 +65,7 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
     QObject owner;
     const int heard = console::runUntilAnswered([&](console::Answer done) {
         VideoTranscriber::start(
-            engines, file, locale, {}, &owner,
-            [](const QString& status) { console::err(status); },
+            engines, file, locale, {}, &owner, [](const QString& status) { console::err(status); },
             [](const Spoken& piece) {
                 console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
             },

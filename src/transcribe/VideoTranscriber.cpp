@@ -32,12 +32,12 @@ struct RemoveOnExit {
 
 QString defaultLocale(const SpeechEngines& engines) {
     const QString system = QLocale::system().name();
-    if (system != "C" && resolve(engines, system)) return normalizedLocale(system);
+    if (system != "C" && engines.resolve(system)) return normalizedLocale(system);
     return QStringLiteral("en-US");
 }
 
 std::optional<SpeechEngines::Choice> resolve(const SpeechEngines& engines, const QString& locale) {
-    return engines.resolve(locale);
+    return engines.forFiles(locale);
 }
 
 QStringList languages(const SpeechEngines& engines) {
@@ -85,11 +85,20 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     };
     SessionOptions options;
     options.words = words;
+    if (status) status(QStringLiteral("Listening…"));
+    // An engine that takes the sound file as it is (a server) hears it whole when it can.
+    if (const Result<double> seconds = media::duration(*sound)) {
+        if (auto whole =
+                choice->engine->hearFile(*sound, *seconds, choice->locale, options, events, stop)) {
+            if (stop.stop_requested()) return std::unexpected(cancelled());
+            if (!*whole) return std::unexpected(whole->error());
+            return spoken;
+        }
+    }
     auto session = choice->engine->start(choice->locale, options, std::move(events));
     if (!session) return std::unexpected(session.error());
 
     if (stop.stop_requested()) return std::unexpected(cancelled());
-    if (status) status(QStringLiteral("Listening…"));
     auto decoder = media::AudioDecoder::open(*sound, kSpeechSampleRate);
     if (!decoder) {
         return fail(kUnreadable,

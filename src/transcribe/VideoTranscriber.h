@@ -33,7 +33,9 @@ enum : int {
 // The locale of the machine when an engine serves it, else "en-US".
 QString defaultLocale(const SpeechEngines& engines);
 
-// The supported locale and engine for a requested locale, or none.
+// The supported locale and engine for transcribing in a requested locale, or none. A
+// transcription server is preferred when one is configured and answers (asking it takes a
+// moment: not on the main thread).
 std::optional<SpeechEngines::Choice> resolve(const SpeechEngines& engines, const QString& locale);
 
 // Every locale some engine supports, once per identifier (the first engine's), sorted by display

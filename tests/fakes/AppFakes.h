@@ -81,6 +81,7 @@ public:
         choices << title;
         choose = std::move(chosen);
     }
+    void editSpeech() override { ++speechEdits; }
 
     QStringList lines;
     ui::TrayLook look = ui::TrayLook::idle;
@@ -93,6 +94,7 @@ public:
     // Titles of the file and folder choosers, and the answer to the last one.
     QStringList choices;
     std::function<void(QString)> choose;
+    int speechEdits = 0;
 };
 
 // Opening at login as a switch, with a failure to order.

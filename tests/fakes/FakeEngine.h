@@ -7,6 +7,9 @@ namespace pelix::testing {
 // An engine that only knows its locales: for the choosing of engines and languages.
 class FakeEngine final : public SpeechEngine {
 public:
+    bool isLive = true;
+    bool answers = true;
+
     FakeEngine(QString name, QStringList locales, bool installed = true)
         : name_(std::move(name)), locales_(std::move(locales)), installed_(installed) {}
 
@@ -18,6 +21,8 @@ public:
     }
     bool installed(const QString&) const override { return installed_; }
     QString installHint(const QString&) const override { return "Install the fake model."; }
+    bool live() const override { return isLive; }
+    bool reachable() const override { return answers; }
     Result<std::unique_ptr<SpeechSession>> start(const QString&, const SessionOptions&,
                                                  SessionEvents) override {
         return fail(kSpeechEngineFailed, "The fake engine does not listen.");

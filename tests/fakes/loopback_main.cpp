@@ -1,6 +1,7 @@
 // pelix-loopback: the tests' loopback backend as a program, for trying Pelix against a local
 // backend by hand. Prints its base address, logs each request to standard error and serves
-// until it is stopped.
+// until it is stopped. With --transcription it is the tests' transcription server instead.
+#include "fakes/FakeTranscriptionServer.h"
 #include "fakes/LoopbackBackend.h"
 
 #include <QCoreApplication>
@@ -23,10 +24,30 @@ int main(int argc, char** argv) {
     if (args.contains("--help")) {
         std::puts(
             "Usage: pelix-loopback [--answer FUNCTION=JSON]... [--relay-prompt JSON]...\n"
+            "       pelix-loopback --transcription TEXT\n"
             "Serves backend functions on 127.0.0.1; unscripted ones answer {}.\n"
             "Each --relay-prompt is handed out once, in order, by the relay's \"next\".\n"
-            "Prints the base address to use as PELIX_API_BASE.");
+            "Prints the base address to use as PELIX_API_BASE.\n"
+            "With --transcription, serves /v1/audio/transcriptions instead, hearing TEXT in\n"
+            "every recording; its address is the one for the preference speech.server.");
         return 0;
+    }
+    if (const qsizetype at = args.indexOf("--transcription"); at >= 0 && at + 1 < args.size()) {
+        pelix::fakes::FakeTranscriptionServer server;
+        const QString text = args[at + 1];
+        server.answerWith([text](const pelix::fakes::TranscriptionCall& call) {
+            std::fprintf(
+                stderr, "loopback: %s %.1f s of sound, %lld bytes%s\n", qPrintable(call.path),
+                call.seconds(), static_cast<long long>(call.bodySize),
+                call.problems.isEmpty() ? "" : qPrintable(", " + call.problems.join("; ")));
+            Reply reply;
+            reply.body = pelix::fakes::transcriptionAnswer(text, call.seconds(),
+                                                           pelix::fakes::Shape::segmentTokens);
+            return reply;
+        });
+        std::printf("%s\n", qPrintable(server.base()));
+        std::fflush(stdout);
+        return app.exec();
     }
     LoopbackBackend backend;
     for (int i = 0; i + 1 < args.size(); ++i) {

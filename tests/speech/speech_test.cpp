@@ -1,6 +1,7 @@
+#include "fakes/FakeEngine.h"
 #include "media/AudioDecoder.h"
 #include "media/TestMedia.h"
-#include "fakes/FakeEngine.h"
+#include "memos/QStringPrinting.h"
 #include "speech/PocketSphinxEngine.h"
 #include "speech/SpeechEngines.h"
 

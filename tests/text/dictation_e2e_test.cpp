@@ -1,5 +1,9 @@
 // Live dictation end to end: a real `pelix` in the test session, Ctrl held through XTest while
 // flite speech plays into the PulseAudio virtual microphone, typing into a Qt window.
+// Qt's headers before Xlib's macros.
+#include "core/Prefs.h"
+#include "fakes/FakeTranscriptionServer.h"
+
 #include "TargetWindow.h"
 #include "app/DesktopSession.h"
 #include "service/TokenStore.h"
@@ -18,6 +22,8 @@ namespace {
 using testing::pause;
 
 const QString kSentence = "The weather is nice today and we will go for a walk in the park.";
+// What a better recogniser makes of it.
+const QString kCorrected = "The weather is nice today, and we'll go for a walk in the park.";
 
 // Word error rate of what was heard against the sentence spoken.
 double wordErrorRate(const QString& reference, const QString& heard) {
@@ -129,6 +135,50 @@ TEST_F(DictationEndToEnd, AltTapWithCtrlRecordsAndTypesOnStop) {
     pause(300);
     EXPECT_LE(wordErrorRate(kSentence, target.text()), 0.2) << target.text().toStdString();
     EXPECT_TRUE(target.text().endsWith(' '));
+}
+
+// Dictation with a transcription server: the key is held and let go as above, and the server
+// answers the whole hold `delayMs` after the release.
+class DictationWithServer : public DictationEndToEnd {
+protected:
+    QString dictate(int delayMs) {
+        server.answer(kCorrected, fakes::Shape::segmentTokens, delayMs);
+        Prefs(home.configDir() + "/Pelix.conf").setValue("speech.server", server.base());
+        launch();
+        holdCtrl();
+        speak();
+        EXPECT_TRUE(testing::waitUntil([&] { return !target.text().isEmpty(); }, 8000))
+            << pelix->err().constData();
+        pause(5500);
+        keys.key(XK_Control_L, false);
+        EXPECT_TRUE(pelix->saw("dictation: done", 4000)) << pelix->err().constData();
+        pause(300);
+        const QList<fakes::TranscriptionCall> calls = server.calls();
+        EXPECT_EQ(calls.size(), 1);
+        if (!calls.isEmpty()) {
+            EXPECT_TRUE(calls[0].problems.isEmpty()) << calls[0].problems.join("; ").toStdString();
+            EXPECT_GT(calls[0].seconds(), 3.0);  // the whole hold went
+            EXPECT_EQ(calls[0].field("language"), "en");
+        }
+        return target.text();
+    }
+
+    fakes::FakeTranscriptionServer server;
+};
+
+TEST_F(DictationWithServer, TheServersSentenceStandsWhenItAnswersInTime) {
+    const QString typed = dictate(300);
+    EXPECT_EQ(typed, kCorrected + " ");
+    EXPECT_FALSE(pelix->err().contains("hud: Couldn")) << pelix->err().constData();
+}
+
+TEST_F(DictationWithServer, TheLocalTextStandsWhenTheServerIsTooSlow) {
+    const QString typed = dictate(3000);
+    EXPECT_NE(typed, kCorrected + " ");
+    EXPECT_TRUE(typed.endsWith(' ') && !typed.endsWith("  ")) << typed.toStdString();
+    EXPECT_LE(wordErrorRate(kSentence, typed), 0.2) << typed.toStdString();
+    // One late answer is not worth a word.
+    EXPECT_FALSE(pelix->err().contains("hud: Couldn")) << pelix->err().constData();
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
+#include "core/Prefs.h"
 #include "core/PrivateFile.h"
+#include "fakes/FakeTranscriptionServer.h"
 #include "fakes/LoopbackBackend.h"
 #include "media/TestMedia.h"
+#include "speech/TranscriptionServer.h"
 #include "support/TestSupport.h"
 
 #include <QJsonArray>
@@ -114,6 +117,67 @@ TEST_F(TranscribeCli, SaveFailureShowsTheServiceMessage) {
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_FALSE(result.out.contains("Saved to Pelix"));
     EXPECT_TRUE(result.err.contains("Notes are full.")) << result.err.toStdString();
+}
+
+// With a transcription server set: the same run, heard by the server while it answers.
+class TranscribeOnServer : public TranscribeCli {
+protected:
+    void SetUp() override {
+        Prefs(home_.configDir() + "/Pelix.conf").setValue("speech.server", server_.base());
+        ASSERT_TRUE(SpeechKeyStore(home_.dataDir()).write(kKey));
+    }
+    static constexpr auto kKey = "sk-never-shown-0123";
+    fakes::FakeTranscriptionServer server_;
+};
+
+TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
+    server_.answer("The quick brown fox. Please bring the report.", fakes::Shape::segmentTokens);
+    auto run = runPelix({"--transcribe", talk_}, {}, env());
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(run.out.startsWith("  [   0.1s] The quick brown fox.\n")) << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains("2 pieces in ")) << run.out.toStdString();
+    // The fake reads only WAV, as whisper.cpp's server does: the M4A first, then WAV.
+    const auto calls = server_.calls();
+    ASSERT_EQ(calls.size(), 2);
+    EXPECT_EQ(calls[0].filename, "sound.m4a");
+    EXPECT_EQ(calls[0].problems, QStringList{"the file is not WAV"});
+    EXPECT_TRUE(calls[1].problems.isEmpty());
+    EXPECT_EQ(calls[1].field("language"), "en");
+    EXPECT_EQ(calls[1].authorization, QString("Bearer ") + kKey);
+
+    run = runPelix({"--transcribe", talk_, "--engine", "local"}, {}, env());
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains("the quick brown fox")) << run.out.toStdString();
+    EXPECT_EQ(server_.calls().size(), 2);
+}
+
+TEST_F(TranscribeOnServer, FailuresAreOneSentenceAndNeverShowTheKey) {
+    server_.answerWith([](const fakes::TranscriptionCall& call) {
+        return fakes::Reply::json(
+            {{"error", QJsonObject{{"message",
+                                    "Incorrect API key provided: " + call.authorization.mid(7)}}}},
+            401);
+    });
+    const struct {
+        QStringList args;
+        QString sentence;
+        bool withServer = true;
+    } cases[] = {
+        {{"--engine", "server"},
+         "Couldn't transcribe on the server: Incorrect API key provided: …"},
+        {{"--engine", "elsewhere"}, "Couldn't transcribe: --engine is local or server."},
+        {{"--engine", "server"},
+         "Transcribing on a server needs its address: set the preference speech.server.",
+         false},
+    };
+    for (const auto& c : cases) {
+        if (!c.withServer) Prefs(home_.configDir() + "/Pelix.conf").remove("speech.server");
+        const auto run = runPelix(QStringList{"--transcribe", talk_} + c.args, {}, env());
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(c.sentence + "\n"))
+            << run.err.toStdString();
+        EXPECT_FALSE(run.err.contains(kKey) || run.out.contains(kKey));
+    }
 }
 
 }  // namespace

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "core/Error.h"
+#include "core/Prefs.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QUrl>
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+
+class QNetworkReply;
+
+namespace pelix {
+
+// The key of the transcription server, in the private file "speech-key" of the Pelix data
+// folder (0600 in a 0700 folder). Read anew on every use; it never goes into a log or a message.
+class SpeechKeyStore {
+public:
+    explicit SpeechKeyStore(QString folder) : folder_(std::move(folder)) {}
+
+    // The key with white space trimmed, or none.
+    std::optional<QString> read() const;
+    // Stores the key; an empty one removes the file.
+    Status write(const QString& key) const;
+
+private:
+    QString file() const;
+    QString folder_;
+};
+
+// Where and how to reach an OpenAI-compatible transcription server.
+struct ServerSettings {
+    static constexpr auto kServerPref = "speech.server";
+    static constexpr auto kModelPref = "speech.model";
+    static constexpr auto kLimitPref = "speech.uploadLimitMB";
+    static constexpr auto kDefaultModel = "whisper-1";
+    static constexpr double kDefaultLimitMB = 25;
+
+    // The transcriptions address ("…/v1/audio/transcriptions").
+    QUrl endpoint;
+    QString model = kDefaultModel;
+    // Sent as "Authorization: Bearer …" when not empty.
+    QString key;
+    // The most bytes one request may carry.
+    qint64 uploadLimit = static_cast<qint64>(kDefaultLimitMB * 1000 * 1000);
+
+    // The settings of "speech.server" (none when it is unset or blank), "speech.model" and
+    // "speech.uploadLimitMB", with the stored key.
+    static std::optional<ServerSettings> read(const Prefs& prefs, const SpeechKeyStore& keys);
+};
+
+// The transcriptions address of a server named by its base address: "http://host:8080",
+// "host:8080" and "https://api.example.com/v1" all work; an address that already ends in
+// "/audio/transcriptions" stands as it is.
+QUrl transcriptionsEndpoint(const QString& base);
+
+// Requests to a transcription server. Each is waited for on the calling thread with an event
+// loop of its own, so call it from a worker thread, never the main thread. `cancel` may come
+// from any thread: the request in flight is abandoned and later ones are not sent.
+class ServerClient {
+public:
+    struct Answer {
+        int status = 0;
+        QByteArray body;
+    };
+    struct Piece {
+        QByteArray sound = {};
+        QString language = {};  // ISO 639-1; empty lets the server tell
+        QString prompt = {};    // names and terms to expect; empty for none
+        double timeoutSeconds = 60;
+        // The form's file name and type: WAV unless a compressed file is sent as it is.
+        QString fileName = QStringLiteral("speech.wav");
+        QByteArray type = "audio/wav";
+    };
+
+    // Posts one piece of sound (multipart: the sound file, the model, verbose_json with word and
+    // segment times, the language and prompt when given). Any HTTP answer is handed back; no
+    // answer at all fails with server::kUnreachable and the sentence that says so.
+    Result<Answer> transcribe(const ServerSettings& settings, const Piece& piece);
+    // Whether the server answers at all within `timeoutSeconds` (any HTTP status counts).
+    bool answers(const ServerSettings& settings, double timeoutSeconds);
+
+    void cancel();
+    bool cancelled() const { return cancelled_; }
+
+private:
+    template <class Send>
+    Result<Answer> wait(const Send& send);
+
+    std::mutex mutex_;
+    QNetworkReply* inFlight_ = nullptr;
+    std::atomic<bool> cancelled_ = false;
+};
+
+}  // namespace pelix

@@ -1,0 +1,497 @@
+// The transcription server engine: reading the three answer shapes, cutting long sound at
+// pauses, the requests it makes and the sentences it fails with, against the fake server.
+#include "fakes/FakeEngine.h"
+#include "fakes/FakeTranscriptionServer.h"
+#include "media/TestMedia.h"
+#include "memos/QStringPrinting.h"
+#include "speech/AudioPieces.h"
+#include "speech/ServerAnswer.h"
+#include "speech/SpeechEngines.h"
+#include "speech/SpeechSettings.h"
+#include "speech/TranscriptionServerEngine.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using fakes::FakeTranscriptionServer;
+using fakes::Reply;
+using fakes::Shape;
+
+QStringList texts(const QList<Word>& words) {
+    QStringList out;
+    for (const Word& w : words) out << w.text;
+    return out;
+}
+
+TEST(ServerAnswer, ThreeShapesGiveTheSameStretchesOnTheStreamsAxis) {
+    const QString said = "The weather is nice today. We will walk.";
+    const struct {
+        Shape shape;
+        QStringList firstWords;
+    } cases[] = {
+        // OpenAI's words carry no punctuation; tokens and spread text keep it.
+        {Shape::topLevelWords, {"The", "weather", "is", "nice", "today"}},
+        {Shape::segmentTokens, {"The", "weather", "is", "nice", "today."}},
+        {Shape::segmentTimes, {"The", "weather", "is", "nice", "today."}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.shape));
+        const auto heard =
+            server::readAnswer(fakes::transcriptionAnswer(said, 4.0, c.shape), 10, 4);
+        ASSERT_TRUE(heard) << heard.error().message.toStdString();
+        ASSERT_EQ(heard->size(), 2);
+        EXPECT_EQ((*heard)[0].text, "The weather is nice today.");
+        EXPECT_EQ((*heard)[1].text, "We will walk.");
+        EXPECT_EQ(texts((*heard)[0].words), c.firstWords);
+        EXPECT_EQ((*heard)[1].words.size(), 3);
+        EXPECT_NEAR((*heard)[0].start, 10.1, 1e-6);
+        double last = 10;
+        for (const SpeechResult& stretch : *heard) {
+            for (const Word& w : stretch.words) {
+                EXPECT_GE(w.start, last - 1e-9) << w.text.toStdString();
+                EXPECT_LE(w.start, w.end);
+                EXPECT_LE(w.end, 14.0);
+                last = w.start;
+            }
+        }
+    }
+}
+
+TEST(ServerAnswer, OddAnswers) {
+    // Text alone is spread over the piece.
+    auto heard = server::readAnswer(R"({"text":" Just text here"})", 5, 3);
+    ASSERT_TRUE(heard);
+    ASSERT_EQ(heard->size(), 1);
+    EXPECT_EQ((*heard)[0].text, "Just text here");
+    EXPECT_EQ((*heard)[0].words.first().start, 5);
+    EXPECT_EQ((*heard)[0].words.last().end, 8);
+    // Silence: no stretches, and no failure.
+    heard = server::readAnswer(R"({"text":"","segments":[]})", 0, 3);
+    ASSERT_TRUE(heard);
+    EXPECT_TRUE(heard->isEmpty());
+    // Not a transcription.
+    for (const QByteArray& body :
+         {QByteArray("<html>busy</html>"), QByteArray("[1,2]"), QByteArray(R"({"id":"x"})")}) {
+        heard = server::readAnswer(body, 0, 3);
+        ASSERT_FALSE(heard);
+        EXPECT_EQ(heard.error().message,
+                  "Couldn't transcribe on the server: its answer couldn't be read.");
+    }
+    heard = server::readAnswer(R"({"error":"model not loaded"})", 0, 3);
+    ASSERT_FALSE(heard);
+    EXPECT_EQ(heard.error().message, "Couldn't transcribe on the server: model not loaded.");
+}
+
+TEST(ServerAnswer, TokensJoinIntoWords) {
+    const auto entries = [](const QList<std::pair<QString, double>>& list) {
+        QJsonArray out;
+        for (const auto& [text, start] : list) {
+            out.append(QJsonObject{{"word", text}, {"start", start}, {"end", start + 0.1}});
+        }
+        return out;
+    };
+    // whisper.cpp: leading spaces start words, punctuation and special tokens follow.
+    QList<Word> words = server::joinTokens(entries({{"[_BEG_]", 0},
+                                                    {" Hel", 0.1},
+                                                    {"lo", 0.2},
+                                                    {",", 0.3},
+                                                    {" wor", 0.4},
+                                                    {"ld", 0.5},
+                                                    {"<|endoftext|>", 0.6}}));
+    EXPECT_EQ(texts(words), (QStringList{"Hello,", "world"}));
+    EXPECT_DOUBLE_EQ(words[0].start, 0.1);
+    EXPECT_DOUBLE_EQ(words[0].end, 0.4);
+    // Whole words without spaces each stand alone; "text" serves when "word" is missing.
+    words = server::joinTokens(entries({{"Hello", 0}, {"world", 0.5}}));
+    EXPECT_EQ(texts(words), (QStringList{"Hello", "world"}));
+    words = server::joinTokens(QJsonArray{QJsonObject{{"text", " Hi"}, {"start", 1}, {"end", 2}}});
+    EXPECT_EQ(texts(words), QStringList{"Hi"});
+
+    words = server::spreadWords(" a  bbb ", 2, 6);
+    ASSERT_EQ(words.size(), 2);
+    EXPECT_EQ(words[0], (Word{2, 3, "a"}));
+    EXPECT_EQ(words[1], (Word{3, 6, "bbb"}));
+}
+
+TEST(ServerAnswer, RefusalsAreOneSentenceWithoutTheKey) {
+    const QUrl endpoint("http://127.0.0.1:8080/v1/audio/transcriptions");
+    const QString key = "sk-secret-123";
+    const struct {
+        int status;
+        QByteArray body;
+        QString sentence;
+    } cases[] = {
+        {401,
+         R"({"error":{"message":"Incorrect API key provided: sk-secret-123","type":"invalid"}})",
+         "Couldn't transcribe on the server: Incorrect API key provided: …"},
+        {401, "", "Couldn't transcribe on the server: it did not accept the key."},
+        {404, R"({"detail":"Model 'x' not found"})",
+         "Couldn't transcribe on the server: Model 'x' not found."},
+        {404, "Not Found",
+         "Couldn't transcribe on the server: nothing transcribes at "
+         "http://127.0.0.1:8080/v1/audio/transcriptions."},
+        {413, "<html><body>413 Request Entity Too Large</body></html>",
+         "Couldn't transcribe on the server: the sound was more than it takes at once."},
+        {422, R"({"detail":[{"msg":"field required"}]})",
+         "Couldn't transcribe on the server: field required."},
+        {500, "Internal Server Error",
+         "Couldn't transcribe on the server: something went wrong on its side."},
+    };
+    for (const auto& c : cases) {
+        const QString sentence = server::refusal(c.status, c.body, endpoint, key);
+        EXPECT_EQ(sentence, c.sentence) << c.status;
+        EXPECT_FALSE(sentence.contains(key));
+    }
+    EXPECT_EQ(server::unreachable("Connection refused"),
+              "Couldn't reach the transcription server: Connection refused.");
+}
+
+TEST(ServerSettings, AddressModelLimitAndKey) {
+    const std::pair<QString, QString> addresses[] = {
+        {"http://127.0.0.1:8080", "http://127.0.0.1:8080/v1/audio/transcriptions"},
+        {"localhost:8000/", "http://localhost:8000/v1/audio/transcriptions"},
+        {"https://api.example.com/v1", "https://api.example.com/v1/audio/transcriptions"},
+        {"http://h/inference/v1/audio/transcriptions",
+         "http://h/inference/v1/audio/transcriptions"},
+    };
+    for (const auto& [base, endpoint] : addresses) {
+        EXPECT_EQ(transcriptionsEndpoint(base).toString(), endpoint) << base.toStdString();
+    }
+
+    QTemporaryDir dir;
+    Prefs prefs(dir.filePath("Pelix.conf"));
+    const SpeechKeyStore keys(dir.filePath("data"));
+    EXPECT_FALSE(ServerSettings::read(prefs, keys));
+    prefs.setValue("speech.server", "  ");
+    EXPECT_FALSE(ServerSettings::read(prefs, keys));
+    prefs.setValue("speech.server", "127.0.0.1:8080");
+    auto settings = ServerSettings::read(prefs, keys);
+    ASSERT_TRUE(settings);
+    EXPECT_EQ(settings->model, "whisper-1");
+    EXPECT_EQ(settings->uploadLimit, 25'000'000);
+    EXPECT_EQ(settings->key, "");
+
+    prefs.setValue("speech.model", "Systran/faster-whisper-small");
+    prefs.setValue("speech.uploadLimitMB", 2.5);
+    ASSERT_TRUE(keys.write(" sk-test \n"));
+    settings = ServerSettings::read(prefs, keys);
+    EXPECT_EQ(settings->model, "Systran/faster-whisper-small");
+    EXPECT_EQ(settings->uploadLimit, 2'500'000);
+    EXPECT_EQ(settings->key, "sk-test");
+    EXPECT_EQ(QFileInfo(dir.filePath("data/speech-key")).permissions(),
+              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
+                  QFileDevice::WriteUser);
+    ASSERT_TRUE(keys.write(""));
+    EXPECT_FALSE(keys.read());
+}
+
+TEST(AudioPieces, CutsFallInTheQuietestStretchBeforeTheLimit) {
+    // Three seconds of noise with a pause from 1.91 s to 2.25 s, then faint noise to 2.5 s.
+    std::vector<int16_t> samples(48000, 0);
+    uint32_t seed = 1;
+    for (size_t i = 0; i < samples.size(); ++i) {
+        seed = seed * 1664525 + 1013904223;
+        const auto noise = static_cast<int16_t>(int(seed >> 16) % 6000 - 3000);
+        samples[i] = i >= 30500 && i < 36000 ? 0 : i >= 36000 && i < 40000 ? noise / 30 : noise;
+    }
+    EXPECT_EQ(server::pieceLength(samples, 48000, 16000), 48000);  // it all fits
+    const qsizetype cut = server::pieceLength(samples, 40000, 16000);
+    EXPECT_GE(cut, 30500 + 2400);  // the middle of a silent 0.3 s
+    EXPECT_LE(cut, 36000 - 2400);
+
+    const QByteArray wav = server::wavFile(std::span(samples).first(3), 16000);
+    EXPECT_EQ(wav.size(), 44 + 6);
+    EXPECT_TRUE(wav.startsWith("RIFF"));
+    EXPECT_EQ(wav.mid(8, 8), "WAVEfmt ");
+}
+
+// A speech engine on the fake server, with its preferences and key in a folder of its own.
+class ServerEngine : public ::testing::Test {
+protected:
+    void SetUp() override {
+        prefs_.setValue("speech.server", server_.base());
+        ASSERT_TRUE(keys_.write(kKey));
+    }
+
+    // Noise with pauses: 0.9 s on, 0.5 s off, for `seconds`.
+    static std::vector<int16_t> talk(double seconds) {
+        std::vector<int16_t> samples(static_cast<size_t>(seconds * 16000));
+        uint32_t seed = 7;
+        for (size_t i = 0; i < samples.size(); ++i) {
+            seed = seed * 1664525 + 1013904223;
+            const bool pause = i % 22400 >= 14400;
+            samples[i] = pause ? 0 : static_cast<int16_t>(int(seed >> 16) % 6000 - 3000);
+        }
+        return samples;
+    }
+
+    // Feeds `samples` in tenth-second blocks, as the transcriber does, and finishes.
+    Result<QString> hear(const std::vector<int16_t>& samples, QList<SpeechResult>* heard = nullptr,
+                         const QStringList& words = {}) {
+        SessionEvents events;
+        events.final = [heard](const SpeechResult& r) {
+            if (heard) heard->append(r);
+        };
+        auto session = engine_.start("en-US", SessionOptions{false, words}, std::move(events));
+        if (!session) return std::unexpected(session.error());
+        for (size_t at = 0; at < samples.size(); at += 1600) {
+            const auto block =
+                std::span(samples).subspan(at, std::min<size_t>(1600, samples.size() - at));
+            if (Status fed = (*session)->feed(block); !fed) return std::unexpected(fed.error());
+        }
+        return (*session)->finish();
+    }
+
+    static constexpr auto kKey = "sk-test-key-42";
+    FakeTranscriptionServer server_;
+    QTemporaryDir dir_;
+    Prefs prefs_{dir_.filePath("Pelix.conf")};
+    SpeechKeyStore keys_{dir_.filePath("data")};
+    TranscriptionServerEngine engine_{prefs_, keys_};
+};
+
+TEST_F(ServerEngine, LongSoundGoesInPiecesCutAtPausesWithTimesOnTheStreamsAxis) {
+    prefs_.setValue("speech.uploadLimitMB", 0.3);
+    server_.answer("Alpha beta gamma.");
+    QList<SpeechResult> heard;
+    const std::vector<int16_t> samples = talk(30);
+    const auto text = hear(samples, &heard, {"Anna Berg", "Pelix", "Anna Berg"});
+    ASSERT_TRUE(text) << text.error().message.toStdString();
+
+    const QList<fakes::TranscriptionCall> calls = server_.calls();
+    ASSERT_GE(calls.size(), 4);
+    ASSERT_EQ(heard.size(), calls.size());
+    EXPECT_EQ(*text, QStringList(calls.size(), "Alpha beta gamma.").join(' '));
+    double offset = 0;
+    size_t at = 0;
+    for (qsizetype i = 0; i < calls.size(); ++i) {
+        const fakes::TranscriptionCall& call = calls[i];
+        SCOPED_TRACE(i);
+        EXPECT_TRUE(call.problems.isEmpty()) << call.problems.join("; ").toStdString();
+        EXPECT_LE(call.bodySize, 300'000);
+        EXPECT_EQ(call.field("model"), "whisper-1");
+        EXPECT_EQ(call.field("language"), "en");
+        EXPECT_EQ(call.field("prompt"), "Anna Berg, Pelix");
+        EXPECT_EQ(call.authorization, QString("Bearer ") + kKey);
+        // The pieces are the stream, in order, each ending in a pause.
+        const std::vector<int16_t> piece = call.samples();
+        ASSERT_TRUE(std::equal(piece.begin(), piece.end(), samples.begin() + at));
+        at += piece.size();
+        if (i + 1 < calls.size()) {
+            EXPECT_TRUE(
+                std::all_of(piece.end() - 1600, piece.end(), [](int16_t s) { return s == 0; }));
+        }
+        EXPECT_NEAR(heard[i].start, offset + 0.1, 1e-6);
+        EXPECT_GE(heard[i].words.first().start, offset);
+        offset += call.seconds();
+        EXPECT_LE(heard[i].words.last().end, offset);
+    }
+    EXPECT_EQ(at, samples.size());
+}
+
+TEST_F(ServerEngine, APieceTooLargeForTheServerIsSentAgainInTwo) {
+    // The server takes at most 300 kB, less than the 25 MB it was said to.
+    server_.answerWith([](const fakes::TranscriptionCall& call) {
+        if (call.bodySize > 300'000) return Reply::text("Request Entity Too Large", 413);
+        Reply words;
+        words.body = fakes::transcriptionAnswer("Words.", call.seconds(), Shape::segmentTimes);
+        return words;
+    });
+    QList<SpeechResult> heard;
+    const auto text = hear(talk(12), &heard);
+    ASSERT_TRUE(text) << text.error().message.toStdString() << server_.calls().size();
+    const auto calls = server_.calls();
+    ASSERT_EQ(calls.size(), 3);
+    EXPECT_NEAR(calls[0].seconds(), 12, 1e-9);  // refused whole
+    EXPECT_NEAR(calls[1].seconds() + calls[2].seconds(), 12, 1e-9);
+    ASSERT_GE(heard.size(), 2);
+    EXPECT_NEAR(heard.last().end, 12 - 0.1, 0.01);
+}
+
+TEST_F(ServerEngine, EachFailureIsOneSentence) {
+    const struct {
+        Reply reply;
+        QString sentence;
+    } cases[] = {
+        {Reply::json(
+             {{"error", QJsonObject{{"message", QString("Incorrect API key provided: ") + kKey}}}},
+             401),
+         "Couldn't transcribe on the server: Incorrect API key provided: …"},
+        {Reply::text("<html>413</html>", 413),
+         "Couldn't transcribe on the server: the sound was more than it takes at once."},
+        {Reply::text("oops", 500),
+         "Couldn't transcribe on the server: something went wrong on its side."},
+        {Reply::text("Hello there", 200),
+         "Couldn't transcribe on the server: its answer couldn't be read."},
+    };
+    for (const auto& c : cases) {
+        server_.answerWith([reply = c.reply](const fakes::TranscriptionCall&) { return reply; });
+        const auto text = hear(talk(1));
+        ASSERT_FALSE(text);
+        EXPECT_EQ(text.error().message, c.sentence);
+    }
+    server_.close();
+    const auto text = hear(talk(1));
+    ASSERT_FALSE(text);
+    EXPECT_EQ(text.error().code, server::kUnreachable);
+    EXPECT_EQ(text.error().message, "Couldn't reach the transcription server: Connection refused.");
+}
+
+TEST_F(ServerEngine, ASlowServerTimesOutOrIsCancelled) {
+    server_.answer("Late.", Shape::topLevelWords, 5000);
+    const auto settings = engine_.settings();
+    ASSERT_TRUE(settings);
+    ServerClient client;
+    const auto answer = client.transcribe(
+        *settings, {.sound = server::wavFile(talk(0.5), 16000), .timeoutSeconds = 0.3});
+    ASSERT_FALSE(answer);
+    EXPECT_EQ(answer.error().message,
+              "Couldn't reach the transcription server: The request timed out.");
+
+    // A cancel from another thread ends a session waiting on the server at once.
+    auto session = engine_.start("en-US", {}, {});
+    ASSERT_TRUE(session);
+    const std::vector<int16_t> samples = talk(1);
+    ASSERT_TRUE((*session)->feed(samples));
+    std::optional<Result<QString>> finished;
+    std::unique_ptr<QThread> worker(QThread::create([&] { finished = (*session)->finish(); }));
+    worker->start();
+    ASSERT_TRUE(server_.waitFor(2));
+    QElapsedTimer clock;
+    clock.start();
+    (*session)->cancel();
+    ASSERT_TRUE(worker->wait(2000));
+    EXPECT_LT(clock.elapsed(), 1000);
+    ASSERT_TRUE(finished && !*finished);
+    EXPECT_EQ(finished->error().code, kSpeechCancelled);
+}
+
+TEST_F(ServerEngine, TheRegistryPrefersAServerThatAnswers) {
+    SpeechEngines engines;
+    engines.add(std::make_unique<TranscriptionServerEngine>(prefs_, keys_));
+    engines.add(std::make_unique<testing::FakeEngine>("local", QStringList{"en-US"}));
+    const auto chosen = [&](const QString& locale) {
+        const auto choice = engines.forFiles(locale);
+        return choice ? choice->engine->name() + " " + choice->locale : QString("none");
+    };
+    // Configured and reachable; the server serves languages the local engine does not.
+    EXPECT_EQ(chosen("en-US"), "transcription server en-US");
+    EXPECT_EQ(chosen("de_DE"), "transcription server de-DE");
+    EXPECT_EQ(chosen("tlh"), "none");
+    // Dictation never goes to a server.
+    EXPECT_EQ(engines.forDictation("en-US")->engine->name(), "local");
+    // Configured and unreachable: the local engine, or the server when only it knows the
+    // language (its failure then says it can't be reached).
+    server_.close();
+    EXPECT_EQ(chosen("en-US"), "local en-US");
+    EXPECT_EQ(chosen("de-DE"), "transcription server de-DE");
+    // Not configured.
+    prefs_.remove("speech.server");
+    EXPECT_EQ(chosen("en-US"), "local en-US");
+    EXPECT_EQ(chosen("de-DE"), "none");
+    EXPECT_FALSE(engines.engines().front()->installed("en-US"));
+}
+
+TEST_F(ServerEngine, TheSettingsKeepWhatIsTypedAndTestTheServer) {
+    SpeechSettings settings(prefs_, keys_);
+    const auto tested = [&](const SpeechSettings::Values& values) {
+        std::optional<std::pair<QString, bool>> line;
+        settings.test(values, [&](const QString& text, bool heard) { line = {text, heard}; });
+        EXPECT_TRUE(testing::waitUntil([&] { return line.has_value(); }));
+        return line.value_or(std::pair<QString, bool>{});
+    };
+
+    // The test sends the built-in recording with the values typed, before they are kept.
+    server_.answer("Pelix can hear you.", Shape::segmentTokens);
+    EXPECT_EQ(tested({server_.base() + "/v1/", "small", ""}),
+              (std::pair<QString, bool>{"The server heard: “Pelix can hear you.”", true}));
+    ASSERT_EQ(server_.calls().size(), 1);
+    EXPECT_EQ(server_.calls()[0].field("model"), "small");
+    EXPECT_EQ(server_.calls()[0].authorization, QString("Bearer ") + kKey);  // the kept key
+    EXPECT_NEAR(server_.calls()[0].seconds(), 1.56, 0.01);
+    EXPECT_EQ(tested({"", "", ""}).first, "Type the server's address first.");
+    server_.answerWith([](const fakes::TranscriptionCall&) { return Reply::text("", 401); });
+    EXPECT_EQ(tested({server_.base(), "", "sk-wrong"}),
+              (std::pair<QString, bool>{
+                  "Couldn't transcribe on the server: it did not accept the key.", false}));
+    EXPECT_EQ(server_.calls().last().authorization, "Bearer sk-wrong");
+
+    // Saving: the default model is not written, a typed key replaces the kept one, an empty
+    // address means this computer and keeps the key.
+    ASSERT_TRUE(settings.save({" http://10.0.0.2:8000 ", "whisper-1", "sk-new"}));
+    EXPECT_EQ(settings.stored().server, "http://10.0.0.2:8000");
+    EXPECT_FALSE(prefs_.contains("speech.model"));
+    EXPECT_EQ(keys_.read(), "sk-new");
+    EXPECT_TRUE(settings.stored().key.isEmpty());
+    ASSERT_TRUE(settings.save({"", "", ""}));
+    EXPECT_FALSE(engine_.settings());
+    EXPECT_TRUE(settings.keyStored());
+    ASSERT_TRUE(settings.forgetKey());
+    EXPECT_FALSE(settings.keyStored());
+}
+
+TEST_F(ServerEngine, AFileThatFitsGoesAsItIsUnlessTheServerWantsWav) {
+    QTemporaryDir folder;
+    const QString memo = testing::TestMedia(folder.path()).tone("memo.m4a", 2.0);
+    QFile file(memo);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray bytes = file.readAll();
+    const auto hearFile = [&](TranscriptionServerEngine& engine) {
+        QList<SpeechResult> heard;
+        SessionEvents events;
+        events.final = [&](const SpeechResult& r) { heard << r; };
+        auto whole =
+            engine.hearFile(memo, 2.0, "de-AT", SessionOptions{false, {"Anna"}}, events, {});
+        if (whole && *whole) {
+            EXPECT_EQ(**whole, heard);
+        }
+        return whole;
+    };
+
+    server_.takeAnySound();
+    server_.answer("Hallo.", Shape::segmentTimes);
+    auto whole = hearFile(engine_);
+    ASSERT_TRUE(whole && *whole);
+    EXPECT_EQ((**whole)[0].text, "Hallo.");
+    auto call = server_.calls().last();
+    EXPECT_EQ(call.audio, bytes);
+    EXPECT_EQ(call.filename, "sound.m4a");
+    EXPECT_EQ(call.audioType, "audio/mp4");
+    EXPECT_EQ(call.field("language"), "de");
+    EXPECT_EQ(call.field("prompt"), "Anna");
+
+    // A refused key is the answer; a file over the limit is left to the sessions.
+    server_.answerWith([](const fakes::TranscriptionCall&) { return Reply::text("", 401); });
+    whole = hearFile(engine_);
+    ASSERT_TRUE(whole && !*whole);
+    EXPECT_EQ(whole->error().message,
+              "Couldn't transcribe on the server: it did not accept the key.");
+    prefs_.setValue("speech.uploadLimitMB", 0.01);
+    EXPECT_FALSE(hearFile(engine_));
+    EXPECT_EQ(server_.calls().size(), 2);
+
+    // A server that reads only WAV refuses the file once and gets sessions from then on.
+    FakeTranscriptionServer wavOnly;
+    prefs_.setValue("speech.server", wavOnly.base());
+    prefs_.remove("speech.uploadLimitMB");
+    TranscriptionServerEngine engine(prefs_, keys_);
+    EXPECT_FALSE(hearFile(engine));
+    EXPECT_FALSE(hearFile(engine));
+    ASSERT_EQ(wavOnly.calls().size(), 1);
+    EXPECT_EQ(wavOnly.calls()[0].problems, QStringList{"the file is not WAV"});
+}
+
+}  // namespace
+}  // namespace pelix
