@@ -59,7 +59,7 @@ public:
     static constexpr auto kNotAKey = "That link did not carry a Pelix key.";
     static constexpr auto kKeyLabel =
         "Paste the key from the Pelix sign-in page (it begins pelix_):";
-    static constexpr auto kNotAPastedKey = "That is not a Pelix key: it begins pelix_.";
+    static constexpr auto kNotAPastedKey = pelix::kNotAKey;
 
     // The alert that asks the user to sign in; "again" after the first time.
     static Prompt signInPrompt(bool again);

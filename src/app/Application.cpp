@@ -17,12 +17,13 @@ namespace pelix {
 int runApplication(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
-    // Without a display Qt would abort; say what is missing instead.
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
-        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        console::err(
-            "Pelix lives in the tray of a desktop session, and there is none here "
-            "($DISPLAY is not set); pelix --help lists what runs without one.");
+    SystemClock clock;
+    const std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
+    // Without a display that answers Qt would abort; say what is missing instead.
+    if (const auto problem = desktop->displayProblem()) {
+        console::err("Pelix lives in the tray of a desktop session, and " + *problem +
+                     "; pelix --help lists what runs without one.");
         return 1;
     }
     QApplication app(argc, argv);
@@ -38,9 +39,6 @@ int runApplication(int argc, char** argv) {
         if (word.startsWith(QStringLiteral("pelix-mac:"), Qt::CaseInsensitive)) message = word;
     }
 
-    SystemClock clock;
-    const std::unique_ptr<platform::Desktop> desktop =
-        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
     const std::unique_ptr<platform::SingleInstance> instance =
         desktop->singleInstance(paths::dataDir());
     if (instance->sendToRunning(message)) {

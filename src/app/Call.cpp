@@ -20,11 +20,15 @@ int runCall(const Args& args, ServiceContext& backend) {
         }
         body = *parsed;
     }
+    const std::optional<QString> token = args.value("--token");
+    if (token && !isPelixKey(*token)) {
+        console::err(kNotAKeyGiven);
+        return 1;
+    }
     return console::runUntilAnswered([&](console::Answer done) {
         backend.api().call(
-            function, body, args.value("--token"), 60,
-            [done = std::move(done)](Result<QJsonObject> answer) {
-                if (!answer) return done(std::unexpected(answer.error()));
+            function, body, token, 60, [done = std::move(done)](Result<QJsonObject> answer) {
+                if (!answer) return done(std::unexpected(Api::asShown(answer.error())));
                 done(QString::fromUtf8(
                     QJsonDocument(*answer).toJson(QJsonDocument::Indented).trimmed()));
             });

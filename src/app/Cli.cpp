@@ -6,6 +6,7 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/Paths.h"
+#include "core/TempFiles.h"
 #include "editor/EditCli.h"
 #include "memos/MemoCli.h"
 #include "notes/ImportNotesCli.h"
@@ -157,6 +158,8 @@ bool knownOption(const QString& word) {
 }  // namespace
 
 int runPelix(int argc, char** argv) {
+    // Ctrl+C or a kill leaves no temporary sound file behind.
+    tempfiles::removeOnSignals();
     QStringList words;
     for (int i = 1; i < argc; ++i) words << QString::fromLocal8Bit(argv[i]);
     const Args args(words);
@@ -180,6 +183,11 @@ int runPelix(int argc, char** argv) {
 
     QCoreApplication::setApplicationName("pelix");
     QCoreApplication::setApplicationVersion(PELIX_VERSION);
+    SystemClock clock;
+    // Made before the Qt application (its services come on first use), so that it can say why no
+    // window can be opened before Qt would end the process over it.
+    const std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
     std::unique_ptr<QCoreApplication> app;
     switch (mode->runs) {
         case Runs::plain:
@@ -196,12 +204,13 @@ int runPelix(int argc, char** argv) {
             }
             [[fallthrough]];
         case Runs::gui:
+            if (const auto problem = desktop->displayProblem()) {
+                console::err("Couldn't open a window: " + *problem + ".");
+                return 1;
+            }
             app = std::make_unique<QApplication>(argc, argv);
             break;
     }
-    SystemClock clock;
-    const std::unique_ptr<platform::Desktop> desktop =
-        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
     ServiceContext context(clock, desktop->secrets());
     Process process{*desktop, context};
     return mode->run(args, &process);

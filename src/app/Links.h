@@ -1,5 +1,7 @@
 #pragma once
 
+#include "service/TokenStore.h"
+
 #include <QString>
 #include <QUrl>
 
@@ -22,7 +24,7 @@ std::optional<Link> readLink(const QUrl& url);
 
 // Whether a "connect" link's token is a Pelix key.
 inline bool isPelixToken(const QString& token) {
-    return token.startsWith(QStringLiteral("pelix_"));
+    return isPelixKey(token);
 }
 
 }  // namespace pelix

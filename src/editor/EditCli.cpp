@@ -158,7 +158,10 @@ int apply(const Opened& opened, const QStringList& words, const Args& args) {
     const auto ops = readOps(words.at(2));
     if (!ops) return failWith(ops.error().message);
     const Applied applied = applyOps(*ops, opened.project);
-    if (args.has("--write")) {
+    if (args.has("--write") && applied.project == opened.project) {
+        console::err("Nothing changed, so " + QFileInfo(opened.path).fileName() +
+                     " is left as it was.");
+    } else if (args.has("--write")) {
         const Status saved = ProjectStore::saveAs(applied.project, opened.path);
         if (!saved) return failWith(saved.error().message);
     }

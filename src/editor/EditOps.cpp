@@ -208,7 +208,8 @@ SetOutcome setField(const QString& field, const QJsonValue& value, EditSettings&
     }
     if (field == "targetSeconds") {
         const auto seconds = number(value);
-        if (!seconds) return SetOutcome::rejected;
+        // A target the file could not hold is no target anyone meant.
+        if (!seconds || *seconds > kLongestTime) return SetOutcome::rejected;
         // No positive target means no target.
         const std::optional<double> target =
             *seconds > 0 ? seconds : std::optional<double>(std::nullopt);

@@ -46,8 +46,9 @@ Applied applyOps(const QJsonArray& ops, const EditProject& project);
 enum class SetOutcome { rejected, unchanged, changed };
 
 // Sets one setting from a JSON value. Choices take their raw value; "captionSize" a number
-// (or text holding one) clamped to 0.6…1.6; "targetSeconds" a number, where 0 or less clears
-// it; switches true/false or the texts "true"/"false" in any case. Anything else is rejected.
+// (or text holding one) clamped to 0.6…1.6; "targetSeconds" a number up to kLongestTime, where
+// 0 or less clears it; switches true/false or the texts "true"/"false" in any case. Anything else
+// is rejected.
 SetOutcome setField(const QString& field, const QJsonValue& value, EditSettings& settings);
 
 }  // namespace pelix

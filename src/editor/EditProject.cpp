@@ -2,8 +2,11 @@
 
 #include <QJsonArray>
 
+#include <algorithm>
 #include <cmath>
+#include <expected>
 #include <utility>
+#include <vector>
 
 namespace pelix {
 
@@ -47,24 +50,41 @@ QJsonObject stringMap(const TextMap& map) {
     return object;
 }
 
+// The object with the keys that came unknown put back beside the known ones.
+QJsonObject withUnknown(QJsonObject object, const QJsonObject& unknown) {
+    for (auto it = unknown.begin(); it != unknown.end(); ++it) {
+        if (!object.contains(it.key())) object.insert(it.key(), *it);
+    }
+    return object;
+}
+
 QJsonObject toJson(const Word& word) {
     return {{"start", word.start}, {"end", word.end}, {"text", word.text}};
 }
 
 QJsonObject toJson(const SourceClip& clip) {
     QJsonArray words;
-    for (const Word& word : clip.words) words.append(toJson(word));
+    auto unknown = clip.unknownInWords.begin();
+    for (size_t i = 0; i < clip.words.size(); ++i) {
+        if (unknown != clip.unknownInWords.end() && unknown->first == i) {
+            words.append(withUnknown(toJson(clip.words[i]), unknown->second));
+            ++unknown;
+        } else {
+            words.append(toJson(clip.words[i]));
+        }
+    }
     QJsonObject object{{"id", upperUuid(clip.id)},       {"path", clip.path},
                        {"duration", clip.duration},      {"width", clip.width},
                        {"height", clip.height},          {"words", words},
                        {"transcribed", clip.transcribed}};
     if (clip.faceX) object.insert("faceX", *clip.faceX);
     if (clip.framing) {
-        object.insert("framing", QJsonObject{{"x", clip.framing->x},
-                                             {"y", clip.framing->y},
-                                             {"zoom", clip.framing->zoom}});
+        object.insert("framing", withUnknown(QJsonObject{{"x", clip.framing->x},
+                                                         {"y", clip.framing->y},
+                                                         {"zoom", clip.framing->zoom}},
+                                             clip.framing->unknown));
     }
-    return object;
+    return withUnknown(object, clip.unknown);
 }
 
 QString encodeDate(const QDateTime& date) {
@@ -89,7 +109,7 @@ QJsonObject toJson(const EditSettings& s) {
                        {"removeFillers", s.removeFillers}};
     if (s.spokenLanguage) object.insert("spokenLanguage", *s.spokenLanguage);
     if (s.targetSeconds) object.insert("targetSeconds", *s.targetSeconds);
-    return object;
+    return withUnknown(object, s.unknown);
 }
 
 QJsonObject toJson(const EditProject& p) {
@@ -101,19 +121,21 @@ QJsonObject toJson(const EditProject& p) {
     }
     QJsonArray chat;
     for (const ChatTurn& turn : p.chat)
-        chat.append(QJsonObject{{"text", turn.text}, {"mine", turn.mine}});
-    return {{"id", upperUuid(p.id)},
-            {"name", p.name},
-            {"created", encodeDate(p.created)},
-            {"clips", clips},
-            {"settings", toJson(p.settings)},
-            {"cut", stringArray(p.cut)},
-            {"keywords", stringMap(p.keywords)},
-            {"fixes", stringMap(p.fixes)},
-            {"translations", translations},
-            {"hook", p.hook},
-            {"title", p.title},
-            {"chat", chat}};
+        chat.append(
+            withUnknown(QJsonObject{{"text", turn.text}, {"mine", turn.mine}}, turn.unknown));
+    return withUnknown(QJsonObject{{"id", upperUuid(p.id)},
+                                   {"name", p.name},
+                                   {"created", encodeDate(p.created)},
+                                   {"clips", clips},
+                                   {"settings", toJson(p.settings)},
+                                   {"cut", stringArray(p.cut)},
+                                   {"keywords", stringMap(p.keywords)},
+                                   {"fixes", stringMap(p.fixes)},
+                                   {"translations", translations},
+                                   {"hook", p.hook},
+                                   {"title", p.title},
+                                   {"chat", chat}},
+                       p.unknown);
 }
 
 // ---- decoding ----
@@ -128,10 +150,24 @@ public:
 
     bool failed() const { return !failure_->isEmpty(); }
 
+    // The keys of the object that no field asked for.
+    QJsonObject unknown() const {
+        QJsonObject rest;
+        for (auto it = object_.begin(); it != object_.end(); ++it) {
+            const QString key = it.key();
+            const bool asked = std::any_of(known_.begin(), known_.end(), [&](const char* k) {
+                return key == QLatin1StringView(k);
+            });
+            if (!asked) rest.insert(key, *it);
+        }
+        return rest;
+    }
+
     // Calls `read` with the key's value when it is there and not null; `read` says whether the
     // value had the right type.
     template <class F>
     void field(const char* key, bool required, const char* expected, F&& read) {
+        known_.push_back(key);
         if (failed()) return;
         const QJsonValue value = object_.value(QLatin1StringView(key));
         if (value.isUndefined() || value.isNull()) {
@@ -151,10 +187,16 @@ public:
             return value.has_value();
         });
     }
+    // A number between `least` and `most`; `expected` names the range in the message.
     template <class Out>
-    void number(const char* key, Out& out, bool required = false) {
-        typed(key, out, required, "a number", [](const QJsonValue& v) {
-            return v.isDouble() ? std::optional(v.toDouble()) : std::nullopt;
+    void number(const char* key, Out& out, bool required = false, double least = -kLongestTime,
+                double most = kLongestTime,
+                const char* expected =
+                    "a number between -1000000 "
+                    "and 1000000") {
+        typed(key, out, required, expected, [least, most](const QJsonValue& v) {
+            const double d = v.toDouble();
+            return v.isDouble() && d >= least && d <= most ? std::optional(d) : std::nullopt;
         });
     }
     void integer(const char* key, int& out) {
@@ -175,10 +217,17 @@ public:
             return v.isString() ? std::optional(v.toString()) : std::nullopt;
         });
     }
+    // A UUID as 36 characters (8-4-4-4-12 hexadecimal digits), with or without braces: a
+    // longer text would be cut short on the next save.
     void uuid(const char* key, QUuid& out) {
         field(key, true, "a UUID", [&](const QJsonValue& v) {
-            out = QUuid::fromString(v.toString());
-            return v.isString() && !out.isNull();
+            QString text = v.toString();
+            if (text.size() == 38 && text.front() == u'{' && text.back() == u'}') {
+                text = text.mid(1, 36);
+            }
+            if (!v.isString() || text.size() != 36) return false;
+            out = QUuid::fromString(text);
+            return !out.isNull() && upperUuid(out) == text.toUpper();
         });
     }
     template <class E>
@@ -229,7 +278,10 @@ private:
     QJsonObject object_;
     QString where_;
     QString* failure_;
+    std::vector<const char*> known_;
 };
+
+constexpr auto kTimeRange = "a time between 0 and 1000000 seconds";
 
 void readSettings(Decoder& d, EditSettings& s) {
     d.choice("format", s.format);
@@ -237,7 +289,7 @@ void readSettings(Decoder& d, EditSettings& s) {
     d.boolean("captions", s.captions);
     d.choice("captionLanguage", s.captionLanguage);
     d.choice("captionStyle", s.captionStyle);
-    d.number("captionSize", s.captionSize);
+    d.number("captionSize", s.captionSize, false, 0, 100, "a scale between 0 and 100");
     d.choice("captionPosition", s.captionPosition);
     d.boolean("visuals", s.visuals);
     d.boolean("punchIns", s.punchIns);
@@ -246,7 +298,9 @@ void readSettings(Decoder& d, EditSettings& s) {
     d.boolean("progressBar", s.progressBar);
     d.choice("pace", s.pace);
     d.boolean("removeFillers", s.removeFillers);
-    d.number("targetSeconds", s.targetSeconds);
+    d.number("targetSeconds", s.targetSeconds, false, -kLongestTime, kLongestTime,
+             "a number of seconds between -1000000 and 1000000");
+    s.unknown = d.unknown();
 }
 
 template <class T, class F>
@@ -271,14 +325,22 @@ void readList(Decoder& d, const char* key, bool required, std::vector<T>& out, F
 void readClip(Decoder& d, SourceClip& clip) {
     d.uuid("id", clip.id);
     d.string("path", clip.path, true);
-    d.number("duration", clip.duration);
+    d.number("duration", clip.duration, false, -kLongestTime, kLongestTime,
+             "a number of seconds between -1000000 and 1000000");
     d.integer("width", clip.width);
     d.integer("height", clip.height);
     d.number("faceX", clip.faceX);
-    readList(d, "words", true, clip.words, [](Decoder& w, Word& word) {
-        w.number("start", word.start, true);
-        w.number("end", word.end, true);
+    readList(d, "words", true, clip.words, [&clip](Decoder& w, Word& word) {
+        w.number("start", word.start, true, 0, kLongestTime, kTimeRange);
+        w.number("end", word.end, true, 0, kLongestTime, kTimeRange);
+        // A word that ends before it starts would play backwards on the timeline.
+        if (!w.failed() && word.end < word.start)
+            w.fail("end", QStringLiteral("is before its start"));
         w.string("text", word.text, true);
+        // The word goes in at the index the list has reached.
+        if (QJsonObject rest = w.unknown(); !rest.isEmpty()) {
+            clip.unknownInWords.emplace(clip.words.size(), std::move(rest));
+        }
     });
     d.boolean("transcribed", clip.transcribed);
     d.object("framing", false, [&](Decoder& f) {
@@ -286,18 +348,34 @@ void readClip(Decoder& d, SourceClip& clip) {
         f.number("x", framing.x, true);
         f.number("y", framing.y, true);
         f.number("zoom", framing.zoom, true);
+        framing.unknown = f.unknown();
         clip.framing = framing;
     });
+    clip.unknown = d.unknown();
 }
 
-std::optional<QDateTime> decodeDate(const QJsonValue& value) {
+// Seconds from 1970 to the start of the year 1 and to the end of 9999: the dates the file's
+// text form can hold.
+constexpr double kFirstSecond = -62135596800.0;
+constexpr double kLastSecond = 253402300799.999;
+
+// The date, or why it is not one.
+std::expected<QDateTime, QString> decodeDate(const QJsonValue& value) {
+    const QString outside = QStringLiteral("is a date outside the years 1 to 9999");
     if (value.isDouble()) {
-        return QDateTime::fromMSecsSinceEpoch(qint64(std::llround(value.toDouble() * 1000)),
-                                              Qt::UTC);
+        const double seconds = value.toDouble();
+        if (!(seconds >= kFirstSecond && seconds <= kLastSecond)) {
+            return std::unexpected(outside + " (a number counts seconds since 1970)");
+        }
+        return QDateTime::fromMSecsSinceEpoch(qint64(std::llround(seconds * 1000)), Qt::UTC);
     }
     const QDateTime date = QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
-    if (!value.isString() || !date.isValid()) return std::nullopt;
-    return date.toUTC();
+    if (!value.isString() || !date.isValid()) {
+        return std::unexpected(QStringLiteral("is not a date"));
+    }
+    const QDateTime utc = date.toUTC();
+    if (utc.date().year() < 1 || utc.date().year() > 9999) return std::unexpected(outside);
+    return utc;
 }
 
 }  // namespace
@@ -320,8 +398,12 @@ Result<EditProject> projectFromJson(const QJsonObject& object) {
     d.string("name", p.name);
     d.field("created", false, "a date", [&](const QJsonValue& v) {
         const auto date = decodeDate(v);
-        if (date) p.created = *date;
-        return date.has_value();
+        if (date) {
+            p.created = *date;
+        } else {
+            d.fail("created", date.error());
+        }
+        return true;
     });
     readList(d, "clips", true, p.clips, readClip);
     d.object("settings", false, [&](Decoder& s) { readSettings(s, p.settings); });
@@ -348,8 +430,10 @@ Result<EditProject> projectFromJson(const QJsonObject& object) {
     readList(d, "chat", false, p.chat, [](Decoder& t, ChatTurn& turn) {
         t.string("text", turn.text, true);
         t.boolean("mine", turn.mine);
+        turn.unknown = t.unknown();
     });
     if (d.failed()) return fail(1, failure);
+    p.unknown = d.unknown();
     return p;
 }
 

@@ -81,6 +81,7 @@ struct Framing {
     double x = 0.5;
     double y = 0.5;
     double zoom = 1.0;
+    QJsonObject unknown{};  // keys this version does not know, kept as they came
     bool operator==(const Framing&) const = default;
 };
 
@@ -94,6 +95,9 @@ struct SourceClip {
     std::vector<Word> words;
     bool transcribed = false;
     std::optional<Framing> framing;
+    QJsonObject unknown{};
+    // The unknown keys of words that have any, by the word's index.
+    std::map<size_t, QJsonObject> unknownInWords{};
     bool operator==(const SourceClip&) const = default;
 };
 
@@ -113,12 +117,14 @@ struct EditSettings {
     Pace pace = Pace::tight;
     bool removeFillers = true;
     std::optional<double> targetSeconds;
+    QJsonObject unknown{};
     bool operator==(const EditSettings&) const = default;
 };
 
 struct ChatTurn {
     QString text;
     bool mine = false;
+    QJsonObject unknown{};
     bool operator==(const ChatTurn&) const = default;
 };
 
@@ -147,6 +153,7 @@ struct EditProject {
     QString hook;
     QString title;
     std::vector<ChatTurn> chat;
+    QJsonObject unknown{};
     bool operator==(const EditProject&) const = default;
 };
 
@@ -156,16 +163,22 @@ EditProject newProject(const QDateTime& now);
 // The upper-case text form of a UUID, without braces.
 QString upperUuid(const QUuid& id);
 
-// The project as JSON, keys named as the fields. `created` is ISO 8601 text in UTC with
-// milliseconds ("2026-11-21T09:30:00.000Z").
+// Bounds a file's values must keep, so that whatever loads also saves to something that loads:
+// times (word times from 0, a clip's length, the target) within a million seconds, `created`
+// within the years 1 to 9999.
+inline constexpr double kLongestTime = 1e6;
+
+// The project as JSON, keys named as the fields, with the keys that came unknown from the file
+// put back. `created` is ISO 8601 text in UTC with milliseconds ("2026-11-21T09:30:00.000Z").
 QJsonObject toJson(const EditProject& project);
 QJsonObject toJson(const EditSettings& settings);
 
 // Decodes a project. Only the project's `id` and `clips` and a clip's `id`, `path` and `words`
 // must be there; every other key may be missing (or null) and takes its default (`created`:
 // 1970-01-01 UTC). `created` is read from ISO 8601 text with any offset, or from a number of
-// seconds since 1970. A value of the wrong type or an unknown raw value is an error whose
-// message names the key.
+// seconds since 1970. A value of the wrong type, an unknown raw value, a UUID in any but its
+// plain 36-character form (braces allowed), a number out of its bounds (above) is an error
+// whose message names the key. Keys it does not know are kept in the `unknown` members.
 Result<EditProject> projectFromJson(const QJsonObject& object);
 Result<EditSettings> settingsFromJson(const QJsonObject& object);
 

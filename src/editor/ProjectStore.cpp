@@ -52,12 +52,26 @@ Result<EditProject> openFile(const QString& path) {
         return fail(
             1, QStringLiteral("Couldn't open the project %1: %2.").arg(name, file.errorString()));
     }
-    const auto object = json::parseObject(file.readAll());
-    if (!object) {
-        return fail(
-            1, QStringLiteral("Couldn't read the project %1: it is not a JSON object.").arg(name));
+    const QByteArray bytes = file.readAll();
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError) {
+        // Where, as a person finds it in an editor: line and column (in bytes) from 1.
+        const QByteArray before = bytes.left(error.offset);
+        const qsizetype line = before.count('\n') + 1;
+        const qsizetype column = before.size() - (before.lastIndexOf('\n') + 1) + 1;
+        return fail(1, QStringLiteral("Couldn't read the project %1: it is not JSON (%2 at line "
+                                      "%3, column %4).")
+                           .arg(name, error.errorString())
+                           .arg(line)
+                           .arg(column));
     }
-    auto project = projectFromJson(*object);
+    if (!document.isObject()) {
+        return fail(1, QStringLiteral("Couldn't read the project %1: it is JSON but not an "
+                                      "object.")
+                           .arg(name));
+    }
+    auto project = projectFromJson(document.object());
     if (!project) {
         return fail(
             1,

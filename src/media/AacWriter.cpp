@@ -1,5 +1,7 @@
 #include "media/AacWriter.h"
 
+#include "core/TempFiles.h"
+
 #include "media/FFmpeg.h"
 #include "media/Media.h"
 
@@ -34,7 +36,7 @@ struct AacWriter::Impl {
             if (output->pb) avio_closep(&output->pb);
             avformat_free_context(output);
         }
-        if (!finished && !partial.isEmpty()) QFile::remove(partial);
+        if (!finished && !partial.isEmpty()) tempfiles::remove(partial);
     }
 
     Error failed(const QString& reason) const {
@@ -108,7 +110,9 @@ Result<std::unique_ptr<AacWriter>> AacWriter::open(const QString& target, int in
     if (!QDir().mkpath(info.absolutePath())) {
         return std::unexpected(impl->failed("its folder could not be made."));
     }
-    impl->partial = ff::partialPath(target);
+    Result<QString> partial = ff::createPartial(target);
+    if (!partial) return std::unexpected(impl->failed("its temporary file could not be made."));
+    impl->partial = *partial;
     const QByteArray path = QFile::encodeName(impl->partial);
 
     int rc = avformat_alloc_output_context2(&impl->output, nullptr, "ipod", path.constData());

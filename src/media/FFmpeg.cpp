@@ -1,5 +1,7 @@
 #include "media/FFmpeg.h"
 
+#include "core/TempFiles.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QUuid>
@@ -40,15 +42,24 @@ Input openInput(const QString& file) {
     return nullptr;
 }
 
-QString partialPath(const QString& target) {
+Result<QString> createPartial(const QString& target) {
     const QFileInfo info(target);
-    return info.absolutePath() + "/.part-" + QUuid::createUuid().toString(QUuid::Id128).left(8) +
-           "-" + info.fileName();
+    const QString partial = info.absolutePath() + "/.part-" +
+                            QUuid::createUuid().toString(QUuid::Id128).left(12) + "-" +
+                            info.fileName();
+    if (Status made = tempfiles::createPrivate(partial); !made) {
+        return std::unexpected(made.error());
+    }
+    return partial;
 }
 
 bool moveIntoPlace(const QString& partial, const QString& target) {
-    return std::rename(QFile::encodeName(partial).constData(),
-                       QFile::encodeName(target).constData()) == 0;
+    if (std::rename(QFile::encodeName(partial).constData(),
+                    QFile::encodeName(target).constData()) != 0) {
+        return false;
+    }
+    tempfiles::untrack(partial);
+    return true;
 }
 
 QString nameOf(const QString& file) {
@@ -56,6 +67,12 @@ QString nameOf(const QString& file) {
 }
 
 QString notMediaMessage(const QString& file) {
+    const QFileInfo info(file);
+    if (!info.exists()) return "Couldn't open " + nameOf(file) + ": there is no such file.";
+    if (info.isDir()) return "Couldn't open " + nameOf(file) + ": it is a folder, not a file.";
+    if (!info.isReadable()) {
+        return "Couldn't open " + nameOf(file) + ": it can't be read (no permission).";
+    }
     return "Couldn't open " + nameOf(file) + ". Is it a video or audio file?";
 }
 

@@ -10,6 +10,8 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
+#include "core/Error.h"
+
 #include <QString>
 
 #include <memory>
@@ -53,15 +55,18 @@ void quiet();
 // Opens a file and reads its stream information; null when it is not media FFmpeg can read.
 Input openInput(const QString& file);
 
-// A hidden name beside `target` to write into before the file is whole; it ends like the
-// target so that the muxer sees the kind of file it writes.
-QString partialPath(const QString& target);
-// Renames `partial` over `target` in one step.
+// A hidden file beside `target` to write into before the file is whole: made empty, with mode
+// 0600 and exclusively (nothing of that name may be there), and tracked as temporary. Its name
+// ends like the target so that the muxer sees the kind of file it writes.
+Result<QString> createPartial(const QString& target);
+// Renames `partial` over `target` in one step; the partial is no longer tracked.
 bool moveIntoPlace(const QString& partial, const QString& target);
 
 // The file's name without its folder, as messages show it.
 QString nameOf(const QString& file);
 
+// Why `file` could not be opened: there is no such file, it is a folder, it cannot be read, or
+// it is not media.
 QString notMediaMessage(const QString& file);
 QString noSoundMessage(const QString& file);
 // "Couldn't get the sound out of NAME: " and the reason.

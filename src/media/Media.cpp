@@ -1,6 +1,7 @@
 #include "media/Media.h"
 
 #include "core/Paths.h"
+#include "core/TempFiles.h"
 #include "media/AacWriter.h"
 #include "media/AudioDecoder.h"
 #include "media/FFmpeg.h"
@@ -57,10 +58,15 @@ std::optional<int> aacTrack(AVFormatContext* input) {
 // generation.
 Status copyAacTrack(const ff::Input& input, int index, const QString& file, const QString& target) {
     const AVStream* source = input->streams[index];
-    const QString partial = ff::partialPath(target);
+    const Result<QString> created = ff::createPartial(target);
+    if (!created) {
+        return fail(kExportFailed,
+                    ff::exportFailedMessage(file, "The temporary sound file could not be made."));
+    }
+    const QString partial = *created;
     const QByteArray path = QFile::encodeName(partial);
     auto failed = [&](int code) -> Status {
-        QFile::remove(partial);
+        tempfiles::remove(partial);
         return fail(kExportFailed, ff::exportFailedMessage(file, ff::describe(code)));
     };
 
@@ -137,6 +143,7 @@ Result<QString> extractAudio(const QString& file) {
         if (Status copied = copyAacTrack(input, *aac, file, target); !copied) {
             return std::unexpected(copied.error());
         }
+        tempfiles::track(target);
         return target;
     }
     auto decoder = AudioDecoder::open(std::move(input), file, AacWriter::kSampleRate);
@@ -145,13 +152,14 @@ Result<QString> extractAudio(const QString& file) {
     Status copied = writer ? copySamples(**decoder, **writer, 0, -1) : Status{};
     if (writer && copied) copied = (*writer)->finish();
     if (!writer || !copied) {
-        QFile::remove(target);
+        tempfiles::remove(target);
         // Decoding failures already say so; writing ones name the temporary file, which means
         // nothing to the person who chose the video.
         if (writer && copied.error().code == kExportFailed) return std::unexpected(copied.error());
         return fail(kExportFailed, ff::exportFailedMessage(
                                        file, "The temporary sound file could not be written."));
     }
+    tempfiles::track(target);
     return target;
 }
 

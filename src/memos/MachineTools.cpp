@@ -1,6 +1,7 @@
 #include "memos/MemoTools.h"
 
 #include "core/Paths.h"
+#include "core/TempFiles.h"
 #include "media/Media.h"
 #include "transcribe/VideoTranscriber.h"
 
@@ -24,6 +25,7 @@ MemoTools machineTools() {
             if (auto cut = media::cut(file, from, from + length, target); !cut) {
                 return std::unexpected(cut.error());
             }
+            tempfiles::track(target);
             return target;
         },
         [](const QString& file) { return media::creationDate(file); },

@@ -2,6 +2,8 @@
 
 #include "core/Json.h"
 #include "core/Log.h"
+#include "core/TempFiles.h"
+#include "service/FileBody.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -10,6 +12,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 
 namespace pelix {
@@ -256,6 +259,12 @@ void VoiceMemoWatcher::heardByPelix(const QString& file, double seconds, double 
     hearing->pieces = pieces(seconds, piece);
     hearing->token = token;
     hearing->done = std::move(done);
+    if (hearing->pieces.isEmpty()) {
+        logLine(kLog, QStringLiteral("%1 s is too long to send in pieces of %2 s")
+                          .arg(static_cast<qint64>(seconds))
+                          .arg(piece));
+        return hearing->done(std::nullopt);
+    }
     nextPiece(hearing);
 }
 
@@ -265,46 +274,53 @@ void VoiceMemoWatcher::nextPiece(std::shared_ptr<Hearing> hearing) {
         return hearing->done(hearing->texts.join(' '));
     }
     const Piece piece = hearing->pieces.at(hearing->next++);
-    offMain<Result<QByteArray>>(
-        [tools = tools_, file = hearing->file, piece]() -> Result<QByteArray> {
-            QString path = file;
-            if (!piece.whole) {
-                auto cut = tools.cut(file, piece.from, piece.length);
-                if (!cut) return std::unexpected(cut.error());
-                path = *cut;
+    struct Audio {
+        QString path;
+        bool temporary = false;
+    };
+    offMain<Result<Audio>>(
+        [tools = tools_, file = hearing->file, piece]() -> Result<Audio> {
+            const QFileInfo info(file);
+            // A recording as the folder holds them goes as it is; a large or other file (a long
+            // WAV, say) is cut like any piece, which also makes it a small M4A.
+            if (piece.whole && VoiceMemoLibrary::isRecording(info.fileName()) &&
+                info.size() <= kWholeLimit) {
+                return Audio{file, false};
             }
-            QFile audio(path);
-            const bool opened = audio.open(QIODevice::ReadOnly);
-            QByteArray bytes = opened ? audio.readAll() : QByteArray();
-            audio.close();
-            if (!piece.whole) QFile::remove(path);
-            if (!opened) return fail(1, "Couldn't read " + QFileInfo(path).fileName() + ".");
-            return bytes;
+            auto cut = tools.cut(file, piece.from, piece.length);
+            if (!cut) return std::unexpected(cut.error());
+            return Audio{*cut, true};
         },
-        [this, hearing, piece](Result<QByteArray> audio) {
+        [this, hearing, piece](Result<Audio> audio) {
             if (!audio) {
                 logLine(kLog, "could not cut piece " + QString::number(piece.number) + ": " +
                                   audio.error().message);
                 return hearing->done(std::nullopt);
             }
-            const QJsonObject body{{"audio_base64", QString::fromLatin1(audio->toBase64())},
-                                   {"filename", "piece-" + QString::number(piece.number) + ".m4a"},
+            const QJsonObject rest{{"filename", "piece-" + QString::number(piece.number) + ".m4a"},
                                    {"transcribe_only", true}};
             QPointer<VoiceMemoWatcher> self(this);
-            api_.call("braindump", body, hearing->token, kSendLimit,
-                      [self, hearing, piece](Result<QJsonObject> answer) {
-                          if (!self) return;
-                          const QJsonValue text = answer ? answer->value("text") : QJsonValue();
-                          if (!text.isString()) {
-                              logLine(kLog,
-                                      "the backend did not hear piece " +
+            // The body is read from the file while it is sent, so a piece of any size costs
+            // little memory.
+            api_.callStreamed(
+                "braindump",
+                [rest, path = audio->path] {
+                    return Base64FileBody::open(rest, "audio_base64", path);
+                },
+                hearing->token, kSendLimit,
+                [self, hearing, piece, audio = *audio](Result<QJsonObject> answer) {
+                    if (audio.temporary) tempfiles::remove(audio.path);
+                    if (!self) return;
+                    const QJsonValue text = answer ? answer->value("text") : QJsonValue();
+                    if (!text.isString()) {
+                        logLine(kLog, "the backend did not hear piece " +
                                           QString::number(piece.number) +
                                           (answer ? QString() : ": " + answer.error().message));
-                              return hearing->done(std::nullopt);
-                          }
-                          hearing->texts << text.toString().trimmed();
-                          self->nextPiece(hearing);
-                      });
+                        return hearing->done(std::nullopt);
+                    }
+                    hearing->texts << text.toString().trimmed();
+                    self->nextPiece(hearing);
+                });
         });
 }
 
@@ -372,20 +388,25 @@ QList<FolderFile> VoiceMemoWatcher::waiting(const QList<FolderFile>& files, cons
 }
 
 QList<VoiceMemoWatcher::Piece> VoiceMemoWatcher::pieces(double seconds, double piece) {
-    if (piece <= 0 || seconds <= piece) return {Piece{1, 0, seconds, true}};
+    if (piece > 0) piece = std::max(piece, kShortestPiece);
+    if (!(piece > 0) || !(seconds > piece)) return {Piece{1, 0, seconds, true}};
+    if (seconds / piece > kMostPieces) return {};
     QList<Piece> out;
     // A tail shorter than this holds no speech worth a request.
     constexpr double kTail = 0.05;
-    for (double from = 0; seconds - from > kTail; from += piece) {
-        out.push_back(
-            Piece{static_cast<int>(out.size()) + 1, from, std::min(piece, seconds - from), false});
+    for (int n = 0;; ++n) {
+        const double from = n * piece;
+        if (!(seconds - from > kTail)) break;
+        out.push_back(Piece{n + 1, from, std::min(piece, seconds - from), false});
     }
     return out;
 }
 
 int VoiceMemoWatcher::pieceCount(double seconds, double piece) {
-    if (piece <= 0) return 1;
-    return std::max(1, static_cast<int>(seconds / piece));
+    if (!(piece > 0)) return 1;
+    const double count = seconds / piece;
+    if (!(count >= 1)) return 1;
+    return count >= INT_MAX ? INT_MAX : static_cast<int>(count);
 }
 
 QString VoiceMemoWatcher::sentText(double seconds) {

@@ -32,6 +32,13 @@ public:
     static constexpr double kPiece = 360;
     static constexpr double kSendLimit = 240;
     static constexpr double kPeopleLimit = 15;
+    // Pieces are never shorter than this, nor more than kMostPieces (41 days at 360 s): a
+    // recording that claims more is heard on this machine instead.
+    static constexpr double kShortestPiece = 1;
+    static constexpr int kMostPieces = 10000;
+    // A recording that fits in one piece goes as it is only when it is a recording of the
+    // kinds the folder holds and no larger than this; anything else is cut (re-encoded) first.
+    static constexpr qint64 kWholeLimit = 25 * 1024 * 1024;
 
     enum class Outcome { sent, refused, failed };
 
@@ -93,7 +100,8 @@ public:
     // `since`, and last written before `now` minus the settling time.
     static QList<FolderFile> waiting(const QList<FolderFile>& files, const QDateTime& since,
                                      const QSet<QString>& done, const QDateTime& now);
-    // How a recording of `seconds` is cut into pieces of `piece` seconds.
+    // How a recording of `seconds` is cut into pieces of `piece` seconds (at least
+    // kShortestPiece); none when that would be more than kMostPieces.
     static QList<Piece> pieces(double seconds, double piece);
     // The number the command line reports: seconds over piece, truncated, at least 1.
     static int pieceCount(double seconds, double piece);

@@ -3,12 +3,18 @@
 #include "core/Prefs.h"
 #include "service/Api.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QThreadPool>
+
+#include <cmath>
+
+#include <signal.h>
+#include <unistd.h>
 
 namespace pelix::AppleNotesImport {
 namespace {
@@ -149,27 +155,72 @@ Result<QList<Item>> decode(const QByteArray& json) {
     return items;
 }
 
-Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments) {
+namespace {
+
+QString duration(double seconds) {
+    const auto whole = static_cast<qint64>(std::llround(seconds));
+    if (whole % 60 == 0 && whole >= 60) {
+        return QString::number(whole / 60) + (whole == 60 ? " minute" : " minutes");
+    }
+    return QString::number(whole) + (whole == 1 ? " second" : " seconds");
+}
+
+}  // namespace
+
+Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments,
+                             double limitSeconds) {
     QProcess process;
+    // A group of its own, so that a time-out stops what the program started too (the command
+    // under /bin/sh, an ssh).
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
     process.start(program, arguments);
     if (!process.waitForStarted(-1)) {
         return fail(3, "Couldn't start " + QFileInfo(program).fileName() + ": " +
                            process.errorString() + ".");
     }
     process.closeWriteChannel();
-    process.waitForFinished(-1);
+    const QDeadlineTimer deadline(static_cast<qint64>(std::max(0.0, limitSeconds) * 1000));
+    bool finished = false;
+    while (!finished && !deadline.hasExpired()) {
+        finished = process.waitForFinished(
+            static_cast<int>(std::min<qint64>(deadline.remainingTime(), 1000)));
+        if (!finished && process.state() == QProcess::NotRunning) finished = true;
+    }
+    if (!finished) {
+        ::kill(-static_cast<pid_t>(process.processId()), SIGKILL);
+        process.waitForFinished(5000);
+        return fail(5, "Couldn't read Apple Notes: the program gave no notes within " +
+                           duration(limitSeconds) + ", so it was stopped.");
+    }
     if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0) {
         return decode(process.readAllStandardOutput());
     }
-    return std::unexpected(readError(QString::fromUtf8(process.readAllStandardError()).trimmed()));
+    const QString errorOutput = QString::fromUtf8(process.readAllStandardError()).trimmed();
+    if (errorOutput.isEmpty()) {
+        return fail(1, process.exitStatus() == QProcess::CrashExit
+                           ? QStringLiteral("Couldn't read Apple Notes: the program was stopped "
+                                            "before it finished.")
+                           : QStringLiteral("Couldn't read Apple Notes: the program failed "
+                                            "(exit status %1) without saying why.")
+                                 .arg(process.exitCode()));
+    }
+    return std::unexpected(readError(errorOutput));
 }
 
-Source scriptSource() {
-    return [] { return readFrom(kOsascript, {"-l", "JavaScript", "-e", script()}); };
+double readLimit(const Prefs& prefs) {
+    bool ok = false;
+    const double seconds = prefs.value("notes.timeLimit").toDouble(&ok);
+    return ok && seconds > 0 && std::isfinite(seconds) ? seconds : kReadLimit;
 }
 
-Source commandSource(const QString& command) {
-    return [command] { return readFrom("/bin/sh", {"-c", command}); };
+Source scriptSource(double limitSeconds) {
+    return [limitSeconds] {
+        return readFrom(kOsascript, {"-l", "JavaScript", "-e", script()}, limitSeconds);
+    };
+}
+
+Source commandSource(const QString& command, double limitSeconds) {
+    return [command, limitSeconds] { return readFrom("/bin/sh", {"-c", command}, limitSeconds); };
 }
 
 Source fileSource(const QString& path) {
@@ -184,9 +235,9 @@ Source fileSource(const QString& path) {
 }
 
 std::optional<Source> defaultSource(const Prefs& prefs) {
-    if (QFileInfo(kOsascript).isExecutable()) return scriptSource();
+    if (QFileInfo(kOsascript).isExecutable()) return scriptSource(readLimit(prefs));
     if (auto command = prefs.string("notes.command"); command && !command->trimmed().isEmpty()) {
-        return commandSource(*command);
+        return commandSource(*command, readLimit(prefs));
     }
     return std::nullopt;
 }

@@ -45,6 +45,9 @@ inline constexpr auto kNotSignedIn =
     "Couldn't read Notes on this Mac. Is Notes signed in and are the notes downloaded?";
 inline constexpr auto kEmpty = "Nothing to bring over: Apple Notes looks empty.";
 inline constexpr auto kOsascript = "/usr/bin/osascript";
+// How long a program that prints the notes may take, unless the preference "notes.timeLimit"
+// (seconds) says otherwise.
+inline constexpr double kReadLimit = 600;
 
 // The JavaScript for Automation program that prints every note of Notes as JSON.
 QString script();
@@ -55,11 +58,14 @@ const QStringList& trashNames();
 // Where the notes come from. Blocks until they are read; called on a worker thread.
 using Source = std::function<Result<QList<Item>>()>;
 
+// The time limit of a program that prints the notes: "notes.timeLimit", else kReadLimit.
+double readLimit(const Prefs& prefs);
+
 // Notes through the export script and "/usr/bin/osascript".
-Source scriptSource();
+Source scriptSource(double limitSeconds = kReadLimit);
 // Notes printed by a shell command (run with /bin/sh -c), for example one that runs the export
 // on another machine over ssh.
-Source commandSource(const QString& command);
+Source commandSource(const QString& command, double limitSeconds = kReadLimit);
 // Notes from a JSON file.
 Source fileSource(const QString& path);
 // osascript where this machine has it, else the command in the preference "notes.command";
@@ -67,15 +73,23 @@ Source fileSource(const QString& path);
 std::optional<Source> defaultSource(const Prefs& prefs);
 
 // Runs `program` with `arguments` and decodes what it prints. A failing program's error
-// output is turned into one of the messages above.
-Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments);
+// output is turned into one of the messages above. A program still running after
+// `limitSeconds` is stopped, with everything it started.
+Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments,
+                             double limitSeconds = kReadLimit);
 // The failure for a reader that exited with `errorOutput`.
 Error readError(const QString& errorOutput);
 // The JSON array of items; empty output counts as none.
 Result<QList<Item>> decode(const QByteArray& json);
 
-// A note's HTML body as plain text. Pure and thread-safe.
+// A note's HTML body as plain text. Pure and thread-safe; linear in the length of the HTML.
 QString plainText(const QString& html);
+
+namespace detail {
+// The same conversion run as the plain sequence of replace-alls that defines it: quadratic on
+// some inputs. For checking `plainText`.
+QString plainTextByPatterns(const QString& html);
+}  // namespace detail
 
 // One note as the backend receives it.
 QJsonObject noteJson(const Item& item);

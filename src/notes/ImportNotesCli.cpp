@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "notes/AppleNotesImport.h"
+#include "service/Api.h"
 
 #include <QCoreApplication>
 
@@ -12,7 +13,8 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
     if (const auto file = args.value("--from")) {
         source = AppleNotesImport::fileSource(*file);
     } else if (const auto command = args.value("--command")) {
-        source = AppleNotesImport::commandSource(*command);
+        source =
+            AppleNotesImport::commandSource(*command, AppleNotesImport::readLimit(backend.prefs()));
     } else {
         source = AppleNotesImport::defaultSource(backend.prefs());
     }
@@ -26,7 +28,10 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
     return console::runUntilAnswered([&](console::Answer done) {
         AppleNotesImport::run(
             backend.api(), *source, [](const QString& text) { console::err(text); },
-            std::move(done));
+            [done = std::move(done)](Result<QString> outcome) {
+                if (outcome) return done(outcome);
+                done(std::unexpected(Api::asShown(outcome.error())));
+            });
     });
 }
 

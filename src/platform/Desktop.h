@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 namespace pelix::platform {
 
@@ -74,6 +75,10 @@ public:
     virtual bool keysHeard() = 0;
     // What the permission report reads; also asks the display and the sound server.
     virtual Probes probe() = 0;
+    // Why no window can be opened in this session, as words that end a sentence, asked before
+    // the Qt application is made (Qt ends the process when the display it is told to use does
+    // not answer); none when windows can be opened.
+    virtual std::optional<QString> displayProblem() { return std::nullopt; }
 };
 
 // What the factory needs to know.

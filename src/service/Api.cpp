@@ -3,12 +3,14 @@
 #include "core/Json.h"
 #include "core/Prefs.h"
 
+#include <QHostAddress>
+#include <QIODevice>
 #include <QLocale>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QThread>
 #include <QTimeZone>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -24,7 +26,41 @@ QStringList titles(const QJsonValue& list) {
     return out;
 }
 
+bool isLoopbackHost(const QString& host) {
+    if (host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0) return true;
+    const QHostAddress address(host);
+    return !address.isNull() && address.isLoopback();
+}
+
 }  // namespace
+
+std::optional<QString> Api::unsafeBase(const QUrl& base) {
+    const QString scheme = base.scheme().toLower();
+    const QString shown = base.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemovePath |
+                                               QUrl::RemoveQuery | QUrl::RemoveFragment);
+    if (!base.isValid() || base.host().isEmpty() || (scheme != "https" && scheme != "http")) {
+        return QStringLiteral("\"%1\" is not a web address Pelix can use; it begins https://.")
+            .arg(shown.isEmpty() ? base.toString() : shown);
+    }
+    if (scheme == "http" && !isLoopbackHost(base.host())) {
+        return QStringLiteral(
+                   "%1 is plain http to another computer, which would show your key "
+                   "to the network; use https (plain http is only for this computer).")
+            .arg(shown);
+    }
+    return std::nullopt;
+}
+
+bool Api::isTransport(const Error& error) {
+    if (error.domain == QStringLiteral("network")) return true;
+    return error.domain == QStringLiteral("pelix") &&
+           (error.code == kUnsafeBase || error.code == kTooLarge || error.code == kCutOff ||
+            error.code == kNotHttp);
+}
+
+QString Api::describe(const Error& error) {
+    return isTransport(error) ? kUnreachable + error.message : error.message;
+}
 
 QUrl Api::configuredBase(const Prefs& prefs) {
     const QString env = qEnvironmentVariable("PELIX_API_BASE");
@@ -35,7 +71,11 @@ QUrl Api::configuredBase(const Prefs& prefs) {
 
 Api::Api(QUrl base, TokenStore tokens, QNetworkAccessManager* network, const Clock* clock,
          QObject* parent)
-    : QObject(parent), tokens_(std::move(tokens)), network_(network), clock_(clock) {
+    : QObject(parent),
+      unsafe_(unsafeBase(base)),
+      tokens_(std::move(tokens)),
+      network_(network),
+      clock_(clock) {
     QString path = base.path();
     while (path.endsWith('/')) path.chop(1);
     base.setPath(path + "/functions/v1");
@@ -54,6 +94,21 @@ void Api::call(const QString& name, const QJsonObject& body, std::optional<QStri
          [done = std::move(done)](RawAnswer answer) { done(read(answer)); });
 }
 
+std::optional<RawAnswer> Api::refusal(std::optional<QString>& token) const {
+    if (!token || token->isEmpty()) token = tokens_.read();
+    RawAnswer refused;
+    if (!token) {
+        refused.noToken = true;
+    } else if (!isPelixKey(*token)) {
+        refused.notAKey = true;
+    } else if (unsafe_) {
+        refused.transport = Error::pelix(kUnsafeBase, *unsafe_);
+    } else {
+        return std::nullopt;
+    }
+    return refused;
+}
+
 void Api::post(const QString& name, const QByteArray& body, std::optional<QString> token,
                double timeoutSeconds, RawDone done) {
     if (QThread::currentThread() != thread()) {
@@ -65,33 +120,71 @@ void Api::post(const QString& name, const QByteArray& body, std::optional<QStrin
             Qt::QueuedConnection);
         return;
     }
-    if (!token || token->isEmpty()) token = tokens_.read();
-    if (!token) {
-        // The answer still comes later, as every answer does.
-        RawAnswer unsent;
-        unsent.noToken = true;
+    if (std::optional<RawAnswer> refused = refusal(token)) {
+        // Nothing is sent; the answer still comes later, as every answer does.
         QMetaObject::invokeMethod(
-            this, [done = std::move(done), unsent] { done(unsent); }, Qt::QueuedConnection);
+            this, [done = std::move(done), answer = *refused] { done(answer); },
+            Qt::QueuedConnection);
         return;
     }
-    QNetworkRequest request(functionUrl(name));
-    request.setTransferTimeout(static_cast<int>(std::lround(timeoutSeconds * 1000)));
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("application/json"));
-    request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+    HttpExchange::Request request = frame(name, *token, timeoutSeconds);
+    request.body = body;
+    exchange(std::move(request), std::move(done));
+}
 
-    QNetworkReply* reply = network_->post(request, body);
-    connect(reply, &QNetworkReply::finished, this, [reply, done = std::move(done)] {
-        reply->deleteLater();
-        RawAnswer answer;
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (!status.isValid()) {
-            answer.transport = transportError(reply);
-        } else {
-            answer.status = status.toInt();
-            answer.body = reply->readAll();
-        }
-        done(std::move(answer));
-    });
+void Api::callStreamed(const QString& name, BodyMaker body, std::optional<QString> token,
+                       double timeoutSeconds, Done done) {
+    if (QThread::currentThread() != thread()) {
+        QMetaObject::invokeMethod(
+            this,
+            [=, this, body = std::move(body), done = std::move(done)]() mutable {
+                callStreamed(name, std::move(body), token, timeoutSeconds, std::move(done));
+            },
+            Qt::QueuedConnection);
+        return;
+    }
+    if (std::optional<RawAnswer> refused = refusal(token)) {
+        QMetaObject::invokeMethod(
+            this, [done = std::move(done), answer = *refused] { done(read(answer)); },
+            Qt::QueuedConnection);
+        return;
+    }
+    std::shared_ptr<QIODevice> device = body();
+    if (!device) return done(fail(1, "Couldn't read what was to be sent."));
+    HttpExchange::Request request = frame(name, *token, timeoutSeconds);
+    request.bodyDevice = std::move(device);
+    exchange(std::move(request),
+             [done = std::move(done)](RawAnswer answer) { done(read(answer)); });
+}
+
+HttpExchange::Request Api::frame(const QString& name, const QString& token,
+                                 double timeoutSeconds) const {
+    HttpExchange::Request request;
+    request.url = functionUrl(name);
+    request.headers = {{"Content-Type", "application/json"},
+                       {"Authorization", "Bearer " + token.toUtf8()}};
+    request.timeoutSeconds = timeoutSeconds;
+    request.answerLimit = kAnswerLimit;
+    // A proxy set on the application's network manager applies here too.
+    if (network_) request.proxy = network_->proxy();
+    return request;
+}
+
+void Api::exchange(HttpExchange::Request request, RawDone done) {
+    auto* exchange = new HttpExchange(
+        std::move(request),
+        [done = std::move(done)](HttpExchange::Answer answer) {
+            RawAnswer raw;
+            if (answer.failure) {
+                raw.transport = std::move(answer.failure);
+            } else {
+                raw.status = answer.status;
+                raw.body = std::move(answer.body);
+            }
+            done(std::move(raw));
+        },
+        this);
+    exchange->start();
 }
 
 Error Api::transportError(QNetworkReply* reply) {
@@ -105,6 +198,7 @@ Error Api::transportError(QNetworkReply* reply) {
 
 Result<QJsonObject> Api::read(const RawAnswer& answer) {
     if (answer.noToken) return fail(401, kNoToken);
+    if (answer.notAKey) return fail(401, kNotAKey);
     if (answer.transport) return std::unexpected(*answer.transport);
     const auto object = json::parseObject(answer.body);
     if (!object) return QJsonObject{};

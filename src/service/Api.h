@@ -2,6 +2,7 @@
 
 #include "core/Clock.h"
 #include "core/Error.h"
+#include "service/HttpExchange.h"
 #include "service/TokenStore.h"
 
 #include <QJsonArray>
@@ -12,8 +13,10 @@
 #include <QUrl>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
+class QIODevice;
 class QNetworkAccessManager;
 class QNetworkReply;
 
@@ -29,6 +32,8 @@ struct RawAnswer {
     std::optional<Error> transport;
     // Nothing was sent: no token was passed and none is stored.
     bool noToken = false;
+    // Nothing was sent: the token passed is not a Pelix key.
+    bool notAKey = false;
 };
 
 // Titles of what "organize" filed.
@@ -49,6 +54,32 @@ class Api : public QObject {
 public:
     static constexpr auto kDefaultBase = "https://api.pelix.app";
     static constexpr auto kNoToken = "Sign in first: tray icon → Sign in…";
+    static constexpr auto kUnreachable = "Couldn't reach Pelix: ";
+    // No answer of the backend comes near this; a longer one is cut off and fails.
+    static constexpr qint64 kAnswerLimit = 32 * 1024 * 1024;
+
+    // Error codes of the client's own transport failures (domain "pelix"); Qt's own keep the
+    // domain "network".
+    enum : int {
+        kUnsafeBase = 6001,                   // the base address would send the token in clear
+        kTooLarge = HttpExchange::kTooLarge,  // the answer went past kAnswerLimit
+        kCutOff = HttpExchange::kCutOff,      // the connection ended before the whole answer
+        kNotHttp = HttpExchange::kNotHttp,    // what came back was not HTTP
+    };
+
+    // Why requests may not go to `base`: anything but https, except plain http to this computer
+    // (a loopback address or "localhost"). None when they may.
+    static std::optional<QString> unsafeBase(const QUrl& base);
+    // Whether `error` is a transport failure (nothing or not all of an answer came back).
+    static bool isTransport(const Error& error);
+    // An error as the user reads it: transport failures as "Couldn't reach Pelix: " and their
+    // description, every other error as it stands.
+    static QString describe(const Error& error);
+    // The error with its description as `describe` gives it, for callers that pass it on.
+    static Error asShown(Error error) {
+        error.message = describe(error);
+        return error;
+    }
 
     // The backend's base address: $PELIX_API_BASE, else the preference "api.base", else the
     // built-in one.
@@ -61,7 +92,8 @@ public:
     using RawDone = std::function<void(RawAnswer)>;
 
     // Calls one function with `token`, else the stored token, read afresh for every request.
-    // Without either, `done` gets a 401 error ("Sign in first…") and nothing is sent.
+    // Without either, `done` gets a 401 error ("Sign in first…") and nothing is sent; so it does
+    // for a token that is not a Pelix key, and for a base address that is not safe (`unsafeBase`).
     void call(const QString& name, const QJsonObject& body, std::optional<QString> token,
               double timeoutSeconds, Done done);
 
@@ -70,6 +102,13 @@ public:
     // one the answer is marked `noToken` and nothing is sent.
     void post(const QString& name, const QByteArray& body, std::optional<QString> token,
               double timeoutSeconds, RawDone done);
+
+    // Calls one function with a body too large to hold in memory, read from the device that
+    // `body` makes (on the Api's thread) while the request goes out. The device is open,
+    // random-access and of a known size. Otherwise as `call`.
+    using BodyMaker = std::function<std::unique_ptr<QIODevice>()>;
+    void callStreamed(const QString& name, BodyMaker body, std::optional<QString> token,
+                      double timeoutSeconds, Done done);
 
     // Turns a raw answer into the result of `call`.
     static Result<QJsonObject> read(const RawAnswer& answer);
@@ -92,6 +131,16 @@ public:
     const TokenStore& tokens() const { return tokens_; }
 
 private:
+    HttpExchange::Request frame(const QString& name, const QString& token,
+                                double timeoutSeconds) const;
+    // Finds the token (the stored one when none is passed) and says why nothing may be sent,
+    // if so: no token, a token that is not a key, an unsafe base address.
+    std::optional<RawAnswer> refusal(std::optional<QString>& token) const;
+    // Sends the request on a connection of its own (`HttpExchange`) and hands over its answer.
+    void exchange(HttpExchange::Request request, RawDone done);
+
+    // Why the base address may not be used, if so (`unsafeBase`).
+    std::optional<QString> unsafe_;
     QUrl functions_;
     TokenStore tokens_;
     QNetworkAccessManager* network_;

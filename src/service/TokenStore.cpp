@@ -9,11 +9,29 @@
 
 namespace pelix {
 
+bool isPelixKey(QStringView token) {
+    static constexpr QStringView kPrefix = u"pelix_";
+    if (!token.startsWith(kPrefix) || token.size() == kPrefix.size() || token.size() > 4096) {
+        return false;
+    }
+    for (const QChar c : token.mid(kPrefix.size())) {
+        const char16_t u = c.unicode();
+        const bool safe = (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') ||
+                          (u >= u'0' && u <= u'9') || u == u'.' || u == u'_' || u == u'-';
+        if (!safe) return false;
+    }
+    return true;
+}
+
 std::optional<QString> Keychain::read() const {
     if (!store_) return std::nullopt;
     auto secret = store_->read(kService, kAccount);
     if (secret) *secret = secret->trimmed();
     if (!secret || secret->isEmpty()) return std::nullopt;
+    if (!isPelixKey(*secret)) {
+        logLine("token", "the keyring's old entry is not a Pelix key, so it is left where it is");
+        return std::nullopt;
+    }
     return secret;
 }
 
@@ -28,8 +46,14 @@ QString TokenStore::file(const QString& name) const {
 std::optional<QString> TokenStore::read() const {
     QFile f(file("token"));
     if (f.open(QIODevice::ReadOnly)) {
-        const QString token = QString::fromUtf8(f.readAll()).trimmed();
-        if (!token.isEmpty()) return token;
+        // More than any key: a large file is not read whole.
+        const QString token = QString::fromUtf8(f.read(8192)).trimmed();
+        if (isPelixKey(token)) return token;
+        if (!token.isEmpty()) {
+            logLine("token",
+                    "the token file does not hold a Pelix key, so it is not used; sign "
+                    "in again");
+        }
     }
     if (auto old = keychain_.read()) {
         write(*old);
@@ -41,6 +65,10 @@ std::optional<QString> TokenStore::read() const {
 }
 
 void TokenStore::write(const QString& token) const {
+    if (!isPelixKey(token)) {
+        logLine("token", "refused to store something that is not a Pelix key");
+        return;
+    }
     if (auto saved = writePrivateFile(file("token"), token.toUtf8()); !saved) {
         logLine("token", saved.error().message);
     }

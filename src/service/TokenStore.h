@@ -9,6 +9,19 @@
 
 namespace pelix {
 
+// Whether `token` is a Pelix key: "pelix_" followed by one or more ASCII letters, digits, ".",
+// "_" or "-" (4096 characters at most). Nothing else is stored or sent: a line break in a key
+// would otherwise end the Authorization header and start another.
+bool isPelixKey(QStringView token);
+
+// Why a key is refused, said where one enters (a link, a pasted key, --token).
+inline constexpr auto kNotAKey =
+    "That is not a Pelix key: it begins pelix_ and holds only letters, digits, dots, dashes and "
+    "underscores.";
+inline constexpr auto kNotAKeyGiven =
+    "Couldn't use the key given with --token: a Pelix key begins pelix_ and holds only letters, "
+    "digits, dots, dashes and underscores.";
+
 // The old home of the token: one generic password in the desktop's secret store. Only read and
 // removed, to move the token into its file.
 class Keychain {
@@ -34,9 +47,11 @@ public:
         : folder_(std::move(folder)), keychain_(keychain) {}
 
     // The stored token with white space trimmed; else one moved over from the keychain; else
-    // none. White space alone counts as none.
+    // none. White space alone counts as none, and so does a file that does not hold a Pelix key
+    // (which is logged).
     std::optional<QString> read() const;
     // Stores the token atomically with mode 0600 in a 0700 folder; a failure keeps the old file.
+    // Anything but a Pelix key is refused (and logged) without touching the file.
     void write(const QString& token) const;
     // The address of a file in the Pelix data folder.
     QString file(const QString& name) const;

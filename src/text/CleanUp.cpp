@@ -10,6 +10,7 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -68,62 +69,15 @@ QStringView view(const icu::UnicodeString& buffer) {
     return QStringView(buffer.getBuffer(), buffer.length());
 }
 
-// The stretches of the buffer in which a match of a pattern that contains the word can lie:
-// each occurrence of "actually" with the white space around it, two more units before (a
-// sentence end and a closing quote, or an escaped line break) and after it an optional comma,
-// white space and one letter (two units for a surrogate pair). Overlapping stretches are
-// merged, so every match lies inside exactly one of them.
-std::vector<std::pair<int32_t, int32_t>> stretchesAroundWord(const icu::UnicodeString& buffer) {
-    static constexpr QStringView kWord = u"actually";
-    const QStringView text = view(buffer);
-    const auto length = static_cast<int32_t>(text.size());
-    std::vector<std::pair<int32_t, int32_t>> stretches;
-    for (qsizetype at = text.indexOf(kWord, 0, Qt::CaseInsensitive); at >= 0;
-         at = text.indexOf(kWord, at + kWord.size(), Qt::CaseInsensitive)) {
-        auto start = static_cast<int32_t>(at);
-        while (start > 0 && isSpace(buffer.charAt(start - 1))) --start;
-        start = std::max(0, start - 2);
-        auto end = static_cast<int32_t>(at + kWord.size());
-        if (end < length && buffer.charAt(end) == u',') ++end;
-        while (end < length && isSpace(buffer.charAt(end))) ++end;
-        end = std::min(length, end + 2);
-        if (!stretches.empty() && start <= stretches.back().second) {
-            stretches.back().second = end;
-        } else {
-            stretches.emplace_back(start, end);
-        }
-    }
-    return stretches;
-}
+struct Match {
+    int32_t start, end;
+    icu::UnicodeString text;
+};
 
-// Replaces every match of a pattern that contains the word, as a left-to-right replace-all
-// would, but searches only the stretches around the word. The bounds are transparent and do
-// not anchor, so look-arounds, ^ and $ see the whole buffer.
-template <class Replacement>
-void replaceNearWord(const icu::RegexPattern& pattern, icu::UnicodeString& buffer,
-                     Replacement replacement, bool everywhere) {
-    struct Match {
-        int32_t start, end;
-        icu::UnicodeString text;
-    };
-    std::vector<Match> matches;
-    UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::RegexMatcher> matcher(pattern.matcher(buffer, status));
-    if (U_FAILURE(status)) return;
-    const auto stretches = everywhere
-                               ? std::vector<std::pair<int32_t, int32_t>>{{0, buffer.length()}}
-                               : stretchesAroundWord(buffer);
-    for (const auto& [start, end] : stretches) {
-        matcher->region(start, end, status);
-        matcher->useAnchoringBounds(false).useTransparentBounds(true);
-        while (U_SUCCESS(status) && matcher->find(status)) {
-            matches.push_back(
-                Match{matcher->start(status), matcher->end(status), replacement(*matcher)});
-        }
-    }
-    matcher.reset();
+// Builds the result front to back from the matches, which are in order and do not overlap:
+// replacing in place would move the tail once per match.
+void assemble(icu::UnicodeString& buffer, const std::vector<Match>& matches) {
     if (matches.empty()) return;
-    // One new buffer, front to back: replacing in place would move the tail once per match.
     icu::UnicodeString result;
     int32_t copied = 0;
     for (const Match& m : matches) {
@@ -132,6 +86,78 @@ void replaceNearWord(const icu::RegexPattern& pattern, icu::UnicodeString& buffe
     }
     result.append(buffer, copied, buffer.length() - copied);
     buffer = std::move(result);
+}
+
+// Replaces every match as a left-to-right replace-all does, letting the engine try every
+// position. Correct by definition, and quadratic on long runs of white space.
+template <class Replacement>
+void replaceEverywhere(const icu::RegexPattern& pattern, icu::UnicodeString& buffer,
+                       Replacement replacement) {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::RegexMatcher> matcher(pattern.matcher(buffer, status));
+    if (U_FAILURE(status)) return;
+    std::vector<Match> matches;
+    while (U_SUCCESS(status) && matcher->find(status)) {
+        matches.push_back(
+            Match{matcher->start(status), matcher->end(status), replacement(*matcher)});
+    }
+    matcher.reset();
+    assemble(buffer, matches);
+}
+
+// The same replace-all for the three patterns that contain the word, in linear time. Every
+// match holds one occurrence of "actually", and what comes before the word in a match is made
+// of white space, a sentence end, a closing or opening quote, a comma or an escaped line break,
+// never of letters. So a match containing the occurrence at `at` starts in the white space run
+// [w, at) before it or a unit or two before that run, and whether there is a match at all does
+// not depend on where in the run it starts. The engine would try each start of the run in turn,
+// scanning the run each time; here only the few starts that can begin a match are tried, in
+// order, with the same engine (`lookingAt`), so the first one that matches is the match the
+// engine's own search finds:
+//  - `opening`: two units before the run (a sentence end and a closing quote, or "\n"), one
+//    unit before it (a sentence end or an opening quote), the first line break in the run, and
+//    the word itself (at the very start of the text);
+//  - `closing` and `anywhere`: a comma just before the run, and the run's start.
+// Where the previous match ended inside the run, that is where the search resumes, as the
+// engine's would. The bounds are transparent and do not anchor, so look-arounds, ^ and $ see the
+// whole buffer. Each run is scanned a fixed number of times, by the occurrences on either side.
+template <class Replacement>
+void replaceAtWord(const icu::RegexPattern& pattern, icu::UnicodeString& buffer,
+                   Replacement replacement, bool opening) {
+    static constexpr QStringView kWord = u"actually";
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::RegexMatcher> matcher(pattern.matcher(buffer, status));
+    if (U_FAILURE(status)) return;
+    const QStringView text = view(buffer);
+    const auto length = static_cast<int32_t>(text.size());
+    std::vector<Match> matches;
+    int32_t resume = 0;  // no match starts before the end of the previous one
+    for (qsizetype found = text.indexOf(kWord, 0, Qt::CaseInsensitive); found >= 0;
+         found = text.indexOf(kWord, found + kWord.size(), Qt::CaseInsensitive)) {
+        const auto at = static_cast<int32_t>(found);
+        if (at < resume) continue;
+        int32_t run = at;
+        while (run > 0 && isSpace(buffer.charAt(run - 1))) --run;
+        int32_t lineBreak = std::max(run, resume);
+        while (opening && lineBreak < at && buffer.charAt(lineBreak) != u'\n') ++lineBreak;
+        std::array<int32_t, 6> starts{run - 2, run - 1, run, resume, at, lineBreak};
+        std::sort(starts.begin(), starts.end());
+        const auto last = std::unique(starts.begin(), starts.end());
+        for (auto it = starts.begin(); it != last; ++it) {
+            const int32_t start = *it;
+            if (start < resume || start > at) continue;
+            matcher->region(start, length, status);
+            matcher->useAnchoringBounds(false).useTransparentBounds(true);
+            if (U_FAILURE(status)) return;
+            if (!matcher->lookingAt(status)) continue;
+            matches.push_back(
+                Match{matcher->start(status), matcher->end(status), replacement(*matcher)});
+            resume = matches.back().end;
+            break;
+        }
+    }
+    matcher.reset();
+    assemble(buffer, matches);
 }
 
 // "actually" that opens a sentence, a line or a quote goes, and the letter after it is
@@ -157,9 +183,15 @@ QString withoutActually(const QString& text, bool searchEverywhere) {
     const Patterns& p = patterns();
     icu::UnicodeString buffer(reinterpret_cast<const UChar*>(text.utf16()),
                               static_cast<int32_t>(text.size()));
-    replaceNearWord(*p.opening, buffer, opening, searchEverywhere);
-    replaceNearWord(*p.closing, buffer, nothing, searchEverywhere);
-    replaceNearWord(*p.anywhere, buffer, nothing, searchEverywhere);
+    if (searchEverywhere) {
+        replaceEverywhere(*p.opening, buffer, opening);
+        replaceEverywhere(*p.closing, buffer, nothing);
+        replaceEverywhere(*p.anywhere, buffer, nothing);
+    } else {
+        replaceAtWord(*p.opening, buffer, opening, true);
+        replaceAtWord(*p.closing, buffer, nothing, false);
+        replaceAtWord(*p.anywhere, buffer, nothing, false);
+    }
     replaceAll(*p.stray, buffer, icu::UnicodeString(u"$1"));
     // Most transcripts have no double blank at all; finding that out is cheaper than the regex.
     if (view(buffer).contains(u"  ")) replaceAll(*p.spaces, buffer, icu::UnicodeString(u" "));

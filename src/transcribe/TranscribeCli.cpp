@@ -72,18 +72,30 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
             [&, done = std::move(done)](Result<QList<Spoken>> spoken) {
                 if (!spoken) return done(std::unexpected(spoken.error()));
                 text = VideoTranscriber::paragraphs(*spoken, kParagraphGap);
-                done(text + '\n' +
-                     QString::asprintf("%d pieces in %.1fs", static_cast<int>(spoken->size()),
-                                       static_cast<double>(clock.elapsed()) / 1000.0));
+                const QString summary =
+                    QString::asprintf("%d pieces in %.1fs", static_cast<int>(spoken->size()),
+                                      static_cast<double>(clock.elapsed()) / 1000.0);
+                if (text.trimmed().isEmpty()) {
+                    // Said as the transcript window says it, rather than a blank line.
+                    console::err(VideoTranscriber::kNoSpeech);
+                    return done(summary);
+                }
+                done(text + '\n' + summary);
             });
     });
     if (heard != 0 || !args.has("--save")) return heard;
+    if (text.trimmed().isEmpty()) {
+        console::err("Nothing was saved to Pelix.");
+        return 0;
+    }
 
     return console::runUntilAnswered([&](console::Answer done) {
         context.api().call("import-notes", noteBody(file, text, context.clock().now()),
                            std::nullopt, kSaveTimeLimit,
                            [done = std::move(done)](Result<QJsonObject> answer) {
-                               if (!answer) return done(std::unexpected(answer.error()));
+                               if (!answer) {
+                                   return done(std::unexpected(Api::asShown(answer.error())));
+                               }
                                done(QStringLiteral("Saved to Pelix, in Videos."));
                            });
     });

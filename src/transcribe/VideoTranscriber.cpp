@@ -1,5 +1,6 @@
 #include "transcribe/VideoTranscriber.h"
 
+#include "core/TempFiles.h"
 #include "media/AudioDecoder.h"
 #include "media/Media.h"
 #include "text/CleanUp.h"
@@ -24,9 +25,14 @@ Error cancelled() {
 struct RemoveOnExit {
     QString path;
     ~RemoveOnExit() {
-        if (!path.isEmpty()) QFile::remove(path);
+        if (!path.isEmpty()) tempfiles::remove(path);
     }
 };
+
+QString minutesAndSeconds(double seconds) {
+    const auto whole = static_cast<qint64>(seconds);
+    return QString::asprintf("%lld:%02lld", whole / 60, whole % 60);
+}
 
 }  // namespace
 
@@ -72,6 +78,12 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     }
 
     if (status) status(QStringLiteral("Getting the sound out…"));
+    // How long the file says its sound is, to tell a file that ends early (cut off while it was
+    // copied, say) from a whole one.
+    double stated = 0;
+    if (auto source = media::AudioDecoder::open(file, kSpeechSampleRate)) {
+        stated = (*source)->duration();
+    }
     Result<QString> sound = media::extractAudio(file);
     if (!sound) return std::unexpected(sound.error());
     const RemoveOnExit removal{*sound};
@@ -105,6 +117,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
                     "Couldn't read the sound from " + QFileInfo(file).fileName() + ".");
     }
     std::vector<int16_t> block;
+    qint64 samples = 0;
     for (;;) {
         if (stop.stop_requested()) {
             (*session)->cancel();
@@ -113,9 +126,15 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
         Result<bool> more = (*decoder)->read(block);
         if (!more) return std::unexpected(more.error());
         if (!*more) break;
+        samples += static_cast<qint64>(block.size());
         if (Status fed = (*session)->feed(block); !fed) return std::unexpected(fed.error());
     }
     if (Result<QString> done = (*session)->finish(); !done) return std::unexpected(done.error());
+    const double read = static_cast<double>(samples) / kSpeechSampleRate;
+    if (status && stated - read > std::max(1.0, 0.02 * stated)) {
+        status(QFileInfo(file).fileName() + " ends early: only " + minutesAndSeconds(read) +
+               " of its " + minutesAndSeconds(stated) + " could be read.");
+    }
     return spoken;
 }
 

@@ -30,6 +30,9 @@ enum : int {
     kCancelled = 3004,
 };
 
+// What the transcript shows for a file in which nothing was heard.
+inline constexpr auto kNoSpeech = "No speech in this one.";
+
 // The locale of the machine when an engine serves it, else "en-US".
 QString defaultLocale(const SpeechEngines& engines);
 
@@ -46,7 +49,8 @@ using StatusCallback = std::function<void(const QString&)>;
 using HeardCallback = std::function<void(const Spoken&)>;
 
 // The whole run, on the calling thread (not the main thread: it takes seconds). `words` are
-// names and terms to expect. `status` gets "Getting the sound out…" and "Listening…"; `heard`
+// names and terms to expect. `status` gets "Getting the sound out…" and "Listening…" (and, for
+// a file whose sound stops well before the length it states, a sentence saying so); `heard`
 // gets each stretch as soon as it is final, in order; both are called on this thread. A stop
 // requested through `stop` ends the run at the next check with kCancelled. The temporary sound
 // file is removed however the run ends.

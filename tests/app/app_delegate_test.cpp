@@ -310,6 +310,9 @@ TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
         {"pelix-mac://connect?token=pelix_new", "pelix_new", {AppDelegate::kConnected}},
         {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {AppDelegate::kConnected}},
         {"pelix-mac://connect?token=abc", std::nullopt, {AppDelegate::kNotAKey}},
+        {"pelix-mac://connect?token=pelix_x%0D%0AX-Evil:%20injected",
+         std::nullopt,
+         {AppDelegate::kNotAKey}},
         {"pelix-mac://connect", std::nullopt, {AppDelegate::kNotAKey}},
         {"https://connect?token=pelix_web", std::nullopt, {}},
         {"pelix-mac://somewhere?token=pelix_x", std::nullopt, {}},
@@ -403,9 +406,11 @@ TEST_F(AppDelegateTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {
     shell.answerPrompt(PromptAnswer::other);
     ASSERT_EQ(shell.secretLabels, QStringList{AppDelegate::kKeyLabel});
 
-    shell.enterSecret("not a key");
-    EXPECT_EQ(shell.lines.last(), AppDelegate::kNotAPastedKey);
-    EXPECT_EQ(tokens.read(), std::nullopt);
+    for (const char* bad : {"not a key", "pelix_x\r\nX-Evil: 1"}) {
+        shell.enterSecret(bad);
+        EXPECT_EQ(shell.lines.last(), AppDelegate::kNotAPastedKey) << bad;
+        EXPECT_EQ(tokens.read(), std::nullopt);
+    }
     shell.enterSecret("  pelix_pasted \n");
     EXPECT_EQ(tokens.read(), "pelix_pasted");
     EXPECT_EQ(shell.lines.last(), AppDelegate::kConnected);

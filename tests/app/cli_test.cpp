@@ -45,6 +45,19 @@ TEST(Cli, ArgumentsMatchAnywhereAndInOrder) {
     }
 }
 
+// A mode whose value is missing starts the tray; when the display named does not answer, one
+// sentence says so instead of Qt ending the process.
+TEST(Cli, ADisplayThatDoesNotAnswerIsOneSentence) {
+    QProcessEnvironment env;
+    env.insert("DISPLAY", ":97");  // no X server there
+    env.insert("QT_QPA_PLATFORM", "");
+    const auto r = runPelix({"--transcribe"}, {}, env);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err,
+              "Pelix lives in the tray of a desktop session, and the display :97 does not answer "
+              "(is its X server running?); pelix --help lists what runs without one.\n");
+}
+
 TEST(Cli, CleanUpFiltersStandardInput) {
     const struct {
         QByteArray in, out;
@@ -116,6 +129,39 @@ TEST_F(CallTest, FailuresAreOneSentenceOnStandardError) {
         EXPECT_EQ(r.err, c.err);
         EXPECT_TRUE(r.out.isEmpty());
     }
+}
+
+TEST_F(CallTest, TransportFailuresSayPelixCouldNotBeReached) {
+    storeToken("pelix_cli");
+    const struct {
+        const char* base;
+        QByteArray err;
+    } cases[] = {
+        {"http://127.0.0.1:1", "Couldn't reach Pelix: Connection refused.\n"},
+        {"http://10.255.255.1",
+         "Couldn't reach Pelix: http://10.255.255.1 is plain http to another computer, which "
+         "would show your key to the network; use https (plain http is only for this "
+         "computer).\n"},
+        {"api.pelix.app",
+         "Couldn't reach Pelix: \"api.pelix.app\" is not a web address Pelix can use; it begins "
+         "https://.\n"},
+    };
+    for (const auto& c : cases) {
+        QProcessEnvironment e;
+        e.insert("PELIX_API_BASE", c.base);
+        const auto r = runPelix({"--call", "chat", "{}"}, {}, e);
+        EXPECT_EQ(r.exitCode, 1) << c.base;
+        EXPECT_EQ(r.err.toStdString(), c.err.toStdString());
+    }
+}
+
+TEST_F(CallTest, AKeyThatWouldAddAHeaderIsRefusedWhereItEnters) {
+    const auto r = runPelix({"--call", "chat", "{}", "--token", "pelix_x\r\nX-Evil: 1"}, {}, env());
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err,
+              "Couldn't use the key given with --token: a Pelix key begins pelix_ and holds only "
+              "letters, digits, dots, dashes and underscores.\n");
+    EXPECT_TRUE(backend.requests().isEmpty());
 }
 
 TEST_F(CallTest, WithoutATokenSaysHowToSignIn) {

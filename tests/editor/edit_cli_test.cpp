@@ -139,6 +139,34 @@ TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAsked) {
     EXPECT_EQ(json({"segments", "1F0C7A2B-0000-4000-8000-000000000001"}).array().size(), 3);
 }
 
+TEST_F(EditCli, WritingKeepsUnknownKeysAndSkipsWhenNothingChanged) {
+    QJsonObject project = QJsonDocument::fromJson(kProject).object();
+    project.insert("futureField", 7);
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(QJsonDocument(project).toJson());
+    }
+    const auto readBack = [&] {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    const QByteArray before = readBack();
+
+    // Every operation skipped: the file is not touched.
+    auto result = runPelix({"--edit", "apply", path, "-", "--write"},
+                           R"([{"op":"cut","ids":[99]},{"op":"frobnicate"}])");
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(result.err, "Nothing changed, so hand.json is left as it was.\n");
+    EXPECT_EQ(readBack(), before);
+
+    result = runPelix({"--edit", "apply", path, "-", "--write"}, R"([{"op":"cut","ids":[1]}])");
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QJsonObject written = QJsonDocument::fromJson(readBack()).object();
+    EXPECT_EQ(written.value("futureField"), 7);
+    EXPECT_EQ(written.value("cut"), QJsonArray{"1F0C7A2B:0"});
+}
+
 TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
     const QString folder = home.path() + "/data/Pelix/Editor";
     ASSERT_TRUE(QDir().mkpath(folder));

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <gtest/gtest.h>
@@ -81,7 +82,7 @@ TEST(EditProject, BadFilesAreRejectedNamingTheKey) {
         {R"({"id":"1f0c7a2b-0000-4000-8000-000000000001"})", "\"clips\" is missing"},
         {R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":{}})", "\"clips\" is not a list"},
         {R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":[{"id":"1f0c7a2b-0000-4000-8000-000000000002","path":"/a","words":[{"start":"0","end":1,"text":"a"}]}]})",
-         "\"clips[0].words[0].start\" is not a number"},
+         "\"clips[0].words[0].start\" is not a time between 0 and 1000000 seconds"},
         {R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":[],"settings":{"format":"tiktok"}})",
          "\"settings.format\" is not one of its known values"},
         {R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":[],"settings":{"captions":"yes"}})",
@@ -94,6 +95,91 @@ TEST(EditProject, BadFilesAreRejectedNamingTheKey) {
         ASSERT_FALSE(project) << c.json;
         EXPECT_EQ(project.error().message.toStdString(), c.names) << c.json;
     }
+}
+
+// Whatever loads saves to a file that loads again as the same project; what cannot be saved that
+// way is refused at load, naming the key.
+TEST(EditProject, WhatLoadsSavesToWhatLoads) {
+    const auto withClip = [](const QByteArray& word) {
+        return R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":[{"id":"1f0c7a2b-0000-4000-8000-000000000002","path":"/a","words":[)" +
+               word + "]}]}";
+    };
+    const auto withCreated = [](const QByteArray& created) {
+        return R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":[],"created":)" + created +
+               "}";
+    };
+    const auto withId = [](const QByteArray& id) { return R"({"clips":[],"id":)" + id + "}"; };
+    const QString outside = "\"created\" is a date outside the years 1 to 9999";
+    const QString notATime =
+        "\"clips[0].words[0].start\" is not a time between 0 and 1000000 seconds";
+    const struct {
+        QByteArray json;
+        QString refusal;  // empty: it loads
+    } cases[] = {
+        // A timestamp in milliseconds read as seconds lands in the year 56864.
+        {withCreated("1732300000000"), outside + " (a number counts seconds since 1970)"},
+        {withCreated("1e308"), outside + " (a number counts seconds since 1970)"},
+        {withCreated("-1e308"), outside + " (a number counts seconds since 1970)"},
+        {withCreated("-62135596800"), ""},    // 0001-01-01T00:00:00Z
+        {withCreated("253402300799.5"), ""},  // the last half second of 9999
+        {withCreated(R"("9999-12-31T23:59:59.999Z")"), ""},
+        {withCreated(R"("0001-01-01T00:00:00+01:00")"), outside},
+        {withCreated(R"("10000-01-01T00:00:00Z")"), "\"created\" is not a date"},
+        {withClip(R"({"start":1e306,"end":1e306,"text":"a"})"), notATime},
+        {withClip(R"({"start":-1,"end":1,"text":"a"})"), notATime},
+        {withClip(R"({"start":0,"end":1000001,"text":"a"})"),
+         "\"clips[0].words[0].end\" is not a time between 0 and 1000000 seconds"},
+        {withClip(R"({"start":999999.5,"end":1000000,"text":"a"})"), ""},
+        {withClip(R"({"start":1.05,"end":0.4,"text":"a"})"),
+         "\"clips[0].words[0].end\" is before its start"},
+        {withId(R"("1f0c7a2b-0000-4000-8000-000000000001-and-more")"), "\"id\" is not a UUID"},
+        {withId(R"("1f0c7a2b-0000-4000-8000-0000000000011")"), "\"id\" is not a UUID"},
+        {withId(R"("1f0c7a2b000040008000000000000001")"), "\"id\" is not a UUID"},
+        {withId(R"("{1f0c7a2b-0000-4000-8000-000000000001}")"), ""},
+        {withId(R"("1F0C7A2B-0000-4000-8000-000000000001")"), ""},
+        {R"({"id":"1f0c7a2b-0000-4000-8000-000000000001","clips":[],"settings":{"targetSeconds":1e300}})",
+         "\"settings.targetSeconds\" is not a number of seconds between -1000000 and 1000000"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.json.toStdString());
+        const auto project = projectFromJson(QJsonDocument::fromJson(c.json).object());
+        if (!c.refusal.isEmpty()) {
+            ASSERT_FALSE(project);
+            EXPECT_EQ(project.error().message, c.refusal);
+            continue;
+        }
+        ASSERT_TRUE(project) << project.error().message.toStdString();
+        const QByteArray saved = QJsonDocument(toJson(*project)).toJson();
+        const auto again = projectFromJson(QJsonDocument::fromJson(saved).object());
+        ASSERT_TRUE(again) << again.error().message.toStdString() << "\n" << saved.toStdString();
+        EXPECT_EQ(*again, *project);
+    }
+}
+
+TEST(EditProject, KeysItDoesNotKnowAreKeptThroughALoadAndASave) {
+    const QJsonObject original = parsed(R"({
+        "id": "1F0C7A2B-0000-4000-8000-000000000001", "futureField": {"a": [1, "two", null]},
+        "clips": [{"id": "1F0C7A2B-0000-4000-8000-000000000002", "path": "/a", "thumbnail": "t.png",
+                   "framing": {"x": 0.5, "y": 0.5, "zoom": 1, "tilt": 3},
+                   "words": [{"start": 0, "end": 1, "text": "a"},
+                             {"start": 1, "end": 2, "text": "b", "confidence": 0.9}]}],
+        "settings": {"music": "calm", "pace": "snappy"},
+        "chat": [{"text": "hi", "mine": true, "at": "noon"}]})");
+    const auto project = projectFromJson(original);
+    ASSERT_TRUE(project) << project.error().message.toStdString();
+    const QJsonObject saved = toJson(*project);
+    EXPECT_EQ(saved.value("futureField"), original.value("futureField"));
+    const QJsonObject clip = saved.value("clips").toArray().at(0).toObject();
+    EXPECT_EQ(clip.value("thumbnail"), "t.png");
+    EXPECT_EQ(clip.value("framing").toObject().value("tilt"), 3);
+    EXPECT_FALSE(clip.value("words").toArray().at(0).toObject().contains("confidence"));
+    EXPECT_EQ(clip.value("words").toArray().at(1).toObject().value("confidence"), 0.9);
+    EXPECT_EQ(saved.value("settings").toObject().value("music"), "calm");
+    EXPECT_EQ(saved.value("settings").toObject().value("pace"), "snappy");
+    EXPECT_EQ(saved.value("chat").toArray().at(0).toObject().value("at"), "noon");
+    const auto again = projectFromJson(saved);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(*again, *project);
 }
 
 class ProjectStoreTest : public ::testing::Test {
@@ -159,6 +245,37 @@ TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
     QFile file(broken);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), junk);
+}
+
+// A file that is not JSON is named with what is wrong and where, as an editor counts lines.
+TEST_F(ProjectStoreTest, FilesThatAreNotJsonSayWhatAndWhere) {
+    const struct {
+        QByteArray bytes;
+        const char* says;
+    } cases[] = {
+        {"{\"id\": NaN}", "it is not JSON (illegal number at line 1, column 8)."},
+        {"{\n  \"id\": 1e400\n}", "it is not JSON (illegal number at line 2, column 14)."},
+        {"{\"id\": 1} trailing",
+         "it is not JSON (garbage at the end of the document at line 1, "
+         "column 11)."},
+        {"{\"name\": \"caf\xC3\"}", "it is not JSON (invalid UTF8 string at line 1, column 14)."},
+        {QByteArray(100000, '[') + QByteArray(100000, ']'),
+         "it is not JSON (too deeply nested document"},
+        {"[1, 2]", "it is JSON but not an object."},
+    };
+    const QString path = home.path() + "/p.json";
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.says);
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(c.bytes);
+        file.close();
+        const auto project = ProjectStore::openFile(path);
+        ASSERT_FALSE(project);
+        EXPECT_TRUE(project.error().message.startsWith("Couldn't read the project p.json: "));
+        EXPECT_TRUE(project.error().message.contains(c.says))
+            << project.error().message.toStdString();
+    }
 }
 
 TEST_F(ProjectStoreTest, SavingNeverReplacesAFileThatIsNotAProject) {

@@ -70,7 +70,7 @@ TEST_F(MediaTest, FilesWithoutSoundGiveTheirSentenceAndLeaveNothing) {
         {media_.textFile("notes.mov"), kNotMedia,
          "Couldn't open notes.mov. Is it a video or audio file?"},
         {media_.path("missing.mp4"), kNotMedia,
-         "Couldn't open missing.mp4. Is it a video or audio file?"},
+         "Couldn't open missing.mp4: there is no such file."},
     };
     for (const Case& c : cases) {
         const Result<QString> extracted = extractAudio(c.file);

@@ -1,4 +1,5 @@
 #include "MemoTestSupport.h"
+#include "fakes/HostileServer.h"
 #include "fakes/LoopbackBackend.h"
 #include "media/Media.h"
 #include "service/TokenStore.h"
@@ -8,6 +9,7 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <csignal>
 
 namespace pelix {
 namespace {
@@ -97,6 +99,68 @@ TEST_F(MemoCli, SendsPiecesOfTheGivenLengthToTheBackendInOrder) {
         texts << QString("part %1").arg(i + 1);
     }
     EXPECT_EQ(run.out, (texts.join(' ') + "\n").toUtf8());
+}
+
+// What --piece says about itself: a length under a second is refused before anything is done;
+// anything that is not a positive number falls back to 360 s, saying so.
+TEST_F(MemoCli, PieceLengthsAreCheckedAndExplained) {
+    fakes::LoopbackBackend backend;
+    backend.answer("braindump", Reply::json({{"text", "heard"}}));
+    const struct {
+        const char* piece;
+        int exitCode;
+        const char* errStart;
+    } cases[] = {
+        {"1e-9", 1, "Couldn't send pieces of 1e-9 s: a piece is at least 1 s long.\n"},
+        {"0.001", 1, "Couldn't send pieces of 0.001 s: a piece is at least 1 s long.\n"},
+        {"abc", 0, "--piece abc is not a length in seconds, so the pieces are 360 s long.\n"},
+        {"-1", 0, "--piece -1 is not a length in seconds, so the pieces are 360 s long.\n"},
+        {"0", 0, "--piece 0 is not a length in seconds, so the pieces are 360 s long.\n"},
+        {"nan", 0, "--piece nan is not a length in seconds, so the pieces are 360 s long.\n"},
+        {"1", 0, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.piece);
+        const auto run =
+            testing::runPelix({"--memo", speech, "--piece", c.piece, "--token", "pelix_x"}, {},
+                              at(backend.base().toString()));
+        EXPECT_EQ(run.exitCode, c.exitCode) << run.err.toStdString();
+        EXPECT_TRUE(run.err.startsWith(c.errStart)) << run.err.toStdString();
+        if (c.exitCode == 0) {
+            EXPECT_TRUE(run.out.startsWith("heard"));
+        }
+    }
+}
+
+TEST_F(MemoCli, SaysWhatIsWrongWithThePath) {
+    const struct {
+        QString path;
+        QByteArray err;
+    } cases[] = {
+        {dir.path(),
+         "Couldn't read " + dir.path().toUtf8() + ": it is a folder, not a recording.\n"},
+        {dir.filePath("gone.m4a"),
+         "Couldn't read " + dir.filePath("gone.m4a").toUtf8() + ": there is no such file.\n"},
+    };
+    for (const auto& c : cases) {
+        const auto run = testing::runPelix({"--memo", c.path}, {}, at("http://127.0.0.1:9"));
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.err, c.err);
+    }
+}
+
+// Ctrl+C while a piece is on its way: the piece cut for it was private and is gone.
+TEST_F(MemoCli, AnInterruptedRunLeavesNoPieceBehind) {
+    fakes::HostileServer slow(fakes::HostileServer::trickle(R"({"text":"late"})", 1000));
+    QTemporaryDir tmp;
+    QProcessEnvironment env = at(slow.base().toString());
+    env.insert("TMPDIR", tmp.path());
+    const auto run = testing::interruptOnceAFileAppears(
+        {"--memo", speech, "--piece", "2", "--token", "pelix_x"}, env, tmp.path(), SIGINT);
+    ASSERT_FALSE(run.file.isEmpty()) << run.err.toStdString();
+    EXPECT_EQ(run.mode, 0600) << run.file.toStdString();
+    EXPECT_TRUE(run.endedBySignal);
+    EXPECT_TRUE(run.left.isEmpty()) << run.left.join(", ").toStdString();
 }
 
 TEST_F(MemoCli, SilenceCannotBeHeard) {

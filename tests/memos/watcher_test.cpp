@@ -5,12 +5,15 @@
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
+
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QMutex>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QThread>
+#include <climits>
+#include <cmath>
 
 namespace pelix {
 namespace {
@@ -311,6 +314,18 @@ TEST_F(WatcherTest, TheMachineHearsWhenTheBackendCannotWithPeoplesNames) {
     EXPECT_EQ(fake.heard.at(0).first, "nl-NL");
     EXPECT_EQ(fake.heard.at(0).second, QStringList({"Ada", "Linus"}));
     EXPECT_EQ(filings().at(0).json.value("transcript"), "heard here");
+}
+
+// Piece lengths from a command line or a recording that claims an absurd length stay bounded:
+// never shorter than a second, never more than the most pieces, no overflow on the way.
+TEST(WatcherRules, PiecesStayBounded) {
+    EXPECT_EQ(VoiceMemoWatcher::pieces(30, 1e-9).size(), 30);
+    EXPECT_TRUE(VoiceMemoWatcher::pieces(0.5, 0.001).value(0).whole);
+    EXPECT_TRUE(VoiceMemoWatcher::pieces(1e12, 360).isEmpty());
+    EXPECT_TRUE(VoiceMemoWatcher::pieces(std::nan(""), 360).value(0).whole);
+    EXPECT_EQ(VoiceMemoWatcher::pieceCount(13960, 1e-9), INT_MAX);
+    EXPECT_EQ(VoiceMemoWatcher::pieceCount(30, 360), 1);
+    EXPECT_EQ(VoiceMemoWatcher::pieceCount(30, std::nan("")), 1);
 }
 
 TEST(WatcherRules, MinuteWordingRoundsHalvesUp) {

@@ -6,6 +6,10 @@
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMutex>
@@ -203,7 +207,7 @@ TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
         {"execution error: Error: Can't get object. (-1728)", AppleNotesImport::kNotSignedIn},
         {"ssh: connect to host mac port 22: Connection refused",
          "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
-        {"", "Couldn't read Apple Notes: "},
+        {"", "Couldn't read Apple Notes: the program failed (exit status 1) without saying why."},
     };
     for (const auto& [stderrText, message] : cases) {
         qputenv("PELIX_TEST_ERROR", stderrText);
@@ -216,6 +220,31 @@ TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
         AppleNotesImport::commandSource("head -c 400 /dev/zero | tr '\\0' e >&2; exit 3")();
     ASSERT_FALSE(longError);
     EXPECT_EQ(longError.error().message, "Couldn't read Apple Notes: " + QString(160, 'e'));
+}
+
+// Whether any process runs with `marker` in its command line.
+bool running(const QByteArray& marker) {
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
+        QFile cmdline("/proc/" + pid + "/cmdline");
+        if (cmdline.open(QIODevice::ReadOnly) &&
+            cmdline.readAll().replace('\0', ' ').contains(marker)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(NotesSource, AProgramThatHangsIsStoppedWithWhatItStarted) {
+    QElapsedTimer elapsed;
+    elapsed.start();
+    // Two of them, one in the background: the whole group goes.
+    const auto items = AppleNotesImport::commandSource("sleep 987.25 & sleep 987.25", 1)();
+    ASSERT_FALSE(items);
+    EXPECT_EQ(items.error().message,
+              "Couldn't read Apple Notes: the program gave no notes within 1 second, so it was "
+              "stopped.");
+    EXPECT_LT(elapsed.elapsed(), 4000);
+    EXPECT_TRUE(testing::waitUntil([] { return !running("sleep 987.25"); }, 3000));
 }
 
 TEST(NotesSource, ReadsTheJsonArrayOfItems) {

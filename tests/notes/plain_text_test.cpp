@@ -1,6 +1,13 @@
 #include "notes/AppleNotesImport.h"
 
+#include "support/TestSupport.h"
+
 #include <gtest/gtest.h>
+
+#include <QStringList>
+
+#include <functional>
+#include <random>
 
 namespace pelix {
 namespace {
@@ -51,6 +58,117 @@ INSTANTIATE_TEST_SUITE_P(
                    "\"hi\" 'there' &amp;"},
         Conversion{"OnlyMarkupIsEmpty", "<div><br></div>\n<div> </div>", ""}),
     [](const ::testing::TestParamInfo<Conversion>& info) { return std::string(info.param.name); });
+
+// The conversion runs each replacement in one linear pass; on random notes built from the pieces
+// the patterns care about (tags cut short, tags in other cases, letters that fold onto ASCII
+// ones, every kind of line end) it must give exactly what the plain replace-alls give.
+TEST(PlainTextRules, LinearPassesGiveWhatTheReplacementsGive) {
+    const QStringList pieces = {"<",
+                                ">",
+                                "</",
+                                "<>",
+                                "<script",
+                                "</script>",
+                                "<SCRIPT>",
+                                "<style>",
+                                "</STYLE>",
+                                "<img",
+                                " src=x>",
+                                "<object",
+                                "<OBJECT>",
+                                "</object>",
+                                "<br",
+                                "<br/>",
+                                "<BR />",
+                                "<li",
+                                "<li>",
+                                "</li>",
+                                "<ul>",
+                                "</ol",
+                                "</td>",
+                                "</div>",
+                                "</p>",
+                                "</h3>",
+                                "</h7>",
+                                "</tr>",
+                                "</table>",
+                                "</blockquote>",
+                                "&amp;",
+                                "&lt;",
+                                "&gt;",
+                                "&#39;",
+                                "&#160;",
+                                "&#123;",
+                                "&#",
+                                ";",
+                                "&nbsp;",
+                                "&quot;",
+                                "&apos;",
+                                "&amp;lt;",
+                                "x",
+                                "é",
+                                "\u017F",
+                                "\u212A",
+                                "\uFB06",
+                                "\u0130",
+                                "\u0660",
+                                "😀",
+                                "/",
+                                "=",
+                                " ",
+                                "  ",
+                                "\t",
+                                "\u00A0",
+                                "\n",
+                                "\n\n",
+                                "\r",
+                                "\v",
+                                "\f",
+                                "\u0085",
+                                "\u2028",
+                                "\u2029",
+                                "<ſcript",
+                                "</ſcript>",
+                                "<ob\u212Aect>",
+                                "</bloc\u212Aquote>"};
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<qsizetype> piece(0, pieces.size() - 1);
+    std::uniform_int_distribution<int> length(0, 24);
+    for (int i = 0; i < 30000; ++i) {
+        QString html;
+        for (int n = length(random); n > 0; --n) html += pieces[piece(random)];
+        ASSERT_EQ(plainText(html), AppleNotesImport::detail::plainTextByPatterns(html))
+            << html.toStdString();
+    }
+}
+
+// Notes built to make a replace-all scan to the end from every start: the time at ten times the
+// size must be about ten times the time, not a hundred.
+TEST(PlainTextRules, TakesLinearTimeOnHostileNotes) {
+    const std::pair<const char*, std::function<QString(int)>> inputs[] = {
+        {"less-than signs", [](int n) { return QString(n, '<'); }},
+        {"angle quotes", [](int n) { return QString(n, QChar(0x2039)); }},
+        {"scripts never closed", [](int n) { return QString("<script").repeated(n); }},
+        {"styles never closed", [](int n) { return QString("<style").repeated(n); }},
+        {"objects never closed", [](int n) { return QString("<object>").repeated(n); }},
+        {"images never closed", [](int n) { return QString("<img").repeated(n); }},
+        {"list items never closed", [](int n) { return QString("<li").repeated(n); }},
+        {"lists never closed", [](int n) { return QString("</ul").repeated(n); }},
+        {"breaks never closed", [](int n) { return QString("<br").repeated(n); }},
+        {"blanks before a letter", [](int n) { return "a \n" + QString(8 * n, ' ') + "x"; }},
+        {"escaped ampersands", [](int n) { return QString("a &amp; b ").repeated(n); }},
+        {"numeric references", [](int n) { return QString("&#12;&#").repeated(n); }},
+        {"an object with a long line",
+         [](int n) { return "<object>" + QString("<object>x").repeated(n) + "\n</object>"; }},
+    };
+    for (const auto& [name, make] : inputs) {
+        const QString small = make(5000), large = make(50000);
+        const double one = testing::leastCpuSeconds([&] { plainText(small); });
+        const double ten = testing::leastCpuSeconds([&] { plainText(large); });
+        EXPECT_LT(ten, 20 * std::max(one, 1e-4))
+            << name << ": " << one << " s, then " << ten << " s";
+    }
+}
 
 TEST(FinalMessage, NamesOnlyTheCountsThatAreThere) {
     const std::pair<Totals, QString> cases[] = {

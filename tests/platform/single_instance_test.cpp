@@ -4,11 +4,22 @@
 #include "platform/SingleInstance.h"
 #include "support/TestSupport.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocalServer>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <gtest/gtest.h>
+
+#include <cstring>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace pelix::platform {
 namespace {
@@ -32,9 +43,8 @@ TEST_F(DesktopTest, SecondInstanceHandsOverItsLinkAndAThirdCannotListen) {
     QObject::connect(first.get(), &SingleInstance::received, [&](const QString& m) { got << m; });
     // The sender blocks, so it runs beside the event loop that answers.
     bool sent = false;
-    QThread* sender = QThread::create([&] {
-        sent = second->sendToRunning("pelix-mac://connect?token=pelix_x", 3000);
-    });
+    QThread* sender = QThread::create(
+        [&] { sent = second->sendToRunning("pelix-mac://connect?token=pelix_x", 3000); });
     sender->start();
     EXPECT_TRUE(testing::waitUntil([&] { return sender->isFinished(); }, 5000));
     sender->wait();
@@ -51,6 +61,97 @@ TEST_F(DesktopTest, ASocketLeftByADeadProcessIsTakenOver) {
     ASSERT_TRUE(stale.open(QIODevice::WriteOnly));
     stale.close();
     EXPECT_TRUE(instance->listen());
+}
+
+// Without a runtime folder the socket goes into a folder of this user's own in the temporary
+// folder; one of that name that someone else prepared is not used.
+class SocketFolder : public DesktopTest {
+protected:
+    QTemporaryDir tmp;
+    QByteArray savedTmp = qgetenv("TMPDIR"), savedRuntime = qgetenv("XDG_RUNTIME_DIR");
+
+    void SetUp() override {
+        qputenv("TMPDIR", tmp.path().toUtf8());
+        qunsetenv("XDG_RUNTIME_DIR");
+    }
+    void TearDown() override {
+        qputenv("TMPDIR", savedTmp);
+        if (savedRuntime.isEmpty()) {
+            qunsetenv("XDG_RUNTIME_DIR");
+        } else {
+            qputenv("XDG_RUNTIME_DIR", savedRuntime);
+        }
+    }
+    QString fallback() const { return tmp.filePath(QStringLiteral("pelix-%1").arg(getuid())); }
+};
+
+TEST_F(SocketFolder, IsPrivateAndNotTakenFromSomeoneElse) {
+    const QString name = desktop->singleInstance(home.dataDir())->address();
+    EXPECT_EQ(QFileInfo(name).absolutePath(), fallback());
+    struct stat info {};
+    ASSERT_EQ(lstat(QFile::encodeName(fallback()).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700u);
+    EXPECT_EQ(info.st_uid, getuid());
+
+    // Someone's link in its place, pointing at a folder anyone may write to.
+    ASSERT_TRUE(QDir(fallback()).removeRecursively());
+    QTemporaryDir open;
+    ASSERT_EQ(chmod(QFile::encodeName(open.path()).constData(), 0777), 0);
+    ASSERT_TRUE(QFile::link(open.path(), fallback()));
+    const auto instance = desktop->singleInstance(home.dataDir());
+    EXPECT_FALSE(instance->address().startsWith(fallback()));
+    EXPECT_FALSE(instance->address().startsWith(open.path()));
+    EXPECT_TRUE(instance->listen());
+}
+
+// Another user's process listening where the link would go gets nothing: a child process that
+// becomes "nobody" listens on a socket, which is then linked to where this user's Pelix would
+// listen, and records what it is sent.
+TEST_F(SocketFolder, HandsNothingToAnotherUsersProcess) {
+    if (getuid() != 0) GTEST_SKIP() << "acting as another user needs root";
+    const auto instance = desktop->singleInstance(home.dataDir());
+    // Where "nobody" can reach: not under this test's private temporary folder.
+    QTemporaryDir open("/tmp/pelix-open-XXXXXX");
+    ASSERT_EQ(chmod(QFile::encodeName(open.path()).constData(), 0777), 0);
+    const QByteArray path = QFile::encodeName(open.filePath("pelix.sock"));
+    int ready[2], heard[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(heard), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // Only async-signal-safe calls from here on.
+        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(2);
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        memcpy(address.sun_path, path.constData(), size_t(path.size()));
+        if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+            listen(fd, 1) != 0) {
+            _exit(3);
+        }
+        (void)!write(ready[1], "r", 1);
+        alarm(10);
+        const int peer = accept(fd, nullptr, nullptr);
+        char buffer[256];
+        ssize_t n;
+        while (peer >= 0 && (n = read(peer, buffer, sizeof buffer)) > 0) {
+            (void)!write(heard[1], buffer, size_t(n));
+        }
+        _exit(0);
+    }
+    close(heard[1]);
+    close(ready[1]);
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1) << "the other user's listener did not start";
+    ASSERT_EQ(link(path.constData(), QFile::encodeName(instance->address()).constData()), 0);
+    EXPECT_FALSE(instance->sendToRunning("pelix-mac://connect?token=pelix_secret", 2000));
+    int status = 0;
+    waitpid(child, &status, 0);
+    char buffer[256];
+    EXPECT_EQ(read(heard[0], buffer, sizeof buffer), 0) << "the other user received the link";
+    close(heard[0]);
+    close(ready[0]);
 }
 
 TEST_F(DesktopTest, AutostartEntryIsWrittenReadAndRemoved) {

@@ -87,6 +87,9 @@ TEST_F(TokenStoreTest, TrimsWhiteSpaceAndTreatsBlankAsNone) {
         {"  pelix_abc \r\n\t", "pelix_abc"},
         {" \n\t ", std::nullopt},
         {"", std::nullopt},
+        // Not a key: a line break inside would add a header to every request.
+        {"pelix_x\r\nX-Evil: injected", std::nullopt},
+        {"bearer pelix_x", std::nullopt},
     };
     for (const auto& c : cases) {
         ASSERT_TRUE(QDir().mkpath(folder));
@@ -96,6 +99,25 @@ TEST_F(TokenStoreTest, TrimsWhiteSpaceAndTreatsBlankAsNone) {
         f.close();
         EXPECT_EQ(store.read(), c.token) << c.file.toStdString();
     }
+}
+
+TEST(PelixKey, IsPelixUnderscoreAndSafeCharacters) {
+    for (const char* good : {"pelix_a", "pelix_AZaz09._-", "pelix_x.y-z_1"}) {
+        EXPECT_TRUE(pelix::isPelixKey(QString::fromLatin1(good))) << good;
+    }
+    for (const QString& bad :
+         {QString("pelix_"), QString("Pelix_a"), QString("pelix-a"), QString("pelix_a b"),
+          QString("pelix_a\r\nX-Evil: 1"), QString("pelix_a\n"), QString("pelix_a:b"),
+          QString("pelix_caf\u00e9"), QString("pelix_a%0D"),
+          QString("pelix_") + QString(5000, 'a')}) {
+        EXPECT_FALSE(pelix::isPelixKey(bad)) << bad.toStdString();
+    }
+}
+
+TEST_F(TokenStoreTest, RefusesToStoreWhatIsNotAKey) {
+    store.write("pelix_good");
+    store.write("pelix_bad\r\nX-Evil: 1");
+    EXPECT_EQ(contents(store.file("token")), "pelix_good");
 }
 
 TEST_F(TokenStoreTest, MovesAnOldKeychainTokenIntoTheFileOnce) {

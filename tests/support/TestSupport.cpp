@@ -1,11 +1,17 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <limits>
 #include <vector>
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <time.h>
 
 #include <stdexcept>
 
@@ -100,6 +106,55 @@ bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
         QThread::msleep(1);
     }
     return true;
+}
+
+Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnvironment& extraEnv,
+                                      const QString& folder, int signal, int timeoutMs) {
+    const QString program = qEnvironmentVariable("PELIX_BIN");
+    if (program.isEmpty()) throw std::runtime_error("PELIX_BIN is not set: run the tests by ctest");
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString& key : extraEnv.keys()) env.insert(key, extraEnv.value(key));
+    process.setProcessEnvironment(env);
+    process.start(program, args);
+    if (!process.waitForStarted()) throw std::runtime_error("pelix did not start");
+    Interrupted result;
+    const QDir dir(folder);
+    const auto files = [&] {
+        return dir.entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
+    };
+    waitUntil(
+        [&] {
+            const QStringList now = files();
+            if (!now.isEmpty()) {
+                result.file = now.first();
+                struct stat info {};
+                if (::stat(QFile::encodeName(dir.filePath(result.file)).constData(), &info) == 0) {
+                    result.mode = int(info.st_mode & 07777);
+                }
+            }
+            return !now.isEmpty() || process.state() == QProcess::NotRunning;
+        },
+        timeoutMs);
+    ::kill(pid_t(process.processId()), signal);
+    process.waitForFinished(timeoutMs);
+    result.endedBySignal = process.exitStatus() == QProcess::CrashExit;
+    result.left = files();
+    result.err = process.readAllStandardError();
+    return result;
+}
+
+double leastCpuSeconds(const std::function<void()>& work, int runs) {
+    double least = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < runs; ++i) {
+        timespec start{}, end{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &start);
+        work();
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &end);
+        least = std::min(
+            least, double(end.tv_sec - start.tv_sec) + double(end.tv_nsec - start.tv_nsec) / 1e9);
+    }
+    return least;
 }
 
 }  // namespace pelix::testing

@@ -38,12 +38,31 @@ struct ProcessResult {
 ProcessResult runPelix(const QStringList& args, const QByteArray& input = {},
                        const QProcessEnvironment& extraEnv = {}, int timeoutMs = 60000);
 
+// What became of a pelix run interrupted by a signal once it had made a file.
+struct Interrupted {
+    QString file;   // the first file that appeared in the watched folder (empty: none)
+    int mode = -1;  // its mode bits then (0600 is 0600)
+    bool endedBySignal = false;
+    QStringList left;  // what the folder held after the process ended
+    QByteArray err;
+};
+
+// Starts pelix with `args`, waits until a file appears in `folder`, sends `signal` and waits for
+// the process to end: for checking that temporary files are private and do not outlive an
+// interruption.
+Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnvironment& extraEnv,
+                                      const QString& folder, int signal, int timeoutMs = 60000);
+
 // The lower-case words of a text, punctuation other than apostrophes dropped.
 QStringList spokenWords(const QString& text);
 
 // Word error rate: the word edits (insertions, deletions, substitutions) that turn `reference`
 // into `heard`, over the number of words in `reference` (0 for an empty reference).
 double wordErrorRate(const QStringList& reference, const QStringList& heard);
+
+// The processor time this thread spends in `work`, in seconds: the least of `runs` runs, so that
+// a busy machine disturbs it little. For tests that compare the time of work of two sizes.
+double leastCpuSeconds(const std::function<void()>& work, int runs = 3);
 
 // Runs the Qt event loop until `done` is true; false on time-out.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);

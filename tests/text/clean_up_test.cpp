@@ -1,3 +1,4 @@
+#include "support/TestSupport.h"
 #include "text/CleanUp.h"
 #include "text/SelfTest.h"
 
@@ -5,6 +6,7 @@
 
 #include <QStringList>
 
+#include <functional>
 #include <random>
 #include <thread>
 #include <vector>
@@ -60,23 +62,48 @@ TEST(WithoutActually, FurtherBehaviour) {
     }
 }
 
-// The fast path searches the word patterns only around each occurrence of the word; on random
-// text built from the characters the patterns care about it must agree with a search of the
-// whole text.
-TEST(WithoutActually, SearchingNearTheWordMatchesSearchingEverywhere) {
+// The fast path tries the word patterns only at the few places before each occurrence of the
+// word where a match can start; on random text built from the characters the patterns care
+// about (every kind of white space among them) it must agree with the engine's own search of
+// the whole text.
+TEST(WithoutActually, SearchingAtTheWordMatchesSearchingEverywhere) {
     const QStringList pieces = {
-        "actually", "Actually", "ACTUALLY", "factually", "actually2", ",",  ".",  "!",
-        "?",        "…",        ";",        ":",         " ",         "  ", "\n", "\n",
-        "\t",       "\\n",      "\"",       "“",         "”",         "'",  ")",  "]",
-        "(",        "word",     "é",        "ß",         "_",         "7",  "😀",  "ǆ"};
+        "actually", "Actually", "ACTUALLY", "factually", "actually2", ",",  ".",      "!",
+        "?",        "…",        ";",        ":",         " ",         "  ", "   ",    "\n",
+        "\n",       "\n\n ",    "\t",       "\r",        "\v",        "\f", "\u0085", "\u00A0",
+        "\u2028",   "\u3000",   "\u200B",   "\\n",       "\\N",       "\"", "“",      "”",
+        "'",        ")",        "]",        "(",         "word",      "é",  "ß",      "_",
+        "7",        "😀",        "ǆ"};
     std::mt19937 random(20261121);
     std::uniform_int_distribution<qsizetype> piece(0, pieces.size() - 1);
-    std::uniform_int_distribution<int> length(0, 14);
-    for (int i = 0; i < 20000; ++i) {
+    std::uniform_int_distribution<int> length(0, 16);
+    for (int i = 0; i < 30000; ++i) {
         QString text;
         for (int n = length(random); n > 0; --n) text += pieces[piece(random)];
         ASSERT_EQ(withoutActually(text), pelix::detail::withoutActually(text, true))
             << pelix::quotedLiteral(text).toStdString();
+    }
+}
+
+// White space that cannot be followed by a match used to cost a scan per character: the time
+// at ten times the length must be about ten times the time, not a hundred.
+TEST(WithoutActually, TakesLinearTimeOnLongRunsOfWhiteSpace) {
+    const std::pair<const char*, std::function<QString(int)>> inputs[] = {
+        {"spaces before actuallyx", [](int n) { return QString(n, ' ') + "actuallyx"; }},
+        {"line breaks before the word", [](int n) { return QString(n, '\n') + "actually"; }},
+        {"line breaks around the word and no letter",
+         [](int n) { return QString(n, '\n') + "actually" + QString(n, '\n') + "1"; }},
+        {"the word, spaces and a digit", [](int n) { return "actually" + QString(n, ' ') + "1"; }},
+        {"sentence ends and spaces", [](int n) { return QString(".  ").repeated(n) + "actually"; }},
+        {"the word again and again",
+         [](int n) { return QString(" actually,\n").repeated(n / 10) + "x"; }},
+    };
+    for (const auto& [name, make] : inputs) {
+        const QString small = make(20000), large = make(200000);
+        const double one = pelix::testing::leastCpuSeconds([&] { withoutActually(small); });
+        const double ten = pelix::testing::leastCpuSeconds([&] { withoutActually(large); });
+        EXPECT_LT(ten, 20 * std::max(one, 1e-4))
+            << name << ": " << one << " s, then " << ten << " s";
     }
 }
 

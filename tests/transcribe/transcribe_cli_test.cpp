@@ -6,11 +6,15 @@
 #include "speech/TranscriptionServer.h"
 #include "support/TestSupport.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
 
 namespace pelix {
 namespace {
@@ -28,6 +32,20 @@ protected:
             {"Please bring the report and a cup of coffee.", 2.0}};
         talk_ = media.speech("Team talk.mp4", sentences);
         silent_ = media.silentVideo("silent.mp4", 1.0);
+        quiet_ = media.path("quiet.wav");
+        testing::runTool("ffmpeg", {"-loglevel", "error", "-f", "lavfi", "-i",
+                                    "anullsrc=r=16000:cl=mono", "-t", "20", quiet_});
+        long_ = media.tone("long.wav", 300, 16000);
+        // An MP4 whose index (at the front) promises 30 s, cut off after a quarter of its bytes,
+        // as a copy that stopped half-way leaves it.
+        const QString whole = media.path("whole.mp4");
+        testing::runTool("ffmpeg", {"-loglevel", "error", "-f", "lavfi", "-i", "sine=f=440:d=30",
+                                    "-c:a", "aac", "-movflags", "+faststart", whole});
+        truncated_ = media.path("cut.mp4");
+        QFile in(whole), out(truncated_);
+        if (in.open(QIODevice::ReadOnly) && out.open(QIODevice::WriteOnly)) {
+            out.write(in.read(in.size() / 4));
+        }
     }
     static void TearDownTestSuite() { delete folder_; }
 
@@ -38,7 +56,7 @@ protected:
     }
 
     static inline QTemporaryDir* folder_ = nullptr;
-    static inline QString talk_, silent_;
+    static inline QString talk_, silent_, quiet_, long_, truncated_;
     testing::IsolatedHome home_;
     fakes::LoopbackBackend backend_;
 };
@@ -82,6 +100,59 @@ TEST_F(TranscribeCli, FailuresAreOneSentenceAndExitOne) {
         EXPECT_EQ(run.out, "");
         EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(c.message + "\n")) << run.err.toStdString();
     }
+}
+
+TEST_F(TranscribeCli, SaysWhatIsWrongWithThePath) {
+    const QString unreadable = folder_->path() + "/locked.mp4";
+    ASSERT_TRUE(QFile::copy(talk_, unreadable));
+    ASSERT_TRUE(QFile::setPermissions(unreadable, QFileDevice::Permissions()));
+    const bool root = QFileInfo(unreadable).isReadable();  // root reads anything
+    const struct {
+        QString file;
+        QString message;
+    } cases[] = {
+        {folder_->path() + "/gone.mp4", "Couldn't open gone.mp4: there is no such file."},
+        {folder_->path(), "Couldn't open " + QFileInfo(folder_->path()).fileName() +
+                              ": it is a folder, not a file."},
+        {unreadable, "Couldn't open locked.mp4: it can't be read (no permission)."},
+    };
+    for (const auto& c : cases) {
+        if (root && c.file == unreadable) continue;
+        const auto run = runPelix({"--transcribe", c.file}, {}, env());
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(c.message + "\n")) << run.err.toStdString();
+    }
+    QFile::remove(unreadable);
+}
+
+TEST_F(TranscribeCli, SaysWhenNothingWasHeardOrTheFileEndsEarly) {
+    const auto silence = runPelix({"--transcribe", quiet_}, {}, env());
+    EXPECT_EQ(silence.exitCode, 0) << silence.err.toStdString();
+    EXPECT_TRUE(silence.err.contains("No speech in this one.\n")) << silence.err.toStdString();
+    EXPECT_TRUE(QRegularExpression(R"(^0 pieces in \d+\.\ds\n$)").match(silence.out).hasMatch())
+        << silence.out.toStdString();
+
+    const auto cut = runPelix({"--transcribe", truncated_}, {}, env());
+    EXPECT_EQ(cut.exitCode, 0) << cut.err.toStdString();
+    EXPECT_TRUE(
+        QRegularExpression(R"(cut\.mp4 ends early: only 0:0\d of its 0:\d\d could be read\.)")
+            .match(QString::fromUtf8(cut.err))
+            .hasMatch())
+        << cut.err.toStdString();
+}
+
+// Interrupted while it works, --transcribe leaves no sound file behind, and the one it made was
+// private.
+TEST_F(TranscribeCli, AnInterruptedRunLeavesNoSoundBehind) {
+    QTemporaryDir tmp;
+    QProcessEnvironment extra = env();
+    extra.insert("TMPDIR", tmp.path());
+    const auto run =
+        testing::interruptOnceAFileAppears({"--transcribe", long_}, extra, tmp.path(), SIGTERM);
+    ASSERT_FALSE(run.file.isEmpty()) << run.err.toStdString();
+    EXPECT_EQ(run.mode, 0600) << run.file.toStdString();
+    EXPECT_TRUE(run.endedBySignal);
+    EXPECT_TRUE(run.left.isEmpty()) << run.left.join(", ").toStdString();
 }
 
 TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {

@@ -122,6 +122,20 @@ Probes X11Desktop::probe() {
     return probes;
 }
 
+std::optional<QString> X11Desktop::displayProblem() {
+    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) return std::nullopt;
+    const QString display = qEnvironmentVariable("DISPLAY");
+    if (display.isEmpty()) {
+        if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) return std::nullopt;
+        return QStringLiteral("there is none here ($DISPLAY is not set)");
+    }
+    if (!X11KeySource::probe().display) {
+        return QStringLiteral("the display %1 does not answer (is its X server running?)")
+            .arg(display);
+    }
+    return std::nullopt;
+}
+
 std::unique_ptr<Desktop> makeDesktop(const DesktopOptions& options) {
     QString session = options.session;
     if (session.isEmpty()) {

@@ -59,6 +59,7 @@ public:
     Overlay* overlay() override { return nullptr; }
     bool keysHeard() override;
     Probes probe() override;
+    std::optional<QString> displayProblem() override;
 
 private:
     struct Parts;

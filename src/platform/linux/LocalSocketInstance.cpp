@@ -1,30 +1,78 @@
 #include "platform/linux/LocalSocketInstance.h"
 
+#include "core/Log.h"
 #include "core/Paths.h"
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
 
+#include <cerrno>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace pelix::platform {
+namespace {
+
+// A folder only this user can enter: made with mode 0700 when missing; an existing one counts
+// only when it is a real folder (not a link) owned by this user, and is then made 0700.
+bool privateFolder(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    if (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST) return false;
+    struct stat info {};
+    if (::lstat(name.constData(), &info) != 0) return false;
+    if (!S_ISDIR(info.st_mode) || info.st_uid != ::getuid()) return false;
+    return (info.st_mode & 0077) == 0 || ::chmod(name.constData(), 0700) == 0;
+}
+
+// Whether the other end of a connected local socket runs as this user.
+bool peerIsThisUser(qintptr descriptor) {
+    struct ucred peer {};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(static_cast<int>(descriptor), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        return false;
+    }
+    return peer.uid == ::getuid();
+}
+
+}  // namespace
 
 QString LocalSocketInstance::socketName(const QString& dataDir) {
     const QByteArray digest =
         QCryptographicHash::hash(QDir::cleanPath(dataDir).toUtf8(), QCryptographicHash::Sha256)
             .toHex()
             .left(16);
-    QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (folder.isEmpty() || !QDir(folder).exists()) folder = paths::tempDir();
-    return QStringLiteral("%1/pelix-%2-%3.sock").arg(folder).arg(getuid()).arg(digest);
+    const QString file = QStringLiteral("/pelix-%1.sock").arg(QString::fromLatin1(digest));
+    // The session's runtime folder is private already; a folder of our own inside it keeps
+    // the socket out of everyone's way. Without one, a folder of our own in the temporary
+    // folder, which nobody else can have made for us; failing that, one in the cache folder.
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (QDir::isAbsolutePath(runtime) && QDir(runtime).exists() &&
+        privateFolder(runtime + "/pelix")) {
+        return runtime + "/pelix" + file;
+    }
+    const QString temporary = QStringLiteral("%1/pelix-%2").arg(paths::tempDir()).arg(::getuid());
+    if (privateFolder(temporary)) return temporary + file;
+    logLine("pelix", temporary + " is not a private folder of this user, so it is not used");
+    const QString cache = paths::cacheDir() + "/run";
+    QDir().mkpath(paths::cacheDir());
+    privateFolder(cache);
+    return cache + file;
 }
 
 bool LocalSocketInstance::sendToRunning(const QString& message, int timeoutMs) {
     QLocalSocket socket;
     socket.connectToServer(name_);
     if (!socket.waitForConnected(timeoutMs)) return false;
+    // Links carry keys: they go only to a Pelix of this user.
+    if (!peerIsThisUser(socket.socketDescriptor())) {
+        logLine("pelix", "the process on " + name_ + " is another user's; nothing was handed over");
+        return false;
+    }
     socket.write(message.toUtf8() + '\n');
     if (!socket.waitForBytesWritten(timeoutMs)) return false;
     // The running instance closes the connection once it has the whole line.
@@ -51,6 +99,11 @@ bool LocalSocketInstance::listen() {
     if (!server_->listen(name_)) return false;
     connect(server_.get(), &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* socket = server_->nextPendingConnection()) {
+            if (!peerIsThisUser(socket->socketDescriptor())) {
+                socket->abort();
+                socket->deleteLater();
+                continue;
+            }
             connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
             connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
                 if (!socket->canReadLine()) return;

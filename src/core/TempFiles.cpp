@@ -1,0 +1,93 @@
+#include "core/TempFiles.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace pelix::tempfiles {
+namespace {
+
+// Slots a signal handler can read without locks: a slot is free (0), being changed (1) or holds
+// a path (2); only a slot that holds a path is read.
+struct Slot {
+    std::atomic<int> state{0};
+    char path[1024] = {};
+};
+Slot slots[64];
+
+void onSignal(int signal) {
+    for (Slot& slot : slots) {
+        if (slot.state.load(std::memory_order_acquire) == 2) ::unlink(slot.path);
+    }
+    struct sigaction standard {};
+    standard.sa_handler = SIG_DFL;
+    sigemptyset(&standard.sa_mask);
+    ::sigaction(signal, &standard, nullptr);
+    ::raise(signal);
+}
+
+}  // namespace
+
+Status createPrivate(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    const int fd =
+        ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0) {
+        return fail(1, QStringLiteral("Couldn't make the temporary file %1: %2.")
+                           .arg(path, QString::fromLocal8Bit(std::strerror(errno))));
+    }
+    ::close(fd);
+    track(path);
+    return {};
+}
+
+void track(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    if (name.size() >= qsizetype(sizeof(Slot::path))) return;
+    for (Slot& slot : slots) {
+        int free = 0;
+        if (!slot.state.compare_exchange_strong(free, 1, std::memory_order_acquire)) continue;
+        std::memcpy(slot.path, name.constData(), size_t(name.size()) + 1);
+        slot.state.store(2, std::memory_order_release);
+        return;
+    }
+}
+
+void untrack(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    for (Slot& slot : slots) {
+        int held = 2;
+        if (!slot.state.compare_exchange_strong(held, 1, std::memory_order_acquire)) continue;
+        if (std::strcmp(slot.path, name.constData()) == 0) {
+            slot.state.store(0, std::memory_order_release);
+            return;
+        }
+        slot.state.store(2, std::memory_order_release);
+    }
+}
+
+void remove(const QString& path) {
+    untrack(path);
+    QFile::remove(path);
+}
+
+void removeOnSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        ::sigaction(signal, nullptr, &before);
+        // A signal the process was started to ignore (nohup, a background job) stays ignored.
+        if (before.sa_handler == SIG_IGN) continue;
+        struct sigaction action {};
+        action.sa_handler = onSignal;
+        sigemptyset(&action.sa_mask);
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
+}  // namespace pelix::tempfiles

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "core/Error.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QList>
+#include <QNetworkProxy>
+#include <QObject>
+#include <QTimer>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+class QAbstractSocket;
+class QIODevice;
+
+namespace pelix {
+
+// One HTTP/1.1 POST and its answer over a connection of its own, read with firm limits: the
+// socket's read buffer is small, so a server that sends faster than the answer is read waits
+// on TCP instead of filling memory; the headers may take 64 KB and the body `answerLimit`
+// bytes; the time limit is the whole exchange's. Redirects are answers like any other; the
+// answer is asked for uncompressed, and the connection is closed after it. TLS (https) verifies
+// the server as Qt does by default. Lives on the thread that made it; `done` runs there once.
+class HttpExchange : public QObject {
+    Q_OBJECT
+public:
+    static constexpr qint64 kHeaderLimit = 64 * 1024;
+
+    struct Answer {
+        int status = 0;
+        QByteArray body;
+        // Set when no whole answer came: the connection failed, was cut, or a limit was hit.
+        std::optional<Error> failure;
+    };
+
+    struct Request {
+        QUrl url;
+        QList<std::pair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+        // Instead of `body`: an open device of known size, read as the request goes out.
+        std::shared_ptr<QIODevice> bodyDevice;
+        double timeoutSeconds = 60;
+        qint64 answerLimit = 32 * 1024 * 1024;
+        QNetworkProxy proxy = QNetworkProxy(QNetworkProxy::DefaultProxy);
+    };
+
+    // Error codes of the failures that are not the socket's own (domain "pelix").
+    enum : int {
+        kTooLarge = 6002,
+        kCutOff = 6003,
+        kNotHttp = 6004,
+    };
+
+    HttpExchange(Request request, std::function<void(Answer)> done, QObject* parent = nullptr);
+    ~HttpExchange() override;
+
+    // Connects and sends; the answer comes to `done`, after which the exchange deletes itself.
+    void start();
+
+private:
+    enum class Reading { head, sized, chunkSize, chunkData, chunkEnd, trailers, untilClose };
+
+    void send();
+    void sendMore();
+    void readMore();
+    // Parses what has been read; false once the exchange has ended.
+    bool parse();
+    bool parseHead();
+    void finish(Answer answer);
+    void fail(Error error);
+    void failed(int code, const QString& message);
+    void closed();
+
+    Request request_;
+    std::function<void(Answer)> done_;
+    std::unique_ptr<QAbstractSocket> socket_;
+    QTimer limit_;
+    QByteArray buffer_;
+    Reading reading_ = Reading::head;
+    int status_ = 0;
+    qint64 remaining_ = 0;  // of the sized body or the current chunk
+    QByteArray body_;
+    qint64 sent_ = 0;
+    bool ended_ = false;
+};
+
+}  // namespace pelix

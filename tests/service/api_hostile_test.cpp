@@ -1,0 +1,225 @@
+// The service client against servers that misbehave on purpose: every failure is one sentence,
+// limits hold, and the token goes nowhere but the configured address.
+#include "service/Api.h"
+
+#include "fakes/HostileServer.h"
+#include "fakes/LoopbackBackend.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QProcess>
+#include <QSslKey>
+#include <QSslServer>
+#include <QSslSocket>
+#include <QTemporaryDir>
+
+using pelix::Api;
+using pelix::Result;
+using pelix::fakes::HostileServer;
+using pelix::fakes::LoopbackBackend;
+
+namespace {
+
+class NoClock final : public pelix::Clock {
+public:
+    double uptime() const override { return 0; }
+    QDateTime now() const override { return QDateTime::currentDateTimeUtc(); }
+};
+
+// Peak resident memory of this process, in MB.
+qint64 peakMegabytes() {
+    QFile status("/proc/self/status");
+    if (!status.open(QIODevice::ReadOnly)) return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong() / 1024;
+    }
+    return -1;
+}
+
+struct Outcome {
+    Result<QJsonObject> answer = pelix::fail(-1, "no answer");
+    double seconds = 0;
+};
+
+class HostileApiTest : public ::testing::Test {
+protected:
+    QTemporaryDir home;
+    NoClock clock;
+    QNetworkAccessManager network;
+    pelix::TokenStore tokens{home.filePath("Pelix")};
+
+    void SetUp() override { tokens.write("pelix_secret_token"); }
+
+    Outcome call(const QUrl& base, double limit, std::optional<QString> token = std::nullopt) {
+        Api api(base, tokens, &network, &clock);
+        std::optional<Result<QJsonObject>> answer;
+        QElapsedTimer elapsed;
+        elapsed.start();
+        api.call("f", {{"x", 1}}, token, limit, [&](Result<QJsonObject> r) { answer = r; });
+        EXPECT_TRUE(pelix::testing::waitUntil([&] { return answer.has_value(); }, 30000));
+        return Outcome{answer.value_or(pelix::fail(-1, "no answer")),
+                       double(elapsed.elapsed()) / 1000};
+    }
+
+    // A transport failure shown to the user is one sentence naming Pelix, with no token in it.
+    static void expectOneSentence(const pelix::Error& error) {
+        const QString shown = Api::describe(error);
+        EXPECT_TRUE(shown.startsWith(Api::kUnreachable)) << shown.toStdString();
+        EXPECT_TRUE(shown.endsWith('.')) << shown.toStdString();
+        EXPECT_FALSE(shown.contains("secret")) << shown.toStdString();
+        EXPECT_EQ(shown.count(". "), 0) << shown.toStdString();
+    }
+};
+
+TEST_F(HostileApiTest, RedirectsAreAnswersAndTheTokenStaysHome) {
+    LoopbackBackend elsewhere;
+    QUrl stolen = elsewhere.base();
+    stolen.setPath("/stolen");
+    for (const int status : {301, 302, 303, 307, 308}) {
+        SCOPED_TRACE(status);
+        HostileServer server(HostileServer::redirect(status, stolen));
+        const Outcome o = call(server.base(), 10);
+        // A JSON object without "error" is a success whatever the status.
+        ASSERT_TRUE(o.answer.has_value()) << o.answer.error().message.toStdString();
+        EXPECT_EQ(o.answer->value("moved").toBool(), true);
+        ASSERT_EQ(server.requests().size(), 1);
+        EXPECT_EQ(server.requests()[0].method, "POST");
+    }
+    EXPECT_TRUE(elsewhere.requests().isEmpty());
+}
+
+TEST_F(HostileApiTest, TheTimeLimitCoversTheWholeCall) {
+    // One byte every 300 ms: never silent long enough for an inactivity limit.
+    HostileServer server(HostileServer::trickle(QByteArray(200, ' '), 300));
+    const Outcome o = call(server.base(), 2);
+    ASSERT_FALSE(o.answer.has_value());
+    EXPECT_EQ(o.answer.error().message, "The request timed out.");
+    EXPECT_GE(o.seconds, 1.9);
+    EXPECT_LT(o.seconds, 3.0);
+    expectOneSentence(o.answer.error());
+}
+
+TEST_F(HostileApiTest, AnEndlessAnswerIsCutOffWithBoundedMemory) {
+    HostileServer server(HostileServer::endless());
+    const qint64 before = peakMegabytes();
+    const Outcome o = call(server.base(), 60);
+    ASSERT_FALSE(o.answer.has_value());
+    EXPECT_EQ(o.answer.error().code, Api::kTooLarge);
+    expectOneSentence(o.answer.error());
+    // Reading stopped at the limit (the rest is what the sockets' buffers held) ...
+    EXPECT_LT(server.bytesSent(), 4 * Api::kAnswerLimit);
+    // ... and memory grew by a few copies of it at most, sanitizer's quarantine included.
+    EXPECT_LT(peakMegabytes() - before, 400);
+}
+
+TEST_F(HostileApiTest, HeadersThatNeverEndFailWithinTheLimit) {
+    HostileServer server(HostileServer::endlessHeaders());
+    const qint64 before = peakMegabytes();
+    const Outcome o = call(server.base(), 3);
+    ASSERT_FALSE(o.answer.has_value());
+    EXPECT_LT(o.seconds, 4.0);
+    expectOneSentence(o.answer.error());
+    EXPECT_LT(peakMegabytes() - before, 400);
+}
+
+TEST_F(HostileApiTest, AnAnswerCutShortIsATransportFailure) {
+    const QByteArray body = R"({"text":"the whole answer is longer than this"})";
+    for (const auto& [name, script] :
+         {std::pair{"content length", HostileServer::cutShort(body, 10)},
+          std::pair{"chunked", HostileServer::chunkedCutShort()}}) {
+        SCOPED_TRACE(name);
+        HostileServer server(script);
+        const Outcome o = call(server.base(), 10);
+        ASSERT_FALSE(o.answer.has_value());
+        expectOneSentence(o.answer.error());
+    }
+    HostileServer whole(HostileServer::cutShort(body, int(body.size())));
+    const Outcome o = call(whole.base(), 10);
+    ASSERT_TRUE(o.answer.has_value());
+    EXPECT_EQ(o.answer->value("text").toString(), "the whole answer is longer than this");
+}
+
+TEST_F(HostileApiTest, OnlyLoopbackMayUsePlainHttp) {
+    struct Case {
+        const char* base;
+        bool allowed;
+    };
+    const Case cases[] = {
+        {"https://api.pelix.app", true},
+        {"http://127.0.0.1:9", true},
+        {"http://127.9.9.9", true},
+        {"http://[::1]:9", true},
+        {"http://localhost:9/x", true},
+        {"http://10.255.255.1", false},
+        {"http://api.pelix.app", false},
+        {"http://127.0.0.1.evil.example", false},
+        {"ftp://127.0.0.1", false},
+        {"localhost:9", false},
+        {"", false},
+        {"https://", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.base);
+        const auto why = Api::unsafeBase(QUrl(c.base));
+        EXPECT_EQ(!why.has_value(), c.allowed);
+        if (why) {
+            EXPECT_TRUE(why->endsWith('.'));
+        }
+    }
+    // Refused before anything is sent: the answer comes at once.
+    const Outcome o = call(QUrl("http://10.255.255.1"), 30);
+    ASSERT_FALSE(o.answer.has_value());
+    EXPECT_EQ(o.answer.error().code, Api::kUnsafeBase);
+    EXPECT_LT(o.seconds, 1.0);
+    expectOneSentence(o.answer.error());
+}
+
+// TLS verification stays on: a server with a certificate nobody vouches for gets a handshake
+// and nothing more.
+TEST_F(HostileApiTest, AServerWithAnUntrustedCertificateGetsNoRequest) {
+    QTemporaryDir keys;
+    QProcess openssl;
+    openssl.start("openssl",
+                  {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj",
+                   "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
+                   keys.filePath("key.pem"), "-out", keys.filePath("cert.pem")});
+    ASSERT_TRUE(openssl.waitForFinished(60000) && openssl.exitCode() == 0)
+        << "openssl could not make a certificate: install openssl (scripts/setup)";
+    QFile cert(keys.filePath("cert.pem")), key(keys.filePath("key.pem"));
+    ASSERT_TRUE(cert.open(QIODevice::ReadOnly) && key.open(QIODevice::ReadOnly));
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    tls.setLocalCertificate(QSslCertificate(cert.readAll()));
+    tls.setPrivateKey(QSslKey(key.readAll(), QSsl::Rsa));
+    QSslServer server;
+    server.setSslConfiguration(tls);
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    QByteArray received;
+    QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, [&] {
+        while (QTcpSocket* socket = server.nextPendingConnection()) {
+            QObject::connect(socket, &QIODevice::readyRead,
+                             [socket, &received] { received += socket->readAll(); });
+        }
+    });
+    const Outcome o =
+        call(QUrl(QStringLiteral("https://127.0.0.1:%1").arg(server.serverPort())), 10);
+    ASSERT_FALSE(o.answer.has_value());
+    EXPECT_EQ(o.answer.error().domain, "network");
+    expectOneSentence(o.answer.error());
+    EXPECT_TRUE(received.isEmpty()) << received.toStdString();
+}
+
+TEST_F(HostileApiTest, AKeyThatWouldInjectAHeaderIsNeverSent) {
+    LoopbackBackend backend;
+    const Outcome o = call(backend.base(), 10, QString("pelix_x\r\nX-Evil: 1"));
+    ASSERT_FALSE(o.answer.has_value());
+    EXPECT_EQ(o.answer.error().code, 401);
+    EXPECT_EQ(o.answer.error().message, pelix::kNotAKey);
+    EXPECT_TRUE(backend.requests().isEmpty());
+}
+
+}  // namespace
