@@ -1,3 +1,4 @@
+#include "core/TempFiles.h"
 #include "render/Decoding.h"
 #include "render/Renderer.h"
 
@@ -104,14 +105,16 @@ public:
     ~Writer() {
         if (!finished_ && !partial_.isEmpty()) {
             output_.reset();
-            QFile::remove(partial_);
+            tempfiles::remove(partial_);
         }
     }
 
     Status open(const QString& target, QSize size, const RenderOptions& options) {
         ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
-        partial_ = ff::partialPath(target);
+        Result<QString> partial = ff::createPartial(target);
+        if (!partial) return std::unexpected(renderFailure("its temporary file could not be made."));
+        partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;
         int rc = avformat_alloc_output_context2(&context, nullptr, "mp4", path.constData());

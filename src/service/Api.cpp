@@ -7,6 +7,7 @@
 #include <QIODevice>
 #include <QLocale>
 #include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QThread>
 #include <QTimeZone>
 

@@ -10,7 +10,9 @@
 #include <QHttpMultiPart>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QTimer>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -28,6 +30,8 @@ QHttpPart field(const QByteArray& name, const QByteArray& value) {
 QNetworkRequest request(const ServerSettings& settings, double timeoutSeconds) {
     QNetworkRequest r(settings.endpoint);
     r.setTransferTimeout(static_cast<int>(std::lround(timeoutSeconds * 1000)));
+    // A redirect is the server's answer, not an address to carry the key to.
+    r.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     if (!settings.key.isEmpty()) r.setRawHeader("Authorization", "Bearer " + settings.key.toUtf8());
     return r;
 }
@@ -42,8 +46,14 @@ std::optional<QString> SpeechKeyStore::read() const {
     QFile f(file());
     if (!f.open(QIODevice::ReadOnly)) return std::nullopt;
     const QString key = QString::fromUtf8(f.readAll()).trimmed();
-    if (key.isEmpty()) return std::nullopt;
+    if (key.isEmpty() || !isKey(key)) return std::nullopt;
     return key;
+}
+
+bool SpeechKeyStore::isKey(QStringView key) {
+    return !key.isEmpty() && std::ranges::all_of(key, [](QChar c) {
+        return c.unicode() > 0x20 && c.unicode() < 0x7f;
+    });
 }
 
 Status SpeechKeyStore::write(const QString& key) const {
@@ -53,6 +63,11 @@ Status SpeechKeyStore::write(const QString& key) const {
             return fail(kSpeechEngineFailed, "Couldn't remove the transcription server's key.");
         }
         return {};
+    }
+    if (!isKey(trimmed)) {
+        return fail(kSpeechEngineFailed,
+                    "Couldn't keep the transcription server's key: a key is one word of letters, "
+                    "digits and punctuation.");
     }
     return writePrivateFile(file(), trimmed.toUtf8());
 }
@@ -88,7 +103,7 @@ std::optional<ServerSettings> ServerSettings::read(const Prefs& prefs, const Spe
 }
 
 template <class Send>
-Result<ServerClient::Answer> ServerClient::wait(const Send& send) {
+Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeoutSeconds) {
     // A manager of the calling thread, so that the reply and the loop below share one thread.
     QNetworkAccessManager network;
     QNetworkReply* reply = nullptr;
@@ -100,6 +115,12 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send) {
     }
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    // The request's limit is on silence; this one is on the whole exchange, however slowly the
+    // server trickles.
+    QTimer limit;
+    limit.setSingleShot(true);
+    QObject::connect(&limit, &QTimer::timeout, reply, &QNetworkReply::abort);
+    limit.start(static_cast<int>(std::lround(std::clamp(timeoutSeconds, 0.0, 86400.0) * 1000)));
     if (!reply->isFinished()) loop.exec();
     {
         std::lock_guard lock(mutex_);
@@ -116,30 +137,36 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send) {
 
 Result<ServerClient::Answer> ServerClient::transcribe(const ServerSettings& settings,
                                                       const Piece& piece) {
-    return wait([&](QNetworkAccessManager& network) {
-        auto* parts = new QHttpMultiPart(QHttpMultiPart::FormDataType);
-        QHttpPart file;
-        file.setHeader(QNetworkRequest::ContentDispositionHeader,
-                       "form-data; name=\"file\"; filename=\"" + piece.fileName.toUtf8() + "\"");
-        file.setHeader(QNetworkRequest::ContentTypeHeader, piece.type);
-        file.setBody(piece.sound);
-        parts->append(file);
-        parts->append(field("model", settings.model.toUtf8()));
-        parts->append(field("response_format", "verbose_json"));
-        parts->append(field("timestamp_granularities[]", "word"));
-        parts->append(field("timestamp_granularities[]", "segment"));
-        if (!piece.language.isEmpty()) parts->append(field("language", piece.language.toUtf8()));
-        if (!piece.prompt.isEmpty()) parts->append(field("prompt", piece.prompt.toUtf8()));
-        QNetworkReply* reply = network.post(request(settings, piece.timeoutSeconds), parts);
-        parts->setParent(reply);
-        return reply;
-    });
+    return wait(
+        [&](QNetworkAccessManager& network) {
+            auto* parts = new QHttpMultiPart(QHttpMultiPart::FormDataType);
+            QHttpPart file;
+            file.setHeader(
+                QNetworkRequest::ContentDispositionHeader,
+                "form-data; name=\"file\"; filename=\"" + piece.fileName.toUtf8() + "\"");
+            file.setHeader(QNetworkRequest::ContentTypeHeader, piece.type);
+            file.setBody(piece.sound);
+            parts->append(file);
+            parts->append(field("model", settings.model.toUtf8()));
+            parts->append(field("response_format", "verbose_json"));
+            parts->append(field("timestamp_granularities[]", "word"));
+            parts->append(field("timestamp_granularities[]", "segment"));
+            if (!piece.language.isEmpty())
+                parts->append(field("language", piece.language.toUtf8()));
+            if (!piece.prompt.isEmpty()) parts->append(field("prompt", piece.prompt.toUtf8()));
+            QNetworkReply* reply = network.post(request(settings, piece.timeoutSeconds), parts);
+            parts->setParent(reply);
+            return reply;
+        },
+        piece.timeoutSeconds);
 }
 
 bool ServerClient::answers(const ServerSettings& settings, double timeoutSeconds) {
-    return wait([&](QNetworkAccessManager& network) {
-               return network.get(request(settings, timeoutSeconds));
-           })
+    return wait(
+               [&](QNetworkAccessManager& network) {
+                   return network.get(request(settings, timeoutSeconds));
+               },
+               timeoutSeconds)
         .has_value();
 }
 

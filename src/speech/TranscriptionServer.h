@@ -21,10 +21,13 @@ class SpeechKeyStore {
 public:
     explicit SpeechKeyStore(QString folder) : folder_(std::move(folder)) {}
 
-    // The key with white space trimmed, or none.
+    // The key with white space trimmed, or none (also when the file holds something that is
+    // not a key).
     std::optional<QString> read() const;
-    // Stores the key; an empty one removes the file.
+    // Stores the key; an empty one removes the file. A key is one word of printable ASCII:
+    // anything else (a line break would add headers to the request) is refused with a sentence.
     Status write(const QString& key) const;
+    static bool isKey(QStringView key);
 
 private:
     QString file() const;
@@ -88,7 +91,7 @@ public:
 
 private:
     template <class Send>
-    Result<Answer> wait(const Send& send);
+    Result<Answer> wait(const Send& send, double timeoutSeconds);
 
     std::mutex mutex_;
     QNetworkReply* inFlight_ = nullptr;

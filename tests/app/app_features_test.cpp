@@ -13,6 +13,7 @@
 #include <QJsonArray>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 
 #include <gtest/gtest.h>
 
@@ -46,7 +47,14 @@ private:
 MemoTools quickTools() {
     return MemoTools{
         [](const QString&) -> Result<double> { return 20.0; },
-        [](const QString&, double, double) -> Result<QString> { return fail(1, "no cuts"); },
+        // A piece "cut" to a small file of its own, as the sender removes it after sending.
+        [](const QString&, double, double) -> Result<QString> {
+            QTemporaryFile piece(QDir::temp().filePath("pelix-test-piece-XXXXXX.m4a"));
+            piece.setAutoRemove(false);
+            if (!piece.open()) return fail(1, "no room for a piece");
+            piece.write("piece");
+            return piece.fileName();
+        },
         [](const QString&) -> std::optional<QDateTime> { return std::nullopt; },
         [](const QString&, const QString&, const QStringList&) -> Result<QString> {
             return fail(1, "not here");

@@ -1,5 +1,6 @@
 // The transcription server engine: reading the three answer shapes, cutting long sound at
 // pauses, the requests it makes and the sentences it fails with, against the fake server.
+#include "core/PrivateFile.h"
 #include "fakes/FakeEngine.h"
 #include "fakes/FakeTranscriptionServer.h"
 #include "media/TestMedia.h"
@@ -193,6 +194,11 @@ TEST(ServerSettings, AddressModelLimitAndKey) {
     EXPECT_EQ(QFileInfo(dir.filePath("data/speech-key")).permissions(),
               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
                   QFileDevice::WriteUser);
+    // A key that would add a header to every request is refused, stored or found.
+    EXPECT_FALSE(keys.write("sk-a\r\nX-Evil: 1"));
+    EXPECT_EQ(keys.read(), "sk-test");
+    pelix::writePrivateFile(dir.filePath("data/speech-key"), "sk-a\nX-Evil: 1");
+    EXPECT_FALSE(keys.read());
     ASSERT_TRUE(keys.write(""));
     EXPECT_FALSE(keys.read());
 }
