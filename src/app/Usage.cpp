@@ -129,6 +129,7 @@ const Usage& pelix() {
                 {"voiceMemos.testFolder", "the recordings folder"},
                 {"notes.command", "a command that prints the notes for --import-notes"},
                 {"web.signIn", "the web app's sign-in page"},
+                {"badge.x, badge.y", "where the badge was left"},
                 {"ax.asked, login.asked, signIn.asked", "kept by Pelix so that it asks only once"},
                 {"voiceMemos.since, voiceMemos.sent, voiceMemos.refused",
                  "kept by Pelix to file each recording once"},
