@@ -3,6 +3,7 @@
 #include "app/Application.h"
 #include "app/Call.h"
 #include "app/SnapshotCli.h"
+#include "app/Usage.h"
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/Paths.h"
@@ -27,33 +28,6 @@
 
 namespace pelix {
 namespace {
-
-constexpr auto kHelp = R"(Usage: pelix [MODE] [OPTIONS]
-
-Without a mode, Pelix starts in the tray: tap Alt to record a braindump, hold Ctrl to dictate.
-
-Modes:
-  --self-test words               check the transcript clean-up against its cases
-  --drop-test                     show the drop test window (not in this build yet)
-  --memo PATH [--piece SECONDS] [--token TOKEN]
-                                  transcribe a recording as a voice memo
-  --transcribe PATH [--lang LOCALE] [--engine local|server] [--save]
-                                  transcribe a video or audio file (on the transcription
-                                  server of speech.server when it answers, else here)
-  --edit COMMAND PROJECT ...      drive the video editor (pelix --edit help)
-  --snapshot DIR [--drop-ui] [--memos] [--editor] [--video] [--framing CLIP...]
-                                  draw the windows into PNG files in DIR; --framing finds the
-                                  speaker in each clip and draws the first one framed for a reel
-  --clean-up                      clean a transcript from standard input to standard output
-  --call FUNCTION [JSON] [--token TOKEN]
-                                  call one backend function and print its answer
-  --import-notes [--from FILE | --command CMD]
-                                  copy notes into Pelix
-  --help, --version
-
-Environment:
-  PELIX_API_BASE                  the backend's base address (else the preference "api.base")
-)";
 
 int selfTest() {
     const int failed = runCleanUpSelfTest(withoutActually, console::out);
@@ -108,7 +82,9 @@ bool selected(const Mode& mode, const Args& args) {
 const std::vector<Mode>& modes() {
     static const std::vector<Mode> table{
         {"--help", Needs::nothing, Runs::plain,
-         [](const Args&, Process*) { return console::raw(kHelp), 0; }},
+         [](const Args&, Process*) {
+             return console::raw(usage::helpText(usage::pelix()).toUtf8()), 0;
+         }},
         {"--version", Needs::nothing, Runs::plain,
          [](const Args&, Process*) { return console::out("pelix " PELIX_VERSION), 0; }},
         {"--self-test", Needs::words, Runs::plain,
@@ -144,18 +120,17 @@ const std::vector<Mode>& modes() {
 
 // Options that only qualify a mode; they are not modes of their own.
 bool knownOption(const QString& word) {
-    static const QStringList qualifiers{"--piece",   "--token", "--lang",    "--save",
-                                        "--drop-ui", "--memos", "--editor",  "--framing",
-                                        "--video",   "--from",  "--command", "--state",
-                                        "--write",   "--srt",   "--vtt",     "--engine"};
-    if (qualifiers.contains(word)) return true;
-    for (const Mode& mode : modes()) {
-        if (word == mode.flag) return true;
-    }
-    return false;
+    static const QStringList qualifiers = usage::optionWords(usage::pelix());
+    return qualifiers.contains(word) || modeFlags().contains(word);
 }
 
 }  // namespace
+
+QStringList modeFlags() {
+    QStringList flags;
+    for (const Mode& mode : modes()) flags << mode.flag;
+    return flags;
+}
 
 int runPelix(int argc, char** argv) {
     // Ctrl+C or a kill leaves no temporary sound file behind.

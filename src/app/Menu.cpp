@@ -79,8 +79,8 @@ QStringList permissionLines(const DesktopFacts& facts) {
     }
     lines << (facts.installed ? "Installed in " + facts.program
                               : "Running from " + facts.program +
-                                    " - run cmake --install so the link handler and login start "
-                                    "stick")
+                                    " - install the package that scripts/package builds so the "
+                                    "link handler and login start stick")
           << (facts.token ? "Token: set" : "Token: not set");
     return lines;
 }

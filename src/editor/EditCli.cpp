@@ -209,6 +209,10 @@ int show(const QString& command, const Opened& opened, const QStringList& words,
 
 }  // namespace
 
+QString editUsage() {
+    return QString::fromUtf8(kUsage);
+}
+
 int runEditCli(const Args& args, ServiceContext& context) {
     // The command and its operands, without the options and their values.
     static const QStringList valued{"--name", "--format", "--lang", "--out", "--set", "--scale"};

@@ -9,4 +9,7 @@ namespace pelix {
 // the backend for plan, revise, translate and style.
 int runEditCli(const Args& args, ServiceContext& context);
 
+// The text of `pelix --edit help`: the editor's commands.
+QString editUsage();
+
 }  // namespace pelix

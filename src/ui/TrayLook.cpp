@@ -7,34 +7,171 @@
 namespace pelix::ui {
 namespace {
 
-QPixmap draw(TrayLook look, int size) {
-    QPixmap pixmap(size, size);
-    pixmap.fill(Qt::transparent);
-    QPainter p(&pixmap);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.scale(size / 32.0, size / 32.0);
-    const QColor ink =
-        look == TrayLook::recording ? QColor(0xe5, 0x39, 0x35) : QColor(0xd8, 0xd8, 0xde);
-    QPen pen(ink, 2.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
-    p.setPen(pen);
-    if (look == TrayLook::recording) p.setBrush(ink);
-    p.drawRoundedRect(QRectF(11, 3, 10, 17), 5, 5);
-    p.setBrush(Qt::NoBrush);
+// One stroke of the drawing on a 32 × 32 square; `fill` invalid means none, `width` 0 no outline.
+struct Shape {
+    QPainterPath path;
+    QColor ink;
+    qreal width = 0;
+    QColor fill;
+};
+
+const QColor kInk(0xd8, 0xd8, 0xde);
+const QColor kRed(0xe5, 0x39, 0x35);
+const QColor kTile(0x2b, 0x2d, 0x3a);
+const QColor kTileInk(0xf4, 0xf4, 0xf7);
+constexpr qreal kStroke = 2.6;
+
+QList<Shape> microphone(TrayLook look, const QColor& ink, const QColor& capsuleFill) {
+    QPainterPath capsule;
+    capsule.addRoundedRect(QRectF(11, 3, 10, 17), 5, 5);
     QPainterPath cup;
     cup.moveTo(7, 14);
     cup.cubicTo(7, 27, 25, 27, 25, 14);
-    p.drawPath(cup);
-    p.drawLine(QPointF(16, 24.5), QPointF(16, 29));
-    if (look == TrayLook::signedOut) p.drawLine(QPointF(5, 4), QPointF(27, 28));
-    return pixmap;
+    QPainterPath stem;
+    stem.moveTo(16, 24.5);
+    stem.lineTo(16, 29);
+    QList<Shape> shapes{
+        {capsule, ink, kStroke, capsuleFill}, {cup, ink, kStroke, {}}, {stem, ink, kStroke, {}}};
+    if (look == TrayLook::signedOut) {
+        QPainterPath strike;
+        strike.moveTo(5, 4);
+        strike.lineTo(27, 28);
+        shapes.append({strike, ink, kStroke, {}});
+    }
+    return shapes;
+}
+
+QList<Shape> tray(TrayLook look) {
+    const bool recording = look == TrayLook::recording;
+    return microphone(look, recording ? kRed : kInk, recording ? kRed : QColor());
+}
+
+// The microphone, a little smaller, on a tile; the capsule in the recording red.
+QList<Shape> application() {
+    QPainterPath tile;
+    tile.addRoundedRect(QRectF(1, 1, 30, 30), 7, 7);
+    QList<Shape> shapes{{tile, {}, 0, kTile}};
+    QTransform inward;
+    inward.translate(16, 16).scale(0.72, 0.72).translate(-16, -16);
+    for (Shape shape : microphone(TrayLook::idle, kTileInk, kRed)) {
+        shape.path = inward.map(shape.path);
+        shape.width *= 0.72;
+        shapes.append(shape);
+    }
+    return shapes;
+}
+
+QImage paint(const QList<Shape>& shapes, int size) {
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.scale(size / 32.0, size / 32.0);
+    for (const Shape& shape : shapes) {
+        p.setPen(shape.width > 0
+                     ? QPen(shape.ink, shape.width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin)
+                     : QPen(Qt::NoPen));
+        p.setBrush(shape.fill.isValid() ? QBrush(shape.fill) : QBrush(Qt::NoBrush));
+        p.drawPath(shape.path);
+    }
+    return image;
+}
+
+QString number(qreal v) {
+    QString text = QString::number(v, 'f', 3);
+    while (text.endsWith('0')) text.chop(1);
+    if (text.endsWith('.')) text.chop(1);
+    return text == "-0" ? "0" : text;
+}
+
+// SVG path data; a figure that ends where it began is closed.
+QString pathData(const QPainterPath& path) {
+    QStringList parts;
+    QPointF start;
+    QPointF last;
+    bool drawn = false;
+    const auto close = [&] {
+        if (drawn && last == start) parts << "Z";
+        drawn = false;
+    };
+    for (int i = 0; i < path.elementCount(); ++i) {
+        const QPainterPath::Element e = path.elementAt(i);
+        const QString point = number(e.x) + ' ' + number(e.y);
+        switch (e.type) {
+            case QPainterPath::MoveToElement:
+                close();
+                start = e;
+                parts << 'M' + point;
+                break;
+            case QPainterPath::LineToElement:
+                parts << 'L' + point;
+                drawn = true;
+                break;
+            case QPainterPath::CurveToElement:
+                parts << 'C' + point;
+                drawn = true;
+                break;
+            case QPainterPath::CurveToDataElement:
+                parts << point;
+                break;
+        }
+        last = e;
+    }
+    close();
+    return parts.join(' ');
+}
+
+QString svg(const QList<Shape>& shapes) {
+    QString out =
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"32\" height=\"32\" "
+        "viewBox=\"0 0 32 32\">\n";
+    for (const Shape& shape : shapes) {
+        out += "  <path d=\"" + pathData(shape.path) + "\" fill=\"" +
+               (shape.fill.isValid() ? shape.fill.name() : "none") + '"';
+        if (shape.width > 0) {
+            out += " stroke=\"" + shape.ink.name() + "\" stroke-width=\"" + number(shape.width) +
+                   "\" stroke-linecap=\"round\" stroke-linejoin=\"round\"";
+        }
+        out += "/>\n";
+    }
+    return out + "</svg>\n";
 }
 
 }  // namespace
 
 QIcon trayIcon(TrayLook look) {
-    QIcon icon;
-    for (int size : {16, 22, 24, 32, 48, 64}) icon.addPixmap(draw(look, size));
-    return icon;
+    QIcon drawn;
+    for (int size : {16, 22, 24, 32, 48, 64})
+        drawn.addPixmap(QPixmap::fromImage(trayImage(look, size)));
+    return QIcon::fromTheme(trayIconName(look), drawn);
+}
+
+QString trayIconName(TrayLook look) {
+    switch (look) {
+        case TrayLook::idle:
+            return "pelix-idle";
+        case TrayLook::recording:
+            return "pelix-recording";
+        case TrayLook::signedOut:
+            return "pelix-signed-out";
+    }
+    return {};
+}
+
+QImage trayImage(TrayLook look, int size) {
+    return paint(tray(look), size);
+}
+
+QString traySvg(TrayLook look) {
+    return svg(tray(look));
+}
+
+QImage appImage(int size) {
+    return paint(application(), size);
+}
+
+QString appSvg() {
+    return svg(application());
 }
 
 }  // namespace pelix::ui

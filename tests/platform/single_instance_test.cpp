@@ -163,7 +163,9 @@ TEST_F(DesktopTest, AutostartEntryIsWrittenReadAndRemoved) {
     {
         QFile file(entry);
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        EXPECT_TRUE(file.readAll().contains("\nExec=\"/opt/pelix dir/bin/pelix\"\n"));
+        const QByteArray text = file.readAll();
+        EXPECT_TRUE(text.contains("\nExec=\"/opt/pelix dir/bin/pelix\"\n"));
+        EXPECT_TRUE(text.contains("\nTryExec=/opt/pelix dir/bin/pelix\n"));
     }
     // A desktop that hides the entry switches it off.
     {

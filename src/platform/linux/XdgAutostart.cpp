@@ -21,8 +21,11 @@ bool XdgAutostart::enabled() const {
 }
 
 Status XdgAutostart::enable(const QString& program) {
-    QString quoted = program;
-    quoted.replace('\\', "\\\\").replace('"', "\\\"");
+    QString path = program;
+    path.replace('\\', "\\\\");
+    QString quoted = path;
+    quoted.replace('"', "\\\"");
+    // TryExec: once the program is removed (the package uninstalled), the desktop skips the entry.
     const QByteArray text =
         "[Desktop Entry]\n"
         "Type=Application\n"
@@ -31,6 +34,9 @@ Status XdgAutostart::enable(const QString& program) {
         "Exec=\"" +
         quoted.toUtf8() +
         "\"\n"
+        "TryExec=" +
+        path.toUtf8() +
+        "\n"
         "Icon=pelix\n"
         "X-GNOME-Autostart-enabled=true\n";
     QDir().mkpath(QFileInfo(file()).absolutePath());
