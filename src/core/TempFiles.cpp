@@ -36,14 +36,18 @@ void onSignal(int signal) {
 
 Status createPrivate(const QString& path) {
     const QByteArray name = QFile::encodeName(path);
+    // Tracked before it exists, so that a signal the moment it appears still removes it.
+    track(path);
     const int fd =
         ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (fd < 0) {
+        const int error = errno;
+        untrack(path);
+        errno = error;
         return fail(1, QStringLiteral("Couldn't make the temporary file %1: %2.")
                            .arg(path, QString::fromLocal8Bit(std::strerror(errno))));
     }
     ::close(fd);
-    track(path);
     return {};
 }
 
