@@ -18,6 +18,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include "BenchSupport.h"
+
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
@@ -36,14 +38,7 @@ using pelix::render::RenderPlan;
 
 constexpr double kReelSeconds = 60.0;
 
-void run(const QString& program, const QStringList& args) {
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(-1) || process.exitCode() != 0) {
-        throw std::runtime_error(
-            (program + " failed: " + process.readAllStandardError()).toStdString());
-    }
-}
+using pelix::bench::run;
 
 QString pelixProgram() {
     const QString configured = qEnvironmentVariable("PELIX_BIN");

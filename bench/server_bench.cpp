@@ -15,6 +15,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include "BenchSupport.h"
+
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -24,14 +26,7 @@ namespace {
 
 constexpr double kMinutes = 10;
 
-void run(const QString& program, const QStringList& args) {
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(300000) || process.exitCode() != 0) {
-        throw std::runtime_error(
-            (program + " failed: " + process.readAllStandardError()).toStdString());
-    }
-}
+using pelix::bench::run;
 
 // The memo and a home whose preferences name the server, made once.
 struct Setup {

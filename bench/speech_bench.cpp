@@ -14,6 +14,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include "BenchSupport.h"
+
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
@@ -30,14 +32,7 @@ namespace {
 
 constexpr double kSeconds = 60.0;
 
-void run(const QString& program, const QStringList& args) {
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(120000) || process.exitCode() != 0) {
-        throw std::runtime_error(
-            (program + " failed: " + process.readAllStandardError()).toStdString());
-    }
-}
+using pelix::bench::run;
 
 // The recording, made once: flite reads a text of about a minute, padded or cut to exactly one
 // minute; as a 16 kHz mono WAV for the bare engine and as a video with AAC sound for Pelix.

@@ -50,16 +50,25 @@ QString IsolatedHome::configDir() const {
     return dir_.path() + "/config/Pelix";
 }
 
-ProcessResult runPelix(const QStringList& args, const QByteArray& input,
-                       const QProcessEnvironment& extraEnv, int timeoutMs) {
+namespace {
+
+// Starts the program under test (PELIX_BIN, set by ctest) with `extraEnv` added.
+void startPelix(QProcess& process, const QStringList& args, const QProcessEnvironment& extraEnv) {
     const QString program = qEnvironmentVariable("PELIX_BIN");
     if (program.isEmpty()) throw std::runtime_error("PELIX_BIN is not set: run the tests by ctest");
-    QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     for (const QString& key : extraEnv.keys()) env.insert(key, extraEnv.value(key));
     process.setProcessEnvironment(env);
     process.start(program, args);
     if (!process.waitForStarted()) throw std::runtime_error("pelix did not start");
+}
+
+}  // namespace
+
+ProcessResult runPelix(const QStringList& args, const QByteArray& input,
+                       const QProcessEnvironment& extraEnv, int timeoutMs) {
+    QProcess process;
+    startPelix(process, args, extraEnv);
     process.write(input);
     process.closeWriteChannel();
     ProcessResult result;
@@ -110,14 +119,8 @@ bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
 
 Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnvironment& extraEnv,
                                       const QString& folder, int signal, int timeoutMs) {
-    const QString program = qEnvironmentVariable("PELIX_BIN");
-    if (program.isEmpty()) throw std::runtime_error("PELIX_BIN is not set: run the tests by ctest");
     QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const QString& key : extraEnv.keys()) env.insert(key, extraEnv.value(key));
-    process.setProcessEnvironment(env);
-    process.start(program, args);
-    if (!process.waitForStarted()) throw std::runtime_error("pelix did not start");
+    startPelix(process, args, extraEnv);
     Interrupted result;
     const QDir dir(folder);
     const auto files = [&] {
