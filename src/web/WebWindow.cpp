@@ -4,46 +4,29 @@
 #include "memos/DropCatcher.h"
 #include "web/WebEngineLoader.h"
 
-#include <QCoreApplication>
-#include <QDragEnterEvent>
+#include <QChildEvent>
 #include <QEvent>
-#include <QMimeData>
 #include <QVBoxLayout>
 
 namespace pelix {
 
 namespace {
 
-// Hands drags of recordings that arrive at the web view (whose page takes drops itself) to the
-// window, where the drop layer takes them; other drags stay with the page.
-class DragHandOver : public QObject {
+// Gives the drop layer the drags that arrive at the web view and at every widget the engine
+// makes inside it (its page takes drops itself).
+class DragWatch : public QObject {
 public:
-    DragHandOver(QWidget* view, QWidget* window) : QObject(view), window_(window) { watch(view); }
+    DragWatch(QWidget* view, DropCatcher* catcher) : QObject(view), catcher_(catcher) {
+        watch(view);
+        for (QWidget* child : view->findChildren<QWidget*>()) watch(child);
+    }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
-        switch (event->type()) {
-            case QEvent::ChildAdded:
-                if (auto* child = qobject_cast<QWidget*>(static_cast<QChildEvent*>(event)->child()))
-                    watch(child);
-                break;
-            case QEvent::DragEnter: {
-                const QMimeData* data = static_cast<QDragEnterEvent*>(event)->mimeData();
-                handing_ = data && (!Drops::audioFiles(*data).isEmpty() ||
-                                    !Drops::audioLocations(*data).isEmpty());
-                if (!handing_) break;
-                QCoreApplication::sendEvent(window_, event);
-                return true;
-            }
-            case QEvent::DragMove:
-            case QEvent::DragLeave:
-            case QEvent::Drop:
-                if (!handing_) break;
-                if (event->type() != QEvent::DragMove) handing_ = false;
-                QCoreApplication::sendEvent(window_, event);
-                return true;
-            default:
-                break;
+        // Sent once the child is a whole widget (the engine makes its own later).
+        if (event->type() == QEvent::ChildPolished) {
+            if (auto* child = qobject_cast<QWidget*>(static_cast<QChildEvent*>(event)->child()))
+                watch(child);
         }
         return QObject::eventFilter(watched, event);
     }
@@ -51,11 +34,10 @@ protected:
 private:
     void watch(QWidget* widget) {
         widget->installEventFilter(this);
-        for (QWidget* child : widget->findChildren<QWidget*>()) child->installEventFilter(this);
+        catcher_->watchDrags(widget);
     }
 
-    QWidget* window_;
-    bool handing_ = false;
+    DropCatcher* catcher_;
 };
 
 }  // namespace
@@ -115,9 +97,8 @@ void WebWindow::attach(std::unique_ptr<WebSurface> surface) {
     layout->setContentsMargins(0, 0, 0, 0);
     QWidget* view = surface_->widget();
     layout->addWidget(view);
-    new DragHandOver(view, this);
-
     drops_ = new DropCatcher(this, parts_.timers, parts_.fetch, parts_.library);
+    new DragWatch(view, drops_);
     if (parts_.chime) drops_->onChime(parts_.chime);
     sender_ = std::make_unique<Drops::Sender>(parts_.send);
     connect(drops_, &DropCatcher::audio, sender_.get(),
