@@ -277,6 +277,41 @@ TEST_F(WebWindowTest, RecordingsDraggedOverThePageGoToTheDropLayer) {
     QCoreApplication::sendEvent(target, &leave);
 }
 
+TEST_F(WebWindowTest, TheDropTestModeOpensTheWindowUnderItsOwnTitle) {
+    QDir().mkpath(QDir::homePath() + "/config/Pelix");
+    QFile prefs(QDir::homePath() + "/config/Pelix/Pelix.conf");
+    ASSERT_TRUE(prefs.open(QIODevice::WriteOnly));
+    prefs.write("[General]\nweb.base=" + s.https->base().toUtf8() + "/\n");
+    prefs.close();
+    QProcess pelix;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("ASAN_OPTIONS",
+               env.value("ASAN_OPTIONS", "detect_leaks=0") + ":new_delete_type_mismatch=0");
+    env.remove("PELIX_WEB_ENGINE");  // the module beside the program
+    pelix.setProcessEnvironment(env);
+    const qsizetype before = s.https->asked().count("/");
+    pelix.start(qEnvironmentVariable("PELIX_BIN"), {"--drop-test"});
+    const auto windows = [] {
+        QProcess list;
+        list.start("xwininfo", {"-root", "-tree"});
+        list.waitForFinished(5000);
+        return QString::fromUtf8(list.readAllStandardOutput());
+    };
+    const bool shown = waitUntil(
+        [&] {
+            return pelix.state() == QProcess::NotRunning ||
+                   windows().contains("\"Pelix (drop test)\"");
+        },
+        30000);
+    const bool running = pelix.state() == QProcess::Running;
+    // It shows the web app's home page.
+    const bool home = running && waitUntil([&] { return s.https->asked().count("/") > before; });
+    pelix.terminate();
+    pelix.waitForFinished(5000);
+    ASSERT_TRUE(shown && running) << pelix.readAllStandardError().toStdString();
+    EXPECT_TRUE(home);
+}
+
 }  // namespace
 }  // namespace pelix
 
