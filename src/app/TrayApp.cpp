@@ -279,8 +279,10 @@ void TrayApp::openWeb() {
         };
         Result<std::unique_ptr<WebWindow>> made = WebWindow::make(std::move(parts));
         if (!made) {
-            logLine("web", made.error().message);
-            QDesktopServices::openUrl(QUrl(kWebApp));
+            // The web app in the browser is the next best thing.
+            shell_.show(made.error().message);
+            Prefs& prefs = context_.prefs();
+            QDesktopServices::openUrl(WebPlaces::from(prefs, Api::configuredBase(prefs)).base);
             return;
         }
         web_ = std::move(*made);

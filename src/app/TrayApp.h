@@ -44,7 +44,6 @@ public:
         "This desktop has no tray, so Pelix runs without an icon: run pelix again, or click the "
         "badge, to open it.";
     static constexpr auto kBadgeHidden = "badge.hidden";
-    static constexpr auto kWebApp = "https://pelix.app";
 
     TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent = nullptr);
     ~TrayApp() override;
