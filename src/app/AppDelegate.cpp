@@ -281,6 +281,7 @@ void AppDelegate::perform(MenuAction action) {
             break;
         case MenuAction::toggleBadge:
         case MenuAction::videoEditor:
+        case MenuAction::openPelix:
             // Windows of the tray application, which opens and closes them.
             break;
         case MenuAction::quit:

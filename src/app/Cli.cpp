@@ -2,6 +2,7 @@
 
 #include "app/Application.h"
 #include "app/Call.h"
+#include "app/MainWindow.h"
 #include "app/SnapshotCli.h"
 #include "app/Usage.h"
 #include "core/Args.h"
@@ -90,7 +91,7 @@ const std::vector<Mode>& modes() {
         {"--self-test", Needs::words, Runs::plain,
          [](const Args&, Process*) { return selfTest(); }},
         {"--drop-test", Needs::nothing, Runs::gui,
-         [](const Args&, Process*) { return console::notInThisBuild("The drop test window"); }},
+         [](const Args&, Process* p) { return runDropTest(p->desktop, p->context); }},
         {"--memo", Needs::value, Runs::headless,
          [](const Args& a, Process* p) { return runMemoCli(a, p->context); }},
         {"--transcribe", Needs::value, Runs::headless,
@@ -183,6 +184,9 @@ int runPelix(int argc, char** argv) {
                 console::err("Couldn't open a window: " + *problem + ".");
                 return 1;
             }
+            // The web window's engine, loaded later, shares its GL contexts with the
+            // application's.
+            QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
             app = std::make_unique<QApplication>(argc, argv);
             break;
     }

@@ -11,6 +11,7 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
         {"Tap Alt — braindump, filed into Pelix", MenuAction::teachTap, false, false, false});
     items.append({"Hold Ctrl and talk — typed into the app you're in", MenuAction::teachHold, false,
                   false, false});
+    items.append({"Open Pelix", MenuAction::openPelix});
     items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
     items.append(

@@ -40,6 +40,7 @@ enum class MenuAction {
     keysOff,
     teachTap,
     teachHold,
+    openPelix,
     toggleBadge,
     toggleInsert,
     importNotes,

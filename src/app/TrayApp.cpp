@@ -2,6 +2,7 @@
 
 #include "app/AppDictation.h"
 #include "app/Links.h"
+#include "app/MainWindow.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "editor/EditorModel.h"
@@ -172,8 +173,7 @@ void TrayApp::start() {
         rebuildMenu();
         menu_->popup(anchor->mapToGlobal(QPoint(0, anchor->height())));
     });
-    connect(panel_.get(), &relay::PanelWindow::openMainClicked, this,
-            [] { QDesktopServices::openUrl(QUrl(kWebApp)); });
+    connect(panel_.get(), &relay::PanelWindow::openMainClicked, this, &TrayApp::openWeb);
     badge_ = std::make_unique<ui::BadgeWindow>(&context_.prefs());
     connect(badge_.get(), &ui::BadgeWindow::clicked, this,
             [this] { togglePanel(badge_->frameGeometry()); });
@@ -239,6 +239,7 @@ void TrayApp::rebuildMenu() {
         connect(action, &QAction::triggered, this, [this, what] {
             if (what == MenuAction::toggleBadge) return showBadge(!badge_->isVisible());
             if (what == MenuAction::videoEditor) return openEditor();
+            if (what == MenuAction::openPelix) return openWeb();
             delegate_->perform(what);
         });
     }
@@ -258,7 +259,35 @@ void TrayApp::receive(const QString& message) {
         openEditor();
         return;
     }
+    if (const auto link = readLink(url); link && link->kind == Link::Kind::authCallback) {
+        // The sign-in finishes in the window that started it; there is none to finish without
+        // one.
+        if (web_) web_->finishSignIn(url);
+        return;
+    }
     delegate_->openLink(url);
+}
+
+void TrayApp::openWeb() {
+    if (!web_) {
+        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *watcher_,
+                                               [this] { shell_.play(ui::Sound::glass); });
+        parts.onMacLink = [this](const QUrl& url) { receive(url.toString()); };
+        parts.onRelayAccount = [this](const RelayAccountMessage& message,
+                                      std::function<void(QString)> reply) {
+            relay_->windowAccount(message.user, message.token, std::move(reply));
+        };
+        Result<std::unique_ptr<WebWindow>> made = WebWindow::make(std::move(parts));
+        if (!made) {
+            // The web app in the browser is the next best thing.
+            shell_.show(made.error().message);
+            Prefs& prefs = context_.prefs();
+            QDesktopServices::openUrl(WebPlaces::from(prefs, Api::configuredBase(prefs)).base);
+            return;
+        }
+        web_ = std::move(*made);
+    }
+    web_->open();
 }
 
 void TrayApp::openEditor() {

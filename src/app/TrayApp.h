@@ -33,6 +33,7 @@ class VoiceMemoWatcher;
 class Relay;
 class RelayBanner;
 class RelayBannerWindow;
+class WebWindow;
 
 // The tray application: the desktop's services and the account put together around the
 // AppDelegate, started in order.
@@ -43,7 +44,6 @@ public:
         "This desktop has no tray, so Pelix runs without an icon: run pelix again, or click the "
         "badge, to open it.";
     static constexpr auto kBadgeHidden = "badge.hidden";
-    static constexpr auto kWebApp = "https://pelix.app";
 
     TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent = nullptr);
     ~TrayApp() override;
@@ -62,6 +62,10 @@ public:
     // Opens the video editor, made on first use; there is one.
     void openEditor();
     EditorWindow* editorWindow() const { return editor_.get(); }
+    // Opens the main web window, made (and the web engine loaded) on first use; there is one.
+    // Without the web engine the web app opens in the browser.
+    void openWeb();
+    WebWindow* webWindow() const { return web_.get(); }
 
     // The state of the desktop; `devices` also asks the display, the sound server and the disk.
     DesktopFacts facts(bool devices) const;
@@ -93,6 +97,7 @@ private:
     std::unique_ptr<ui::BadgeWindow> badge_;
     std::unique_ptr<EditorModel> editorModel_;
     std::unique_ptr<EditorWindow> editor_;  // goes before its model
+    std::unique_ptr<WebWindow> web_;
 };
 
 }  // namespace pelix

@@ -35,8 +35,9 @@ const Usage& pelix() {
                  {}},
                 {"--drop-test",
                  "--drop-test",
-                 "a drop test window (not in this build yet)",
-                 {},
+                 "open the Pelix window to try dropping recordings",
+                 "Opens the web app in the window titled \"Pelix (drop test)\": recordings dropped "
+                 "onto it are sent like voice memos. Ends when the window is closed.",
                  {}},
                 {"--memo",
                  "--memo PATH",

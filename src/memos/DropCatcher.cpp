@@ -67,8 +67,39 @@ void DropCatcher::setVeiled(bool on) {
     update();
 }
 
+void DropCatcher::watchDrags(QWidget* child) {
+    if (watched_.contains(child)) return;
+    watched_.append(child);
+    child->installEventFilter(this);
+}
+
 bool DropCatcher::eventFilter(QObject* watched, QEvent* event) {
-    if (watched != host_) return QWidget::eventFilter(watched, event);
+    if (watched != host_) {
+        if (!watched_.contains(qobject_cast<QWidget*>(watched)))
+            return QWidget::eventFilter(watched, event);
+        // A part that takes drops itself keeps every drag that is not a recording.
+        switch (event->type()) {
+            case QEvent::DragEnter:
+                entered(static_cast<QDragEnterEvent*>(event));
+                return ours_;
+            case QEvent::DragMove:
+                if (!ours_) return false;
+                static_cast<QDragMoveEvent*>(event)->setDropAction(Qt::CopyAction);
+                event->accept();
+                return true;
+            case QEvent::DragLeave:
+                if (!ours_) return false;
+                ours_ = false;
+                setVeiled(false);
+                return true;
+            case QEvent::Drop:
+                if (!ours_) return false;
+                dropped(static_cast<QDropEvent*>(event));
+                return true;
+            default:
+                return QWidget::eventFilter(watched, event);
+        }
+    }
     switch (event->type()) {
         case QEvent::Resize:
             setGeometry(host_->rect());

@@ -37,6 +37,9 @@ public:
     // after 5 and 8 seconds. Done ones chime.
     void showPill(const QString& text, Drops::State state);
     void onChime(std::function<void()> chime) { chime_ = std::move(chime); }
+    // Also takes recordings dragged onto `child`, a part of the window that takes drops itself
+    // (a web view); other drags stay with it.
+    void watchDrags(QWidget* child);
 
     bool veiled() const { return veiled_; }
     bool pillShown() const { return pill_.has_value(); }
@@ -64,6 +67,7 @@ private:
     void dropped(class QDropEvent* event);
 
     QWidget* host_;
+    QList<QPointer<QWidget>> watched_;
     Timers& timers_;
     Drops::Fetch fetch_;
     Drops::Library library_;

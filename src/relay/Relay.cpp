@@ -76,6 +76,46 @@ void Relay::learnedUser(const QString& token, const QString& user) {
     mainWho_ = std::pair(token, user);
 }
 
+void Relay::windowAccount(const QString& user, const std::optional<QString>& token,
+                          std::function<void(QString)> reply) {
+    const std::optional<QString> main = parts_.tokens.read();
+    std::optional<QString> mainUser;
+    if (main && mainWho_ && mainWho_->first == *main) mainUser = mainWho_->second;
+    const std::optional<WindowKeyStore::Key> window = parts_.windowKeys.read();
+    const RelayAccounts::WindowAccountStep step =
+        RelayAccounts::windowAccount(parts_.prefs.relay(), user, token, main, mainUser, window);
+    if (step.learnMain) learnedUser(*token, user);
+    if (step.clear) parts_.windowKeys.clear();
+    if (!step.store) {
+        reply(step.reply);
+        return;
+    }
+    auto keep = [self = QPointer<Relay>(this), user, key = *token, reply, answer = step.reply] {
+        if (!self) return;
+        self->parts_.windowKeys.write(user, key);
+        logLine("relay", QStringLiteral("the web window's account is served too"));
+        reply(answer);
+        if (self->started_) self->poll();
+    };
+    if (!step.forgetOld) {
+        keep();
+        return;
+    }
+    const QJsonObject body{{"action", "forget"}, {"device", parts_.session.deviceName()}};
+    parts_.api.call(kFunction, body, window->token, parts_.timings.request,
+                    [keep, reply](Result<QJsonObject> answer) {
+                        // An answer of any kind settles it (a refused old key serves nothing
+                        // anyway); no answer at all leaves everything as it was.
+                        if (!answer && answer.error().domain == QLatin1String("network")) {
+                            logLine("relay", "forgetting the old window account failed: " +
+                                                 answer.error().message);
+                            reply(QStringLiteral("later"));
+                            return;
+                        }
+                        keep();
+                    });
+}
+
 void Relay::poll() {
     if (!parts_.prefs.relay() || busy_ || parts_.session.screenLocked()) return;
     const std::optional<QString> main = parts_.tokens.read();

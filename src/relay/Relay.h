@@ -94,6 +94,13 @@ public:
     // The account user the web window learned for the main token.
     void learnedUser(const QString& token, const QString& user);
 
+    // The web window shows the account of `user` (with its key when the page sent one); `reply`
+    // gets "have", "need", "later" or "off" (RelayAccounts::windowAccount). When another user's
+    // key replaces the window account, the service is first asked with the old key to forget
+    // this device ("relay" {"action":"forget"}); without an answer nothing changes ("later").
+    void windowAccount(const QString& user, const std::optional<QString>& token,
+                       std::function<void(QString)> reply);
+
     // Whether typing into `focused` is safe: not on a button, link, menu item, box or tab, nor
     // in a one-line field that reads like an address or search bar. An element that cannot be
     // found counts as safe.

@@ -20,4 +20,22 @@ bool isUser(const QString& text) {
     return true;
 }
 
+WindowAccountStep windowAccount(bool relayOn, const QString& user,
+                                const std::optional<QString>& token,
+                                const std::optional<QString>& main,
+                                const std::optional<QString>& mainUser,
+                                const std::optional<WindowKeyStore::Key>& window) {
+    const QString have = QStringLiteral("have");
+    if (!relayOn) return {.reply = QStringLiteral("off")};
+    if (token && main && *token == *main) {
+        return {.reply = have, .learnMain = true, .clear = window && window->user == user};
+    }
+    if (main && mainUser && *mainUser == user) return {.reply = have};
+    if (window && window->user == user) {
+        return {.reply = have, .store = token && *token != window->token};
+    }
+    if (!token) return {.reply = QStringLiteral("need")};
+    return {.reply = have, .store = true, .forgetOld = window.has_value()};
+}
+
 }  // namespace pelix::RelayAccounts

@@ -54,6 +54,7 @@ public:
     }
     int count(const QByteArray& text) const { return static_cast<int>(err_.count(text)); }
     const QByteArray& err() const { return err_; }
+    qint64 pid() const { return process_.processId(); }
 
 private:
     QProcess process_;

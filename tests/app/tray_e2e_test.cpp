@@ -143,6 +143,14 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
     EXPECT_TRUE(pelix.saw("hud: Connected. Tap Alt anywhere and talk."));
     EXPECT_EQ(tokens.read(), "pelix_test");
     EXPECT_FALSE(second.err.contains("pelix_") || third.err.contains("pelix_test"));
+    // A sign-in callback that no window of this process asked for loads nothing, and the web
+    // engine stays out of the tray application until its window opens.
+    const auto callback =
+        testing::runPelix({"pelix-mac://auth-callback?code=c&state=s"}, {}, env, 10000);
+    EXPECT_EQ(callback.exitCode, 0) << callback.err.constData();
+    QFile maps(QStringLiteral("/proc/%1/maps").arg(pelix.pid()));
+    ASSERT_TRUE(maps.open(QIODevice::ReadOnly));
+    EXPECT_FALSE(maps.readAll().contains("WebEngine"));
     // Without a link, a second pelix opens the running one's panel and ends; what is typed
     // there is told to the account.
     const auto plain = testing::runPelix({}, {}, env, 10000);

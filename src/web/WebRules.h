@@ -1,0 +1,73 @@
+#pragma once
+
+#include <QJsonValue>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+namespace pelix {
+
+class Prefs;
+
+// The addresses the web window knows: the web app (its home page is `base`), the backend's
+// domain and Google's accounts host.
+struct WebPlaces {
+    static constexpr auto kDefaultBase = "https://pelix.app";
+    static constexpr auto kGoogleAccounts = "accounts.google.com";
+
+    QUrl base = QUrl(QString::fromLatin1(kDefaultBase));
+    QString backendDomain = QStringLiteral("api.pelix.app");
+    QString googleHost = QString::fromLatin1(kGoogleAccounts);
+
+    // The web app from the preference "web.base" (else the public address); the backend's
+    // domain is the host of the backend's base address.
+    static WebPlaces from(const Prefs& prefs, const QUrl& apiBase);
+
+    QString host() const { return base.host().toLower(); }
+    // The base address with `path` in place of its own (query and fragment dropped).
+    QUrl at(const QString& path) const;
+};
+
+// What the window does with one navigation request.
+enum class Navigation {
+    allow,
+    macLink,  // cancel; the address goes to the application's link handler
+    desktop,  // cancel; the desktop's handler for the scheme opens it
+    signIn,   // cancel; sign-in runs in the default browser
+    browser,  // cancel; the default browser opens it
+};
+
+// The decision for a navigation to `url`; `clicked` when the user clicked a link to it.
+Navigation navigation(const QUrl& url, bool clicked, const WebPlaces& places);
+
+// Whether `url` starts a Google sign-in: Google's accounts host, or the backend's authorize
+// address with the provider "google".
+bool isGoogleSignIn(const QUrl& url, const WebPlaces& places);
+
+// Whether a message to the relay bridge counts: it comes from the main frame of a page served
+// over https from the web app's host. Anything else is ignored without a reply.
+bool acceptsRelayMessage(const QUrl& pageUrl, bool mainFrame, const WebPlaces& places);
+
+// A message of the page to the relay bridge, read: an account user and maybe its key.
+struct RelayAccountMessage {
+    QString user;
+    std::optional<QString> token;
+    bool operator==(const RelayAccountMessage&) const = default;
+};
+
+// The message's content; none when it is not an object with a user identifier in "user" (and,
+// when present, a text in "token"), which is answered "off".
+std::optional<RelayAccountMessage> relayAccountMessage(const QJsonValue& body);
+
+// The page shown in place of one that could not be reached; its "Try again" link goes back to
+// `failed`.
+QString offlinePage(const QUrl& failed);
+
+// The script the file picker runs first: it reads and clears the page's hint.
+inline constexpr auto kPickHintScript =
+    "(() => { const h = window.__pelixPick || ''; window.__pelixPick = ''; return h; })()";
+inline constexpr auto kVoiceMemosHint = "voice-memos";
+inline constexpr auto kVoiceMemosLabel = "Your voice memos";
+
+}  // namespace pelix

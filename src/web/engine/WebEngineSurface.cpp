@@ -1,0 +1,231 @@
+// The web engine's side of the web window: a QWebEngineView whose page asks its owner about
+// every navigation, new window, file choice and failed load, and carries the relay bridge.
+// Built as a module of its own and loaded when the window is first opened.
+#include "web/WebSurface.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QPointer>
+#include <QTimer>
+#include <QWebChannel>
+#include <QWebEngineLoadingInfo>
+#include <QWebEnginePage>
+#include <QWebEngineProfile>
+#include <QWebEngineScript>
+#include <QWebEngineScriptCollection>
+#include <QWebEngineSettings>
+#include <QWebEngineView>
+
+#include <memory>
+
+namespace pelix {
+
+namespace {
+
+// The page's side of the bridge: the WebKit-style handler the web app calls, over a
+// QWebChannel. Each message gets a number; the answer comes back through `answered`.
+constexpr auto kShim = R"JS(
+(function () {
+  window.pelixVersion = %1;
+  if (!window.qt || !window.qt.webChannelTransport) return;
+  var pending = {}, next = 1, queue = [], bridge = null;
+  function send(id, body) {
+    bridge.post(JSON.stringify(body === undefined ? null : body), id, window === window.top);
+  }
+  new QWebChannel(window.qt.webChannelTransport, function (channel) {
+    bridge = channel.objects.pelixRelay;
+    bridge.answered.connect(function (id, reply) {
+      var resolve = pending[id];
+      if (!resolve) return;
+      delete pending[id];
+      resolve(reply);
+    });
+    queue.forEach(function (m) { send(m[0], m[1]); });
+    queue = [];
+  });
+  var handler = {
+    postMessage: function (body) {
+      return new Promise(function (resolve) {
+        var id = next++;
+        pending[id] = resolve;
+        if (bridge) send(id, body); else queue.push([id, body]);
+      });
+    }
+  };
+  window.webkit = window.webkit || {};
+  window.webkit.messageHandlers = window.webkit.messageHandlers || {};
+  window.webkit.messageHandlers.pelixRelay = handler;
+})();
+)JS";
+
+class RelayBridge : public QObject {
+    Q_OBJECT
+public:
+    RelayBridge(QWebEnginePage* page, const WebSurfaceHooks& hooks)
+        : QObject(page), page_(page), hooks_(hooks) {}
+
+    Q_INVOKABLE void post(const QString& json, int id, bool mainFrame) {
+        if (!hooks_.relayMessage) return;
+        // A document holds only arrays and objects: the body is read as the one item of one.
+        const QJsonDocument doc = QJsonDocument::fromJson(("[" + json + "]").toUtf8());
+        const QJsonValue body = doc.isArray() ? doc.array().at(0) : QJsonValue();
+        QPointer<RelayBridge> self(this);
+        hooks_.relayMessage(page_->url(), mainFrame, body, [self, id](const QString& reply) {
+            if (self) Q_EMIT self->answered(id, reply);
+        });
+    }
+
+Q_SIGNALS:
+    void answered(int id, const QString& reply);
+
+private:
+    QWebEnginePage* page_;
+    const WebSurfaceHooks& hooks_;
+};
+
+// A page made for a new window only to learn where it was going.
+class NewWindowPage : public QWebEnginePage {
+public:
+    NewWindowPage(QWebEngineProfile* profile, const WebSurfaceHooks& hooks, QObject* parent)
+        : QWebEnginePage(profile, parent), hooks_(hooks) {}
+
+protected:
+    bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool) override {
+        if (!url.isEmpty() && !handed_) {
+            handed_ = true;
+            if (hooks_.newWindow) hooks_.newWindow(url, type == NavigationTypeLinkClicked);
+            deleteLater();
+        }
+        return false;
+    }
+
+private:
+    const WebSurfaceHooks& hooks_;
+    bool handed_ = false;
+};
+
+class Page : public QWebEnginePage {
+public:
+    Page(QWebEngineProfile* profile, const WebSurfaceHooks& hooks, QObject* parent)
+        : QWebEnginePage(profile, parent), hooks_(hooks) {}
+
+protected:
+    bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool mainFrame) override {
+        if (!mainFrame && type != NavigationTypeLinkClicked) return true;
+        return !hooks_.navigate || hooks_.navigate(url, type == NavigationTypeLinkClicked);
+    }
+
+    QWebEnginePage* createWindow(WebWindowType) override {
+        return new NewWindowPage(profile(), hooks_, this);
+    }
+
+    QStringList chooseFiles(FileSelectionMode mode, const QStringList&,
+                            const QStringList& accept) override {
+        // The page leaves a hint for the chooser before it opens its file input: read and
+        // cleared first, while the chooser waits.
+        QString hint;
+        QEventLoop loop;
+        QPointer<QEventLoop> waiting(&loop);
+        runJavaScript(QString::fromLatin1(kPickHintScript), [waiting, &hint](const QVariant& v) {
+            if (!waiting) return;
+            hint = v.toString();
+            waiting->quit();
+        });
+        QTimer::singleShot(2000, &loop, &QEventLoop::quit);
+        loop.exec();
+        if (!hooks_.pick) return {};
+        return hooks_.pick(hint, mode == FileSelectOpenMultiple, accept);
+    }
+
+private:
+    static constexpr auto kPickHintScript =
+        "(() => { const h = window.__pelixPick || ''; window.__pelixPick = ''; return h; })()";
+    const WebSurfaceHooks& hooks_;
+};
+
+class EngineSurface final : public WebSurface {
+public:
+    explicit EngineSurface(const WebSurfaceSetup& setup) : hooks_(setup.hooks) {
+        profile_ = new QWebEngineProfile(QStringLiteral("pelix"));
+        profile_->setPersistentStoragePath(setup.storage);
+        profile_->setCachePath(setup.storage + QStringLiteral("/cache"));
+        profile_->setHttpUserAgent(profile_->httpUserAgent() + QStringLiteral(" Pelix/") +
+                                   setup.version);
+        profile_->scripts()->insert(bridgeScript(setup.version));
+
+        view_ = new QWebEngineView();
+        page_ = new Page(profile_, hooks_, view_);
+        page_->setBackgroundColor(Qt::transparent);
+        auto* channel = new QWebChannel(page_);
+        channel->registerObject(QStringLiteral("pelixRelay"), new RelayBridge(page_, hooks_));
+        page_->setWebChannel(channel, QWebEngineScript::MainWorld);
+        view_->setPage(page_);
+
+        QObject::connect(page_, &QWebEnginePage::loadingChanged, view_,
+                         [this](const QWebEngineLoadingInfo& info) {
+                             if (info.status() != QWebEngineLoadingInfo::LoadFailedStatus) return;
+                             const auto domain = info.errorDomain();
+                             if (domain != QWebEngineLoadingInfo::ConnectionErrorDomain &&
+                                 domain != QWebEngineLoadingInfo::DnsErrorDomain)
+                                 return;
+                             if (hooks_.unreachable) hooks_.unreachable(info.url());
+                         });
+        QObject::connect(page_, &QWebEnginePage::loadFinished, view_, [this](bool ok) {
+            if (loaded_) loaded_(ok);
+        });
+    }
+
+    ~EngineSurface() override {
+        // The page goes before its profile.
+        delete view_;
+        delete profile_;
+    }
+
+    QWidget* widget() override { return view_; }
+    void load(const QUrl& url) override { page_->load(url); }
+    void showHtml(const QString& html) override { page_->setHtml(html); }
+    QUrl url() const override { return page_->url(); }
+    void stop() override { page_->triggerAction(QWebEnginePage::Stop); }
+    void onLoaded(std::function<void(bool)> loaded) override { loaded_ = std::move(loaded); }
+    void run(const QString& script, std::function<void(QString)> done) override {
+        page_->runJavaScript(script, [done = std::move(done)](const QVariant& result) {
+            if (done) done(result.toString());
+        });
+    }
+
+private:
+    static QWebEngineScript bridgeScript(const QString& version) {
+        QFile api(QStringLiteral(":/qtwebchannel/qwebchannel.js"));
+        api.open(QIODevice::ReadOnly);
+        const QString versionLiteral =
+            QString::fromUtf8(QJsonDocument(QJsonArray{version}).toJson(QJsonDocument::Compact));
+        QWebEngineScript script;
+        script.setName(QStringLiteral("pelix-bridge"));
+        script.setSourceCode(
+            QString::fromUtf8(api.readAll()) +
+            QString::fromLatin1(kShim).arg(versionLiteral.mid(1, versionLiteral.size() - 2)));
+        script.setInjectionPoint(QWebEngineScript::DocumentCreation);
+        script.setWorldId(QWebEngineScript::MainWorld);
+        script.setRunsOnSubFrames(false);
+        return script;
+    }
+
+    WebSurfaceHooks hooks_;
+    QWebEngineProfile* profile_ = nullptr;
+    QWebEngineView* view_ = nullptr;
+    Page* page_ = nullptr;
+    std::function<void(bool)> loaded_;
+};
+
+}  // namespace
+
+}  // namespace pelix
+
+extern "C" Q_DECL_EXPORT pelix::WebSurface* pelixMakeWebSurface(
+    const pelix::WebSurfaceSetup* setup) {
+    return new pelix::EngineSurface(*setup);
+}
+
+#include "WebEngineSurface.moc"

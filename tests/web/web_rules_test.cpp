@@ -1,0 +1,156 @@
+#include "web/SignIn.h"
+#include "web/WebRules.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+WebPlaces places() {
+    WebPlaces p;
+    p.base = QUrl("https://app.pelix.test");
+    p.backendDomain = "pelix-api.test";
+    return p;
+}
+
+TEST(WebRules, NavigationFollowsTheSchemeTheHostAndTheClick) {
+    struct Row {
+        const char* url;
+        bool clicked;
+        Navigation want;
+    };
+    const Row rows[] = {
+        {"pelix-mac://editor", true, Navigation::macLink},
+        {"PELIX-MAC://voice-memos", false, Navigation::macLink},
+        {"mailto:me@example.com", true, Navigation::desktop},
+        {"tel:+4930123", false, Navigation::desktop},
+        {"file:///etc/passwd", false, Navigation::desktop},
+        {"https://accounts.google.com/o/oauth2/v2/auth?x=1", false, Navigation::signIn},
+        {"https://pelix-api.test/auth/v1/authorize?provider=google", true, Navigation::signIn},
+        {"https://eu.pelix-api.test/auth/v1/authorize?provider=google&x=y", false,
+         Navigation::signIn},
+        // Another provider, or Google's provider on another path, is an ordinary page.
+        {"https://pelix-api.test/auth/v1/authorize?provider=github", true, Navigation::allow},
+        {"https://pelix-api.test/auth/v1/token?provider=google", true, Navigation::allow},
+        {"https://app.pelix.test/notes", true, Navigation::allow},
+        {"https://APP.pelix.test:8443/", true, Navigation::allow},
+        {"https://storage.pelix-api.test/x.png", true, Navigation::allow},
+        // A host that merely ends with the domain's letters is another site.
+        {"https://evilpelix-api.test/", true, Navigation::browser},
+        {"https://example.com/article", true, Navigation::browser},
+        {"https://example.com/after-redirect", false, Navigation::allow},
+        {"http://example.com/", true, Navigation::browser},
+        {"about:blank", true, Navigation::allow},
+        {"data:text/html,hi", false, Navigation::allow},
+        {"blob:https://app.pelix.test/1234", true, Navigation::allow},
+        {"", true, Navigation::allow},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(navigation(QUrl(row.url), row.clicked, places()), row.want)
+            << row.url << (row.clicked ? " clicked" : "");
+    }
+}
+
+TEST(WebRules, RelayMessagesCountOnlyFromTheMainFrameOfTheWebAppOverHttps) {
+    struct Row {
+        const char* page;
+        bool mainFrame;
+        bool accepted;
+    };
+    const Row rows[] = {
+        {"https://app.pelix.test/home", true, true},
+        {"https://app.pelix.test:444/home", true, true},
+        {"https://app.pelix.test/home", false, false},
+        {"http://app.pelix.test/home", true, false},
+        {"https://other.test/home", true, false},
+        {"https://sub.app.pelix.test/home", true, false},
+        {"data:text/html,x", true, false},
+        {"", true, false},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(acceptsRelayMessage(QUrl(row.page), row.mainFrame, places()), row.accepted)
+            << row.page << (row.mainFrame ? "" : " (frame)");
+    }
+}
+
+TEST(WebRules, ARelayMessageNeedsAUserIdentifierAndAtMostATextKey) {
+    const QString user = "0123abcd-4567-89ef-ABCD-0123456789ab";
+    const auto read = [](const char* json) {
+        return relayAccountMessage(QJsonDocument::fromJson(QByteArray("[") + json + "]")[0]);
+    };
+    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab"})"),
+              (RelayAccountMessage{user, std::nullopt}));
+    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":"k1"})"),
+              (RelayAccountMessage{user, "k1"}));
+    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":""})"),
+              (RelayAccountMessage{user, std::nullopt}));
+    for (const char* bad : {
+             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789a"})",    // 35 characters
+             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789abc"})",  // 37
+             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ag"})",   // not hexadecimal
+             R"({"user":42})",
+             R"({"token":"k1"})",
+             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":7})",
+             R"("0123abcd-4567-89ef-ABCD-0123456789ab")",
+             R"(null)",
+         }) {
+        EXPECT_EQ(read(bad), std::nullopt) << bad;
+    }
+}
+
+TEST(WebRules, TheOfflinePageCarriesItsTextsColoursAndTheFailedAddress) {
+    const QString page = offlinePage(QUrl("https://app.pelix.test/a?b=1&c=<2>"));
+    for (const char* part :
+         {"Pelix can't reach the internet.", "Check the connection, then try again.",
+          ">Try again</a>", "#fafaf7", "#16170f", "#5b5c52", "#b8730f", "font-weight:600"}) {
+        EXPECT_TRUE(page.contains(QLatin1String(part))) << part;
+    }
+    // The address is escaped into the attribute.
+    EXPECT_TRUE(page.contains("href=\"https://app.pelix.test/a?b=1&amp;c=%3C2%3E\""))
+        << page.toStdString();
+}
+
+TEST(SignInTest, OnlyTheCallbackCarryingTheStateGivenOutLoadsTheCallbackPageOnce) {
+    int made = 0;
+    SignIn signIn([&made] { return QStringLiteral("state%1").arg(++made); });
+    const QUrl callback("pelix-mac://auth-callback?code=abc&state=state1#access_token=t&x=1");
+    // Nothing runs yet: even the right-looking link loads nothing.
+    EXPECT_EQ(signIn.finish(callback, places()), std::nullopt);
+
+    EXPECT_EQ(signIn.start(places()),
+              QUrl("https://app.pelix.test/mac-sign-in?client=linux&state=state1"));
+    for (const char* wrong : {
+             "pelix-mac://auth-callback?code=abc&state=state2",
+             "pelix-mac://auth-callback?code=abc",
+             "pelix-mac://auth-callback?state=state1&state=state2",
+             "pelix-mac://connect?code=abc&state=state1",
+             "https://auth-callback/?code=abc&state=state1",
+         }) {
+        EXPECT_EQ(signIn.finish(QUrl(wrong), places()), std::nullopt) << wrong;
+    }
+    EXPECT_TRUE(signIn.running());
+    EXPECT_EQ(signIn.finish(callback, places()),
+              QUrl("https://app.pelix.test/auth-callback?code=abc&state=state1"
+                   "#access_token=t&x=1"));
+    EXPECT_FALSE(signIn.running());
+    EXPECT_EQ(signIn.finish(callback, places()), std::nullopt);
+
+    // A new start gives a new state; the old one is worth nothing.
+    signIn.start(places());
+    EXPECT_EQ(signIn.finish(callback, places()), std::nullopt);
+}
+
+TEST(SignInTest, StatesFromTheSystemAreLongAndDifferent) {
+    SignIn a, b;
+    const QString sa = QUrlQuery(a.start(places())).queryItemValue("state");
+    const QString sb = QUrlQuery(b.start(places())).queryItemValue("state");
+    EXPECT_GE(sa.size(), 40);
+    EXPECT_NE(sa, sb);
+}
+
+}  // namespace
+}  // namespace pelix

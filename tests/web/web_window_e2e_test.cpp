@@ -1,0 +1,419 @@
+// The web window in a real web engine on the test desktop: the relay bridge over HTTPS (a test
+// certificate trusted through the NSS database of an isolated home), links leaving the window,
+// the offline page and the sign-in round trip through a second pelix. One window (one engine)
+// serves every test of this program, which runs as one process.
+#include "WebServer.h"
+
+#include "app/Links.h"
+#include "core/Clock.h"
+#include "core/Paths.h"
+#include "fakes/DesktopFakes.h"
+#include "fakes/ManualTime.h"
+#include "memos/DropCatcher.h"
+#include "platform/Desktop.h"
+#include "platform/SingleInstance.h"
+#include "support/TestSupport.h"
+#include "web/WebWindow.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QDropEvent>
+#include <QElapsedTimer>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTest>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace pelix {
+namespace {
+
+using testing::waitUntil;
+
+constexpr auto kUser = "0123abcd-4567-89ef-abcd-0123456789ab";
+
+QByteArray homePage() {
+    return R"(<!doctype html><title>home</title>
+<style>body{margin:0} #mail,#mac{position:absolute;top:0;width:120px;height:40px} #mail{left:0} #mac{left:140px}</style>
+<a id="mail" href="mailto:someone@example.com">mail</a>
+<a id="mac" href="pelix-mac://voice-memos">memos</a>
+<a id="out" href="https://localhost:9/elsewhere">elsewhere</a>
+<a id="google" href="https://accounts.google.com/o/oauth2/v2/auth?client_id=x">Google</a>
+<iframe id="frame" src="/frame"></iframe>)";
+}
+
+QByteArray framePage() {
+    // The frame tries the bridge the way the page does, and says what happened.
+    return R"(<!doctype html><script>
+try {
+  window.webkit.messageHandlers.pelixRelay.postMessage({user: "0123abcd-4567-89ef-abcd-0123456789ab"})
+    .then(function (r) { parent.__frame = "reply " + r; });
+  parent.__frame = "posted";
+} catch (e) { parent.__frame = "no bridge"; }
+</script>)";
+}
+
+// Everything the tests share: the servers, the window and what reached the fakes.
+struct Shared {
+    QString certificate, key;
+    std::unique_ptr<WebServer> https, http;
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    fakes::FakeApps apps;
+    QList<RelayAccountMessage> messages;
+    QList<QUrl> macLinks;
+    QList<FilePick> picks;
+    QList<QStringList> sent;
+    std::unique_ptr<WebWindow> window;
+};
+Shared* shared = nullptr;
+
+// Runs `script` in the page and gives its result as text.
+QString run(const QString& script) {
+    std::optional<QString> result;
+    shared->window->surface().run(script, [&result](const QString& r) { result = r; });
+    EXPECT_TRUE(waitUntil([&] { return result.has_value(); }, 10000)) << script.toStdString();
+    return result.value_or(QString());
+}
+
+// Loads `url` and waits until the page's address and title are there.
+bool loadPage(const QUrl& url, const QString& title) {
+    shared->window->surface().load(url);
+    return waitUntil(
+        [&] { return shared->window->surface().url() == url && run("document.title") == title; },
+        15000);
+}
+
+// A click of the mouse on the page, as the user's.
+void click(const QPoint& where) {
+    QWidget* view = shared->window->surface().widget();
+    QTest::mouseClick(view->focusProxy() ? view->focusProxy() : view, Qt::LeftButton, {}, where);
+}
+
+class WebWindowTest : public ::testing::Test {
+protected:
+    Shared& s = *shared;
+    WebWindow& window() { return *shared->window; }
+};
+
+TEST_F(WebWindowTest, TheWebAppsPageGetsItsRelayReplyAndItsVersion) {
+    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/"), "home"));
+    EXPECT_EQ(run("window.pelixVersion"), "9.8.7");
+    EXPECT_TRUE(run("navigator.userAgent").endsWith(" Pelix/9.8.7"));
+
+    run(QStringLiteral("window.webkit.messageHandlers.pelixRelay.postMessage({user: '%1', token: "
+                       "'key-1'}).then(r => window.__reply = r); 'sent'")
+            .arg(kUser));
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__reply)") == "need"; }));
+    ASSERT_EQ(s.messages.size(), 1);
+    EXPECT_EQ(s.messages[0], (RelayAccountMessage{kUser, "key-1"}));
+
+    // A user of 35 characters is answered "off" without troubling the relay.
+    run("window.webkit.messageHandlers.pelixRelay.postMessage({user: 'abc'})"
+        ".then(r => window.__bad = r); 'sent'");
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__bad)") == "off"; }));
+    EXPECT_EQ(s.messages.size(), 1);
+
+    // The frame inside the page has no bridge at all.
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__frame)") != "undefined"; }));
+    EXPECT_EQ(run("String(window.__frame)"), "no bridge");
+}
+
+TEST_F(WebWindowTest, APageServedOverPlainHttpIsIgnored) {
+    ASSERT_TRUE(loadPage(QUrl(s.http->base() + "/"), "home"));
+    QList<QUrl> ignored;
+    const QMetaObject::Connection watching = QObject::connect(
+        &window(), &WebWindow::relayIgnored, [&](const QUrl& page) { ignored << page; });
+    run(QStringLiteral("window.webkit.messageHandlers.pelixRelay.postMessage({user: '%1'})"
+                       ".then(r => window.__reply = r); 'sent'")
+            .arg(kUser));
+    ASSERT_TRUE(waitUntil([&] { return ignored.size() == 1; }));
+    QObject::disconnect(watching);
+    EXPECT_EQ(ignored[0].scheme(), "http");
+    EXPECT_EQ(s.messages.size(), 1);  // only the https page's, from the test before
+    EXPECT_EQ(run("String(window.__reply)"), "undefined");
+}
+
+TEST_F(WebWindowTest, LinksToOtherSitesAndOtherSchemesLeaveTheWindow) {
+    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/"), "home"));
+    s.apps.opened.clear();
+    run("document.getElementById('out').click(); 'clicked'");
+    ASSERT_TRUE(waitUntil([&] { return s.apps.opened.size() == 1; }));
+    EXPECT_EQ(s.apps.opened[0], QUrl("https://localhost:9/elsewhere"));
+    // Other schemes open only for a user's click.
+    click(QPoint(10, 10));
+    ASSERT_TRUE(waitUntil([&] { return s.apps.opened.size() == 2; }));
+    EXPECT_EQ(s.apps.opened[1], QUrl("mailto:someone@example.com"));
+    // The window stayed where it was.
+    EXPECT_EQ(window().surface().url(), QUrl(s.https->base() + "/"));
+    click(QPoint(150, 10));
+    ASSERT_TRUE(waitUntil([&] { return s.macLinks.size() == 1; }));
+    EXPECT_EQ(s.macLinks[0], QUrl("pelix-mac://voice-memos"));
+}
+
+TEST_F(WebWindowTest, AnUnreachablePageShowsTheOfflinePageWhoseTryAgainReloadsIt) {
+    // A port nobody listens on, until the test starts a server there.
+    quint16 port = 0;
+    {
+        QTcpServer probe;
+        ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
+        port = probe.serverPort();
+    }
+    const QUrl failed(QStringLiteral("https://127.0.0.1:%1/later").arg(port));
+    window().surface().load(failed);
+    ASSERT_TRUE(waitUntil(
+        [&] { return run("document.body ? document.body.innerText : ''").contains("Try again"); },
+        15000));
+    const QString text = run("document.body.innerText");
+    EXPECT_TRUE(text.contains("Pelix can't reach the internet.")) << text.toStdString();
+    EXPECT_TRUE(text.contains("Check the connection, then try again.")) << text.toStdString();
+    EXPECT_EQ(run("getComputedStyle(document.body).backgroundColor"), "rgb(250, 250, 247)");
+    EXPECT_EQ(run("getComputedStyle(document.getElementById('again')).color"), "rgb(184, 115, 15)");
+
+    WebServer back(s.certificate, s.key);
+    back.page("/later", "<!doctype html><title>back</title>");
+    ASSERT_TRUE(back.listen(port));
+    run("document.getElementById('again').click(); 'clicked'");
+    ASSERT_TRUE(waitUntil([&] { return run("document.title") == "back"; }, 15000));
+    EXPECT_EQ(window().surface().url(), failed);
+}
+
+TEST_F(WebWindowTest, SignInGoesThroughTheBrowserAndComesBackThroughASecondPelix) {
+    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/"), "home"));
+    s.apps.opened.clear();
+    run("document.getElementById('google').click(); 'clicked'");
+    ASSERT_TRUE(waitUntil([&] { return s.apps.opened.size() == 1; }));
+    const QUrl browser = s.apps.opened[0];
+    EXPECT_EQ(browser.toString(QUrl::RemoveQuery), s.https->base() + "/mac-sign-in");
+    const QString state = QUrlQuery(browser).queryItemValue("state");
+    ASSERT_FALSE(state.isEmpty());
+
+    // The desktop hands the browser's callback to `pelix`, which hands it to this process.
+    std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = s.clock, .cacheDir = paths::cacheDir()});
+    const std::unique_ptr<platform::SingleInstance> instance =
+        desktop->singleInstance(paths::dataDir());
+    ASSERT_TRUE(instance->listen());
+    QStringList received;
+    QList<bool> loaded;
+    QObject::connect(instance.get(), &platform::SingleInstance::received,
+                     [&](const QString& message) {
+                         received << message;
+                         const std::optional<Link> link = readLink(QUrl(message));
+                         if (link && link->kind == Link::Kind::authCallback)
+                             loaded << window().finishSignIn(QUrl(message));
+                     });
+    const auto handOver = [&](const QString& link) {
+        QProcess second;
+        second.start(qEnvironmentVariable("PELIX_BIN"), {link});
+        EXPECT_TRUE(waitUntil([&] { return second.state() == QProcess::NotRunning; }, 30000));
+        EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    };
+
+    // A callback with another state loads nothing.
+    handOver("pelix-mac://auth-callback?code=planted&state=guess#access_token=bad");
+    ASSERT_TRUE(waitUntil([&] { return loaded.size() == 1; }));
+    EXPECT_FALSE(loaded[0]);
+    EXPECT_FALSE(s.https->asked().join(' ').contains("auth-callback"));
+
+    const QString callback =
+        "pelix-mac://auth-callback?code=xyz&state=" + state + "#access_token=abc&expires_in=60";
+    handOver(callback);
+    ASSERT_TRUE(waitUntil([&] { return loaded.size() == 2; }));
+    EXPECT_TRUE(loaded[1]);
+    ASSERT_TRUE(waitUntil([&] { return run("document.title") == "signed in"; }, 15000));
+    const QUrl at = window().surface().url();
+    EXPECT_EQ(at.toString(QUrl::RemoveQuery | QUrl::RemoveFragment),
+              s.https->base() + "/auth-callback");
+    EXPECT_EQ(at.query(), "code=xyz&state=" + state);
+    EXPECT_EQ(at.fragment(), "access_token=abc&expires_in=60");
+    EXPECT_EQ(received.size(), 2);
+}
+
+TEST_F(WebWindowTest, TheVoiceMemosHintStartsTheChooserInTheRecordingsFolder) {
+    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/pick"), "pick"));
+    s.picks.clear();
+    // A real click: file inputs open only for a user's gesture.
+    click(QPoint(40, 20));
+    ASSERT_TRUE(waitUntil([&] { return s.picks.size() == 1; }));
+    EXPECT_EQ(s.picks[0].label, "Your voice memos");
+    EXPECT_EQ(s.picks[0].start, QDir::homePath() + "/Recordings");
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__picked)") == "memo.m4a"; }));
+    // The hint was cleared as it was read.
+    EXPECT_EQ(run("String(window.__pelixPick)"), "");
+}
+
+TEST_F(WebWindowTest, RecordingsDraggedOverThePageGoToTheDropLayer) {
+    QWidget* view = window().surface().widget();
+    QWidget* target = view->focusProxy() ? view->focusProxy() : view;
+    const QString file = QDir::homePath() + "/dropped.m4a";
+    QFile(file).open(QIODevice::WriteOnly);
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(file)});
+    QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(target, &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    EXPECT_TRUE(window().drops().veiled());
+    QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(target, &drop);
+
+    ASSERT_TRUE(waitUntil([&] { return s.sent.size() == 1; }));
+    EXPECT_EQ(s.sent[0], QStringList{file});
+    EXPECT_FALSE(window().drops().veiled());
+
+    // Other drags are the page's.
+    QMimeData text;
+    text.setText("a line of text");
+    QDragEnterEvent other(QPoint(10, 10), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(target, &other);
+    EXPECT_FALSE(window().drops().veiled());
+    QDragLeaveEvent leave;
+    QCoreApplication::sendEvent(target, &leave);
+}
+
+TEST_F(WebWindowTest, TheDropTestModeOpensTheWindowUnderItsOwnTitle) {
+    QDir().mkpath(QDir::homePath() + "/config/Pelix");
+    QFile prefs(QDir::homePath() + "/config/Pelix/Pelix.conf");
+    ASSERT_TRUE(prefs.open(QIODevice::WriteOnly));
+    prefs.write("[General]\nweb.base=" + s.https->base().toUtf8() + "/\n");
+    prefs.close();
+    QProcess pelix;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("ASAN_OPTIONS",
+               env.value("ASAN_OPTIONS", "detect_leaks=0") + ":new_delete_type_mismatch=0");
+    env.remove("PELIX_WEB_ENGINE");  // the module beside the program
+    pelix.setProcessEnvironment(env);
+    const qsizetype before = s.https->asked().count("/");
+    pelix.start(qEnvironmentVariable("PELIX_BIN"), {"--drop-test"});
+    const auto windows = [] {
+        QProcess list;
+        list.start("xwininfo", {"-root", "-tree"});
+        list.waitForFinished(5000);
+        return QString::fromUtf8(list.readAllStandardOutput());
+    };
+    const bool shown = waitUntil(
+        [&] {
+            return pelix.state() == QProcess::NotRunning ||
+                   windows().contains("\"Pelix (drop test)\"");
+        },
+        30000);
+    const bool running = pelix.state() == QProcess::Running;
+    // It shows the web app's home page.
+    const bool home = running && waitUntil([&] { return s.https->asked().count("/") > before; });
+    pelix.terminate();
+    pelix.waitForFinished(5000);
+    ASSERT_TRUE(shown && running) << pelix.readAllStandardError().toStdString();
+    EXPECT_TRUE(home);
+}
+
+}  // namespace
+}  // namespace pelix
+
+// The certificate, the NSS database and the window are made before the first test; the web
+// engine reads the database when it starts.
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    pelix::testing::IsolatedHome home;
+    const QString dir = home.path();
+    const auto tool = [](const QString& program, const QStringList& args) {
+        QProcess process;
+        process.start(program, args);
+        if (!process.waitForFinished(60000) || process.exitCode() != 0) {
+            std::fprintf(stderr, "web tests: %s failed: %s\n", qPrintable(program),
+                         process.readAllStandardError().constData());
+            return false;
+        }
+        return true;
+    };
+    QDir().mkpath(dir + "/.pki/nssdb");
+    if (!tool("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+                          "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
+                          dir + "/key.pem", "-out", dir + "/cert.pem"}) ||
+        !tool("certutil", {"-N", "-d", "sql:" + dir + "/.pki/nssdb", "--empty-password"}) ||
+        !tool("certutil", {"-A", "-d", "sql:" + dir + "/.pki/nssdb", "-n", "pelix-test", "-t",
+                           "CT,,", "-i", dir + "/cert.pem"})) {
+        std::fprintf(stderr, "web tests: could not make the trusted test certificate\n");
+        return 1;
+    }
+    // Chromium's sandbox refuses to run as root; Xvfb has no GPU.
+    QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
+    if (getuid() == 0) flags += " --no-sandbox";
+    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags + " --disable-gpu");
+    qputenv("PELIX_WEB_ENGINE", PELIX_WEB_ENGINE_MODULE);
+
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QApplication app(argc, argv);
+    pelix::Shared shared;
+    pelix::shared = &shared;
+    shared.certificate = dir + "/cert.pem";
+    shared.key = dir + "/key.pem";
+    shared.https = std::make_unique<WebServer>(shared.certificate, shared.key);
+    shared.http = std::make_unique<WebServer>();
+    for (WebServer* server : {shared.https.get(), shared.http.get()}) {
+        server->page("/", pelix::homePage());
+        server->page("/frame", pelix::framePage());
+        server->page("/auth-callback", "<!doctype html><title>signed in</title>");
+        server->page("/pick", R"(<!doctype html><title>pick</title>
+<style>input{position:absolute;left:0;top:0;width:200px;height:60px}</style>
+<input id="f" type="file" onmousedown="window.__pelixPick = 'voice-memos'"
+ onchange="window.__picked = this.files[0] ? this.files[0].name : 'none'">)");
+        if (!server->listen()) {
+            std::fprintf(stderr, "web tests: the test server could not listen\n");
+            return 1;
+        }
+    }
+    QFile(dir + "/memo.m4a").open(QIODevice::WriteOnly);
+
+    pelix::WebPlaces places;
+    places.base = QUrl(shared.https->base() + "/");
+    places.backendDomain = "backend.invalid";
+    auto made = pelix::WebWindow::make(pelix::WebWindowParts{
+        .places = places,
+        .timers = shared.timers,
+        .apps = shared.apps,
+        .storage = dir + "/web",
+        .version = "9.8.7",
+        .recordings = dir + "/Recordings",
+        .onMacLink = [](const QUrl& url) { pelix::shared->macLinks << url; },
+        .onRelayAccount =
+            [](const pelix::RelayAccountMessage& message, std::function<void(QString)> reply) {
+                pelix::shared->messages << message;
+                reply("need");
+            },
+        .chooseFiles =
+            [dir](const pelix::FilePick& pick) {
+                pelix::shared->picks << pick;
+                return QStringList{dir + "/memo.m4a"};
+            },
+        .fetch = {},
+        .library = [] { return std::optional<QList<pelix::VoiceMemo>>(); },
+        .send =
+            [](const QString& file, const std::optional<QString>&, std::function<void(bool)> done) {
+                pelix::shared->sent << QStringList{file};
+                done(true);
+            },
+        .chime = {},
+    });
+    if (!made) {
+        std::fprintf(stderr, "web tests: %s\n", qPrintable(made.error().message));
+        return 1;
+    }
+    shared.window = std::move(*made);
+    shared.window->resize(800, 600);
+    shared.window->show();
+    const int result = RUN_ALL_TESTS();
+    shared.window.reset();
+    return result;
+}
+
+// Chromium's own allocations trip AddressSanitizer's size check on delete (its code is not
+// built with the sanitizer, and sized delete differs there); everything else stays checked.
+extern "C" const char* __asan_default_options() {
+    return "new_delete_type_mismatch=0";
+}
