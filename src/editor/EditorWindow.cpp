@@ -416,7 +416,9 @@ bool EditorWindow::addFiles(const QStringList& files) {
                 EditProject project = *made;
                 project.settings.format = settings.format;
                 model_.start(std::move(project));
-                refreshVideos();
+                // The new video joins the list once it is in the folder.
+                connect(&model_, &EditorModel::saved, this, &EditorWindow::refreshVideos,
+                        Qt::SingleShotConnection);
                 model_.firstPass();
             });
     return true;

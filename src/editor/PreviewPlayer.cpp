@@ -99,11 +99,12 @@ void PreviewPlayer::work(std::stop_token stop) {
             job = std::move(*next_);
             next_.reset();
         }
-        if (!frames || framesOf != job.generation) {
-            frames.reset();  // the clips of the old project close before the new ones open
+        if (!frames) {
             frames = renderer_->frames(*job.project, job.scale);
-            framesOf = job.generation;
+        } else if (framesOf != job.generation) {
+            frames->setProject(*job.project, job.scale);
         }
+        framesOf = job.generation;
         auto picture = frames->at(job.t);
         QMetaObject::invokeMethod(
             this,

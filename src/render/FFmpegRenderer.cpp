@@ -349,10 +349,15 @@ Status drawPicture(VideoReader* reader, const Piece& piece, double t, AVFrame* o
     return scaleInto(out, in, crop, scaler);
 }
 
-// Pictures of one plan; the readers, the scaler and the overlay are made on first use and kept.
+// Pictures of one plan; the readers (by file), the scaler and the overlay are made on first use
+// and kept, also across a new plan, which reopens only what it changed.
 class PlanFrames final : public FrameSource {
 public:
-    explicit PlanFrames(RenderPlan plan) : plan_(std::move(plan)), sources_(plan_) {}
+    explicit PlanFrames(RenderPlan plan) { replan(std::move(plan)); }
+
+    void setProject(const EditProject& project, double scale) override {
+        replan(makePlan(project, scale));
+    }
 
     Result<QImage> at(double t) override {
         const int index = plan_.pieceAt(t);
@@ -361,11 +366,7 @@ public:
                                           " s: nothing plays then.");
         }
         const Piece& piece = plan_.pieces[size_t(index)];
-        if (!checked_) {
-            if (Status s = sources_.check(); !s) return std::unexpected(s.error());
-            checked_ = true;
-        }
-        auto video = sources_.video(piece.clip);
+        auto video = this->video(plan_.clips[size_t(piece.clip)].path);
         if (!video) return std::unexpected(video.error());
         if (!picture_) {
             auto blank = blankPicture(plan_.size);
@@ -393,9 +394,27 @@ public:
     }
 
 private:
+    void replan(RenderPlan plan) {
+        if (plan.size != plan_.size) picture_.reset();
+        if (plan.size != plan_.size || plan.overlay != plan_.overlay) overlay_.reset();
+        plan_ = std::move(plan);
+    }
+
+    // The reader of a clip's file, opened on first use; null for a file without pictures.
+    Result<VideoReader*> video(const QString& path) {
+        if (const auto found = videos_.find(path); found != videos_.end()) {
+            return found->second.get();
+        }
+        if (!QFileInfo(path).isFile()) {
+            return fail(kClipMissing, "Couldn't draw the video: its clip " + path + " is missing.");
+        }
+        auto opened = VideoReader::open(path);
+        if (!opened) return std::unexpected(opened.error());
+        return videos_.emplace(path, std::move(*opened)).first->second.get();
+    }
+
     RenderPlan plan_;
-    Sources sources_;
-    bool checked_ = false;
+    std::map<QString, std::unique_ptr<VideoReader>> videos_;
     ff::Frame picture_;
     std::unique_ptr<SwsContext, SwsFreer> scaler_;
     std::unique_ptr<OverlayFilter> overlay_;

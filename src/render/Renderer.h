@@ -43,6 +43,8 @@ public:
     virtual ~FrameSource() = default;
     // The picture at output time `t`.
     virtual Result<QImage> at(double t) = 0;
+    // Goes on with a changed project; clips it still uses stay open.
+    virtual void setProject(const EditProject& project, double scale) = 0;
 };
 
 // Draws a project: the finished video, or one of its pictures for a preview. The work runs on
