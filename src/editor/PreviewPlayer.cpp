@@ -45,6 +45,13 @@ void PreviewPlayer::setProject(const EditProject& project, double duration) {
     request();
 }
 
+void PreviewPlayer::showPicture(QImage picture) {
+    picture_ = std::move(picture);
+    problem_.clear();
+    shownGeneration_ = generation_;
+    Q_EMIT pictureChanged();
+}
+
 void PreviewPlayer::seek(double t) {
     position_ = std::clamp(t, 0.0, duration_);
     playedFrom_ = position_;

@@ -51,6 +51,8 @@ public:
     const QString& problem() const { return problem_; }
     // Bumped by every change of project; `picture` belongs to `shownGeneration`.
     quint64 generation() const { return generation_; }
+    // Shows a picture drawn elsewhere until the renderer draws the next.
+    void showPicture(QImage picture);
     quint64 shownGeneration() const { return shownGeneration_; }
 
 Q_SIGNALS:
