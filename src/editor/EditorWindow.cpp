@@ -52,7 +52,11 @@ constexpr int kPad = theme::kSpace2;
 class LineDelegate final : public QStyledItemDelegate {
 public:
     LineDelegate(QListWidget& view, EditorModel& model)
-        : QStyledItemDelegate(&view), view_(view), model_(model) {}
+        : QStyledItemDelegate(&view),
+          view_(view),
+          model_(model),
+          body_(theme::font(theme::Type::body)),
+          small_(theme::font(theme::Type::small)) {}
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override {
@@ -104,15 +108,24 @@ public:
         painter->restore();
     }
 
+    // The list lays out every row again whenever one row's data changes, so heights are kept
+    // per row and measured again only when the row's text, phrase or the width changed.
     QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const override {
         const int width = view_.viewport()->width();
-        const QRect r(kPad, 0, width - 2 * kPad, 100000);
-        const QFontMetrics metrics(theme::font(theme::Type::body));
-        const QRect text = metrics.boundingRect(textRect(r), Qt::TextWordWrap | Qt::AlignLeft,
-                                                index.data(Qt::DisplayRole).toString());
-        int height = std::max(text.height(), lineHeight()) + kPad;
-        if (!index.data(kKeyword).toString().isEmpty()) height += chipHeight() + theme::kSpace2;
-        return {width, height + theme::kSpace1};
+        const QString text = index.data(Qt::DisplayRole).toString();
+        const QString keyword = index.data(kKeyword).toString();
+        const auto row = size_t(index.row());
+        if (measured_.size() <= row) measured_.resize(row + 1);
+        Measured& m = measured_[row];
+        if (m.width != width || m.text != text || m.keyword != keyword) {
+            const QRect r(kPad, 0, width - 2 * kPad, 100000);
+            const QRect bounds =
+                bodyMetrics().boundingRect(textRect(r), Qt::TextWordWrap | Qt::AlignLeft, text);
+            int height = std::max(bounds.height(), lineHeight()) + kPad;
+            if (!keyword.isEmpty()) height += chipHeight() + theme::kSpace2;
+            m = Measured{text, keyword, width, height + theme::kSpace1};
+        }
+        return {width, m.height};
     }
 
     QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&,
@@ -133,14 +146,23 @@ public:
     }
 
 private:
-    static int lineHeight() { return QFontMetrics(theme::font(theme::Type::body)).height(); }
-    static int chipHeight() {
-        return QFontMetrics(theme::font(theme::Type::small)).height() + theme::kSpace1;
-    }
+    struct Measured {
+        QString text;
+        QString keyword;
+        int width = -1;
+        int height = 0;
+    };
+
+    const QFontMetrics& bodyMetrics() const { return body_; }
+    int lineHeight() const { return body_.height(); }
+    int chipHeight() const { return small_.height() + theme::kSpace1; }
     static QRect textRect(const QRect& r) { return r.adjusted(kNumberWidth, 0, 0, 0); }
 
     QListWidget& view_;
     EditorModel& model_;
+    QFontMetrics body_;
+    QFontMetrics small_;
+    mutable std::vector<Measured> measured_;
 };
 
 QLabel* label(const QString& text, const char* role = nullptr) {
@@ -289,7 +311,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
         // A click on the number only shows the line; on the text it also cuts or restores it.
         const int x = spy->x - transcript_->visualItemRect(item).left();
         if (x >= kPad + kNumberWidth) model_.toggleCut(row);
-        preview_->player().seek(model_.lineOutput(row));
+        preview_->showAt(model_.lineOutput(row));
     });
     middle->addWidget(transcript_, 1);
     middle->addWidget(label(QStringLiteral("Click a line to cut or restore it, its number to "

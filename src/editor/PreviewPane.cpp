@@ -14,6 +14,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSlider>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -159,17 +160,42 @@ PreviewPane::PreviewPane(EditorModel& model, render::Renderer* renderer, QString
         play_->setText(player_->playing() ? QStringLiteral("Pause") : QStringLiteral("Play"));
     });
     connect(&model_, &EditorModel::changed, this, &PreviewPane::projectChanged);
-    projectChanged();
+    projectPending_ = true;
+    catchUp();
     showExport();
 }
 
 PreviewPane::~PreviewPane() = default;
 
 void PreviewPane::projectChanged() {
-    player_->setProject(model_.project(), model_.total());
-    picture_->update();
+    projectPending_ = true;
+    schedule();
+}
+
+void PreviewPane::showAt(double t) {
+    seekPending_ = t;
+    schedule();
+}
+
+void PreviewPane::schedule() {
+    if (scheduled_) return;
+    scheduled_ = true;
+    QTimer::singleShot(0, this, &PreviewPane::catchUp);
+}
+
+void PreviewPane::catchUp() {
+    scheduled_ = false;
+    if (projectPending_) {
+        projectPending_ = false;
+        player_->setProject(model_.project(), model_.total());
+        picture_->update();
+        if (!job_) showExport();
+    }
+    if (seekPending_) {
+        player_->seek(*seekPending_);
+        seekPending_.reset();
+    }
     showPosition();
-    if (!job_) showExport();
 }
 
 void PreviewPane::showPosition() {

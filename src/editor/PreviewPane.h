@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QLabel;
 class QProgressBar;
@@ -35,6 +36,8 @@ public:
     ~PreviewPane() override;
 
     PreviewPlayer& player() const { return *player_; }
+    // Moves the playhead to `t` once the player has the project as it is now.
+    void showAt(double t);
     // Starts an export of the open project; false when one runs or nothing can be exported.
     bool startExport();
     void cancelExport();
@@ -49,6 +52,10 @@ Q_SIGNALS:
 
 private:
     void projectChanged();
+    // Hands the player what changed, after the event that changed it: the window's own update
+    // of a click comes first, and changes in quick succession reach the player once.
+    void schedule();
+    void catchUp();
     void showPosition();
     void showExport();
 
@@ -59,6 +66,9 @@ private:
     std::unique_ptr<PreviewPlayer> player_;
     std::unique_ptr<VideoExport> job_;
     QString exported_;
+    bool scheduled_ = false;
+    bool projectPending_ = false;
+    std::optional<double> seekPending_;
     QWidget* picture_ = nullptr;
     QPushButton* play_ = nullptr;
     QSlider* scrubber_ = nullptr;

@@ -51,11 +51,13 @@ void clickAt(QListWidget& list, int row, int x) {
     }
 }
 
-// Waits until the preview shows a picture of the project as it is now.
-bool previewCaughtUp(const PreviewPlayer& player) {
+// Waits until the preview has the project as it is now (it takes changes after the event that
+// made them) and shows a picture of it.
+bool previewCaughtUp(const PreviewPlayer& player, const EditorModel& model) {
     return testing::waitUntil(
         [&] {
-            return player.shownGeneration() == player.generation() &&
+            return player.duration() == model.total() &&
+                   player.shownGeneration() == player.generation() &&
                    (!player.picture().isNull() || !player.problem().isEmpty());
         },
         20000);
@@ -143,7 +145,7 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
     const double whole = model.total();
     {
         SCOPED_TRACE("the preview draws the edit and follows a cut");
-        ASSERT_TRUE(previewCaughtUp(player));
+        ASSERT_TRUE(previewCaughtUp(player, model));
         EXPECT_TRUE(player.problem().isEmpty()) << player.problem().toStdString();
         EXPECT_EQ(player.picture().size(), QSize(270, 480));
         EXPECT_DOUBLE_EQ(player.duration(), whole);
@@ -151,14 +153,14 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
         // A click on the number only shows the line.
         clickAt(*window.transcript(), 2, 10);
         EXPECT_FALSE(model.isCut(2));
-        EXPECT_DOUBLE_EQ(player.position(), model.lineOutput(2));
+        ASSERT_TRUE(testing::waitUntil([&] { return player.position() == model.lineOutput(2); }));
 
         clickAt(*window.transcript(), 1, 100);
         ASSERT_TRUE(model.isCut(1));
         EXPECT_LT(model.total(), whole - 1);
+        ASSERT_TRUE(previewCaughtUp(player, model));
         EXPECT_DOUBLE_EQ(player.duration(), model.total());
         EXPECT_DOUBLE_EQ(player.position(), model.lineOutput(1));
-        ASSERT_TRUE(previewCaughtUp(player));
         EXPECT_TRUE(player.problem().isEmpty()) << player.problem().toStdString();
     }
     {
