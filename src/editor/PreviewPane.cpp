@@ -63,6 +63,8 @@ protected:
         QString text = player_.problem();
         if (project.clips.empty()) {
             text = QStringLiteral("Drop video files here to start a new video.");
+        } else if (model_.total() <= 0) {
+            text = QStringLiteral("Every line is cut, so there is nothing to show.");
         } else if (text.isEmpty()) {
             text = drawn_ ? QStringLiteral("Drawing…")
                           : QStringLiteral("The preview isn't available here.");
