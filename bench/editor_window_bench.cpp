@@ -1,6 +1,7 @@
 // The editor window at work: a click on a line of a three-hour project until the transcript and
 // the total show it, a change to the edit of a one-minute 1080p video until the preview shows a
 // picture of it, and the memory the window takes with the three-hour project open.
+#include "BenchSupport.h"
 #include "core/Timers.h"
 #include "editor/EditorModel.h"
 #include "editor/EditorWindow.h"
@@ -15,7 +16,6 @@
 #include <QFile>
 #include <QLabel>
 #include <QListWidget>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QUuid>
@@ -24,7 +24,6 @@
 
 #include <map>
 #include <memory>
-#include <stdexcept>
 
 namespace {
 
@@ -98,15 +97,10 @@ struct Minute {
 
     explicit Minute(int gop) {
         const QString file = folder.filePath("minute.mp4");
-        QProcess ffmpeg;
-        ffmpeg.start("ffmpeg",
-                     {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=30",
-                      "-t", "60", "-c:v", "libx264", "-preset", "veryfast", "-g",
-                      QString::number(gop), "-pix_fmt", "yuv420p", file});
-        if (!ffmpeg.waitForFinished(-1) || ffmpeg.exitCode() != 0) {
-            throw std::runtime_error("ffmpeg failed: " +
-                                     ffmpeg.readAllStandardError().toStdString());
-        }
+        pelix::bench::run(
+            "ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=30",
+                       "-t", "60", "-c:v", "libx264", "-preset", "veryfast", "-g",
+                       QString::number(gop), "-pix_fmt", "yuv420p", file});
         pelix::SourceClip clip;
         clip.id = QUuid::createUuid();
         clip.path = file;

@@ -113,7 +113,8 @@ public:
         ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
         Result<QString> partial = ff::createPartial(target);
-        if (!partial) return std::unexpected(renderFailure("its temporary file could not be made."));
+        if (!partial)
+            return std::unexpected(renderFailure("its temporary file could not be made."));
         partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;
