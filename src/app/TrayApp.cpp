@@ -7,6 +7,7 @@
 #include "core/Paths.h"
 #include "editor/EditorModel.h"
 #include "editor/EditorWindow.h"
+#include "editor/EngineAssistant.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
@@ -16,6 +17,7 @@
 #include "relay/PanelWindow.h"
 #include "relay/Relay.h"
 #include "relay/RelayBannerWindow.h"
+#include "render/Renderer.h"
 #include "speech/SpeechEngines.h"
 #include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
@@ -25,9 +27,28 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QMenu>
+#include <QPointer>
 #include <QThreadPool>
 
 namespace pelix {
+
+// The video editor and what it works with, the window last so that it goes first.
+struct TrayApp::Editor {
+    Editor(Timers& timers, Api& api, platform::Desktop& desktop, const SpeechEngines& engines)
+        : assistant(api),
+          renderer(render::makeRenderer()),
+          recognizer([&engines] { return dictationEngine(engines); }),
+          dictation(recognizer, desktop.microphone(), desktop.typist(), timers),
+          model(timers, &assistant),
+          window(model, EditorTools{renderer.get(), &engines, &dictation, {}, {}}) {}
+
+    EngineAssistant assistant;
+    std::unique_ptr<render::Renderer> renderer;
+    EngineRecognizer recognizer;
+    LiveDictation dictation;
+    EditorModel model;
+    EditorWindow window;
+};
 
 TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent)
     : QObject(parent),
@@ -290,16 +311,24 @@ void TrayApp::openWeb() {
     web_->open();
 }
 
+EditorWindow* TrayApp::editorWindow() const {
+    return editor_ ? &editor_->window : nullptr;
+}
+
 void TrayApp::openEditor() {
     if (!editor_) {
-        // The conversation with the service joins once the editor's engine is in this build.
-        editorModel_ = std::make_unique<EditorModel>(timers_, nullptr);
-        editor_ = std::make_unique<EditorWindow>(*editorModel_);
+        editor_ = std::make_unique<Editor>(timers_, context_.api(), desktop_, *engines_);
+        QPointer<EditorModel> model(&editor_->model);
+        editor_->assistant.loadRules([model](Result<QStringList> rules) {
+            QMetaObject::invokeMethod(model, [model, rules = std::move(rules)] {
+                if (model && rules) model->setStyle(*rules);
+            });
+        });
     }
-    editor_->refreshVideos();
-    editor_->show();
-    editor_->raise();
-    editor_->activateWindow();
+    editor_->window.refreshVideos();
+    editor_->window.show();
+    editor_->window.raise();
+    editor_->window.activateWindow();
     logLine("editor", "opened");
 }
 

@@ -61,7 +61,7 @@ public:
     ui::BadgeWindow* badge() const { return badge_.get(); }
     // Opens the video editor, made on first use; there is one.
     void openEditor();
-    EditorWindow* editorWindow() const { return editor_.get(); }
+    EditorWindow* editorWindow() const;
     // Opens the main web window, made (and the web engine loaded) on first use; there is one.
     // Without the web engine the web app opens in the browser.
     void openWeb();
@@ -95,8 +95,8 @@ private:
     std::unique_ptr<PendingTimer> followUp_;
     std::unique_ptr<relay::PanelWindow> panel_;
     std::unique_ptr<ui::BadgeWindow> badge_;
-    std::unique_ptr<EditorModel> editorModel_;
-    std::unique_ptr<EditorWindow> editor_;  // goes before its model
+    struct Editor;
+    std::unique_ptr<Editor> editor_;
     std::unique_ptr<WebWindow> web_;
 };
 

@@ -53,6 +53,11 @@ void EditorModel::open(EditProject project) {
     Q_EMIT changed();
 }
 
+void EditorModel::start(EditProject project) {
+    open(std::move(project));
+    scheduleSave();
+}
+
 QString EditorModel::lineText(int line) const {
     const auto i = size_t(line);
     return fixes_.at(i) ? *fixes_[i] : lines_.at(i).text;
@@ -61,6 +66,13 @@ QString EditorModel::lineText(int line) const {
 QString EditorModel::keyword(int line) const {
     const QString* phrase = keywords_.at(size_t(line));
     return phrase ? *phrase : QString();
+}
+
+double EditorModel::lineOutput(int line) const {
+    for (size_t i = size_t(std::max(line, 0)); i < lines_.size(); ++i) {
+        if (const auto span = timeline_.span(lines_[i].id)) return span->first;
+    }
+    return timeline_.total();
 }
 
 void EditorModel::toggleCut(int line) {
@@ -101,6 +113,13 @@ void EditorModel::rename(const QString& name) {
     if (wanted.isEmpty()) return;
     EditProject next = project_;
     next.name = wanted;
+    change(std::move(next), true);
+}
+
+void EditorModel::addClips(std::vector<SourceClip> clips) {
+    if (clips.empty()) return;
+    EditProject next = project_;
+    for (SourceClip& clip : clips) next.clips.push_back(std::move(clip));
     change(std::move(next), true);
 }
 

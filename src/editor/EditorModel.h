@@ -35,6 +35,8 @@ public:
 
     // Makes `project` the open project with an empty history; nothing is saved until it changes.
     void open(EditProject project);
+    // Opens a project that has just been made: as `open`, and it is saved a moment later.
+    void start(EditProject project);
     const EditProject& project() const { return project_; }
 
     // Derived data of the current project.
@@ -52,6 +54,8 @@ public:
     // The length of the edit and the length asked for, in seconds.
     double total() const { return timeline_.total(); }
     std::optional<double> target() const { return project_.settings.targetSeconds; }
+    // Where the line plays in the edit; for a line cut away, where the edit goes on after it.
+    double lineOutput(int line) const;
 
     // Edits; each is one undo step. Out-of-range lines are ignored.
     void toggleCut(int line);
@@ -60,6 +64,8 @@ public:
     // New settings; a new caption language asks for the translation of what is missing.
     void setSettings(const EditSettings& settings);
     void rename(const QString& name);
+    // More clips at the end of the project.
+    void addClips(std::vector<SourceClip> clips);
 
     bool canUndo() const { return !undo_.empty(); }
     bool canRedo() const { return !redo_.empty(); }

@@ -1,24 +1,39 @@
 #include "editor/EditorWindow.h"
 
+#include "core/Paths.h"
+#include "editor/EditorJobs.h"
 #include "editor/EditorModel.h"
+#include "editor/PreviewPane.h"
+#include "editor/PreviewPlayer.h"
+#include "text/LiveDictation.h"
+#include "ui/Glyphs.h"
 #include "ui/Theme.h"
 
 #include <QAbstractItemView>
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDesktopServices>
+#include <QDir>
 #include <QDoubleSpinBox>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileInfo>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMimeData>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QShortcut>
 #include <QStyledItemDelegate>
+#include <QUrl>
+#include <QUuid>
 #include <QVBoxLayout>
 
 namespace pelix {
@@ -37,7 +52,11 @@ constexpr int kPad = theme::kSpace2;
 class LineDelegate final : public QStyledItemDelegate {
 public:
     LineDelegate(QListWidget& view, EditorModel& model)
-        : QStyledItemDelegate(&view), view_(view), model_(model) {}
+        : QStyledItemDelegate(&view),
+          view_(view),
+          model_(model),
+          body_(theme::font(theme::Type::body)),
+          small_(theme::font(theme::Type::small)) {}
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override {
@@ -89,15 +108,24 @@ public:
         painter->restore();
     }
 
+    // The list lays out every row again whenever one row's data changes, so heights are kept
+    // per row and measured again only when the row's text, phrase or the width changed.
     QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const override {
         const int width = view_.viewport()->width();
-        const QRect r(kPad, 0, width - 2 * kPad, 100000);
-        const QFontMetrics metrics(theme::font(theme::Type::body));
-        const QRect text = metrics.boundingRect(textRect(r), Qt::TextWordWrap | Qt::AlignLeft,
-                                                index.data(Qt::DisplayRole).toString());
-        int height = std::max(text.height(), lineHeight()) + kPad;
-        if (!index.data(kKeyword).toString().isEmpty()) height += chipHeight() + theme::kSpace2;
-        return {width, height + theme::kSpace1};
+        const QString text = index.data(Qt::DisplayRole).toString();
+        const QString keyword = index.data(kKeyword).toString();
+        const auto row = size_t(index.row());
+        if (measured_.size() <= row) measured_.resize(row + 1);
+        Measured& m = measured_[row];
+        if (m.width != width || m.text != text || m.keyword != keyword) {
+            const QRect r(kPad, 0, width - 2 * kPad, 100000);
+            const QRect bounds =
+                bodyMetrics().boundingRect(textRect(r), Qt::TextWordWrap | Qt::AlignLeft, text);
+            int height = std::max(bounds.height(), lineHeight()) + kPad;
+            if (!keyword.isEmpty()) height += chipHeight() + theme::kSpace2;
+            m = Measured{text, keyword, width, height + theme::kSpace1};
+        }
+        return {width, m.height};
     }
 
     QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&,
@@ -118,14 +146,23 @@ public:
     }
 
 private:
-    static int lineHeight() { return QFontMetrics(theme::font(theme::Type::body)).height(); }
-    static int chipHeight() {
-        return QFontMetrics(theme::font(theme::Type::small)).height() + theme::kSpace1;
-    }
+    struct Measured {
+        QString text;
+        QString keyword;
+        int width = -1;
+        int height = 0;
+    };
+
+    const QFontMetrics& bodyMetrics() const { return body_; }
+    int lineHeight() const { return body_.height(); }
+    int chipHeight() const { return small_.height() + theme::kSpace1; }
     static QRect textRect(const QRect& r) { return r.adjusted(kNumberWidth, 0, 0, 0); }
 
     QListWidget& view_;
     EditorModel& model_;
+    QFontMetrics body_;
+    QFontMetrics small_;
+    mutable std::vector<Measured> measured_;
 };
 
 QLabel* label(const QString& text, const char* role = nullptr) {
@@ -133,6 +170,35 @@ QLabel* label(const QString& text, const char* role = nullptr) {
     if (role) theme::setRole(l, role);
     return l;
 }
+
+// The local files among dropped links.
+QStringList localFiles(const QMimeData* data) {
+    QStringList files;
+    if (!data || !data->hasUrls()) return files;
+    for (const QUrl& url : data->urls()) {
+        if (url.isLocalFile() && QFileInfo(url.toLocalFile()).isFile()) {
+            files << url.toLocalFile();
+        }
+    }
+    return files;
+}
+
+// Remembers where the last press on the transcript was, so that a click on a line's number can
+// be told from a click on its text.
+class PressSpy final : public QObject {
+public:
+    using QObject::QObject;
+    int x = -1;
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::MouseButtonPress ||
+            event->type() == QEvent::MouseButtonRelease) {
+            x = int(static_cast<QMouseEvent*>(event)->position().x());
+        }
+        return false;
+    }
+};
 
 QComboBox* choices(std::initializer_list<const char*> labels) {
     auto* box = new QComboBox;
@@ -154,10 +220,20 @@ QString clockText(double seconds) {
     return QStringLiteral("%1:%2").arg(m).arg(s, 2, 10, QChar('0'));
 }
 
-EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent), model_(model) {
+EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* parent)
+    : QWidget(parent), model_(model), tools_(std::move(tools)) {
     setWindowTitle(QStringLiteral("Video editor"));
     setFixedSize(kWidth, kHeight);
     setAutoFillBackground(true);
+    setAcceptDrops(true);
+    if (tools_.exportFolder.isEmpty()) {
+        tools_.exportFolder = QDir(paths::videosDir()).filePath(QStringLiteral("Pelix"));
+    }
+    if (!tools_.showInFolder) {
+        tools_.showInFolder = [](const QString& file) {
+            QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(file).absolutePath()));
+        };
+    }
 
     auto* root = new QHBoxLayout(this);
     root->setContentsMargins(theme::kSpace4, theme::kSpace4, theme::kSpace4, theme::kSpace4);
@@ -169,13 +245,18 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
     left->addWidget(label(QStringLiteral("VIDEOS"), "heading"));
     auto* newVideo = new QPushButton(QStringLiteral("New video"));
     theme::setRole(newVideo, "primary");
-    connect(newVideo, &QPushButton::clicked, this, &EditorWindow::newVideoClicked);
+    connect(newVideo, &QPushButton::clicked, this, [this] {
+        this->newVideo();
+        Q_EMIT newVideoClicked();
+    });
     left->addWidget(newVideo);
     videoList_ = new QListWidget;
     videoList_->setObjectName(QStringLiteral("videos"));
     videoList_->setFrameShape(QFrame::NoFrame);
     videoList_->setFont(theme::font(theme::Type::small));
     videoList_->setSpacing(2);
+    videoList_->setWordWrap(true);
+    videoList_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     connect(videoList_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
         const size_t i = size_t(videoList_->row(item));
         if (i >= videos_.size() || videos_[i].error) return;
@@ -187,7 +268,7 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
     });
     left->addWidget(videoList_, 1);
     auto* leftBox = new QWidget;
-    leftBox->setFixedWidth(220);
+    leftBox->setFixedWidth(200);
     leftBox->setLayout(left);
     left->setContentsMargins(0, 0, 0, 0);
     root->addWidget(leftBox);
@@ -201,6 +282,11 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
     middle->addWidget(name_);
     totals_ = label({}, "muted");
     middle->addWidget(totals_);
+    importing_ = label({}, "muted");
+    importing_->setObjectName(QStringLiteral("importing"));
+    importing_->setWordWrap(true);
+    importing_->hide();
+    middle->addWidget(importing_);
     transcript_ = new QListWidget;
     transcript_->setFrameShape(QFrame::NoFrame);
     transcript_->setMouseTracking(true);
@@ -218,20 +304,32 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
         if (QListWidgetItem* item = transcript_->currentItem()) transcript_->editItem(item);
     });
     transcript_->addAction(correct);
-    connect(transcript_, &QListWidget::itemClicked, this,
-            [this](QListWidgetItem* item) { model_.toggleCut(transcript_->row(item)); });
+    auto* spy = new PressSpy(transcript_);
+    transcript_->viewport()->installEventFilter(spy);
+    connect(transcript_, &QListWidget::itemClicked, this, [this, spy](QListWidgetItem* item) {
+        const int row = transcript_->row(item);
+        // A click on the number only shows the line; on the text it also cuts or restores it.
+        const int x = spy->x - transcript_->visualItemRect(item).left();
+        if (x >= kPad + kNumberWidth) model_.toggleCut(row);
+        preview_->showAt(model_.lineOutput(row));
+    });
     middle->addWidget(transcript_, 1);
-    middle->addWidget(label(QStringLiteral("Click a line to cut or restore it · F2 corrects its "
-                                           "text · Ctrl+Z undoes"),
+    middle->addWidget(label(QStringLiteral("Click a line to cut or restore it, its number to "
+                                           "watch it · F2 corrects · Ctrl+Z undoes"),
                             "faint"));
     root->addLayout(middle, 1);
+
+    // The preview and the export.
+    preview_ = new PreviewPane(model_, tools_.renderer, tools_.exportFolder, tools_.showInFolder);
+    root->addWidget(preview_);
 
     // Settings and the conversation.
     auto* right = new QVBoxLayout;
     right->setContentsMargins(0, 0, 0, 0);
     right->setSpacing(theme::kSpace2);
     right->addWidget(label(QStringLiteral("SETTINGS"), "heading"));
-    right->addWidget(makeSettings());
+    settingsCard_ = makeSettings();
+    right->addWidget(settingsCard_);
     right->addSpacing(theme::kSpace2);
     right->addWidget(label(QStringLiteral("EDIT BY TALKING"), "heading"));
     auto* chatBox = new QWidget;
@@ -255,6 +353,13 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
     theme::setRole(send_, "primary");
     connect(send_, &QPushButton::clicked, this, &EditorWindow::send);
     connect(instruction_, &QLineEdit::returnPressed, this, &EditorWindow::send);
+    mic_ = new QPushButton;
+    mic_->setObjectName(QStringLiteral("microphone"));
+    mic_->setIcon(ui::glyphIcon(ui::Glyph::microphone, theme::kText));
+    mic_->setToolTip(QStringLiteral("Say what to change"));
+    mic_->setCheckable(true);
+    connect(mic_, &QPushButton::clicked, this, &EditorWindow::microphone);
+    field->addWidget(mic_);
     field->addWidget(instruction_, 1);
     field->addWidget(send_);
     right->addLayout(field);
@@ -277,7 +382,96 @@ EditorWindow::EditorWindow(EditorModel& model, QWidget* parent) : QWidget(parent
     showProject();
 }
 
-EditorWindow::~EditorWindow() = default;
+EditorWindow::~EditorWindow() {
+    if (dictating_ && tools_.dictation) tools_.dictation->cancel(false);
+}
+
+void EditorWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (!localFiles(event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void EditorWindow::dropEvent(QDropEvent* event) {
+    const QStringList files = localFiles(event->mimeData());
+    if (files.isEmpty()) return;
+    event->acceptProposedAction();
+    addFiles(files);
+}
+
+void EditorWindow::newVideo() {
+    if (import_) return;
+    EditProject project;
+    project.id = QUuid::createUuid();
+    project.name = QStringLiteral("New video");
+    model_.open(std::move(project));
+}
+
+bool EditorWindow::addFiles(const QStringList& files) {
+    if (files.isEmpty()) return false;
+    if (import_) {
+        status_->setText(QStringLiteral("Still transcribing; drop more clips when it is done."));
+        return false;
+    }
+    if (!tools_.engines) {
+        status_->setText(
+            QStringLiteral("Couldn't add the clips: speech recognition isn't available here."));
+        return false;
+    }
+    const bool intoOpen = !model_.project().clips.empty();
+    const EditSettings settings = model_.project().settings;
+    import_ = std::make_unique<ClipImport>(*tools_.engines, files,
+                                           settings.spokenLanguage.value_or(QString()));
+    importing_->setText(QStringLiteral("Getting ready…"));
+    importing_->show();
+    connect(import_.get(), &ClipImport::progress, importing_, &QLabel::setText);
+    connect(import_.get(), &ClipImport::finished, this,
+            [this, intoOpen, settings](const Result<EditProject>& made) {
+                import_.release()->deleteLater();
+                importing_->hide();
+                if (!made) {
+                    status_->setText(made.error().message);
+                    return;
+                }
+                if (intoOpen) {
+                    model_.addClips(made->clips);
+                    return;
+                }
+                EditProject project = *made;
+                project.settings.format = settings.format;
+                model_.start(std::move(project));
+                // The new video joins the list once it is in the folder.
+                connect(&model_, &EditorModel::saved, this, &EditorWindow::refreshVideos,
+                        Qt::SingleShotConnection);
+                model_.firstPass();
+            });
+    return true;
+}
+
+void EditorWindow::microphone() {
+    if (!tools_.dictation) {
+        mic_->setChecked(false);
+        status_->setText(QString::fromUtf8(LiveDictation::kUnavailable));
+        return;
+    }
+    LiveDictation& dictation = *tools_.dictation;
+    if (dictating_) {
+        dictation.stop([this](const QString& text) {
+            dictating_ = false;
+            mic_->setChecked(false);
+            if (!text.isEmpty()) instruction_->setText(text);
+            status_->clear();
+        });
+        return;
+    }
+    dictation.onText = [this](const QString& text) { instruction_->setText(text); };
+    if (const Status started = dictation.start(false); !started) {
+        mic_->setChecked(false);
+        status_->setText(started.error().message);
+        return;
+    }
+    dictating_ = true;
+    mic_->setChecked(true);
+    status_->setText(QStringLiteral("Listening… click the microphone again when you're done."));
+}
 
 QWidget* EditorWindow::makeSettings() {
     auto* card = new QFrame;
@@ -404,6 +598,7 @@ void EditorWindow::showProject() {
 
 void EditorWindow::showSettings() {
     const EditSettings& s = model_.project().settings;
+    settingsCard_->setEnabled(!model_.project().clips.empty());
     showing_ = true;
     format_->setCurrentIndex(int(s.format));
     spokenLanguage_->setText(s.spokenLanguage.value_or(QString()));

@@ -2,11 +2,16 @@
 
 #include "editor/ProjectStore.h"
 
+#include <QString>
 #include <QWidget>
 
+#include <functional>
+#include <memory>
 #include <vector>
 
 class QCheckBox;
+class QDragEnterEvent;
+class QDropEvent;
 class QComboBox;
 class QDoubleSpinBox;
 class QLabel;
@@ -17,21 +22,41 @@ class QVBoxLayout;
 
 namespace pelix {
 
+class ClipImport;
 class EditorModel;
+class LiveDictation;
+class PreviewPane;
+class SpeechEngines;
 struct EditSettings;
+namespace render {
+class Renderer;
+}
 
-// The video editor: the saved videos on the left, the transcript of the open one in the middle
-// (numbered lines; a click cuts or restores a line, a double click corrects its text), and the
-// settings and the conversation with the editor on the right. Draws `model` and forwards the
+// What the editor window works with beside its model; each may be missing, and then what needs
+// it says it is not available.
+struct EditorTools {
+    render::Renderer* renderer = nullptr;    // the preview and the export
+    const SpeechEngines* engines = nullptr;  // transcribes dropped clips
+    LiveDictation* dictation = nullptr;      // the microphone button of the conversation
+    QString exportFolder;                    // empty: Pelix in the user's videos folder
+    // Shows an exported file in the file manager; empty: the folder opens through the desktop.
+    std::function<void(const QString& file)> showInFolder;
+};
+
+// The video editor: the saved videos on the left, the transcript of the open one (numbered
+// lines; a click cuts or restores a line and shows it in the preview, a click on its number only
+// shows it, F2 corrects its text), the preview and the export, and the settings and the
+// conversation with the editor on the right. Video files dropped on the window become clips: of
+// a new video, or of the open one when it has clips already. Draws `model` and forwards the
 // user's actions to it.
 class EditorWindow : public QWidget {
     Q_OBJECT
 public:
-    static constexpr int kWidth = 1180;
-    static constexpr int kHeight = 760;
+    static constexpr int kWidth = 1440;
+    static constexpr int kHeight = 780;
     static constexpr auto kInstructionPlaceholder = "Tell the editor what to change";
 
-    explicit EditorWindow(EditorModel& model, QWidget* parent = nullptr);
+    explicit EditorWindow(EditorModel& model, EditorTools tools = {}, QWidget* parent = nullptr);
     ~EditorWindow() override;
 
     // The saved videos shown on the left.
@@ -42,9 +67,23 @@ public:
     QListWidget* transcript() const { return transcript_; }
     QLineEdit* instruction() const { return instruction_; }
     QLabel* totals() const { return totals_; }
+    PreviewPane* preview() const { return preview_; }
+    QLabel* importProgress() const { return importing_; }
+    QLabel* status() const { return status_; }
+
+    // Makes clips of media files as a drop does: transcribed on a worker, then a new video (with
+    // the service's first pass) or more clips of the open one. False when it cannot start.
+    bool addFiles(const QStringList& files);
+    bool importing() const { return import_ != nullptr; }
+    // An empty project to drop clips into.
+    void newVideo();
 
 Q_SIGNALS:
     void newVideoClicked();
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void showProject();
@@ -52,9 +91,17 @@ private:
     void showChat();
     void settingsEdited();
     void send();
+    void microphone();
     QWidget* makeSettings();
 
     EditorModel& model_;
+    EditorTools tools_;
+    std::unique_ptr<ClipImport> import_;
+    bool dictating_ = false;
+    PreviewPane* preview_ = nullptr;
+    QLabel* importing_ = nullptr;
+    QWidget* settingsCard_ = nullptr;
+    QPushButton* mic_ = nullptr;
     std::vector<ProjectStore::Entry> videos_;
     QListWidget* videoList_ = nullptr;
     QLabel* name_ = nullptr;

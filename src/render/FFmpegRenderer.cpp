@@ -113,7 +113,8 @@ public:
         ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
         Result<QString> partial = ff::createPartial(target);
-        if (!partial) return std::unexpected(renderFailure("its temporary file could not be made."));
+        if (!partial)
+            return std::unexpected(renderFailure("its temporary file could not be made."));
         partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;
@@ -349,6 +350,77 @@ Status drawPicture(VideoReader* reader, const Piece& piece, double t, AVFrame* o
     return scaleInto(out, in, crop, scaler);
 }
 
+// Pictures of one plan; the readers (by file), the scaler and the overlay are made on first use
+// and kept, also across a new plan, which reopens only what it changed.
+class PlanFrames final : public FrameSource {
+public:
+    explicit PlanFrames(RenderPlan plan) { replan(std::move(plan)); }
+
+    void setProject(const EditProject& project, double scale) override {
+        replan(makePlan(project, scale));
+    }
+
+    Result<QImage> at(double t) override {
+        const int index = plan_.pieceAt(t);
+        if (index < 0) {
+            return fail(kNothingKept, "Couldn't draw the video at " + QString::number(t, 'f', 2) +
+                                          " s: nothing plays then.");
+        }
+        const Piece& piece = plan_.pieces[size_t(index)];
+        auto video = this->video(plan_.clips[size_t(piece.clip)].path);
+        if (!video) return std::unexpected(video.error());
+        if (!picture_) {
+            auto blank = blankPicture(plan_.size);
+            if (!blank) return std::unexpected(blank.error());
+            picture_ = std::move(*blank);
+        }
+        if (const int rc = av_frame_make_writable(picture_.get()); rc < 0) {
+            return std::unexpected(renderFailure(rc));
+        }
+        if (Status s = drawPicture(*video, piece, t, picture_.get(), scaler_); !s) {
+            return std::unexpected(s.error());
+        }
+        if (plan_.overlay.isEmpty()) return toImage(picture_.get());
+        if (!overlay_) {
+            auto made = OverlayFilter::make(plan_.overlay, plan_.size);
+            if (!made) return std::unexpected(made.error());
+            overlay_ = std::move(*made);
+        }
+        picture_->pts = int64_t(std::floor(t * kFrameRate + 1e-6));
+        ff::Frame drawn(av_frame_alloc());
+        if (Status s = overlay_->draw(picture_.get(), drawn.get()); !s) {
+            return std::unexpected(s.error());
+        }
+        return toImage(drawn.get());
+    }
+
+private:
+    void replan(RenderPlan plan) {
+        if (plan.size != plan_.size) picture_.reset();
+        if (plan.size != plan_.size || plan.overlay != plan_.overlay) overlay_.reset();
+        plan_ = std::move(plan);
+    }
+
+    // The reader of a clip's file, opened on first use; null for a file without pictures.
+    Result<VideoReader*> video(const QString& path) {
+        if (const auto found = videos_.find(path); found != videos_.end()) {
+            return found->second.get();
+        }
+        if (!QFileInfo(path).isFile()) {
+            return fail(kClipMissing, "Couldn't draw the video: its clip " + path + " is missing.");
+        }
+        auto opened = VideoReader::open(path);
+        if (!opened) return std::unexpected(opened.error());
+        return videos_.emplace(path, std::move(*opened)).first->second.get();
+    }
+
+    RenderPlan plan_;
+    std::map<QString, std::unique_ptr<VideoReader>> videos_;
+    ff::Frame picture_;
+    std::unique_ptr<SwsContext, SwsFreer> scaler_;
+    std::unique_ptr<OverlayFilter> overlay_;
+};
+
 class FFmpegRenderer final : public Renderer {
 public:
     Status exportVideo(const EditProject& project, const QString& target,
@@ -455,32 +527,11 @@ public:
     }
 
     Result<QImage> frame(const EditProject& project, double t, double scale) override {
-        const RenderPlan plan = makePlan(project, scale);
-        const int index = plan.pieceAt(t);
-        if (index < 0) {
-            return fail(kNothingKept, "Couldn't draw the video at " + QString::number(t, 'f', 2) +
-                                          " s: nothing plays then.");
-        }
-        const Piece& piece = plan.pieces[size_t(index)];
-        Sources sources(plan);
-        if (Status s = sources.check(); !s) return std::unexpected(s.error());
-        auto video = sources.video(piece.clip);
-        if (!video) return std::unexpected(video.error());
-        auto blank = blankPicture(plan.size);
-        if (!blank) return std::unexpected(blank.error());
-        std::unique_ptr<SwsContext, SwsFreer> scaler;
-        if (Status s = drawPicture(*video, piece, t, blank->get(), scaler); !s) {
-            return std::unexpected(s.error());
-        }
-        if (plan.overlay.isEmpty()) return toImage(blank->get());
-        auto overlay = OverlayFilter::make(plan.overlay, plan.size);
-        if (!overlay) return std::unexpected(overlay.error());
-        (*blank)->pts = int64_t(std::floor(t * kFrameRate + 1e-6));
-        ff::Frame drawn(av_frame_alloc());
-        if (Status s = (*overlay)->draw(blank->get(), drawn.get()); !s) {
-            return std::unexpected(s.error());
-        }
-        return toImage(drawn.get());
+        return PlanFrames(makePlan(project, scale)).at(t);
+    }
+
+    std::unique_ptr<FrameSource> frames(const EditProject& project, double scale) override {
+        return std::make_unique<PlanFrames>(makePlan(project, scale));
     }
 };
 

@@ -35,6 +35,18 @@ struct RenderOptions {
     std::stop_token stop;
 };
 
+// The pictures of one project for a preview that plays: the clips and the overlay stay open from
+// one picture to the next, so a picture shortly after the last costs a decode rather than an
+// open and a seek. One thread at a time.
+class FrameSource {
+public:
+    virtual ~FrameSource() = default;
+    // The picture at output time `t`.
+    virtual Result<QImage> at(double t) = 0;
+    // Goes on with a changed project; clips it still uses stay open.
+    virtual void setProject(const EditProject& project, double scale) = 0;
+};
+
 // Draws a project: the finished video, or one of its pictures for a preview. The work runs on
 // the calling thread (a worker's: an export takes about as long as the video plays).
 class Renderer {
@@ -49,6 +61,9 @@ public:
 
     // The finished video's picture at output time `t`, at `scale` times the format's size.
     virtual Result<QImage> frame(const EditProject& project, double t, double scale) = 0;
+
+    // The pictures of `project` at `scale` times the format's size, one after another.
+    virtual std::unique_ptr<FrameSource> frames(const EditProject& project, double scale) = 0;
 };
 
 // The renderer over FFmpeg's libraries: decoders, a scaler for the framing and the zooms,

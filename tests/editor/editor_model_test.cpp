@@ -1,11 +1,17 @@
 #include "editor/Captions.h"
 #include "editor/EditorModel.h"
 #include "editor/EditorTestSupport.h"
+#include "editor/EngineAssistant.h"
 #include "editor/ProjectStore.h"
+#include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
+#include "service/Api.h"
+#include "service/TokenStore.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -271,6 +277,119 @@ TEST_F(EditorModelTest, NewCaptionLanguageAsksOnceForTheMissingLinesOnly) {
     settings.captionLanguage = CaptionLanguage::fr;
     model.setSettings(settings);
     EXPECT_EQ(assistant.translations.size(), 1u);
+}
+
+TEST_F(EditorModelTest, NewVideosAndAddedClips) {
+    // A video just made is saved without waiting for a change.
+    EditProject made = threeLines();
+    made.id = QUuid::createUuid();
+    model.start(made);
+    EXPECT_FALSE(model.canUndo());
+    timers.advance(EditorModel::kSaveDelay);
+    EXPECT_TRUE(QFileInfo::exists(ProjectStore::fileFor(made.id)));
+
+    // Clips dropped on an open video join its end as one step.
+    SourceClip more = testing::clipOf({{0.2, 0.6, "More."}}, 2, 1);
+    model.addClips({more});
+    ASSERT_EQ(model.lines().size(), 4u);
+    EXPECT_EQ(model.lines()[3].text, "More.");
+    model.undo();
+    EXPECT_EQ(model.project(), made);
+    model.redo();
+
+    // Where a line plays: its own start, or for a line cut away where the edit goes on.
+    const double second = model.lineOutput(1);
+    EXPECT_GT(second, 0);
+    model.toggleCut(1);
+    EXPECT_EQ(model.lineOutput(1), model.lineOutput(2));
+    model.toggleCut(3);
+    EXPECT_EQ(model.lineOutput(3), model.total());
+}
+
+// The model over the backend's editor, through the loopback backend.
+class EditorModelService : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qputenv("PELIX_EDITOR_DIR", dir.filePath("projects").toUtf8());
+        tokens.write("pelix_model_token");
+        model.open(threeLines());
+    }
+    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
+
+    QList<QJsonObject> sent(const QString& action) const {
+        QList<QJsonObject> bodies;
+        for (const fakes::Recorded& r : backend.requests("video-edit")) {
+            if (r.json.value("action") == action) bodies << r.json;
+        }
+        return bodies;
+    }
+
+    QTemporaryDir dir;
+    fakes::LoopbackBackend backend;
+    SystemClock systemClock;
+    QNetworkAccessManager network;
+    TokenStore tokens{dir.filePath("Pelix")};
+    Api api{backend.base(), tokens, &network, &systemClock};
+    EngineAssistant assistant{api};
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    EditorModel model{timers, &assistant};
+};
+
+TEST_F(EditorModelService, RevisionsFailuresAndTranslationsGoThroughTheBackend) {
+    int answer = 0;
+    backend.answerWith("video-edit", [&](const fakes::Recorded& r) {
+        const QString action = r.json.value("action").toString();
+        if (action == "revise" && answer++ == 0) {
+            return fakes::Reply::json(
+                {{"ops", QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{2}}},
+                                    QJsonObject{{"op", "remember"}, {"rule", "Short intros"}}}},
+                 {"reply", "Cut the second line."}});
+        }
+        if (action == "revise") {
+            return fakes::Reply::json({{"error", "The editor is busy, try again."}}, 503);
+        }
+        if (action == "translate") {
+            QJsonArray items;
+            for (const QJsonValue& item : r.json.value("items").toArray()) {
+                items.append(
+                    QJsonObject{{"id", item.toObject().value("id")},
+                                {"text", "FR " + item.toObject().value("text").toString()}});
+            }
+            return fakes::Reply::json({{"items", items}});
+        }
+        return fakes::Reply::json({});
+    });
+    const std::vector<Line> spoken = model.lines();
+
+    model.revise("cut the middle");
+    ASSERT_TRUE(testing::waitUntil([&] { return !model.busy(); }, 15000));
+    EXPECT_EQ(model.project().cut, TextSet{spoken[1].id});
+    EXPECT_EQ(model.project().chat,
+              (std::vector<ChatTurn>{{"cut the middle", true}, {"Cut the second line.", false}}));
+    EXPECT_EQ(model.style(), QStringList{"Short intros"});
+    ASSERT_TRUE(testing::waitUntil([&] { return !sent("style").isEmpty(); }, 15000));
+    EXPECT_EQ(sent("style").last().value("rules"), QJsonArray{"Short intros"});
+
+    const EditProject before = model.project();
+    model.revise("again");
+    ASSERT_TRUE(testing::waitUntil([&] { return !model.busy(); }, 15000));
+    EXPECT_EQ(model.project(), before);
+    EXPECT_EQ(model.error(), "The editor is busy, try again.");
+
+    EditSettings settings = model.project().settings;
+    settings.captionLanguage = CaptionLanguage::fr;
+    model.setSettings(settings);
+    ASSERT_TRUE(testing::waitUntil(
+        [&] {
+            return !model.translating() &&
+                   model.project().translations.contains(QStringLiteral("fr"));
+        },
+        15000));
+    ASSERT_EQ(sent("translate").size(), 1);
+    // The line cut away is not asked for.
+    EXPECT_EQ(sent("translate")[0].value("items").toArray().size(), 2);
+    EXPECT_EQ(model.project().translations.at("fr").at(spoken[2].id), "FR " + spoken[2].text);
 }
 
 TEST(EditorModel, WithoutAnAssistantRequestsFailWithASentence) {

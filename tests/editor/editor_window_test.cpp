@@ -2,6 +2,7 @@
 #include "editor/EditorTestSupport.h"
 #include "editor/EditorWindow.h"
 #include "fakes/ManualTime.h"
+#include "fakes/TextFakes.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -10,6 +11,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMouseEvent>
+#include <QPushButton>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -116,6 +118,38 @@ TEST_F(EditorWindowTest, SavedVideosSayWhenTheirMediaIsMissing) {
     ASSERT_EQ(list->count(), 2);
     EXPECT_EQ(list->item(0)->text(), "Old talk\n2 Nov 2026, 08:05 · media missing");
     EXPECT_TRUE(list->item(1)->text().startsWith("x.json"));
+}
+
+// The microphone fills the instruction field as the words are heard and types nowhere else.
+TEST(EditorWindowMicrophone, DictationFillsTheFieldOnly) {
+    QTemporaryDir dir;
+    qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    fakes::FakeRecognizer recognizer;
+    fakes::FakeMicrophone microphone;
+    fakes::FakeTypist typist;
+    typist.front = platform::FrontWindow{};
+    LiveDictation dictation(recognizer, microphone, typist, timers);
+    EditorModel model{timers, nullptr};
+    model.open(threeLines());
+    EditorWindow window{model, EditorTools{nullptr, nullptr, &dictation, dir.path(), {}}};
+    auto* mic = window.findChild<QPushButton*>("microphone");
+    ASSERT_NE(mic, nullptr);
+
+    mic->click();
+    ASSERT_TRUE(microphone.running);
+    recognizer.partial("make it");
+    timers.advance(LiveDictation::kDebounceSeconds);
+    EXPECT_EQ(window.instruction()->text(), "make it");
+    mic->click();
+    EXPECT_FALSE(microphone.running);
+    recognizer.final("make it snappier");
+    QApplication::processEvents();
+    EXPECT_EQ(window.instruction()->text(), "make it snappier");
+    EXPECT_FALSE(mic->isChecked());
+    EXPECT_TRUE(typist.log.isEmpty()) << typist.log.join(", ").toStdString();
+    qunsetenv("PELIX_EDITOR_DIR");
 }
 
 }  // namespace

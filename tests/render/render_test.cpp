@@ -275,6 +275,31 @@ EditProject toneProject(const QString& clipPath, double duration) {
     return project;
 }
 
+// A playing preview keeps its clips and overlay open from picture to picture and across changes
+// of the project; what it draws must be what a single picture of the same edit shows.
+TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
+    const EditProject project = toneProject(media.silentVideo("moving.mp4", 4), 4);
+    EditProject cut = project;
+    cut.cut.insert(lines(project.clips)[0].id);
+    EditProject clean = cut;
+    clean.settings.captionStyle = CaptionStyle::clean;
+    constexpr double kScale = 0.2;
+    const auto frames = renderer->frames(project, kScale);
+    const std::vector<const EditProject*> edits{&project, &cut, &clean};
+    for (const EditProject* edit : edits) {
+        if (edit != &project) frames->setProject(*edit, kScale);
+        // Forward within the decoder's reach, then back, which seeks.
+        for (const double t : {0.1, 0.2, 0.5, 0.05}) {
+            SCOPED_TRACE(t);
+            const auto playing = frames->at(t);
+            const auto single = renderer->frame(*edit, t, kScale);
+            ASSERT_TRUE(playing && single);
+            EXPECT_TRUE(*playing == *single);
+        }
+    }
+    EXPECT_FALSE(frames->at(60)) << "nothing plays after the end";
+}
+
 // The output of a whole short export at the format's size.
 TEST_F(RenderTest, TheExportIsAVerticalMp4OfTheTimelinesLength) {
     const QString clip = testing::faceVideo(media, "tone.mp4", media.tone("tone.wav", 4), 40);

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "core/Error.h"
+#include "editor/EditProject.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <thread>
+
+namespace pelix {
+
+class SpeechEngines;
+namespace render {
+class Renderer;
+}
+
+// The editor's long work, each on a thread of its own with its progress and its end reported on
+// the object's thread. Dropping the object stops the work and waits for it to end.
+
+// Media files into a new project: transcription and face finding, clip by clip.
+class ClipImport final : public QObject {
+    Q_OBJECT
+public:
+    ClipImport(const SpeechEngines& engines, QStringList files, QString locale,
+               QObject* parent = nullptr);
+    ~ClipImport() override;
+    const QStringList& files() const { return files_; }
+
+Q_SIGNALS:
+    void progress(const QString& line);
+    void finished(const pelix::Result<pelix::EditProject>& project);
+
+private:
+    QStringList files_;
+    std::jthread worker_;
+};
+
+// A project into a finished video file.
+class VideoExport final : public QObject {
+    Q_OBJECT
+public:
+    VideoExport(render::Renderer& renderer, const EditProject& project, QString target,
+                QObject* parent = nullptr);
+    ~VideoExport() override;
+    const QString& target() const { return target_; }
+    void cancel() { worker_.request_stop(); }
+
+Q_SIGNALS:
+    // Whole percent, each once.
+    void progress(int percent);
+    void finished(const pelix::Status& status);
+
+private:
+    QString target_;
+    std::jthread worker_;
+};
+
+}  // namespace pelix
