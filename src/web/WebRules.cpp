@@ -2,6 +2,7 @@
 
 #include "core/Prefs.h"
 #include "relay/RelayAccounts.h"
+#include "service/TokenStore.h"
 
 #include <QJsonObject>
 #include <QUrlQuery>
@@ -77,6 +78,8 @@ std::optional<RelayAccountMessage> relayAccountMessage(const QJsonValue& body) {
     RelayAccountMessage message{user.toString(), std::nullopt};
     const QJsonValue token = object.value("token");
     if (token.isString()) {
+        // A key the service client would refuse to send is no key.
+        if (!token.toString().isEmpty() && !isPelixKey(token.toString())) return std::nullopt;
         if (!token.toString().isEmpty()) message.token = token.toString();
     } else if (!token.isUndefined() && !token.isNull()) {
         return std::nullopt;

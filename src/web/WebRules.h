@@ -57,7 +57,7 @@ struct RelayAccountMessage {
 };
 
 // The message's content; none when it is not an object with a user identifier in "user" (and,
-// when present, a text in "token"), which is answered "off".
+// when present, a Pelix key in "token"), which is answered "off".
 std::optional<RelayAccountMessage> relayAccountMessage(const QJsonValue& body);
 
 // The page shown in place of one that could not be reached; its "Try again" link goes back to

@@ -360,32 +360,32 @@ TEST(RelayAccounts, TheWindowAccountRules) {
     const QString u2 = "22222222-2222-2222-2222-222222222222";
     const std::optional<QString> none;
     const std::optional<QString> main = "pelix_main";
-    const std::optional<WindowKeyStore::Key> window = WindowKeyStore::Key{u2, "k2"};
+    const std::optional<WindowKeyStore::Key> window = WindowKeyStore::Key{u2, "pelix_k2"};
     struct Row {
         const char* what;
         Step got;
         Step want;
     };
     const Row rows[] = {
-        {"relay off", windowAccount(false, u1, "k1", main, u1, window), {.reply = "off"}},
+        {"relay off", windowAccount(false, u1, "pelix_k1", main, u1, window), {.reply = "off"}},
         {"the main token itself",
          windowAccount(true, u2, "pelix_main", main, none, window),
          {.reply = "have", .learnMain = true, .clear = true}},
         {"the main token's user",
-         windowAccount(true, u1, "k1", main, u1, window),
+         windowAccount(true, u1, "pelix_k1", main, u1, window),
          {.reply = "have"}},
         {"the window's user", windowAccount(true, u2, none, main, u1, window), {.reply = "have"}},
         {"the window's user, a new key",
-         windowAccount(true, u2, "k2b", main, u1, window),
+         windowAccount(true, u2, "pelix_k2b", main, u1, window),
          {.reply = "have", .store = true}},
         {"another user, no key",
          windowAccount(true, u1, none, main, none, window),
          {.reply = "need"}},
         {"another user with a key",
-         windowAccount(true, u1, "k1", main, none, window),
+         windowAccount(true, u1, "pelix_k1", main, none, window),
          {.reply = "have", .store = true, .forgetOld = true}},
         {"a first window account",
-         windowAccount(true, u1, "k1", none, none, std::nullopt),
+         windowAccount(true, u1, "pelix_k1", none, none, std::nullopt),
          {.reply = "have", .store = true}},
     };
     for (const Row& row : rows) {
@@ -407,20 +407,20 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
         return replies.value(before);
     };
     rig.prefs.setRelay(false);
-    EXPECT_EQ(say(u1, "k1"), "off");
+    EXPECT_EQ(say(u1, "pelix_k1"), "off");
     rig.prefs.setRelay(true);
     EXPECT_EQ(say(u1, std::nullopt), "need");
-    EXPECT_EQ(say(u1, "k1"), "have");
-    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u1, "k1"}));
+    EXPECT_EQ(say(u1, "pelix_k1"), "have");
+    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u1, "pelix_k1"}));
     EXPECT_TRUE(rig.calls("forget").isEmpty());
     EXPECT_EQ(say(u1, std::nullopt), "have");
 
     // Another account in the window: the service forgets this device for the old one first.
-    EXPECT_EQ(say(u2, "k2"), "have");
+    EXPECT_EQ(say(u2, "pelix_k2"), "have");
     ASSERT_EQ(rig.calls("forget").size(), 1);
-    EXPECT_EQ(rig.calls("forget")[0].headers.value("authorization"), "Bearer k1");
+    EXPECT_EQ(rig.calls("forget")[0].headers.value("authorization"), "Bearer pelix_k1");
     EXPECT_EQ(rig.calls("forget")[0].json["device"], rig.session.deviceName());
-    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u2, "k2"}));
+    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u2, "pelix_k2"}));
 
     // The main token names its user; the window account of that user is dropped.
     EXPECT_EQ(say(u2, "pelix_main"), "have");
@@ -428,7 +428,7 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     EXPECT_EQ(say(u2, std::nullopt), "have");
 
     // Without an answer from the service nothing changes.
-    windowKeys.write(u1, "k1");
+    windowKeys.write(u1, "pelix_k1");
     Api unreachable{QUrl("http://127.0.0.1:1"), rig.tokens, &rig.network, &rig.clock};
     Relay offline{RelayParts{
         .clock = rig.clock,
@@ -446,11 +446,11 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
         .show = [](const QString&) {},
     }};
     QString later;
-    offline.windowAccount("33333333-3333-3333-3333-333333333333", "k3",
+    offline.windowAccount("33333333-3333-3333-3333-333333333333", "pelix_k3",
                           [&](const QString& reply) { later = reply; });
     ASSERT_TRUE(waitUntil([&] { return !later.isEmpty(); }));
     EXPECT_EQ(later, "later");
-    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u1, "k1"}));
+    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u1, "pelix_k1"}));
 }
 
 TEST(RelayBanner, CountsDownAndCallsOneCallbackOnce) {

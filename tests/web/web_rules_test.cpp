@@ -84,8 +84,8 @@ TEST(WebRules, ARelayMessageNeedsAUserIdentifierAndAtMostATextKey) {
     };
     EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab"})"),
               (RelayAccountMessage{user, std::nullopt}));
-    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":"k1"})"),
-              (RelayAccountMessage{user, "k1"}));
+    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":"pelix_k1"})"),
+              (RelayAccountMessage{user, "pelix_k1"}));
     EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":""})"),
               (RelayAccountMessage{user, std::nullopt}));
     for (const char* bad : {
@@ -95,6 +95,7 @@ TEST(WebRules, ARelayMessageNeedsAUserIdentifierAndAtMostATextKey) {
              R"({"user":42})",
              R"({"token":"k1"})",
              R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":7})",
+             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":"not a key"})",
              R"("0123abcd-4567-89ef-ABCD-0123456789ab")",
              R"(null)",
          }) {

@@ -108,11 +108,11 @@ TEST_F(WebWindowTest, TheWebAppsPageGetsItsRelayReplyAndItsVersion) {
     EXPECT_TRUE(run("navigator.userAgent").endsWith(" Pelix/9.8.7"));
 
     run(QStringLiteral("window.webkit.messageHandlers.pelixRelay.postMessage({user: '%1', token: "
-                       "'key-1'}).then(r => window.__reply = r); 'sent'")
+                       "'pelix_key-1'}).then(r => window.__reply = r); 'sent'")
             .arg(kUser));
     ASSERT_TRUE(waitUntil([&] { return run("String(window.__reply)") == "need"; }));
     ASSERT_EQ(s.messages.size(), 1);
-    EXPECT_EQ(s.messages[0], (RelayAccountMessage{kUser, "key-1"}));
+    EXPECT_EQ(s.messages[0], (RelayAccountMessage{kUser, "pelix_key-1"}));
 
     // A user of 35 characters is answered "off" without troubling the relay.
     run("window.webkit.messageHandlers.pelixRelay.postMessage({user: 'abc'})"
