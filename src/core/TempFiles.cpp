@@ -21,9 +21,17 @@ struct Slot {
 };
 Slot slots[64];
 
+// What each signal did before removeOnSignals: another copy of this code (a loaded module keeps
+// its own list) or the program's own handler runs after this one.
+struct sigaction before[NSIG];
+
 void onSignal(int signal) {
     for (Slot& slot : slots) {
         if (slot.state.load(std::memory_order_acquire) == 2) ::unlink(slot.path);
+    }
+    const struct sigaction& next = before[signal];
+    if (!(next.sa_flags & SA_SIGINFO) && next.sa_handler != SIG_DFL && next.sa_handler != SIG_IGN) {
+        return next.sa_handler(signal);
     }
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
@@ -83,10 +91,12 @@ void remove(const QString& path) {
 
 void removeOnSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction before {};
-        ::sigaction(signal, nullptr, &before);
-        // A signal the process was started to ignore (nohup, a background job) stays ignored.
-        if (before.sa_handler == SIG_IGN) continue;
+        struct sigaction current {};
+        ::sigaction(signal, nullptr, &current);
+        // A signal the process was started to ignore (nohup, a background job) stays ignored;
+        // a second call changes nothing.
+        if (current.sa_handler == SIG_IGN || current.sa_handler == onSignal) continue;
+        before[signal] = current;
         struct sigaction action {};
         action.sa_handler = onSignal;
         sigemptyset(&action.sa_mask);

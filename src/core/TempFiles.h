@@ -19,9 +19,10 @@ void untrack(const QString& path);
 // Removes the file and stops tracking it.
 void remove(const QString& path);
 
-// From now on SIGINT, SIGTERM and SIGHUP first remove every tracked file and then end the
-// process as the signal would have. The one process-wide piece of state here: signals are
-// process-wide too.
+// From now on SIGINT, SIGTERM and SIGHUP first remove every tracked file, then go to the handler
+// that was there before (a program's own, or that of another copy of this code in a loaded
+// module), else end the process as the signal would have. The one process-wide piece of state
+// here: signals are process-wide too.
 void removeOnSignals();
 
 }  // namespace pelix::tempfiles

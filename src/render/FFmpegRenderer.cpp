@@ -1,5 +1,6 @@
 #include "core/TempFiles.h"
 #include "render/Decoding.h"
+#include "render/RenderModule.h"
 #include "render/Renderer.h"
 
 extern "C" {
@@ -537,6 +538,8 @@ public:
 
 }  // namespace
 
+namespace loaded {
+
 std::unique_ptr<Renderer> makeRenderer() {
     return std::make_unique<FFmpegRenderer>();
 }
@@ -557,4 +560,5 @@ Result<QImage> framedPicture(const QString& file, double t, QSize size,
     return toImage(out->get());
 }
 
+}  // namespace loaded
 }  // namespace pelix::render
