@@ -133,13 +133,16 @@ protected:
             hint = v.toString();
             waiting->quit();
         });
-        QTimer::singleShot(2000, &loop, &QEventLoop::quit);
+        // A page that is slow to answer (a busy machine) still gets its hint read; one that never
+        // answers gets the chooser without it.
+        QTimer::singleShot(kPickHintWaitMs, &loop, &QEventLoop::quit);
         loop.exec();
         if (!hooks_.pick) return {};
         return hooks_.pick(hint, mode == FileSelectOpenMultiple, accept);
     }
 
 private:
+    static constexpr int kPickHintWaitMs = 5000;
     static constexpr auto kPickHintScript =
         "(() => { const h = window.__pelixPick || ''; window.__pelixPick = ''; return h; })()";
     const WebSurfaceHooks& hooks_;
