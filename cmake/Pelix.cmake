@@ -1,3 +1,5 @@
+include_guard(GLOBAL)
+
 # pelix_library(NAME SOURCES ... DEPS ...): the static library of one folder of src/.
 function(pelix_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
@@ -5,7 +7,96 @@ function(pelix_library name)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${name} PUBLIC ${ARG_DEPS})
   target_compile_definitions(${name} PUBLIC QT_NO_KEYWORDS)
+  pelix_record_library(${name})
 endfunction()
+
+# Every library built from src/ is recorded (its folder, its sources and the pelix libraries it
+# links), and the record is written as JSON to ${PROJECT_BINARY_DIR}/pelix-libraries.json at the
+# end of configuration, for scripts/check-deps.
+set_property(GLOBAL PROPERTY PELIX_LIBRARIES "")
+
+# pelix_record_library(NAME [DEPS ...]): records a library not made by pelix_library, such as a
+# MODULE. Its sources and links are read from the target when the record is written. DEPS names
+# pelix libraries whose headers it uses without linking them (a module cannot link the library
+# that loads it).
+function(pelix_record_library name)
+  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  if(NOT TARGET ${name})
+    message(FATAL_ERROR "pelix_record_library: no target ${name}")
+  endif()
+  set_property(GLOBAL APPEND PROPERTY PELIX_LIBRARIES ${name})
+  set_property(TARGET ${name} PROPERTY PELIX_EXTRA_DEPS ${ARG_DEPS})
+endfunction()
+
+function(_pelix_json_string out value)
+  string(REPLACE "\\" "\\\\" value "${value}")
+  string(REPLACE "\"" "\\\"" value "${value}")
+  set(${out} "\"${value}\"" PARENT_SCOPE)
+endfunction()
+
+function(_pelix_json_list out)
+  set(items "")
+  foreach(value IN LISTS ARGN)
+    _pelix_json_string(quoted "${value}")
+    list(APPEND items "${quoted}")
+  endforeach()
+  list(JOIN items ", " joined)
+  set(${out} "[${joined}]" PARENT_SCOPE)
+endfunction()
+
+# Writes the record. A library's folder is the first folder under src/ of the directory that made
+# it; its sources are given relative to that folder, leaving out generated ones (under the build
+# tree); its deps are the recorded libraries it links directly, plus the DEPS given to
+# pelix_record_library.
+function(_pelix_write_libraries)
+  set(src ${PROJECT_SOURCE_DIR}/src)
+  get_property(names GLOBAL PROPERTY PELIX_LIBRARIES)
+  set(entries "")
+  foreach(name IN LISTS names)
+    get_target_property(dir ${name} SOURCE_DIR)
+    file(RELATIVE_PATH rel ${src} ${dir})
+    string(REGEX REPLACE "/.*" "" folder "${rel}")
+    if(folder STREQUAL "" OR folder MATCHES "^\\.\\.")
+      message(FATAL_ERROR "${name} is not made under src/")
+    endif()
+    set(folder_dir ${src}/${folder})
+    get_target_property(sources ${name} SOURCES)
+    set(kept "")
+    foreach(source IN LISTS sources)
+      if(source MATCHES "^\\$<")
+        continue()
+      endif()
+      cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${dir} NORMALIZE OUTPUT_VARIABLE path)
+      cmake_path(IS_PREFIX folder_dir ${path} NORMALIZE inside)
+      if(inside)
+        file(RELATIVE_PATH source ${folder_dir} ${path})
+        list(APPEND kept ${source})
+      endif()
+    endforeach()
+    get_target_property(links ${name} LINK_LIBRARIES)
+    get_target_property(extra ${name} PELIX_EXTRA_DEPS)
+    if(NOT links)
+      set(links "")
+    endif()
+    if(NOT extra)
+      set(extra "")
+    endif()
+    set(deps "")
+    foreach(dep IN LISTS links extra)
+      if(dep IN_LIST names AND NOT dep IN_LIST deps)
+        list(APPEND deps ${dep})
+      endif()
+    endforeach()
+    _pelix_json_list(sources_json ${kept})
+    _pelix_json_list(deps_json ${deps})
+    list(APPEND entries "    {\"name\": \"${name}\", \"folder\": \"${folder}\",\n     \"sources\": ${sources_json},\n     \"deps\": ${deps_json}}")
+  endforeach()
+  list(JOIN entries ",\n" body)
+  _pelix_json_string(src_json "${src}")
+  file(WRITE ${PROJECT_BINARY_DIR}/pelix-libraries.json
+       "{\n  \"source_dir\": ${src_json},\n  \"libraries\": [\n${body}\n  ]\n}\n")
+endfunction()
+cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL _pelix_write_libraries)
 
 # pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...]): one GoogleTest program,
 # its tests registered with CTest one by one, with PELIX_BIN naming the built pelix. GUI
