@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+# scripts/check-deps over small made-up trees: who owns a header, what counts as linked, and the
+# folder cycles.
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+CHECKER = os.path.join(os.path.dirname(__file__), "..", "..", "scripts", "check-deps")
+
+# a: pelix_a, with a header without a .cpp (Util.h). b: pelix_b and pelix_b_extra. c: only
+# pelix_c_x, none named pelix_c.
+BASE_FILES = {
+    "a/A.h": "#pragma once\n#include \"a/Util.h\"\n",
+    "a/A.cpp": "#include \"a/A.h\"\n#include <vector>\n",
+    "a/Util.h": "#pragma once\n",
+    "b/B.h": "#pragma once\n",
+    "b/B.cpp": "#include \"b/B.h\"\n#include \"a/A.h\"\n#include \"gen-protocol.h\"\n",
+    "b/Extra.h": "#pragma once\n#include \"b/B.h\"\n",
+    "b/Extra.cpp": "#include \"b/Extra.h\"\n",
+    "c/X.cpp": "#include \"c/Loose.h\"\n",
+    "c/Loose.h": "#pragma once\n",
+}
+BASE_LIBRARIES = [
+    {"name": "pelix_a", "folder": "a", "sources": ["A.cpp"], "deps": []},
+    {"name": "pelix_b", "folder": "b", "sources": ["B.cpp"], "deps": ["pelix_a"]},
+    {"name": "pelix_b_extra", "folder": "b", "sources": ["Extra.cpp"], "deps": ["pelix_b"]},
+    {"name": "pelix_c_x", "folder": "c", "sources": ["X.cpp"], "deps": []},
+]
+
+
+class CheckDepsTest(unittest.TestCase):
+    def run_checker(self, files=None, libraries=None):
+        """Runs the checker on BASE_FILES updated by `files` and on `libraries`."""
+        merged = dict(BASE_FILES, **(files or {}))
+        with tempfile.TemporaryDirectory() as root:
+            src = os.path.join(root, "src")
+            for path, text in merged.items():
+                os.makedirs(os.path.dirname(os.path.join(src, path)), exist_ok=True)
+                with open(os.path.join(src, path), "w") as f:
+                    f.write(text)
+            record = {"source_dir": src, "libraries": libraries or BASE_LIBRARIES}
+            with open(os.path.join(root, "pelix-libraries.json"), "w") as f:
+                json.dump(record, f)
+            run = subprocess.run([sys.executable, CHECKER, root], capture_output=True, text=True)
+        return run.returncode, run.stdout.splitlines()
+
+    def test_linked_includes_pass(self):
+        libraries = [dict(lib) for lib in BASE_LIBRARIES]
+        libraries[1]["deps"] = ["pelix_a", "pelix_c_x"]
+        code, out = self.run_checker({
+            # Loose.h has no .cpp and c/ no pelix_c: c's only library owns it. A header that is
+            # not there (a/Gone.h) or not under src/ (gen-protocol.h) is left to the compiler.
+            "b/B.cpp": BASE_FILES["b/B.cpp"] + "#include \"c/Loose.h\"\n#include \"a/Gone.h\"\n",
+        }, libraries)
+        self.assertEqual(code, 0, out)
+        self.assertEqual(out[-1], "check-deps: 4 libraries, 3 folders, 9 files: "
+                                  "every include is linked, no folder cycle")
+
+    def test_unlinked_includes_fail(self):
+        code, out = self.run_checker({
+            # Through pelix_b only: a transitive link does not count. The offence is in the header
+            # pelix_b_extra owns by its .cpp's stem.
+            "b/Extra.h": "#pragma once\n#include \"b/B.h\"\n#include \"a/Util.h\"\n",
+            # Same folder, other library.
+            "b/B.cpp": BASE_FILES["b/B.cpp"] + "#include \"b/Extra.h\"\n",
+        })
+        self.assertEqual(code, 1, out)
+        self.assertIn("pelix_b_extra includes a/Util.h (pelix_a) but does not link it", out)
+        self.assertIn("pelix_b includes b/Extra.h (pelix_b_extra) but does not link it", out)
+        self.assertEqual(out[-1], "check-deps: 2 offence(s)")
+
+    def test_header_listed_as_source_belongs_to_its_library(self):
+        libraries = [dict(lib) for lib in BASE_LIBRARIES]
+        libraries[2]["sources"] = ["Extra.cpp", "B.h"]
+        code, out = self.run_checker(libraries=libraries)
+        self.assertIn("pelix_b includes b/B.h (pelix_b_extra) but does not link it", out)
+
+    def test_folder_cycles_fail_even_outside_libraries(self):
+        # c/tool.cpp is in no library; it still ties c to a.
+        code, out = self.run_checker({"a/A.cpp": "#include \"b/B.h\"\n",
+                                      "c/tool.cpp": "#include \"a/A.h\"\n"})
+        self.assertEqual(code, 1, out)
+        self.assertIn("folder cycle: a → b → a", out)
+        self.assertIn("  a/A.cpp includes b/B.h", out)
+        self.assertIn("  b/B.cpp includes a/A.h", out)
+
+    def test_unused_link_only_warns(self):
+        libraries = [dict(lib) for lib in BASE_LIBRARIES]
+        libraries[3]["deps"] = ["pelix_a"]
+        code, out = self.run_checker(libraries=libraries)
+        self.assertEqual(code, 0, out)
+        self.assertIn("warning: pelix_c_x links pelix_a but includes none of its headers", out)
+
+    def test_header_without_owner_fails(self):
+        libraries = [dict(lib) for lib in BASE_LIBRARIES]
+        libraries.append({"name": "pelix_c_y", "folder": "c", "sources": [], "deps": []})
+        code, out = self.run_checker(libraries=libraries)
+        self.assertEqual(code, 1, out)
+        self.assertIn("c/Loose.h has no owner: c/ has several libraries, none pelix_c", out)
+
+    def test_missing_record_is_an_error(self):
+        with tempfile.TemporaryDirectory() as root:
+            run = subprocess.run([sys.executable, CHECKER, root], capture_output=True, text=True)
+        self.assertEqual(run.returncode, 2)
+        self.assertIn("configure the build first", run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
