@@ -4,17 +4,17 @@
 // standing in the window; from the release of the key to a transcription server's text standing
 // in the window. Needs the test session (scripts/with-desktop) and the typing target from the
 // tests of the same build (or its path in PELIX_TYPING_TARGET).
-#include "../tests/text/TargetWindow.h"
+#include "../tests/dictation/TargetWindow.h"
 #include "app/AppDictation.h"
 #include "core/Prefs.h"
 #include "fakes/FakeTranscriptionServer.h"
 #include "media/AudioDecoder.h"
 #include "platform/Desktop.h"
 #include "speech/TranscriptionServerEngine.h"
-#include "text/EngineRecognizer.h"
-#include "text/FinishingRecognizer.h"
-#include "text/Insert.h"
-#include "text/LiveDictation.h"
+#include "dictation/EngineRecognizer.h"
+#include "dictation/FinishingRecognizer.h"
+#include "dictation/Insert.h"
+#include "dictation/LiveDictation.h"
 
 #include <QGuiApplication>
 #include <QProcess>
@@ -34,7 +34,7 @@ using pelix::testing::TargetWindow;
 QString targetProgram() {
     const QString configured = qEnvironmentVariable("PELIX_TYPING_TARGET");
     if (!configured.isEmpty()) return configured;
-    return QCoreApplication::applicationDirPath() + "/../tests/text/pelix-typing-target";
+    return QCoreApplication::applicationDirPath() + "/../tests/dictation/pelix-typing-target";
 }
 
 std::unique_ptr<TargetWindow> window;

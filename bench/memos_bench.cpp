@@ -1,6 +1,6 @@
 // The notes conversion and the voice memo listing at the sizes of a large library.
 #include "memos/VoiceMemoLibrary.h"
-#include "notes/AppleNotesImport.h"
+#include "notes/NotesImport.h"
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
@@ -44,7 +44,7 @@ void PlainTextOfNotes(benchmark::State& state) {
     }
     for (auto _ : state) {
         for (const QString& html : notes) {
-            benchmark::DoNotOptimize(pelix::AppleNotesImport::plainText(html));
+            benchmark::DoNotOptimize(pelix::NotesImport::plainText(html));
         }
     }
     state.SetBytesProcessed(state.iterations() * bytes);

@@ -3,9 +3,9 @@
 // server) and the ones after it. Runs on the test desktop (scripts/with-desktop) for real
 // painting through the X server.
 #include "core/Clock.h"
-#include "relay/PanelModel.h"
-#include "relay/PanelSample.h"
-#include "relay/PanelWindow.h"
+#include "panel/PanelModel.h"
+#include "panel/PanelSample.h"
+#include "panel/PanelWindow.h"
 #include "service/Api.h"
 #include "ui/BadgeWindow.h"
 #include "ui/Theme.h"

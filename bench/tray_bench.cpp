@@ -1,6 +1,6 @@
 // The tray application's own work on the main thread: the Alt tap's rule per modifier change,
 // and building the body of a braindump of the longest recording (300 s at 64 kbit/s).
-#include "app/Braindump.h"
+#include "braindump/Braindump.h"
 #include "app/Gestures.h"
 
 #include <QFile>

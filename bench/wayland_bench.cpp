@@ -4,10 +4,10 @@
 // reaching its handler, against a bare poll() and read() of the same pipe. Needs sway (Debian's
 // package) and the typing target from the tests of the same build (or PELIX_TYPING_TARGET).
 #include "../tests/support/HeadlessSway.h"
-#include "../tests/text/TargetWindow.h"
+#include "../tests/dictation/TargetWindow.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
-#include "text/Insert.h"
+#include "dictation/Insert.h"
 
 #include <QGuiApplication>
 #include <QTemporaryDir>
@@ -35,7 +35,7 @@ using Clock = std::chrono::steady_clock;
 QString targetProgram() {
     const QString configured = qEnvironmentVariable("PELIX_TYPING_TARGET");
     if (!configured.isEmpty()) return configured;
-    return QCoreApplication::applicationDirPath() + "/../tests/text/pelix-typing-target";
+    return QCoreApplication::applicationDirPath() + "/../tests/dictation/pelix-typing-target";
 }
 
 double median(std::vector<double> values) {

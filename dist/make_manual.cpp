@@ -1,7 +1,7 @@
 // Writes the manual page pelix(1) from the description of the command line that --help prints.
 // Usage: pelix-make-manual FILE VERSION DATE
 #include "app/Usage.h"
-#include "editor/EditCli.h"
+#include "studio/EditCli.h"
 
 #include <QSaveFile>
 

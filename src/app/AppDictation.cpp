@@ -2,7 +2,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "text/Insert.h"
+#include "dictation/Insert.h"
 
 #include <QCoreApplication>
 #include <QLocale>

@@ -7,9 +7,9 @@
 #include "platform/Typist.h"
 #include "speech/SpeechEngines.h"
 #include "speech/TranscriptionServerEngine.h"
-#include "text/EngineRecognizer.h"
-#include "text/FinishingRecognizer.h"
-#include "text/LiveDictation.h"
+#include "dictation/EngineRecognizer.h"
+#include "dictation/FinishingRecognizer.h"
+#include "dictation/LiveDictation.h"
 
 #include <optional>
 

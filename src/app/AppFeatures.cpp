@@ -7,7 +7,7 @@
 #include "memos/MemoChooserWindow.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "memos/VoiceMemoWatcher.h"
-#include "notes/AppleNotesImport.h"
+#include "notes/NotesImport.h"
 #include "transcribe/TranscriptWindow.h"
 
 #include <QDir>
@@ -64,7 +64,7 @@ void AppFeatures::allowRecordings() {
 }
 
 void AppFeatures::setFolder(const QString& folder) {
-    parts_.prefs.setValue("voiceMemos.testFolder", folder);
+    VoiceMemoLibrary::setFolder(parts_.prefs, folder);
     if (VoiceMemoLibrary::canRead(folder)) {
         parts_.shell.show("Pelix reads your recordings from " + folder + " now.");
     } else {
@@ -92,7 +92,7 @@ void AppFeatures::chooseMemos() {
             .fetch = parts_.fetch,
             .chime =
                 [self] {
-                    if (self) self->parts_.shell.play(ui::Sound::glass);
+                    if (self) self->parts_.shell.play(ui::Sound::done);
                 },
         });
         connect(chooser_.get(), &MemoChooserWindow::chooseFolder, this,
@@ -120,7 +120,7 @@ void AppFeatures::sendDropped(const QStringList& files) {
         connect(dropped_.get(), &Drops::Sender::show, this,
                 [this](const QString& text, Drops::State state) {
                     parts_.shell.show(text);
-                    if (state == Drops::State::done) parts_.shell.play(ui::Sound::glass);
+                    if (state == Drops::State::done) parts_.shell.play(ui::Sound::done);
                 });
     }
     dropped_->sendDropped(sounds);
@@ -132,14 +132,14 @@ void AppFeatures::importNotes() {
         return;
     }
     QPointer<AppFeatures> self(this);
-    auto run = [self](AppleNotesImport::Source source) {
+    auto run = [self](NotesImport::Source source) {
         if (!self) return;
         if (self->importing_) {
             self->parts_.shell.show(kAlreadyImporting);
             return;
         }
         self->importing_ = true;
-        self->importStop_ = AppleNotesImport::run(
+        self->importStop_ = NotesImport::run(
             self->parts_.api, std::move(source),
             [self](const QString& progress) {
                 if (self) self->parts_.shell.show(progress);
@@ -153,8 +153,8 @@ void AppFeatures::importNotes() {
                 Q_EMIT self->importFinished(message);
             });
     };
-    if (std::optional<AppleNotesImport::Source> source =
-            AppleNotesImport::defaultSource(parts_.prefs)) {
+    if (std::optional<NotesImport::Source> source =
+            NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = QStringLiteral("Bring Apple Notes into Pelix?"),
                             .text = QString::fromUtf8(kImportNotesTip),
                             .accept = QStringLiteral("Bring them over"),
@@ -168,7 +168,7 @@ void AppFeatures::importNotes() {
     // No notes app to ask on this machine: the notes come from an exported file.
     parts_.shell.chooseFile(QStringLiteral("Choose the exported notes to bring over"),
                             QStringLiteral("Exported notes (*.json)"), [run](const QString& file) {
-                                run(AppleNotesImport::fileSource(file));
+                                run(NotesImport::fileSource(file));
                             });
 }
 

@@ -9,7 +9,7 @@
 #include "core/Console.h"
 #include "core/Paths.h"
 #include "core/TempFiles.h"
-#include "editor/EditCli.h"
+#include "studio/EditCli.h"
 #include "memos/MemoCli.h"
 #include "notes/ImportNotesCli.h"
 #include "platform/Desktop.h"

@@ -56,7 +56,7 @@ int runDropTest(platform::Desktop& desktop, ServiceContext& context) {
     watcher.onStatus([](const QString& line) { console::err(line); });
     ui::Sounds sounds;
     Result<std::unique_ptr<WebWindow>> window = WebWindow::make(mainWindowParts(
-        desktop, context, timers, watcher, [&sounds] { sounds.play(ui::Sound::glass); }));
+        desktop, context, timers, watcher, [&sounds] { sounds.play(ui::Sound::done); }));
     if (!window) {
         console::err(window.error().message);
         return 1;

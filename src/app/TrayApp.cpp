@@ -5,16 +5,16 @@
 #include "app/MainWindow.h"
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "editor/EditorModel.h"
-#include "editor/EditorWindow.h"
-#include "editor/EngineAssistant.h"
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
+#include "studio/EngineAssistant.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
 #include "platform/RemoteFiles.h"
-#include "relay/PanelModel.h"
-#include "relay/PanelWindow.h"
+#include "panel/PanelModel.h"
+#include "panel/PanelWindow.h"
 #include "relay/Relay.h"
 #include "relay/RelayBannerWindow.h"
 #include "render/Renderer.h"
@@ -78,7 +78,7 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .fetch = [&remote](const QUrl& location,
                            const QString& target) { return remote.fetch(location, target); },
     });
-    delegate_ = std::make_unique<AppDelegate>(AppParts{
+    router_ = std::make_unique<AppRouter>(AppParts{
         .clock = context.clock(),
         .prefs = context.prefs(),
         .tokens = context.tokens(),
@@ -174,12 +174,12 @@ void TrayApp::start() {
         shell_.show(kNoTray);
     }
 
-    const bool askedBefore = context_.prefs().axAsked();
-    if (!askedBefore) context_.prefs().setAxAsked(true);
+    const bool askedBefore = context_.prefs().keysPromptShown();
+    if (!askedBefore) context_.prefs().setKeysPromptShown(true);
     const Status listening = desktop_.keys().start({
         .modifiersChanged = [this](Mods mods,
-                                   double now) { delegate_->modifiersChanged(mods, now); },
-        .otherInput = [this](const platform::OtherInput& input) { delegate_->otherInput(input); },
+                                   double now) { router_->modifiersChanged(mods, now); },
+        .otherInput = [this](const platform::OtherInput& input) { router_->otherInput(input); },
     });
     if (!listening) {
         logLine("keys", listening.error().message);
@@ -188,7 +188,7 @@ void TrayApp::start() {
     registerAtLogin();
 
     // The badge and the panel, built now so that a click shows them at once.
-    relay::PanelModel& model = delegate_->panel();
+    relay::PanelModel& model = router_->panel();
     panel_ = std::make_unique<relay::PanelWindow>(model);
     connect(panel_.get(), &relay::PanelWindow::settingsClicked, this, [this](QWidget* anchor) {
         rebuildMenu();
@@ -200,7 +200,7 @@ void TrayApp::start() {
             [this] { togglePanel(badge_->frameGeometry()); });
     connect(badge_.get(), &ui::BadgeWindow::filesDropped, features_.get(),
             &AppFeatures::sendDropped);
-    connect(delegate_.get(), &AppDelegate::recordingChanged, badge_.get(),
+    connect(router_.get(), &AppRouter::recordingChanged, badge_.get(),
             [this](bool recording, bool filed) {
                 badge_->setLook(!recording ? ui::BadgeLook::idle
                                 : filed    ? ui::BadgeLook::recording
@@ -213,7 +213,7 @@ void TrayApp::start() {
     if (signedIn) {
         model.refreshInsights(false);
     } else {
-        delegate_->promptToSignIn();
+        router_->promptToSignIn();
     }
     features_->start();
     if (context_.prefs().relay()) relay_->start();
@@ -261,7 +261,7 @@ void TrayApp::rebuildMenu() {
             if (what == MenuAction::toggleBadge) return showBadge(!badge_->isVisible());
             if (what == MenuAction::videoEditor) return openEditor();
             if (what == MenuAction::openPelix) return openWeb();
-            delegate_->perform(what);
+            router_->perform(what);
         });
     }
 }
@@ -286,13 +286,13 @@ void TrayApp::receive(const QString& message) {
         if (web_) web_->finishSignIn(url);
         return;
     }
-    delegate_->openLink(url);
+    router_->openLink(url);
 }
 
 void TrayApp::openWeb() {
     if (!web_) {
         WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *watcher_,
-                                               [this] { shell_.play(ui::Sound::glass); });
+                                               [this] { shell_.play(ui::Sound::done); });
         parts.onMacLink = [this](const QUrl& url) { receive(url.toString()); };
         parts.onRelayAccount = [this](const RelayAccountMessage& message,
                                       std::function<void(QString)> reply) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppDelegate.h"
+#include "app/AppRouter.h"
 #include "app/AppFeatures.h"
 #include "app/TrayShell.h"
 #include "core/Timers.h"
@@ -36,7 +36,7 @@ class RelayBannerWindow;
 class WebWindow;
 
 // The tray application: the desktop's services and the account put together around the
-// AppDelegate, started in order.
+// AppRouter, started in order.
 class TrayApp : public QObject {
     Q_OBJECT
 public:
@@ -88,7 +88,7 @@ private:
     std::unique_ptr<QtTicker> memoTicker_;
     std::unique_ptr<VoiceMemoWatcher> watcher_;
     std::unique_ptr<AppFeatures> features_;
-    std::unique_ptr<AppDelegate> delegate_;
+    std::unique_ptr<AppRouter> router_;
     std::unique_ptr<RelayBanner> banner_;
     std::unique_ptr<RelayBannerWindow> bannerWindow_;
     std::unique_ptr<Relay> relay_;

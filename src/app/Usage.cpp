@@ -131,7 +131,7 @@ const Usage& pelix() {
                 {"api.base", "the backend's base address"},
                 {"insert.enabled", "dictation types into the window in front (true)"},
                 {"voiceMemos.on", "file new recordings of the recordings folder (false)"},
-                {"voiceMemos.testFolder", "the recordings folder"},
+                {"voiceMemos.folder", "the recordings folder"},
                 {"notes.command", "a command that prints the notes for --import-notes"},
                 {"speech.server", "an OpenAI-compatible transcription server's address"},
                 {"speech.model", "the model the server is asked for (whisper-1)"},

@@ -54,13 +54,15 @@ void Prefs::setInsertIntoApp(bool on) {
     setValue("insert.enabled", on);
 }
 
-bool Prefs::axAsked() const {
+bool Prefs::keysPromptShown() const {
     auto settings = open();
-    if (settings->contains("ax.asked")) return settings->value("ax.asked").toBool();
+    for (const char* key : {"keys.promptShown", "ax.asked"}) {
+        if (settings->contains(key)) return settings->value(key).toBool();
+    }
     return settings->value("login.asked", false).toBool();
 }
-void Prefs::setAxAsked(bool asked) {
-    setValue("ax.asked", asked);
+void Prefs::setKeysPromptShown(bool shown) {
+    setValue("keys.promptShown", shown);
 }
 
 bool Prefs::loginAsked() const {

@@ -24,9 +24,10 @@ public:
     // "insert.enabled", on when never written.
     bool insertIntoApp() const;
     void setInsertIntoApp(bool on);
-    // "ax.asked"; while absent, the value of the older "login.asked".
-    bool axAsked() const;
-    void setAxAsked(bool asked);
+    // Whether the keys report was shown at start-up: "keys.promptShown", else the key older
+    // versions wrote ("ax.asked"), else "login.asked".
+    bool keysPromptShown() const;
+    void setKeysPromptShown(bool shown);
     // "login.asked", off when never written.
     bool loginAsked() const;
     void setLoginAsked(bool asked);

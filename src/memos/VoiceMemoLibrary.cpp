@@ -3,6 +3,7 @@
 #include "core/Prefs.h"
 
 #include <QDir>
+#include <QStandardPaths>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QHash>
@@ -82,9 +83,17 @@ QDateTime referenceDate() {
 }
 
 QString folder(const Prefs& prefs) {
-    if (auto test = prefs.string("voiceMemos.testFolder"); test && !test->isEmpty()) return *test;
-    return QDir::homePath() +
-           "/Library/Group Containers/group.com.apple.VoiceMemos.shared/Recordings";
+    for (const char* key : {kFolderKey, kOldFolderKey}) {
+        if (auto chosen = prefs.string(key); chosen && !chosen->isEmpty()) return *chosen;
+    }
+    QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    if (music.isEmpty()) music = QDir::homePath() + "/Music";
+    return music + "/Recordings";
+}
+
+void setFolder(Prefs& prefs, const QString& folder) {
+    prefs.setValue(kFolderKey, folder);
+    prefs.remove(kOldFolderKey);
 }
 
 bool canRead(const QString& folder) {

@@ -56,9 +56,15 @@ struct Row {
     double seconds = 0;
 };
 
-// The recordings folder: the preference "voiceMemos.testFolder" when set, else the recorder's
-// folder under the home folder.
+// The preference that names the recordings folder, and the name older versions gave it (read
+// while the new one is absent, removed when a folder is chosen).
+inline constexpr auto kFolderKey = "voiceMemos.folder";
+inline constexpr auto kOldFolderKey = "voiceMemos.testFolder";
+// The recordings folder: the preference "voiceMemos.folder" when set, else "Recordings" in the
+// user's music folder (XDG_MUSIC_DIR, else ~/Music), where a phone's sync tool can put them.
 QString folder(const Prefs& prefs);
+// Keeps `folder` as the recordings folder.
+void setFolder(Prefs& prefs, const QString& folder);
 
 // Whether the folder can be listed now.
 bool canRead(const QString& folder);

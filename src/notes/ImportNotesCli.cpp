@@ -1,7 +1,7 @@
 #include "notes/ImportNotesCli.h"
 
 #include "core/Console.h"
-#include "notes/AppleNotesImport.h"
+#include "notes/NotesImport.h"
 #include "service/Api.h"
 
 #include <QCoreApplication>
@@ -9,14 +9,14 @@
 namespace pelix {
 
 int runImportNotesCli(const Args& args, ServiceContext& backend) {
-    std::optional<AppleNotesImport::Source> source;
+    std::optional<NotesImport::Source> source;
     if (const auto file = args.value("--from")) {
-        source = AppleNotesImport::fileSource(*file);
+        source = NotesImport::fileSource(*file);
     } else if (const auto command = args.value("--command")) {
         source =
-            AppleNotesImport::commandSource(*command, AppleNotesImport::readLimit(backend.prefs()));
+            NotesImport::commandSource(*command, NotesImport::readLimit(backend.prefs()));
     } else {
-        source = AppleNotesImport::defaultSource(backend.prefs());
+        source = NotesImport::defaultSource(backend.prefs());
     }
     if (!source) {
         console::err(
@@ -26,7 +26,7 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
     }
 
     return console::runUntilAnswered([&](console::Answer done) {
-        AppleNotesImport::run(
+        NotesImport::run(
             backend.api(), *source, [](const QString& text) { console::err(text); },
             [done = std::move(done)](Result<QString> outcome) {
                 if (outcome) return done(outcome);

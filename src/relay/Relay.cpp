@@ -2,7 +2,7 @@
 
 #include "core/Log.h"
 #include "relay/RelayAccounts.h"
-#include "text/Insert.h"
+#include "dictation/Insert.h"
 
 #include <QJsonValue>
 #include <QPointer>

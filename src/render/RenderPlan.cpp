@@ -1,7 +1,7 @@
 #include "render/RenderPlan.h"
 
 #include "editor/Emphasis.h"
-#include "render/Overlay.h"
+#include "render/AssScript.h"
 
 #include <algorithm>
 #include <cmath>
@@ -125,7 +125,7 @@ RenderPlan makePlan(const EditProject& project, double scale) {
         }
         plan.pieces.push_back(piece);
     }
-    plan.overlay = overlayScript(project, timeline, lines, plan.size);
+    plan.overlay = assScript(project, timeline, lines, plan.size);
     return plan;
 }
 

@@ -6,7 +6,7 @@ namespace pelix {
 
 ServiceContext::ServiceContext(const Clock& clock, platform::SecretStore& secrets)
     : clock_(clock),
-      tokens_(paths::dataDir(), Keychain(&secrets)),
+      tokens_(paths::dataDir(), OldKeyring(&secrets)),
       api_(Api::configuredBase(prefs_), tokens_, &network_, &clock) {}
 
 }  // namespace pelix

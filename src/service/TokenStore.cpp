@@ -23,7 +23,7 @@ bool isPelixKey(QStringView token) {
     return true;
 }
 
-std::optional<QString> Keychain::read() const {
+std::optional<QString> OldKeyring::read() const {
     if (!store_) return std::nullopt;
     auto secret = store_->read(kService, kAccount);
     if (secret) *secret = secret->trimmed();
@@ -35,7 +35,7 @@ std::optional<QString> Keychain::read() const {
     return secret;
 }
 
-void Keychain::remove() const {
+void OldKeyring::remove() const {
     if (store_) store_->remove(kService, kAccount);
 }
 
@@ -55,10 +55,10 @@ std::optional<QString> TokenStore::read() const {
                     "in again");
         }
     }
-    if (auto old = keychain_.read()) {
+    if (auto old = oldKeyring_.read()) {
         write(*old);
-        keychain_.remove();
-        logLine("token", "moved the token from the keychain into its file");
+        oldKeyring_.remove();
+        logLine("token", "moved the token from the old keyring entry into its file");
         return old;
     }
     return std::nullopt;

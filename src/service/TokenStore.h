@@ -24,13 +24,13 @@ inline constexpr auto kNotAKeyGiven =
 
 // The old home of the token: one generic password in the desktop's secret store. Only read and
 // removed, to move the token into its file.
-class Keychain {
+class OldKeyring {
 public:
     static constexpr auto kService = "com.tessaran.pelix.flow";
     static constexpr auto kAccount = "pelix-token";
 
     // Without a store (none on this desktop) there is never an old token.
-    explicit Keychain(platform::SecretStore* store = nullptr) : store_(store) {}
+    explicit OldKeyring(platform::SecretStore* store = nullptr) : store_(store) {}
 
     std::optional<QString> read() const;
     void remove() const;
@@ -43,10 +43,10 @@ private:
 // to the file system anew, so it may be used from any thread; the last writer wins.
 class TokenStore {
 public:
-    explicit TokenStore(QString folder, Keychain keychain = Keychain())
-        : folder_(std::move(folder)), keychain_(keychain) {}
+    explicit TokenStore(QString folder, OldKeyring oldKeyring = OldKeyring())
+        : folder_(std::move(folder)), oldKeyring_(oldKeyring) {}
 
-    // The stored token with white space trimmed; else one moved over from the keychain; else
+    // The stored token with white space trimmed; else one moved over from the old keyring entry; else
     // none. White space alone counts as none, and so does a file that does not hold a Pelix key
     // (which is logged).
     std::optional<QString> read() const;
@@ -58,7 +58,7 @@ public:
 
 private:
     QString folder_;
-    Keychain keychain_;
+    OldKeyring oldKeyring_;
 };
 
 // The web window's sign-in pair, a JSON object {"user","token"} in the private file

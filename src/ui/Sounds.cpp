@@ -22,11 +22,11 @@ struct Voice {
 
 Voice voiceOf(Sound sound) {
     switch (sound) {
-        case Sound::pop:
+        case Sound::begin:
             return {0.09, 45, {520, 1040, 0}, {0.55, 0.2, 0}, 0.6};
-        case Sound::tink:
+        case Sound::end:
             return {0.16, 30, {2093, 4186, 6279}, {0.35, 0.12, 0.05}, 0};
-        case Sound::glass:
+        case Sound::done:
             return {0.6, 7, {1319, 2637, 3951}, {0.35, 0.15, 0.08}, 0};
     }
     return {0.1, 30, {440, 0, 0}, {0.3, 0, 0}, 0};

@@ -4,9 +4,8 @@
 
 namespace pelix::ui {
 
-// The three short sounds of the application: a recording starts (pop), ends (tink), or
-// something is done (glass).
-enum class Sound { pop, tink, glass };
+// The three short sounds of the application: a recording begins, ends, or something is done.
+enum class Sound { begin, end, done };
 
 // The sound as 16-bit signed mono samples at `sampleRate`: a few decaying partials, made here
 // rather than shipped as files.

@@ -66,7 +66,7 @@ class FeaturesTest : public ::testing::Test {
 protected:
     void SetUp() override {
         tokens.write("pelix_features_token");
-        prefs.setValue("voiceMemos.testFolder", folder.path());
+        prefs.setValue("voiceMemos.folder", folder.path());
         prefs.setValue("voiceMemos.since", 0.0);
         backend.answerWith("braindump", [](const Recorded& request) {
             if (request.json.value("transcribe_only").toBool()) {
@@ -163,7 +163,7 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
     EXPECT_EQ(items.at(0).toolTip, kVoiceMemosTip);
     EXPECT_EQ(items.at(1).text, "Send voice memos…");
 
-    prefs.setValue("voiceMemos.testFolder", folder.path() + "/gone");
+    prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
     facts.recordingsReadable = features.recordingsReadable();
     items = memoItems(facts);
     ASSERT_EQ(items.size(), 2);
@@ -173,7 +173,7 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
     features.allowRecordings();
     EXPECT_EQ(shell.choices.last(), "Choose the folder your recordings are in");
     shell.choose(folder.path());
-    EXPECT_EQ(prefs.value("voiceMemos.testFolder").toString(), folder.path());
+    EXPECT_EQ(prefs.value("voiceMemos.folder").toString(), folder.path());
     EXPECT_TRUE(features.recordingsReadable());
     EXPECT_EQ(shell.lines.last(), "Pelix reads your recordings from " + folder.path() + " now.");
 }
@@ -228,7 +228,7 @@ TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheSta
     ASSERT_TRUE(waitUntil([&] { return shell.lines.contains("Complete: all 2 are in Pelix"); }));
     EXPECT_TRUE(shell.lines.contains("Sending 2 of 2…"));
     EXPECT_EQ(filed(), (QStringList{"a.mp3", "b.WAV"}));
-    EXPECT_EQ(shell.sounds, std::vector<ui::Sound>{ui::Sound::glass});
+    EXPECT_EQ(shell.sounds, std::vector<ui::Sound>{ui::Sound::done});
 }
 
 TEST(TranscribableFilter, NamesVideoAndSoundFiles) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QSettings>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -19,7 +21,7 @@ protected:
 TEST_F(PrefsTest, AbsentKeysTakeTheirDefaults) {
     EXPECT_TRUE(prefs.relay());
     EXPECT_TRUE(prefs.insertIntoApp());
-    EXPECT_FALSE(prefs.axAsked());
+    EXPECT_FALSE(prefs.keysPromptShown());
     EXPECT_FALSE(prefs.loginAsked());
 }
 
@@ -30,11 +32,16 @@ TEST_F(PrefsTest, StoredFalseIsFalseNotAbsent) {
     EXPECT_FALSE(pelix::Prefs(prefs.file()).insertIntoApp());
 }
 
-TEST_F(PrefsTest, AxAskedFallsBackToTheOlderKeyOnlyWhileAbsent) {
+TEST_F(PrefsTest, KeysPromptFallsBackToTheOlderKeysOnlyWhileAbsent) {
     prefs.setLoginAsked(true);
-    EXPECT_TRUE(prefs.axAsked());
-    prefs.setAxAsked(false);
-    EXPECT_FALSE(prefs.axAsked());
+    EXPECT_TRUE(prefs.keysPromptShown());
+    {
+        QSettings old(prefs.file(), QSettings::IniFormat);
+        old.setValue("ax.asked", false);
+    }
+    EXPECT_FALSE(prefs.keysPromptShown());
+    prefs.setKeysPromptShown(true);
+    EXPECT_TRUE(prefs.keysPromptShown());
     EXPECT_TRUE(prefs.loginAsked());
 }
 

@@ -24,7 +24,7 @@ using testing::evenClip;
 using testing::projectOf;
 
 // Ten one-word sentences: ten lines, numbered 1 to 10.
-EditProject tenLines() {
+EditProject tenWordLines() {
     QStringList words;
     for (int i = 1; i <= 10; ++i) words << QStringLiteral("Word%1.").arg(i);
     EditProject project = projectOf({evenClip(words, 0.3, 0.2)});
@@ -67,7 +67,7 @@ protected:
 };
 
 TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {
-    EditProject project = tenLines();
+    EditProject project = tenWordLines();
     project.cut = {lineId(5)};
     project.translations["fr"] = {{lineId(1), "Mot1."}, {"hook", "Regardez"}};
     backend.answer(EditorEngine::kFunction,
@@ -106,7 +106,7 @@ TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {
 }
 
 TEST_F(Engine, RevisionsApplyTheOperations) {
-    const EditProject project = tenLines();
+    const EditProject project = tenWordLines();
     backend.answer(
         EditorEngine::kFunction,
         Reply::json({{"ops", QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{2}}},
@@ -151,7 +151,7 @@ TEST_F(Engine, RevisionsApplyTheOperations) {
 }
 
 TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
-    EditProject project = tenLines();
+    EditProject project = tenWordLines();
     project.settings.captionLanguage = CaptionLanguage::fr;
     project.hook = "Ten words";
     for (int n = 1; n <= 10; ++n) project.translations["fr"][lineId(n)] = "Mot.";
@@ -188,7 +188,7 @@ TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
 }
 
 TEST_F(Engine, AFailedCallChangesNothing) {
-    const EditProject project = tenLines();
+    const EditProject project = tenWordLines();
     backend.answer(EditorEngine::kFunction, Reply::json({{"error", "Too many requests"}}, 429));
     const auto pass = run<Result<EditorEngine::FirstPass>>(
         [&](auto done) { EditorEngine::plan(api, project, {}, done); });
@@ -222,7 +222,7 @@ TEST_F(Engine, StyleRulesAreLoadedSavedAndMerged) {
 
 TEST(ExportPath, NamesByProjectAndFormatAndCountsUp) {
     QTemporaryDir dir;
-    EditProject project = tenLines();
+    EditProject project = tenWordLines();
     const QString folder = dir.filePath("Videos/Pelix");
     const auto first = EditorEngine::exportPath(project, folder);
     ASSERT_TRUE(first);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/AppDelegate.h"
-#include "app/Recorder.h"
+#include "app/AppRouter.h"
+#include "braindump/Recorder.h"
 #include "app/Shell.h"
 #include "fakes/ManualTime.h"
 

@@ -2,7 +2,7 @@
 
 // Stand-ins for the desktop and the recogniser, for typing and live dictation without a display.
 #include "fakes/ManualTime.h"
-#include "text/LiveDictation.h"
+#include "dictation/LiveDictation.h"
 
 #include <QStringList>
 

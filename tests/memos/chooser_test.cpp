@@ -49,7 +49,7 @@ struct HandSend {
 
 class ChooserTest : public ::testing::Test {
 protected:
-    void SetUp() override { prefs.setValue("voiceMemos.testFolder", folder.path()); }
+    void SetUp() override { prefs.setValue("voiceMemos.folder", folder.path()); }
 
     // `count` recordings "memo-<n>.m4a" titled "Memo <n>", the higher n the newer.
     void makeMemos(int count) {
@@ -160,7 +160,7 @@ TEST_F(ChooserTest, TickedMemosGoNewestFirstOneAtATimeAndAFailureDoesNotStopTheR
 }
 
 TEST_F(ChooserTest, AClosedFolderIsReportedAndTheSwitchFollowsThePreference) {
-    prefs.setValue("voiceMemos.testFolder", folder.path() + "/missing");
+    prefs.setValue("voiceMemos.folder", folder.path() + "/missing");
     load();
     EXPECT_FALSE(model.canRead());
     EXPECT_TRUE(model.memos().isEmpty());

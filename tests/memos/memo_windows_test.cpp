@@ -64,7 +64,7 @@ protected:
 
     void SetUp() override {
         tokens.write("pelix_drop_token");
-        prefs.setValue("voiceMemos.testFolder", folder.path());
+        prefs.setValue("voiceMemos.folder", folder.path());
         backend.answerWith("braindump", [this](const Recorded& request) {
             if (request.json.value("transcribe_only").toBool()) {
                 return Reply::json({{"text", "a dropped thought"}});
@@ -203,7 +203,7 @@ TEST_F(MemoWindowTest, ThePillKeepsToTheWindow) {
 }
 
 TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {
-    prefs.setValue("voiceMemos.testFolder", folder.path() + "/gone");
+    prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
     window.model().load();
     ASSERT_TRUE(waitUntil([&] { return !window.model().loading(); }));
     MemoChooserView& view = window.view();
@@ -211,7 +211,7 @@ TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {
     EXPECT_FALSE(view.list()->isVisible());
     EXPECT_TRUE(view.closedText().contains(folder.path() + "/gone"));
 
-    prefs.setValue("voiceMemos.testFolder", folder.path());
+    prefs.setValue("voiceMemos.folder", folder.path());
     QFile::copy(media("a.mp3"), folder.path() + "/walk.m4a");
     view.lookAgainButton()->click();
     ASSERT_TRUE(waitUntil([&] { return !window.model().loading(); }));

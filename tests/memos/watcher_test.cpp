@@ -83,7 +83,7 @@ class WatcherTest : public ::testing::Test {
 protected:
     void SetUp() override {
         tokens.write("pelix_memo_token");
-        prefs.setValue("voiceMemos.testFolder", folder.path());
+        prefs.setValue("voiceMemos.folder", folder.path());
         prefs.setValue("voiceMemos.on", true);
         prefs.setValue("voiceMemos.since", 0.0);
         clock.now_ = QDateTime::currentDateTimeUtc().addSecs(600);

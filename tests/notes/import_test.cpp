@@ -1,4 +1,4 @@
-#include "notes/AppleNotesImport.h"
+#include "notes/NotesImport.h"
 
 #include "fakes/LoopbackBackend.h"
 #include "memos/QStringPrinting.h"
@@ -19,7 +19,7 @@
 namespace pelix {
 namespace {
 
-using AppleNotesImport::Item;
+using NotesImport::Item;
 using fakes::Recorded;
 using fakes::Reply;
 using testing::waitUntil;
@@ -34,7 +34,7 @@ QList<Item> notes(int count, const QString& folder = "Notes") {
     return out;
 }
 
-AppleNotesImport::Source fixed(QList<Item> items) {
+NotesImport::Source fixed(QList<Item> items) {
     return [items] { return Result<QList<Item>>(items); };
 }
 
@@ -43,10 +43,10 @@ protected:
     void SetUp() override { tokens.write("pelix_first"); }
 
     // Runs an import to its end; the final message or the error's text.
-    Result<QString> runImport(AppleNotesImport::Source source,
+    Result<QString> runImport(NotesImport::Source source,
                               std::shared_ptr<std::atomic_bool>* cancel = nullptr) {
         std::optional<Result<QString>> result;
-        auto flag = AppleNotesImport::run(
+        auto flag = NotesImport::run(
             api, std::move(source), [this](const QString& text) { progress << text; },
             [&result](Result<QString> r) { result = std::move(r); });
         if (cancel) *cancel = flag;
@@ -164,8 +164,8 @@ TEST_F(ImportTest, EndsEarlyWithTheRightWords) {
         int requests;
     };
     const Case cases[] = {
-        {"empty", {}, true, {}, AppleNotesImport::kEmpty, 0},
-        {"only trash", notes(3, "Recently Deleted"), true, {}, AppleNotesImport::kEmpty, 0},
+        {"empty", {}, true, {}, NotesImport::kEmpty, 0},
+        {"only trash", notes(3, "Recently Deleted"), true, {}, NotesImport::kEmpty, 0},
         {"no token", notes(3), false, {}, Api::kNoToken, 0},
         {"second batch refused",
          notes(250),
@@ -194,7 +194,7 @@ TEST_F(ImportTest, ACancelledRunStopsBeforeItsNextBatch) {
     });
     const auto result = runImport(fixed(notes(300)), &cancel);
     ASSERT_FALSE(result);
-    EXPECT_EQ(result.error().code, AppleNotesImport::kCancelled);
+    EXPECT_EQ(result.error().code, NotesImport::kCancelled);
     EXPECT_EQ(result.error().message, "Stopped after bringing over 100 of 300 notes.");
     EXPECT_EQ(backend.requests("import-notes").size(), 1);
 }
@@ -202,9 +202,9 @@ TEST_F(ImportTest, ACancelledRunStopsBeforeItsNextBatch) {
 TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
     const std::pair<const char*, QString> cases[] = {
         {"execution error: Not authorized to send Apple events to Notes. (-1743)",
-         AppleNotesImport::kNeedsPermission},
-        {"Error: NOT AUTHORIZED", AppleNotesImport::kNeedsPermission},
-        {"execution error: Error: Can't get object. (-1728)", AppleNotesImport::kNotSignedIn},
+         NotesImport::kNeedsPermission},
+        {"Error: NOT AUTHORIZED", NotesImport::kNeedsPermission},
+        {"execution error: Error: Can't get object. (-1728)", NotesImport::kNotSignedIn},
         {"ssh: connect to host mac port 22: Connection refused",
          "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
         {"", "Couldn't read Apple Notes: the program failed (exit status 1) without saying why."},
@@ -212,12 +212,12 @@ TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
     for (const auto& [stderrText, message] : cases) {
         qputenv("PELIX_TEST_ERROR", stderrText);
         const auto items =
-            AppleNotesImport::commandSource("printf '%s' \"$PELIX_TEST_ERROR\" >&2; exit 1")();
+            NotesImport::commandSource("printf '%s' \"$PELIX_TEST_ERROR\" >&2; exit 1")();
         ASSERT_FALSE(items) << stderrText;
         EXPECT_EQ(items.error().message, message);
     }
     const auto longError =
-        AppleNotesImport::commandSource("head -c 400 /dev/zero | tr '\\0' e >&2; exit 3")();
+        NotesImport::commandSource("head -c 400 /dev/zero | tr '\\0' e >&2; exit 3")();
     ASSERT_FALSE(longError);
     EXPECT_EQ(longError.error().message, "Couldn't read Apple Notes: " + QString(160, 'e'));
 }
@@ -238,7 +238,7 @@ TEST(NotesSource, AProgramThatHangsIsStoppedWithWhatItStarted) {
     QElapsedTimer elapsed;
     elapsed.start();
     // Two of them, one in the background: the whole group goes.
-    const auto items = AppleNotesImport::commandSource("sleep 987.25 & sleep 987.25", 1)();
+    const auto items = NotesImport::commandSource("sleep 987.25 & sleep 987.25", 1)();
     ASSERT_FALSE(items);
     EXPECT_EQ(items.error().message,
               "Couldn't read Apple Notes: the program gave no notes within 1 second, so it was "
@@ -264,16 +264,16 @@ TEST(NotesSource, ReadsTheJsonArrayOfItems) {
         {"a note without an id", R"([{"name":"","body":"","folder":"Notes"}])", std::nullopt},
     };
     for (const Case& c : cases) {
-        const auto items = AppleNotesImport::decode(c.output);
+        const auto items = NotesImport::decode(c.output);
         ASSERT_EQ(items.has_value(), c.count.has_value()) << c.name;
         if (items) {
             EXPECT_EQ(items->size(), *c.count) << c.name;
         }
     }
-    const auto two = AppleNotesImport::decode(cases[2].output);
+    const auto two = NotesImport::decode(cases[2].output);
     EXPECT_EQ(two->at(1), (Item{"2", "b", "<p>x</p>", "Work", std::nullopt, std::nullopt}));
 
-    const auto missing = AppleNotesImport::fileSource("/nonexistent/notes.json")();
+    const auto missing = NotesImport::fileSource("/nonexistent/notes.json")();
     ASSERT_FALSE(missing);
     EXPECT_TRUE(missing.error().message.startsWith("Couldn't read notes.json: "));
 }

@@ -1,4 +1,4 @@
-#include "notes/AppleNotesImport.h"
+#include "notes/NotesImport.h"
 
 #include "support/TestSupport.h"
 
@@ -12,9 +12,9 @@
 namespace pelix {
 namespace {
 
-using AppleNotesImport::finalMessage;
-using AppleNotesImport::plainText;
-using AppleNotesImport::Totals;
+using NotesImport::finalMessage;
+using NotesImport::plainText;
+using NotesImport::Totals;
 
 struct Conversion {
     const char* name;
@@ -137,7 +137,7 @@ TEST(PlainTextRules, LinearPassesGiveWhatTheReplacementsGive) {
     for (int i = 0; i < 30000; ++i) {
         QString html;
         for (int n = length(random); n > 0; --n) html += pieces[piece(random)];
-        ASSERT_EQ(plainText(html), AppleNotesImport::detail::plainTextByPatterns(html))
+        ASSERT_EQ(plainText(html), NotesImport::detail::plainTextByPatterns(html))
             << html.toStdString();
     }
 }

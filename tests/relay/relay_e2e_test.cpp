@@ -7,7 +7,7 @@
 #include "platform/Desktop.h"
 #include "platform/Typist.h"
 #include "service/TokenStore.h"
-#include "text/TargetWindow.h"
+#include "dictation/TargetWindow.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

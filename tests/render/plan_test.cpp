@@ -1,5 +1,5 @@
 #include "render/FaceFinder.h"
-#include "render/Overlay.h"
+#include "render/AssScript.h"
 #include "render/RenderPlan.h"
 
 #include "editor/EditorTestSupport.h"
@@ -169,7 +169,7 @@ QStringList events(const QString& script) {
 
 QString overlayOf(const EditProject& project) {
     const std::vector<Line> all = lines(project.clips);
-    return overlayScript(project, Timeline(segments(project, all)), all, QSize(1080, 1920));
+    return assScript(project, Timeline(segments(project, all)), all, QSize(1080, 1920));
 }
 
 TEST(Overlay, BoldCaptionsLightTheWordBeingSpoken) {

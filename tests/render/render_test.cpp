@@ -3,7 +3,7 @@
 #include "render/Renderer.h"
 
 #include "editor/Captions.h"
-#include "editor/NewVideo.h"
+#include "studio/NewVideo.h"
 #include "editor/Timeline.h"
 #include "memos/QStringPrinting.h"
 #include "render/RenderTestMedia.h"

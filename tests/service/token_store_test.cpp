@@ -16,7 +16,7 @@
 
 #include <libsecret/secret.h>
 
-using pelix::Keychain;
+using pelix::OldKeyring;
 using pelix::TokenStore;
 
 namespace {
@@ -65,7 +65,7 @@ protected:
     QTemporaryDir dir;
     FakeSecrets secrets;
     QString folder = dir.filePath("data/Pelix");
-    TokenStore store{folder, Keychain(&secrets)};
+    TokenStore store{folder, OldKeyring(&secrets)};
 };
 
 TEST_F(TokenStoreTest, ReadsWhatItWroteWithPrivateModes) {
@@ -120,8 +120,8 @@ TEST_F(TokenStoreTest, RefusesToStoreWhatIsNotAKey) {
     EXPECT_EQ(contents(store.file("token")), "pelix_good");
 }
 
-TEST_F(TokenStoreTest, MovesAnOldKeychainTokenIntoTheFileOnce) {
-    secrets.items[{Keychain::kService, Keychain::kAccount}] = "pelix_old";
+TEST_F(TokenStoreTest, MovesAnOldKeyringTokenIntoTheFileOnce) {
+    secrets.items[{OldKeyring::kService, OldKeyring::kAccount}] = "pelix_old";
     ASSERT_TRUE(QDir().mkpath(folder));
     QFile(store.file("token")).open(QIODevice::WriteOnly);  // empty file
 
@@ -131,7 +131,7 @@ TEST_F(TokenStoreTest, MovesAnOldKeychainTokenIntoTheFileOnce) {
     EXPECT_EQ(store.read(), "pelix_old");  // now from the file
 }
 
-TEST_F(TokenStoreTest, NoFileAndNoKeychainIsNone) {
+TEST_F(TokenStoreTest, NoFileAndNoOldKeyringIsNone) {
     EXPECT_EQ(store.read(), std::nullopt);
     EXPECT_EQ(TokenStore(folder).read(), std::nullopt);
 }
@@ -175,13 +175,13 @@ TEST_F(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
     const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = QString()});
     pelix::platform::SecretStore& secrets = desktop->secrets();
     ASSERT_TRUE(pelix::testing::waitUntil(
-        [] { return storeInKeyring(Keychain::kService, Keychain::kAccount, "pelix_kc"); }, 10000))
+        [] { return storeInKeyring(OldKeyring::kService, OldKeyring::kAccount, "pelix_kc"); }, 10000))
         << "the GNOME keyring never answered on the session bus";
 
-    TokenStore store(home.dataDir(), Keychain(&secrets));
+    TokenStore store(home.dataDir(), OldKeyring(&secrets));
     EXPECT_EQ(store.read(), "pelix_kc");
     EXPECT_EQ(contents(store.file("token")), "pelix_kc");
-    EXPECT_EQ(secrets.read(Keychain::kService, Keychain::kAccount), std::nullopt);
+    EXPECT_EQ(secrets.read(OldKeyring::kService, OldKeyring::kAccount), std::nullopt);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ TEST(Sounds, EachSoundIsShortFadesInAndOutAndNeverClips) {
     const struct {
         Sound sound;
         double minSeconds, maxSeconds;
-    } cases[] = {{Sound::pop, 0.05, 0.15}, {Sound::tink, 0.1, 0.3}, {Sound::glass, 0.3, 1.0}};
+    } cases[] = {{Sound::begin, 0.05, 0.15}, {Sound::end, 0.1, 0.3}, {Sound::done, 0.3, 1.0}};
     for (const auto& c : cases) {
         const QByteArray pcm = soundSamples(c.sound, 44100);
         const auto* s = reinterpret_cast<const qint16*>(pcm.constData());
@@ -27,7 +27,7 @@ TEST(Sounds, EachSoundIsShortFadesInAndOutAndNeverClips) {
         EXPECT_GT(peak, 5000);
         EXPECT_LT(peak, 32767);
     }
-    EXPECT_NE(soundSamples(Sound::pop, 44100), soundSamples(Sound::tink, 44100));
+    EXPECT_NE(soundSamples(Sound::begin, 44100), soundSamples(Sound::end, 44100));
 }
 
 }  // namespace

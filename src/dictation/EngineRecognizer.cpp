@@ -1,0 +1,127 @@
+#include "dictation/EngineRecognizer.h"
+
+#include "core/Log.h"
+
+#include <QMetaObject>
+#include <QPointer>
+
+#include <atomic>
+
+namespace pelix {
+
+// One recognition, shared by the main thread and the worker. The session is touched on the
+// worker only; `cancelled` is set on the main thread and read on both.
+struct EngineRecognizer::Run {
+    SpeechEngines::Choice choice;
+    Updates updates;
+    QPointer<QObject> home;
+    std::unique_ptr<SpeechSession> session;
+    std::atomic<bool> cancelled = false;
+
+    // Hands an update to the main thread, where it is dropped if the run was cancelled meanwhile.
+    static void report(const std::shared_ptr<Run>& run, Update update) {
+        if (run->cancelled || !run->home) return;
+        QMetaObject::invokeMethod(
+            run->home.data(),
+            [run, update = std::move(update)] {
+                if (!run->cancelled && run->updates) run->updates(update);
+            },
+            Qt::QueuedConnection);
+    }
+};
+
+EngineRecognizer::EngineRecognizer(Choose choose)
+    : choose_(std::move(choose)),
+      worker_(std::make_unique<QObject>()),
+      home_(std::make_unique<QObject>()) {
+    thread_.setObjectName("pelix-dictation");
+    worker_->moveToThread(&thread_);
+    thread_.start();
+}
+
+EngineRecognizer::~EngineRecognizer() {
+    cancel();
+    thread_.quit();
+    thread_.wait();
+}
+
+bool EngineRecognizer::ready() const {
+    const std::optional<SpeechEngines::Choice> choice = choose_();
+    return choice && choice->engine && choice->engine->installed(choice->locale);
+}
+
+void EngineRecognizer::onWorker(std::function<void()> work) {
+    QMetaObject::invokeMethod(worker_.get(), std::move(work), Qt::QueuedConnection);
+}
+
+Status EngineRecognizer::begin(Updates updates) {
+    cancel();
+    const std::optional<SpeechEngines::Choice> choice = choose_();
+    if (!choice || !choice->engine || !choice->engine->installed(choice->locale)) {
+        return fail(1, LiveDictation::kUnavailable);
+    }
+    auto run = std::make_shared<Run>();
+    run->choice = *choice;
+    run->updates = std::move(updates);
+    run->home = home_.get();
+    run_ = run;
+    onWorker([run] {
+        if (run->cancelled) return;
+        SessionEvents events;
+        std::weak_ptr<Run> weak = run;
+        events.partial = [weak](const QString& text) {
+            if (auto r = weak.lock()) Run::report(r, {text, false, std::nullopt});
+        };
+        SessionOptions options;
+        options.partials = true;
+        Result<std::unique_ptr<SpeechSession>> session =
+            run->choice.engine->start(run->choice.locale, options, std::move(events));
+        if (!session) {
+            logLine("dictation", session.error().message);
+            Run::report(run, {std::nullopt, false, session.error()});
+            return;
+        }
+        run->session = std::move(*session);
+    });
+    return {};
+}
+
+void EngineRecognizer::append(const QByteArray& pcm) {
+    if (!run_ || pcm.isEmpty()) return;
+    onWorker([run = run_, pcm] {
+        if (run->cancelled || !run->session) return;
+        const std::span<const int16_t> samples(reinterpret_cast<const int16_t*>(pcm.constData()),
+                                               static_cast<size_t>(pcm.size()) / 2);
+        if (Status fed = run->session->feed(samples); !fed) {
+            run->session.reset();
+            Run::report(run, {std::nullopt, false, fed.error()});
+        }
+    });
+}
+
+void EngineRecognizer::endAudio() {
+    if (!run_) return;
+    onWorker([run = run_] {
+        if (run->cancelled || !run->session) return;
+        Result<QString> text = run->session->finish();
+        run->session.reset();
+        if (text) {
+            Run::report(run, {*text, true, std::nullopt});
+        } else {
+            Run::report(run, {std::nullopt, false, text.error()});
+        }
+    });
+}
+
+void EngineRecognizer::cancel() {
+    if (!run_) return;
+    std::shared_ptr<Run> run = std::exchange(run_, nullptr);
+    run->cancelled = true;
+    // The session may be decoding right now: it stops at its next check, and goes on the worker.
+    onWorker([run] {
+        if (run->session) run->session->cancel();
+        run->session.reset();
+    });
+}
+
+}  // namespace pelix

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "speech/SpeechEngines.h"
+#include "dictation/LiveDictation.h"
+
+#include <QThread>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace pelix {
+
+// Recognition by a `SpeechEngine` on a thread of its own: loading the model and decoding never
+// hold up the main thread. Audio is decoded in the order it was appended; texts come back to the
+// thread that began the recognition.
+class EngineRecognizer final : public Recognizer {
+public:
+    // The engine and locale to use now (the user's language, else en-US); none when no engine
+    // serves either.
+    using Choose = std::function<std::optional<SpeechEngines::Choice>()>;
+
+    explicit EngineRecognizer(Choose choose);
+    ~EngineRecognizer() override;
+
+    bool ready() const override;
+    Status begin(Updates updates) override;
+    void append(const QByteArray& pcm) override;
+    void endAudio() override;
+    void cancel() override;
+
+private:
+    struct Run;
+    void onWorker(std::function<void()> work);
+
+    Choose choose_;
+    QThread thread_;
+    std::unique_ptr<QObject> worker_;
+    std::unique_ptr<QObject> home_;
+    std::shared_ptr<Run> run_;
+};
+
+}  // namespace pelix

@@ -1,0 +1,53 @@
+#include "dictation/Insert.h"
+
+#include "core/Graphemes.h"
+
+#include <QTimer>
+
+namespace pelix::Insert {
+
+QStringList chunks(const QString& text, qsizetype size) {
+    const QList<qsizetype> bounds = graphemeBounds(text);
+    QStringList pieces;
+    const qsizetype characters = bounds.size() - 1;
+    if (characters <= size) return {text};
+    for (qsizetype first = 0; first < characters; first += size) {
+        const qsizetype last = std::min(first + size, characters);
+        pieces.append(text.mid(bounds[first], bounds[last] - bounds[first]));
+    }
+    return pieces;
+}
+
+std::optional<platform::FrontWindow> target(const platform::Typist& typist,
+                                            const QString& ownAppId) {
+    std::optional<platform::FrontWindow> front = typist.frontWindow();
+    if (!front) return std::nullopt;
+    // Only a window that says it is ours is ours; one without a class is typed into.
+    if (!front->appId.isEmpty() && !ownAppId.isEmpty() &&
+        front->appId.compare(ownAppId, Qt::CaseInsensitive) == 0) {
+        return std::nullopt;
+    }
+    return front;
+}
+
+void type(platform::Typist& typist, const QString& text) {
+    for (const QString& piece : chunks(text)) {
+        typist.type(piece);
+        typist.pause(kChunkPause);
+    }
+}
+
+void paste(platform::Typist& typist, platform::Clipboard& clipboard, const QString& text) {
+    platform::Clipboard::Contents saved = clipboard.save();
+    clipboard.setText(text);
+    // The clipboard's new owner must be settled before the application asks it for the text.
+    QTimer::singleShot(0, &clipboard, [&typist] { tap(typist, platform::Key::v, true); });
+    QTimer::singleShot(kRestoreMs, &clipboard,
+                       [&clipboard, saved = std::move(saved)] { clipboard.restore(saved); });
+}
+
+void tap(platform::Typist& typist, platform::Key key, bool control) {
+    typist.press(key, control, 1);
+}
+
+}  // namespace pelix::Insert

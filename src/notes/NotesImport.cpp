@@ -1,0 +1,301 @@
+#include "notes/NotesImport.h"
+
+#include "core/Prefs.h"
+#include "service/Api.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QThreadPool>
+
+#include <cmath>
+
+#include <signal.h>
+#include <unistd.h>
+
+namespace pelix::NotesImport {
+namespace {
+
+constexpr const char* kScriptLines[] = {
+    "(() => {",
+    "  const app = Application('Notes');",
+    "  const out = [];",
+    "  const walk = (folder) => {",
+    "    const fname = folder.name();",
+    "    try {",
+    "      const notes = folder.notes;",
+    "      const ids = notes.id(), names = notes.name(), bodies = notes.body();",
+    "      const cds = notes.creationDate(), mds = notes.modificationDate();",
+    "      for (let i = 0; i < ids.length; i++) {",
+    "        out.push({ id: ids[i], name: names[i] || '', body: bodies[i] || '', folder: fname,",
+    "                   created: cds[i] ? cds[i].toISOString() : null,",
+    "                   modified: mds[i] ? mds[i].toISOString() : null });",
+    "      }",
+    "    } catch (e) {}",
+    "    try { for (const sub of folder.folders()) walk(sub); } catch (e) {}",
+    "  };",
+    "  for (const acct of app.accounts()) {",
+    "    try { for (const f of acct.folders()) walk(f); } catch (e) {}",
+    "  }",
+    "  return JSON.stringify(out);",
+    "})()",
+};
+
+// A field that may be null or absent; anything but text counts as absent.
+std::optional<QString> optionalText(const QJsonObject& object, const char* key) {
+    const QJsonValue value = object.value(key);
+    return value.isString() ? std::optional(value.toString()) : std::nullopt;
+}
+
+QJsonValue orNull(const std::optional<QString>& text) {
+    return text ? QJsonValue(*text) : QJsonValue(QJsonValue::Null);
+}
+
+QString count(int n, const char* word) {
+    return QString::number(n) + ' ' + word + (n == 1 ? "" : "s");
+}
+
+// One import under way; lives until `done` has been called.
+struct Run {
+    Api* api = nullptr;
+    Progress progress;
+    Done done;
+    std::shared_ptr<std::atomic_bool> cancelled;
+    QList<QJsonObject> notes;
+    Totals totals;
+
+    void next(const std::shared_ptr<Run>& self) {
+        const int total = static_cast<int>(notes.size());
+        if (totals.sent == total) return done(finalMessage(totals));
+        if (*cancelled) {
+            return done(fail(kCancelled, "Stopped after bringing over " +
+                                             QString::number(totals.sent) + " of " +
+                                             QString::number(total) + " notes."));
+        }
+        const int size = std::min(kBatch, total - totals.sent);
+        progress("Bringing over " + QString::number(totals.sent + size) + " of " +
+                 QString::number(total) + "…");
+        QJsonArray batch;
+        for (int i = totals.sent; i < totals.sent + size; ++i) batch.append(notes.at(i));
+        const QJsonObject body{
+            {"source", "apple-notes"}, {"notes", batch}, {"done", totals.sent + size == total}};
+        // No token passed: the store is read afresh for every batch.
+        api->call("import-notes", body, std::nullopt, kBatchLimit,
+                  [self, size](Result<QJsonObject> answer) {
+                      if (!answer) return self->done(std::unexpected(answer.error()));
+                      Totals& t = self->totals;
+                      t.sent += size;
+                      t.created += answer->value("created").toInt();
+                      t.updated += answer->value("updated").toInt();
+                      t.unchanged += answer->value("unchanged").toInt();
+                      t.foldersCreated += answer->value("folders_created").toInt();
+                      self->next(self);
+                  });
+    }
+};
+
+}  // namespace
+
+QString script() {
+    QStringList lines;
+    for (const char* line : kScriptLines) lines << QString::fromUtf8(line);
+    return lines.join('\n');
+}
+
+const QStringList& trashNames() {
+    static const QStringList names{"Recently Deleted",    "Onlangs verwijderd",
+                                   "Zuletzt gelöscht",    "Eliminados recientemente",
+                                   "Supprimés récemment", "Eliminati di recente"};
+    return names;
+}
+
+Error readError(const QString& errorOutput) {
+    const QString lower = errorOutput.toLower();
+    if (errorOutput.contains("-1743") || lower.contains("not authorized")) {
+        return Error::pelix(1743, kNeedsPermission);
+    }
+    if (errorOutput.contains("-1728") || lower.contains("can't get")) {
+        return Error::pelix(1728, kNotSignedIn);
+    }
+    return Error::pelix(1, "Couldn't read Apple Notes: " + errorOutput.left(160));
+}
+
+Result<QList<Item>> decode(const QByteArray& json) {
+    if (json.trimmed().isEmpty()) return QList<Item>{};
+    QJsonParseError error{};
+    const QJsonDocument doc = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError || !doc.isArray()) {
+        return fail(2, "Couldn't read the notes: they are not a JSON list (" +
+                           (doc.isNull() ? error.errorString() : QStringLiteral("another shape")) +
+                           ").");
+    }
+    const QJsonArray array = doc.array();
+    QList<Item> items;
+    items.reserve(array.size());
+    for (qsizetype i = 0; i < array.size(); ++i) {
+        const QJsonObject o = array.at(i).toObject();
+        Item item;
+        for (auto [key, field] :
+             {std::pair{"id", &item.id}, std::pair{"name", &item.name},
+              std::pair{"body", &item.body}, std::pair{"folder", &item.folder}}) {
+            const QJsonValue value = o.value(key);
+            if (!value.isString()) {
+                return fail(2, "Couldn't read the notes: note " + QString::number(i + 1) +
+                                   " has no text \"" + key + "\".");
+            }
+            *field = value.toString();
+        }
+        item.created = optionalText(o, "created");
+        item.modified = optionalText(o, "modified");
+        items.push_back(std::move(item));
+    }
+    return items;
+}
+
+namespace {
+
+QString duration(double seconds) {
+    const auto whole = static_cast<qint64>(std::llround(seconds));
+    if (whole % 60 == 0 && whole >= 60) {
+        return QString::number(whole / 60) + (whole == 60 ? " minute" : " minutes");
+    }
+    return QString::number(whole) + (whole == 1 ? " second" : " seconds");
+}
+
+}  // namespace
+
+Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments,
+                             double limitSeconds) {
+    QProcess process;
+    // A group of its own, so that a time-out stops what the program started too (the command
+    // under /bin/sh, an ssh).
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+    process.start(program, arguments);
+    if (!process.waitForStarted(-1)) {
+        return fail(3, "Couldn't start " + QFileInfo(program).fileName() + ": " +
+                           process.errorString() + ".");
+    }
+    process.closeWriteChannel();
+    const QDeadlineTimer deadline(static_cast<qint64>(std::max(0.0, limitSeconds) * 1000));
+    bool finished = false;
+    while (!finished && !deadline.hasExpired()) {
+        finished = process.waitForFinished(
+            static_cast<int>(std::min<qint64>(deadline.remainingTime(), 1000)));
+        if (!finished && process.state() == QProcess::NotRunning) finished = true;
+    }
+    if (!finished) {
+        ::kill(-static_cast<pid_t>(process.processId()), SIGKILL);
+        process.waitForFinished(5000);
+        return fail(5, "Couldn't read Apple Notes: the program gave no notes within " +
+                           duration(limitSeconds) + ", so it was stopped.");
+    }
+    if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0) {
+        return decode(process.readAllStandardOutput());
+    }
+    const QString errorOutput = QString::fromUtf8(process.readAllStandardError()).trimmed();
+    if (errorOutput.isEmpty()) {
+        return fail(1, process.exitStatus() == QProcess::CrashExit
+                           ? QStringLiteral("Couldn't read Apple Notes: the program was stopped "
+                                            "before it finished.")
+                           : QStringLiteral("Couldn't read Apple Notes: the program failed "
+                                            "(exit status %1) without saying why.")
+                                 .arg(process.exitCode()));
+    }
+    return std::unexpected(readError(errorOutput));
+}
+
+double readLimit(const Prefs& prefs) {
+    bool ok = false;
+    const double seconds = prefs.value("notes.timeLimit").toDouble(&ok);
+    return ok && seconds > 0 && std::isfinite(seconds) ? seconds : kReadLimit;
+}
+
+Source scriptSource(double limitSeconds) {
+    return [limitSeconds] {
+        return readFrom(kOsascript, {"-l", "JavaScript", "-e", script()}, limitSeconds);
+    };
+}
+
+Source commandSource(const QString& command, double limitSeconds) {
+    return [command, limitSeconds] { return readFrom("/bin/sh", {"-c", command}, limitSeconds); };
+}
+
+Source fileSource(const QString& path) {
+    return [path]() -> Result<QList<Item>> {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly)) {
+            return fail(
+                4, "Couldn't read " + QFileInfo(path).fileName() + ": " + file.errorString() + ".");
+        }
+        return decode(file.readAll());
+    };
+}
+
+std::optional<Source> defaultSource(const Prefs& prefs) {
+    if (QFileInfo(kOsascript).isExecutable()) return scriptSource(readLimit(prefs));
+    if (auto command = prefs.string("notes.command"); command && !command->trimmed().isEmpty()) {
+        return commandSource(*command, readLimit(prefs));
+    }
+    return std::nullopt;
+}
+
+QJsonObject noteJson(const Item& item) {
+    return QJsonObject{{"external_id", item.id},
+                       {"title", item.name.trimmed()},
+                       {"body", plainText(item.body)},
+                       {"folder", item.folder},
+                       {"created_at", orNull(item.created)},
+                       {"updated_at", orNull(item.modified)}};
+}
+
+QString finalMessage(const Totals& totals) {
+    QStringList parts;
+    if (totals.created) parts << QString::number(totals.created) + " new";
+    if (totals.updated) parts << QString::number(totals.updated) + " updated";
+    if (totals.unchanged) parts << QString::number(totals.unchanged) + " already here";
+    QString message = "Brought over " + count(totals.sent, "pearl");
+    if (!parts.isEmpty()) message += ": " + parts.join(", ");
+    if (totals.foldersCreated) {
+        message += ". " + count(totals.foldersCreated, "folder") + " made to match.";
+    } else {
+        message += '.';
+    }
+    return message;
+}
+
+std::shared_ptr<std::atomic_bool> run(Api& api, Source source, Progress progress, Done done) {
+    auto state = std::make_shared<Run>();
+    state->api = &api;
+    state->progress = std::move(progress);
+    state->done = std::move(done);
+    state->cancelled = std::make_shared<std::atomic_bool>(false);
+    state->progress("Reading Apple Notes…");
+    QThreadPool::globalInstance()->start([state, source = std::move(source)] {
+        // Reading and converting take seconds for a large library: off the Api's thread.
+        Result<QList<Item>> items = source();
+        Result<QList<QJsonObject>> notes = QList<QJsonObject>();
+        if (!items) {
+            notes = std::unexpected(items.error());
+        } else {
+            notes->reserve(items->size());
+            for (const Item& item : *items) {
+                if (!trashNames().contains(item.folder)) notes->push_back(noteJson(item));
+            }
+        }
+        QMetaObject::invokeMethod(
+            state->api,
+            [state, notes = std::move(notes)]() mutable {
+                if (!notes) return state->done(std::unexpected(notes.error()));
+                if (notes->isEmpty()) return state->done(QString(kEmpty));
+                state->notes = std::move(*notes);
+                state->next(state);
+            },
+            Qt::QueuedConnection);
+    });
+    return state->cancelled;
+}
+
+}  // namespace pelix::NotesImport

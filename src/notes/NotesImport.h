@@ -1,0 +1,120 @@
+#pragma once
+
+#include "core/Error.h"
+
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace pelix {
+
+class Api;
+class Prefs;
+
+// Copies every note of a notes app into the account: same folders, the notes' own dates,
+// nothing changed or deleted at the source. Notes come from a source that yields a JSON array
+// of `Item`; the backend tells what was new, updated or already there.
+namespace NotesImport {
+
+// One note as the source reports it.
+struct Item {
+    QString id;
+    QString name;
+    QString body;  // HTML
+    QString folder;
+    std::optional<QString> created;   // ISO 8601 with milliseconds, UTC
+    std::optional<QString> modified;  // same
+    bool operator==(const Item&) const = default;
+};
+
+inline constexpr int kBatch = 100;
+inline constexpr double kBatchLimit = 150;
+// Error code of a run stopped between batches.
+inline constexpr int kCancelled = 5001;
+
+// The notes command's script runs where Notes is (a Mac reached over ssh, say); these say what its
+// refusals mean there.
+inline constexpr auto kNeedsPermission =
+    "The notes command was not allowed to read Notes: on the Mac that holds them, let the program "
+    "that runs the export script control Notes (its privacy settings, under Automation).";
+inline constexpr auto kNotSignedIn =
+    "Couldn't read the notes: is Notes signed in on the Mac that holds them, and are the notes "
+    "downloaded?";
+inline constexpr auto kEmpty = "Nothing to bring over: Apple Notes looks empty.";
+inline constexpr auto kOsascript = "/usr/bin/osascript";
+// How long a program that prints the notes may take, unless the preference "notes.timeLimit"
+// (seconds) says otherwise.
+inline constexpr double kReadLimit = 600;
+
+// The JavaScript for Automation program that prints every note of Notes as JSON.
+QString script();
+
+// Folder names of the Notes trash in the languages Pelix knows; compared exactly.
+const QStringList& trashNames();
+
+// Where the notes come from. Blocks until they are read; called on a worker thread.
+using Source = std::function<Result<QList<Item>>()>;
+
+// The time limit of a program that prints the notes: "notes.timeLimit", else kReadLimit.
+double readLimit(const Prefs& prefs);
+
+// Notes through the export script and "/usr/bin/osascript".
+Source scriptSource(double limitSeconds = kReadLimit);
+// Notes printed by a shell command (run with /bin/sh -c), for example one that runs the export
+// on another machine over ssh.
+Source commandSource(const QString& command, double limitSeconds = kReadLimit);
+// Notes from a JSON file.
+Source fileSource(const QString& path);
+// osascript where this machine has it, else the command in the preference "notes.command";
+// none when neither exists.
+std::optional<Source> defaultSource(const Prefs& prefs);
+
+// Runs `program` with `arguments` and decodes what it prints. A failing program's error
+// output is turned into one of the messages above. A program still running after
+// `limitSeconds` is stopped, with everything it started.
+Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments,
+                             double limitSeconds = kReadLimit);
+// The failure for a reader that exited with `errorOutput`.
+Error readError(const QString& errorOutput);
+// The JSON array of items; empty output counts as none.
+Result<QList<Item>> decode(const QByteArray& json);
+
+// A note's HTML body as plain text. Pure and thread-safe; linear in the length of the HTML.
+QString plainText(const QString& html);
+
+namespace detail {
+// The same conversion run as the plain sequence of replace-alls that defines it: quadratic on
+// some inputs. For checking `plainText`.
+QString plainTextByPatterns(const QString& html);
+}  // namespace detail
+
+// One note as the backend receives it.
+QJsonObject noteJson(const Item& item);
+
+struct Totals {
+    int sent = 0;
+    int created = 0;
+    int updated = 0;
+    int unchanged = 0;
+    int foldersCreated = 0;
+};
+// "Brought over 5 pearls: 1 new, 4 already here."
+QString finalMessage(const Totals& totals);
+
+using Progress = std::function<void(const QString&)>;
+using Done = std::function<void(Result<QString>)>;
+
+// The whole import. Reading and converting run on a worker thread; the batches go one after
+// the other, each with the token read afresh. `progress` and `done` are called on the Api's
+// thread; `done` exactly once. Setting the returned flag stops the run before its next batch;
+// batches already sent stay in the account.
+std::shared_ptr<std::atomic_bool> run(Api& api, Source source, Progress progress, Done done);
+
+}  // namespace NotesImport
+}  // namespace pelix

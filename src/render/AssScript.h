@@ -1,0 +1,36 @@
+#pragma once
+
+#include "editor/EditProject.h"
+#include "editor/Timeline.h"
+
+#include <QSize>
+#include <QString>
+
+#include <vector>
+
+namespace pelix::render {
+
+// The fonts the overlay asks for; libass falls back through fontconfig for any character they
+// lack.
+inline constexpr auto kFont = "DejaVu Sans";
+inline constexpr auto kCjkFont = "WenQuanYi Micro Hei";
+// Seconds the hook stays over the opening.
+inline constexpr double kHookSeconds = 3.0;
+// The shortest time a pop-up phrase stays, unless the next one comes sooner.
+inline constexpr double kPopUpSeconds = 0.8;
+
+// What is drawn over the picture, as an ASS subtitle script for libass at the output's size:
+// the captions (bold: large white words with a dark outline, the word being spoken in yellow;
+// clean: smaller text on a soft dark box; low or in the middle, at the caption size), the
+// pop-up phrases while their line is spoken, the hook over the opening seconds and the progress
+// bar. Empty when there is nothing to draw.
+QString assScript(const EditProject& project, const Timeline& timeline,
+                      const std::vector<Line>& lines, QSize size);
+
+// An ASS time ("0:00:03.25"), to the hundredth of a second.
+QString assTime(double seconds);
+// Text shown as it is: braces and backslashes would be read as override tags, line breaks as
+// the end of the event.
+QString assText(const QString& text);
+
+}  // namespace pelix::render

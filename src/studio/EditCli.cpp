@@ -1,0 +1,256 @@
+#include "studio/EditCli.h"
+
+#include "core/Console.h"
+#include "core/Json.h"
+#include "editor/Captions.h"
+#include "studio/EditCommands.h"
+#include "editor/EditOps.h"
+#include "editor/Emphasis.h"
+#include "editor/ProjectStore.h"
+#include "editor/Timeline.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace pelix {
+namespace {
+
+using editcli::failWith;
+using editcli::Opened;
+using editcli::openProject;
+
+constexpr auto kUsage = R"(Usage: pelix --edit COMMAND PROJECT [...]
+
+PROJECT is a project file or the id of a project in the projects folder
+($PELIX_EDITOR_DIR, else ~/.local/share/Pelix/Editor).
+
+From clips to a finished video:
+  new CLIP... [--name NAME] [--format reel|youtubeShort|rednote|youtube|original] [--lang LOCALE]
+                                 transcribe the clips, find the speaker's face, save a new
+                                 project and print its id
+  plan PROJECT                   the backend's first cut: cuts, pop-up phrases, hook, title
+  revise PROJECT "INSTRUCTION"   change the project as asked ("cut the second line")
+  translate PROJECT              translate the captions into the project's captionLanguage
+                                 (set it with: apply PROJECT OPS.json --write)
+  style [--set FILE]             print the saved style rules, or replace them with the rules of
+                                 FILE (a JSON list, or one rule a line; - for standard input)
+  export PROJECT [--out FILE] [--scale F]
+                                 draw the finished video (H.264 and AAC in MP4) into
+                                 ~/Videos/Pelix, or FILE; --scale draws a smaller draft
+  plan, revise and translate print the backend's reply; new and export print their progress
+  on standard error. Ctrl+C stops new and export, leaving nothing behind.
+
+Looking into a project (results are JSON on standard output):
+  lines PROJECT                  the lines of the transcript
+  segments PROJECT               the kept segments in playing order
+  timeline PROJECT               the segments with their output starts and the total length
+  captions PROJECT [--srt|--vtt] the caption cues, or a subtitle file
+  zooms PROJECT                  the zoom factor of each segment
+  hook PROJECT                   the hook text, or null
+  popups PROJECT                 the pop-up phrases and their times
+  numbered PROJECT [--state]     the numbered lines as the service sees them
+  apply PROJECT OPS.json [--write]
+                                 apply edit operations (OPS.json may be - for standard input);
+                                 --write saves the changed project
+  list                           the saved projects
+
+Example, from the sample video of scripts/make-sample (plan, revise and translate reach the
+backend at $PELIX_API_BASE with your token):
+  id=$(pelix --edit new build/samples/sample.mp4 --name "Morning")
+  pelix --edit plan "$id"
+  pelix --edit revise "$id" "cut the second line"
+  echo '[{"op":"set","field":"captionLanguage","value":"fr"}]' | pelix --edit apply "$id" - --write
+  pelix --edit translate "$id"
+  pelix --edit export "$id"
+)";
+
+QJsonArray numbers(const std::vector<double>& values) {
+    QJsonArray array;
+    for (const double v : values) array.append(v);
+    return array;
+}
+
+QJsonObject toJson(const Line& l) {
+    return {{"id", l.id},
+            {"clip", l.clip},
+            {"firstWord", l.firstWord},
+            {"lastWord", l.lastWord},
+            {"start", l.start},
+            {"end", l.end},
+            {"text", l.text}};
+}
+
+QJsonObject toJson(const Segment& s) {
+    return {{"clip", s.clip}, {"start", s.start}, {"end", s.end}, {"line", s.line}};
+}
+
+QJsonObject toJson(const CaptionCue& cue) {
+    QJsonObject object{{"start", cue.start},
+                       {"end", cue.end},
+                       {"words", QJsonArray::fromStringList(cue.words)},
+                       {"unspaced", cue.unspaced}};
+    if (cue.times) object.insert("times", numbers(*cue.times));
+    return object;
+}
+
+template <class T>
+QJsonArray arrayOf(const std::vector<T>& items) {
+    QJsonArray array;
+    for (const T& item : items) array.append(toJson(item));
+    return array;
+}
+
+void print(const QJsonValue& value) {
+    // A bare string or null is written as the single element of an array, brackets removed.
+    QByteArray text = json::compact(QJsonArray{value});
+    console::raw(text.mid(1, text.size() - 2) + '\n');
+}
+
+Result<QJsonArray> readOps(const QString& name) {
+    QFile file;
+    const bool opened = name == "-" ? file.open(stdin, QIODevice::ReadOnly)
+                                    : (file.setFileName(name), file.open(QIODevice::ReadOnly));
+    if (!opened) {
+        return fail(1, QStringLiteral("Couldn't read the operations in %1: %2.")
+                           .arg(name, file.errorString()));
+    }
+    QJsonParseError error{};
+    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
+    if (doc.isArray()) return doc.array();
+    if (doc.isObject() && doc.object().value("ops").isArray()) {
+        return doc.object().value("ops").toArray();
+    }
+    return fail(1, QStringLiteral("Couldn't read the operations in %1: they are not a JSON list "
+                                  "of operations.")
+                       .arg(name));
+}
+
+QJsonArray listing() {
+    QJsonArray array;
+    for (const ProjectStore::Entry& e : ProjectStore::list()) {
+        QJsonObject object{{"file", e.file}, {"modified", json::isoDate(e.modified)}};
+        if (e.error) {
+            object.insert("error", *e.error);
+        } else {
+            object.insert("id", upperUuid(e.id));
+            object.insert("name", e.name);
+            object.insert("mediaMissing", e.mediaMissing);
+        }
+        array.append(object);
+    }
+    return array;
+}
+
+// What the commands that read a project print; each returns the exit status.
+struct Derived {
+    const EditProject& project;
+    std::vector<Line> lines = pelix::lines(project.clips);
+    Timeline timeline{segments(project, lines)};
+};
+
+int apply(const Opened& opened, const QStringList& words, const Args& args) {
+    if (words.size() < 3) {
+        return failWith("Say which operations to apply: pelix --edit apply PROJECT OPS.json.");
+    }
+    const auto ops = readOps(words.at(2));
+    if (!ops) return failWith(ops.error().message);
+    const Applied applied = applyOps(*ops, opened.project);
+    if (args.has("--write") && applied.project == opened.project) {
+        console::err("Nothing changed, so " + QFileInfo(opened.path).fileName() +
+                     " is left as it was.");
+    } else if (args.has("--write")) {
+        const Status saved = ProjectStore::saveAs(applied.project, opened.path);
+        if (!saved) return failWith(saved.error().message);
+    }
+    print(QJsonObject{{"project", toJson(applied.project)},
+                      {"remember", QJsonArray::fromStringList(applied.remember)},
+                      {"forget", QJsonArray::fromStringList(applied.forget)},
+                      {"skipped", applied.skipped}});
+    return 0;
+}
+
+int show(const QString& command, const Opened& opened, const QStringList& words, const Args& args) {
+    const EditProject& project = opened.project;
+    if (command == "apply") return apply(opened, words, args);
+    if (command == "numbered") return print(linePayload(project, args.has("--state"))), 0;
+    if (command == "hook") {
+        const auto hook = hookText(project);
+        return print(hook ? QJsonValue(*hook) : QJsonValue(QJsonValue::Null)), 0;
+    }
+    const Derived d{project};
+    if (command == "lines") return print(arrayOf(d.lines)), 0;
+    if (command == "segments") return print(arrayOf(d.timeline.segments())), 0;
+    if (command == "timeline") {
+        return print(QJsonObject{{"segments", arrayOf(d.timeline.segments())},
+                                 {"starts", numbers(d.timeline.starts())},
+                                 {"total", d.timeline.total()}}),
+               0;
+    }
+    if (command == "zooms") return print(numbers(zooms(project, d.timeline))), 0;
+    if (command == "popups") {
+        QJsonArray array;
+        for (const PopUp& p : popUps(project, d.timeline, d.lines)) {
+            array.append(QJsonObject{{"start", p.start}, {"end", p.end}, {"text", p.text}});
+        }
+        return print(array), 0;
+    }
+    // captions
+    const auto cues = captions(project, d.timeline, d.lines);
+    if (args.has("--srt") || args.has("--vtt")) {
+        const auto format = args.has("--srt") ? SubtitleFormat::srt : SubtitleFormat::vtt;
+        console::raw(subtitles(cues, format).toUtf8());
+        return 0;
+    }
+    return print(arrayOf(cues)), 0;
+}
+
+}  // namespace
+
+QString editUsage() {
+    return QString::fromUtf8(kUsage);
+}
+
+int runEditCli(const Args& args, ServiceContext& context) {
+    // The command and its operands, without the options and their values.
+    static const QStringList valued{"--name", "--format", "--lang", "--out", "--set", "--scale"};
+    QStringList words;
+    const QStringList all = args.after("--edit");
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        if (valued.contains(all[i])) {
+            ++i;
+        } else if (!all[i].startsWith("--")) {
+            words << all[i];
+        }
+    }
+    const QString command = words.value(0);
+    if (command == "help") return console::raw(kUsage), 0;
+    if (command == "list") return print(listing()), 0;
+    if (command == "new") return editcli::makeNew(words, args);
+    if (command == "style") return editcli::style(context, args);
+    static const QStringList reading{"lines", "segments", "timeline", "captions", "zooms",
+                                     "hook",  "popups",   "numbered", "apply"};
+    static const QStringList working{"plan", "revise", "translate", "export"};
+    if (!reading.contains(command) && !working.contains(command)) {
+        return failWith(
+            command.isEmpty()
+                ? QStringLiteral("Say what to do: pelix --edit help lists the commands.")
+                : QStringLiteral("The editor has no command %1; pelix --edit help "
+                                 "lists them.")
+                      .arg(command));
+    }
+    if (words.size() < 2) {
+        return failWith(QStringLiteral("Say which project: pelix --edit %1 PROJECT.").arg(command));
+    }
+    const auto opened = openProject(words.at(1));
+    if (!opened) return failWith(opened.error().message);
+    if (command == "plan") return editcli::plan(context, *opened);
+    if (command == "revise") return editcli::revise(context, *opened, words);
+    if (command == "translate") return editcli::translate(context, *opened);
+    if (command == "export") return editcli::exportVideo(*opened, args);
+    return show(command, *opened, words, args);
+}
+
+}  // namespace pelix

@@ -1,0 +1,89 @@
+#include "studio/NewVideo.h"
+
+#include "media/FFmpeg.h"
+#include "media/Media.h"
+#include "render/FaceFinder.h"
+#include "render/Renderer.h"
+#include "transcribe/VideoTranscriber.h"
+
+#include <QFileInfo>
+
+#include <cmath>
+
+namespace pelix {
+
+Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions& options,
+                             const QDateTime& now) {
+    auto say = [&](const QString& line) {
+        if (options.progress) options.progress(line);
+    };
+    if (options.files.isEmpty()) {
+        return fail(1, QStringLiteral("Say which clips: pelix --edit new CLIP…"));
+    }
+    const QString locale =
+        options.locale.isEmpty() ? VideoTranscriber::defaultLocale(engines) : options.locale;
+
+    EditProject project = newProject(now);
+    if (!options.name.trimmed().isEmpty()) project.name = options.name.trimmed();
+    project.settings.format = options.format;
+    project.settings.spokenLanguage = locale;
+
+    std::vector<render::ClipInfo> infos;
+    for (const QString& file : options.files) {
+        if (!QFileInfo(file).isFile()) {
+            return fail(media::kNotMedia, "Couldn't find " + file + ": there is no such file.");
+        }
+        auto info = render::probeClip(file);
+        if (!info) return std::unexpected(info.error());
+        if (!info->sound) {
+            return fail(media::kNoSound, media::ff::noSoundMessage(file));
+        }
+        infos.push_back(*info);
+    }
+
+    for (qsizetype i = 0; i < options.files.size(); ++i) {
+        const QString& file = options.files[i];
+        const QString name = QFileInfo(file).fileName();
+        const render::ClipInfo& info = infos[size_t(i)];
+        SourceClip clip;
+        clip.id = QUuid::createUuid();
+        clip.path = QFileInfo(file).absoluteFilePath();
+        clip.duration = info.duration;
+        clip.width = info.size.width();
+        clip.height = info.size.height();
+
+        int shown = -1;
+        auto heard = [&](const Spoken& piece) {
+            for (const Word& word : piece.words) clip.words.push_back(word);
+            if (info.duration <= 0) return;
+            const int percent = std::clamp(int(piece.end / info.duration * 100), 0, 99);
+            if (percent == shown) return;
+            shown = percent;
+            say(QStringLiteral("%1: Listening… %2%").arg(name).arg(percent));
+        };
+        auto spoken = VideoTranscriber::transcribe(
+            engines, file, locale, {}, [&](const QString& status) { say(name + ": " + status); },
+            heard, options.stop);
+        if (!spoken) return std::unexpected(spoken.error());
+        clip.transcribed = true;
+        say(name + ": Listening… 100%");
+
+        if (!info.size.isEmpty()) {
+            if (options.stop.stop_requested()) {
+                return fail(VideoTranscriber::kCancelled,
+                            QStringLiteral("Making the video was stopped."));
+            }
+            say(name + ": Finding the speaker…");
+            const auto face = render::findFace(file);
+            if (face) {
+                clip.faceX = face->x;
+            } else {
+                say(face.error().message);  // the picture is centred instead
+            }
+        }
+        project.clips.push_back(std::move(clip));
+    }
+    return project;
+}
+
+}  // namespace pelix

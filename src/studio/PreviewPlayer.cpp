@@ -1,0 +1,133 @@
+#include "studio/PreviewPlayer.h"
+
+#include "render/RenderPlan.h"
+#include "render/Renderer.h"
+
+#include <QMetaObject>
+
+#include <algorithm>
+
+namespace pelix {
+
+PreviewPlayer::PreviewPlayer(render::Renderer* renderer, QSize box, QObject* parent)
+    : QObject(parent), renderer_(renderer), box_(box) {
+    ticker_.setInterval(1000 / kPlayRate);
+    connect(&ticker_, &QTimer::timeout, this, &PreviewPlayer::tick);
+    if (renderer_) worker_ = std::jthread([this](std::stop_token stop) { work(stop); });
+}
+
+PreviewPlayer::~PreviewPlayer() {
+    if (worker_.joinable()) {
+        worker_.request_stop();
+        wake_.notify_all();
+        worker_.join();
+    }
+}
+
+void PreviewPlayer::setProject(const EditProject& project, double duration) {
+    project_ = std::make_shared<const EditProject>(project);
+    ++generation_;
+    const QSize size = render::formatSize(
+        project.settings.format,
+        project.clips.empty() ? QSize()
+                              : QSize(project.clips.front().width, project.clips.front().height));
+    scale_ = std::min(double(box_.width()) / size.width(), double(box_.height()) / size.height());
+    if (duration != duration_) {
+        duration_ = duration;
+        Q_EMIT durationChanged();
+    }
+    if (position_ > duration_) {
+        position_ = duration_;
+        playedFrom_ = position_;
+        clock_.restart();
+        Q_EMIT positionChanged();
+    }
+    request();
+}
+
+void PreviewPlayer::showPicture(QImage picture) {
+    picture_ = std::move(picture);
+    problem_.clear();
+    shownGeneration_ = generation_;
+    Q_EMIT pictureChanged();
+}
+
+void PreviewPlayer::seek(double t) {
+    position_ = std::clamp(t, 0.0, duration_);
+    playedFrom_ = position_;
+    clock_.restart();
+    Q_EMIT positionChanged();
+    request();
+}
+
+void PreviewPlayer::play() {
+    if (playing_ || duration_ <= 0) return;
+    if (position_ >= duration_ - 1.0 / kPlayRate) position_ = 0;
+    playing_ = true;
+    playedFrom_ = position_;
+    clock_.restart();
+    ticker_.start();
+    Q_EMIT playingChanged();
+}
+
+void PreviewPlayer::pause() {
+    if (!playing_) return;
+    playing_ = false;
+    ticker_.stop();
+    Q_EMIT playingChanged();
+}
+
+void PreviewPlayer::tick() {
+    position_ = std::min(duration_, playedFrom_ + clock_.elapsed() / 1000.0);
+    Q_EMIT positionChanged();
+    request();
+    if (position_ >= duration_) pause();
+}
+
+void PreviewPlayer::request() {
+    if (!renderer_ || !project_) return;
+    // The last picture of the output starts a frame before its end.
+    const double t = std::max(0.0, std::min(position_, duration_ - 1.0 / render::kFrameRate));
+    {
+        std::lock_guard lock(mutex_);
+        next_ = Job{generation_, project_, scale_, t};
+    }
+    wake_.notify_one();
+}
+
+void PreviewPlayer::work(std::stop_token stop) {
+    std::unique_ptr<render::FrameSource> frames;
+    quint64 framesOf = 0;
+    while (!stop.stop_requested()) {
+        Job job;
+        {
+            std::unique_lock lock(mutex_);
+            if (!wake_.wait(lock, stop, [this] { return next_.has_value(); })) return;
+            job = std::move(*next_);
+            next_.reset();
+        }
+        if (!frames) {
+            frames = renderer_->frames(*job.project, job.scale);
+        } else if (framesOf != job.generation) {
+            frames->setProject(*job.project, job.scale);
+        }
+        framesOf = job.generation;
+        auto picture = frames->at(job.t);
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation = job.generation, picture = std::move(picture)]() mutable {
+                if (generation != generation_) return;  // the project changed meanwhile
+                shownGeneration_ = generation;
+                if (picture) {
+                    picture_ = std::move(*picture);
+                    problem_.clear();
+                } else {
+                    problem_ = picture.error().message;
+                }
+                Q_EMIT pictureChanged();
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+}  // namespace pelix

@@ -1,0 +1,475 @@
+// The AppRouter's road of a recording, with a fake recorder, shell and timers, and the
+// loopback backend in place of the service.
+#include "app/AppRouter.h"
+#include "braindump/Braindump.h"
+#include "app/Menu.h"
+#include "fakes/AppFakes.h"
+#include "fakes/LoopbackBackend.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+constexpr int kA = Mods::kAlt, kS = Mods::kShift, kC = Mods::kControl;
+const platform::OtherInput kEscape{true, 0xff1b, 0};
+const platform::OtherInput kLetter{true, 'a', 0};
+
+class AppDelegateTest : public ::testing::Test {
+protected:
+    AppDelegateTest()
+        : tokens(home.dataDir()),
+          prefs(home.configDir() + "/Pelix.conf"),
+          api(server.base(), tokens, &network, &clock),
+          timers(clock),
+          recorder(clock, home.path()) {
+        tokens.write("pelix_test");
+    }
+
+    AppRouter& app() {
+        if (!delegate) {
+            delegate = std::make_unique<AppRouter>(AppParts{
+                .clock = clock,
+                .prefs = prefs,
+                .tokens = tokens,
+                .api = api,
+                .timers = timers,
+                .recorder = recorder,
+                .shell = shell,
+                .autostart = autostart,
+                .openUrl =
+                    [this](const QUrl& url) {
+                        opened << url;
+                        return true;
+                    },
+                .dictation = dictation,
+                .facts = [this] { return facts; },
+                .switchRelay = [this](bool on) { relaySwitched << on; },
+            });
+        }
+        return *delegate;
+    }
+
+    void flags(int mods, double at) {
+        timers.advanceTo(at);
+        app().modifiersChanged(Mods{mods}, at);
+    }
+    void tapAlt(double at) {
+        flags(kA, at);
+        flags(0, at + 0.1);
+    }
+    // Waits for the upload's answer and returns the line shown.
+    QString answered() {
+        EXPECT_TRUE(testing::waitUntil([&] { return answers > 0; }));
+        return shell.lines.value(shell.lines.size() - 1);
+    }
+    void countAnswers() {
+        QObject::connect(&app(), &AppRouter::uploaded, [this] { ++answers; });
+    }
+
+    testing::IsolatedHome home;
+    fakes::LoopbackBackend server;
+    QNetworkAccessManager network;
+    fakes::ManualClock clock;
+    TokenStore tokens;
+    Prefs prefs;
+    Api api;
+    fakes::ManualTimers timers;
+    fakes::FakeRecorder recorder;
+    fakes::FakeShell shell;
+    fakes::FakeAutostart autostart;
+    QList<QUrl> opened;
+    DesktopFacts facts;
+    Dictation* dictation = nullptr;
+    std::unique_ptr<AppRouter> delegate;
+    int answers = 0;
+    QList<bool> relaySwitched;
+};
+
+TEST_F(AppDelegateTest, TwoTapsFileTheRecordingWithItsNameAndContext) {
+    countAnswers();
+    tapAlt(100);
+    ASSERT_TRUE(app().recording());
+    EXPECT_EQ(shell.look, ui::TrayLook::recording);
+    tapAlt(102.1);
+    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(answered(), "In Pelix");
+
+    const auto sent = server.requests("braindump");
+    ASSERT_EQ(sent.size(), 1);
+    EXPECT_EQ(sent[0].headers.value("authorization"), "Bearer pelix_test");
+    EXPECT_EQ(QByteArray::fromBase64(sent[0].json.value("audio_base64").toString().toLatin1()),
+              recorder.content);
+    EXPECT_EQ(sent[0].json.value("filename").toString(), QFileInfo(recorder.path).fileName());
+    EXPECT_TRUE(sent[0].json.value("filename").toString().startsWith("pelix-"));
+    const QJsonObject context = sent[0].json.value("context").toObject();
+    EXPECT_EQ(context.value("input").toString(), "voice");
+    EXPECT_EQ(context.value("duration_s").toInt(), 2);
+    EXPECT_FALSE(QFile::exists(recorder.path));
+    EXPECT_EQ(shell.sounds, (std::vector{ui::Sound::begin, ui::Sound::end}));
+    EXPECT_EQ(shell.look, ui::TrayLook::idle);
+}
+
+TEST_F(AppDelegateTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
+    struct Case {
+        double seconds;
+        bool sent;
+    };
+    countAnswers();
+    int sends = 0;
+    for (const Case& c : {Case{0.79, false}, Case{0.8, true}}) {
+        shell.lines.clear();
+        const double start = clock.uptime() + 10;
+        flags(kA, start - 0.1);
+        flags(0, start);  // the start is the release
+        ASSERT_TRUE(app().recording());
+        // Stop by the menu's way: the tap would be ignored inside the settle time.
+        timers.advanceTo(start + c.seconds);
+        app().endRecording();
+        if (c.sent) {
+            ++sends;
+            EXPECT_TRUE(server.waitFor("braindump", sends)) << c.seconds;
+        } else {
+            EXPECT_EQ(shell.lines, QStringList{braindump::kTooShort}) << c.seconds;
+        }
+        EXPECT_EQ(server.requests("braindump").size(), sends) << c.seconds;
+        if (!c.sent) {
+            EXPECT_FALSE(QFile::exists(recorder.path)) << c.seconds;
+        }
+    }
+}
+
+TEST_F(AppDelegateTest, EachAnswerGivesItsLineAndTheFileGoes) {
+    struct Case {
+        fakes::Reply reply;
+        QString line;
+    };
+    const QList<Case> cases{
+        {fakes::Reply::json({}), "In Pelix"},
+        {fakes::Reply::json({{"error", "Your storage is full."}}, 200), "Your storage is full."},
+        {fakes::Reply::json({{"error", "Token expired"}}, 401), "Token expired"},
+        {fakes::Reply::text("", 201), "Pelix answered 201."},
+        {fakes::Reply::text("<html>oops</html>", 500), "Pelix answered 500."},
+    };
+    countAnswers();
+    for (const Case& c : cases) {
+        server.answer("braindump", c.reply);
+        answers = 0;
+        const double start = clock.uptime() + 10;
+        tapAlt(start);
+        tapAlt(start + 2);
+        EXPECT_EQ(answered(), c.line);
+        EXPECT_FALSE(QFile::exists(recorder.path)) << c.line.toStdString();
+    }
+}
+
+TEST_F(AppDelegateTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
+    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
+    delegate = std::make_unique<AppRouter>(
+        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell, autostart});
+    countAnswers();
+    tapAlt(100);
+    tapAlt(102);
+    EXPECT_TRUE(answered().startsWith(braindump::kUnreachable));
+    EXPECT_FALSE(QFile::exists(recorder.path));
+}
+
+TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
+    app().upload(home.path() + "/pelix-1.m4a", 2);  // no such file
+    EXPECT_TRUE(testing::waitUntil([&] { return !shell.lines.isEmpty(); }));
+    QFile::remove(tokens.file("token"));
+    QFile(home.path() + "/pelix-2.m4a").open(QIODevice::WriteOnly);
+    app().upload(home.path() + "/pelix-2.m4a", 2);
+    EXPECT_TRUE(testing::waitUntil([&] { return shell.lines.size() == 2; }));
+    EXPECT_EQ(shell.lines, QStringList(2, braindump::kUnreadable));
+    testing::waitUntil([] { return false; }, 100);
+    EXPECT_TRUE(server.requests("braindump").isEmpty());
+}
+
+TEST_F(AppDelegateTest, TheTimeLimitEndsAndFilesTheRecording) {
+    tapAlt(100);
+    timers.advanceTo(100.1 + 299.9);
+    EXPECT_TRUE(app().recording());
+    timers.advanceTo(100.1 + 300);
+    EXPECT_FALSE(app().recording());
+    ASSERT_TRUE(server.waitFor("braindump", 1));
+    EXPECT_EQ(server.requests("braindump")[0].json["context"].toObject()["duration_s"].toInt(),
+              300);
+    // The next tap starts a new recording rather than stopping the old one.
+    tapAlt(500);
+    EXPECT_TRUE(app().recording());
+}
+
+TEST_F(AppDelegateTest, EscapeDropsTheRecordingOtherKeysDoNot) {
+    tapAlt(100);
+    app().otherInput(kLetter);
+    EXPECT_TRUE(app().recording());
+    app().otherInput(kEscape);
+    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(recorder.cancels, 1);
+    EXPECT_FALSE(QFile::exists(recorder.path));
+    EXPECT_EQ(shell.lines, QStringList{braindump::kDropped});
+    EXPECT_EQ(timers.pending(), 0);
+    // The next tap starts anew.
+    tapAlt(100.5);
+    EXPECT_TRUE(app().recording());
+    testing::waitUntil([] { return false; }, 100);
+    EXPECT_TRUE(server.requests("braindump").isEmpty());
+}
+
+TEST_F(AppDelegateTest, StartsThatFailLeaveNoRecordingState) {
+    struct Case {
+        const char* name;
+        bool token;
+        std::optional<Error> microphone;
+        QString line;
+    };
+    const QList<Case> cases{
+        {"noToken", false, std::nullopt, braindump::kNoToken},
+        {"noMicrophone", true, Error::pelix(1, "There is no microphone."),
+         "Couldn't start the microphone: There is no microphone."},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(tokens.file("token"));
+        if (c.token) tokens.write("pelix_test");
+        recorder.failWith = c.microphone;
+        delegate.reset();
+        shell.lines.clear();
+        tapAlt(clock.uptime() + 10);
+        EXPECT_FALSE(app().recording()) << c.name;
+        EXPECT_FALSE(app().gesture().recordingSince.has_value()) << c.name;
+        EXPECT_EQ(timers.pending(), 0) << c.name;
+        EXPECT_EQ(shell.lines, QStringList{c.line}) << c.name;
+        EXPECT_EQ(shell.look, ui::TrayLook::idle) << c.name;
+        EXPECT_EQ(recorder.starts, 0) << c.name;
+    }
+}
+
+TEST_F(AppDelegateTest, HoldingCtrlDictatesUntilReleased) {
+    fakes::FakeDictation live;
+    dictation = &live;
+    flags(kC, 100);
+    EXPECT_TRUE(app().holdTimerPending());
+    timers.advanceTo(100.27);
+    EXPECT_EQ(live.starts, 0);
+    timers.advanceTo(100.28);
+    EXPECT_EQ(live.starts, 1);
+    EXPECT_TRUE(app().recording());
+    EXPECT_FALSE(app().fileIt());
+    flags(0, 101);
+    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(live.finishes, 1);
+    EXPECT_EQ(recorder.starts, 0);
+}
+
+TEST_F(AppDelegateTest, ShortOrSpentHoldsStartNothing) {
+    fakes::FakeDictation live;
+    dictation = &live;
+    flags(kC, 100);
+    flags(0, 100.2);  // let go at 0.2 s
+    EXPECT_FALSE(app().holdTimerPending());
+    flags(kC, 101);
+    flags(kC | kS, 101.1);  // Shift joins before the check
+    flags(kC, 101.2);
+    timers.advanceTo(102);
+    flags(kC, 103);
+    app().otherInput(kLetter);  // Ctrl+letter is a shortcut, not a hold
+    timers.advanceTo(104);
+    EXPECT_EQ(live.starts, 0);
+    EXPECT_FALSE(app().recording());
+}
+
+TEST_F(AppDelegateTest, CtrlWithTheAltTapStartsATypedRecording) {
+    fakes::FakeDictation live;
+    dictation = &live;
+    flags(kA, 100);
+    flags(kA | kC, 100.05);
+    flags(kC, 100.1);
+    EXPECT_TRUE(app().recording());
+    EXPECT_FALSE(app().fileIt());
+    EXPECT_EQ(live.starts, 1);
+    flags(0, 100.2);  // letting go of Ctrl does not end a tap-started recording
+    EXPECT_TRUE(app().recording());
+    app().otherInput(kEscape);
+    EXPECT_EQ(live.cancels, 1);
+    EXPECT_EQ(recorder.starts, 0);
+}
+
+TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
+    struct Case {
+        const char* link;
+        std::optional<QString> stored;
+        QStringList lines;
+    };
+    const QList<Case> cases{
+        {"pelix-mac://connect?token=pelix_new", "pelix_new", {AppRouter::kConnected}},
+        {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {AppRouter::kConnected}},
+        {"pelix-mac://connect?token=abc", std::nullopt, {AppRouter::kNotAKey}},
+        {"pelix-mac://connect?token=pelix_x%0D%0AX-Evil:%20injected",
+         std::nullopt,
+         {AppRouter::kNotAKey}},
+        {"pelix-mac://connect", std::nullopt, {AppRouter::kNotAKey}},
+        {"https://connect?token=pelix_web", std::nullopt, {}},
+        {"pelix-mac://somewhere?token=pelix_x", std::nullopt, {}},
+        {"pelix-mac://editor", std::nullopt, {}},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(tokens.file("token"));
+        shell.lines.clear();
+        app().openLink(QUrl(c.link));
+        EXPECT_EQ(tokens.read(), c.stored) << c.link;
+        EXPECT_EQ(shell.lines, c.lines) << c.link;
+    }
+    // Each stored key fetches the insights with it; the two requests may arrive in either order.
+    ASSERT_TRUE(server.waitFor("insights", 2));
+    QStringList keys;
+    for (const auto& request : server.requests("insights")) {
+        keys << request.headers.value("authorization");
+    }
+    keys.sort();
+    EXPECT_EQ(keys, (QStringList{"Bearer pelix_caps", "Bearer pelix_new"}));
+}
+
+TEST_F(AppDelegateTest, ThePanelsMicrophoneFilesABraindumpWhoseLineJoinsTheConversation) {
+    countAnswers();
+    relay::PanelModel& panel = app().panel();
+    panel.tapMic();
+    ASSERT_TRUE(app().recording());
+    EXPECT_TRUE(app().fileIt());
+    EXPECT_TRUE(panel.recording());
+    timers.advance(2);
+    panel.tapMic();
+    EXPECT_FALSE(app().recording());
+    EXPECT_FALSE(panel.recording());
+    EXPECT_EQ(answered(), "In Pelix");
+    EXPECT_EQ(panel.bubbles().constLast().text, "In Pelix");
+    // The insights follow two seconds after a braindump is filed, not before.
+    timers.advance(1.9);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(server.requests("insights").isEmpty());
+    timers.advance(0.1);
+    ASSERT_TRUE(server.waitFor("insights", 1));
+
+    // A refused braindump shows its sentence there too, and asks for no insights.
+    server.answer("braindump", fakes::Reply::json({{"error", "Too much at once."}}, 429));
+    panel.tapMic();
+    timers.advance(2);
+    panel.tapMic();
+    ASSERT_TRUE(testing::waitUntil([&] { return answers == 2; }));
+    EXPECT_EQ(panel.bubbles().constLast().text, "Too much at once.");
+    timers.advance(10);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(server.requests("insights").size(), 1);
+}
+
+TEST_F(AppDelegateTest, TheTypingAndRelaySwitchesFlipTheirPreferenceAndTick) {
+    const auto item = [this](MenuAction action) {
+        DesktopFacts facts;
+        facts.insertIntoApp = prefs.insertIntoApp();
+        facts.relay = prefs.relay();
+        for (const MenuItem& item : menuItems(facts)) {
+            if (item.action == action) return item;
+        }
+        return MenuItem{};
+    };
+    for (const MenuAction action : {MenuAction::toggleInsert, MenuAction::toggleRelay}) {
+        EXPECT_TRUE(item(action).checked);
+        app().perform(action);
+        EXPECT_FALSE(item(action).checked);
+        app().perform(action);
+        EXPECT_TRUE(item(action).checked);
+    }
+    EXPECT_EQ(item(MenuAction::toggleRelay).text, "Send prompts to Claude and ChatGPT");
+    EXPECT_EQ(relaySwitched, (QList<bool>{false, true}));
+}
+
+TEST_F(AppDelegateTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {
+    QFile::remove(tokens.file("token"));
+    app().promptToSignIn();
+    ASSERT_EQ(shell.prompts.size(), 1u);
+    EXPECT_EQ(shell.prompts[0].title, "Sign in to Pelix");
+    EXPECT_EQ(shell.prompts[0].reject, "Later");
+    shell.answerPrompt(PromptAnswer::accept);
+    EXPECT_EQ(opened, QList<QUrl>{QUrl(AppRouter::kSignInPage)});
+    EXPECT_EQ(shell.lines.value(0), "Finish signing in in your browser.");
+
+    // The second time the title says "again"; the other button asks for a key.
+    app().promptToSignIn();
+    ASSERT_EQ(shell.prompts.size(), 2u);
+    EXPECT_EQ(shell.prompts[1].title, "Sign in to Pelix again");
+    EXPECT_EQ(shell.prompts[1].reject, "Cancel");
+    shell.answerPrompt(PromptAnswer::other);
+    ASSERT_EQ(shell.secretLabels, QStringList{AppRouter::kKeyLabel});
+
+    for (const char* bad : {"not a key", "pelix_x\r\nX-Evil: 1"}) {
+        shell.enterSecret(bad);
+        EXPECT_EQ(shell.lines.last(), AppRouter::kNotAPastedKey) << bad;
+        EXPECT_EQ(tokens.read(), std::nullopt);
+    }
+    shell.enterSecret("  pelix_pasted \n");
+    EXPECT_EQ(tokens.read(), "pelix_pasted");
+    EXPECT_EQ(shell.lines.last(), AppRouter::kConnected);
+
+    // Later (or closing the alert) does nothing more.
+    app().promptToSignIn();
+    shell.answerPrompt(PromptAnswer::reject);
+    EXPECT_EQ(opened.size(), 1);
+    EXPECT_EQ(shell.secretLabels.size(), 1);
+}
+
+TEST_F(AppDelegateTest, ThePermissionReportShowsALinePerCheckAndLoginFollowsTheSwitch) {
+    facts.keysSeen = true;
+    facts.program = "/usr/bin/pelix";
+    app().perform(MenuAction::checkPermissions);
+    ASSERT_EQ(shell.reports.size(), 1u);
+    EXPECT_EQ(shell.reports[0].second, permissionLines(facts));
+
+    app().perform(MenuAction::openAtLogin);
+    EXPECT_TRUE(autostart.on);
+    EXPECT_EQ(autostart.program, "/usr/bin/pelix");
+    EXPECT_EQ(shell.lines.last(), "Pelix will open at login.");
+    app().perform(MenuAction::openAtLogin);
+    EXPECT_FALSE(autostart.on);
+
+    autostart.failWith = Error{"pelix", 1, "The folder is read-only."};
+    app().perform(MenuAction::openAtLogin);
+    EXPECT_EQ(shell.lines.last(), "Couldn't change that: The folder is read-only.");
+}
+
+TEST(PermissionReport, AWaylandSessionSaysWhatEachPathNeeds) {
+    DesktopFacts wayland;
+    wayland.wayland = true;
+    wayland.program = "/usr/bin/pelix";
+    // Keyboards there, none readable: the report names the command that fixes it.
+    wayland.inputDevices = 3;
+    QStringList lines = permissionLines(wayland);
+    ASSERT_EQ(lines.size(), 8);
+    EXPECT_EQ(lines[2],
+              "Alt key: NOT seen - Pelix may not read the keyboards: run sudo usermod -aG input "
+              "$USER, then log out and in again");
+    // GNOME: no virtual keyboard, no data control, no window list.
+    EXPECT_TRUE(lines[3].startsWith("Typing: NOT possible"));
+    EXPECT_TRUE(lines[4].startsWith("Pasting: NOT possible"));
+    EXPECT_TRUE(lines[5].startsWith("App in front: unknown"));
+
+    wayland.inputDevices = 0;
+    EXPECT_EQ(permissionLines(wayland)[2],
+              "Alt key: NOT seen - no keyboard was found under /dev/input");
+
+    // A wlroots desktop for a user in the input group.
+    wayland.inputDevices = wayland.inputReadable = 2;
+    wayland.keysSeen = wayland.typing = wayland.pasting = wayland.frontKnown = true;
+    lines = permissionLines(wayland);
+    EXPECT_EQ(lines.mid(2, 4), (QStringList{"Alt key: seen (the keyboards under /dev/input)",
+                                            "Typing: possible (the compositor's virtual keyboard)",
+                                            "Pasting: possible (the compositor's data control)",
+                                            "App in front: known (the compositor's window list)"}));
+}
+
+}  // namespace
+}  // namespace pelix

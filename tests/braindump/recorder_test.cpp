@@ -1,0 +1,104 @@
+// The microphone recorder with a scripted microphone and the real AAC/M4A writer.
+#include "braindump/Recorder.h"
+#include "fakes/AppFakes.h"
+#include "media/Media.h"
+#include "platform/Microphone.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+class ScriptedMicrophone final : public platform::Microphone {
+public:
+    Status start(int rate, Samples s) override {
+        if (failWith) return std::unexpected(*failWith);
+        sampleRate = rate;
+        samples = std::move(s);
+        return {};
+    }
+    void stop() override { samples = nullptr; }
+    // Delivers `seconds` of a tone.
+    void deliver(double seconds) {
+        QByteArray pcm(static_cast<int>(seconds * sampleRate) * 2, '\0');
+        auto* out = reinterpret_cast<qint16*>(pcm.data());
+        for (int i = 0; i < pcm.size() / 2; ++i)
+            out[i] = static_cast<qint16>((i % 100) * 200 - 10000);
+        samples(pcm);
+    }
+
+    std::optional<Error> failWith;
+    int sampleRate = 0;
+    Samples samples;
+};
+
+TEST(Recorder, MissingSoundIsCountedOnlyBeyondATenthOfASecond) {
+    const struct {
+        qint64 delivered;
+        double elapsed;
+        qint64 missing;
+    } cases[] = {
+        {0, 0.05, 0},    {0, 1.0, 44100}, {44100 - 4410, 1.0, 0}, {44100 - 4411, 1.0, 4411},
+        {88200, 1.0, 0},  // delivered ahead of the clock: nothing to add
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(missingSamples(c.delivered, c.elapsed, 44100), c.missing) << c.elapsed;
+    }
+}
+
+class RecorderTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    fakes::ManualClock clock;
+    ScriptedMicrophone microphone;
+    MicRecorder recorder{microphone, clock, dir.path()};
+    QStringList files() const { return QDir(dir.path()).entryList(QDir::Files | QDir::Hidden); }
+};
+
+TEST_F(RecorderTest, WritesTheRecordedTimeSpanEvenWhenTheDeviceStartsLate) {
+    ASSERT_TRUE(recorder.start());
+    EXPECT_EQ(microphone.sampleRate, 44100);
+    clock.set(clock.uptime() + 1.0);  // the first sound arrives a second late
+    microphone.deliver(0.5);
+    clock.set(clock.uptime() + 1.0);
+    microphone.deliver(1.0);
+    const std::optional<Recording> made = recorder.stop();
+    ASSERT_TRUE(made);
+    EXPECT_DOUBLE_EQ(made->seconds, 2.0);
+    EXPECT_EQ(QFileInfo(made->path).fileName(),
+              QStringLiteral("pelix-%1.m4a").arg(clock.now().addSecs(-2).toSecsSinceEpoch()));
+    const Result<double> length = media::duration(made->path);
+    ASSERT_TRUE(length) << length.error().message.toStdString();
+    EXPECT_NEAR(*length, 2.0, 0.1);
+    EXPECT_FALSE(recorder.stop());
+}
+
+TEST_F(RecorderTest, CancelAndFailedStartsLeaveNoFile) {
+    ASSERT_TRUE(recorder.start());
+    microphone.deliver(0.3);
+    recorder.cancel();
+    EXPECT_EQ(files(), QStringList{});
+    EXPECT_FALSE(recorder.stop());
+
+    microphone.failWith = Error::pelix(2, "The input device could not be opened.");
+    const Status started = recorder.start();
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().message, "The input device could not be opened.");
+    EXPECT_EQ(files(), QStringList{});
+    EXPECT_FALSE(recorder.stop());
+}
+
+TEST(RecordingPath, TakesTheNextFreeSecond) {
+    QTemporaryDir dir;
+    const QDateTime at = QDateTime::fromSecsSinceEpoch(1'800'000'000);
+    const QString first = recordingPath(dir.path(), at);
+    EXPECT_EQ(first, dir.path() + "/pelix-1800000000.m4a");
+    QFile(first).open(QIODevice::WriteOnly);
+    EXPECT_EQ(recordingPath(dir.path(), at), dir.path() + "/pelix-1800000001.m4a");
+}
+
+}  // namespace
+}  // namespace pelix

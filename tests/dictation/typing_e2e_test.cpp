@@ -1,0 +1,187 @@
+// Typing and pasting into a real Qt window on the test session's X display, through XTest.
+#include "TargetWindow.h"
+#include "platform/Desktop.h"
+#include "support/TestSupport.h"
+#include "dictation/Insert.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+// X headers last: their macros (None, Status, Bool) clash with the names of the others.
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+namespace pelix {
+namespace {
+
+using testing::waitUntil;
+
+void pause(int ms) {
+    waitUntil([] { return false; }, ms);
+}
+
+// The user's hands on the keyboard, through XTest.
+class Hands {
+public:
+    Hands() : display_(XOpenDisplay(nullptr)) {}
+    ~Hands() {
+        if (display_) XCloseDisplay(display_);
+    }
+    bool ok() const { return display_; }
+    void key(KeySym keysym, bool down) {
+        XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, keysym), down, CurrentTime);
+        XSync(display_, False);
+    }
+    bool isDown(KeySym keysym) {
+        char keys[32];
+        XQueryKeymap(display_, keys);
+        const KeyCode code = XKeysymToKeycode(display_, keysym);
+        return keys[code / 8] & (1 << (code % 8));
+    }
+    // The key code that carries `keysym` now, 0 for none; asks the server afresh.
+    int codeOf(KeySym keysym) {
+        int min = 0, max = 0, per = 0;
+        XDisplayKeycodes(display_, &min, &max);
+        KeySym* syms = XGetKeyboardMapping(display_, KeyCode(min), max - min + 1, &per);
+        int found = 0;
+        for (int i = 0; syms && i < (max - min + 1) * per; ++i) {
+            if (syms[i] == keysym) {
+                found = min + i / per;
+                break;
+            }
+        }
+        if (syms) XFree(syms);
+        return found;
+    }
+
+private:
+    Display* display_;
+};
+
+class TypingEndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
+            << "No X display: run the tests inside scripts/with-desktop.";
+        ASSERT_TRUE(hands.ok()) << "XTest can't open the display.";
+        ASSERT_TRUE(desktop->probe().typing) << "The display has no XTest.";
+        ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
+    }
+
+    QTemporaryDir dir;
+    Hands hands;
+    SystemClock clock;
+    std::unique_ptr<platform::Desktop> desktop =
+        platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
+    platform::Typist& typist = desktop->typist();
+    testing::TargetWindow target{PELIX_TYPING_TARGET};
+};
+
+TEST_F(TypingEndToEnd, BackspacesUnderCtrlErasePlainCharacters) {
+    Insert::type(typist, "hello wide world");
+    ASSERT_TRUE(target.waitForText("hello wide world"));
+    hands.key(XK_Control_L, true);
+    typist.press(platform::Key::backspace, false, 6);
+    hands.key(XK_Control_L, false);
+    // Ctrl+BackSpace would have taken whole words.
+    EXPECT_TRUE(target.waitForText("hello wide")) << target.text().toStdString();
+}
+
+TEST_F(TypingEndToEnd, BorrowedKeysGoBackAfterTypingAndAfterACrash) {
+    const KeySym zcaron = 0x0100017e;  // ž as a Unicode keysym
+    Insert::type(typist, QString::fromUtf8("ž"));
+    ASSERT_TRUE(target.waitForText(QString::fromUtf8("ž")));
+    EXPECT_NE(hands.codeOf(zcaron), 0);
+    // Kept for the next time it comes, until the typist goes.
+    Insert::type(typist, QString::fromUtf8("žž"));
+    ASSERT_TRUE(target.waitForText(QString::fromUtf8("žžž")));
+    desktop.reset();
+    EXPECT_EQ(hands.codeOf(zcaron), 0);
+
+    // A typist that never gets to give its keys back, as in a crash; the next one puts it right.
+    QTemporaryDir other;
+    const platform::DesktopOptions options{.clock = clock, .cacheDir = other.path()};
+    platform::Desktop* crashed = platform::makeDesktop(options).release();
+    crashed->typist().type(QString::fromUtf8("ž"));
+    EXPECT_NE(hands.codeOf(zcaron), 0);
+    const std::unique_ptr<platform::Desktop> next = platform::makeDesktop(options);
+    // Its first look at the display puts the codes right.
+    next->typist().frontWindow();
+    EXPECT_EQ(hands.codeOf(zcaron), 0);
+    EXPECT_FALSE(QFile::exists(other.filePath("borrowed-keys")));
+    // Gone without giving anything back: its codes were cleared already.
+    delete crashed;
+}
+
+TEST_F(TypingEndToEnd, TheTargetIsTheWindowInFront) {
+    // The window manager names the active window a moment after the window has the focus.
+    std::optional<platform::FrontWindow> front;
+    ASSERT_TRUE(testing::waitUntil([&] {
+        front = Insert::target(typist, "pelix");
+        return front && front->appId == "typing-target";
+    }));
+    EXPECT_EQ(front->appId, "typing-target");
+    EXPECT_EQ(front->pid, target.pid());
+    EXPECT_FALSE(Insert::target(typist, "typing-target").has_value());
+}
+
+TEST_F(TypingEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
+    platform::Clipboard& clipboard = desktop->clipboard();
+    target.send("own");
+    ASSERT_TRUE(target.waitForLine("owned"));
+    const QMap<QString, QByteArray> before = target.clipboard();
+    ASSERT_TRUE(before.contains("image/png") && before.contains("application/x-pelix-test"))
+        << before.keys().join(' ').toStdString();
+
+    Insert::paste(typist, clipboard, QString::fromUtf8("pasted — text"));
+    EXPECT_TRUE(target.waitForText(QString::fromUtf8("pasted — text")))
+        << target.text().toStdString();
+    pause(900);
+    const QMap<QString, QByteArray> after = target.clipboard();
+    for (const char* format : {"text/plain", "image/png", "application/x-pelix-test"}) {
+        EXPECT_EQ(after.value(format), before.value(format)) << format;
+    }
+
+    // An empty clipboard stays empty.
+    target.send("drop");
+    ASSERT_TRUE(target.waitForLine("dropped"));
+    Insert::paste(typist, clipboard, "again");
+    EXPECT_TRUE(target.waitForText(QString::fromUtf8("pasted — textagain")));
+    pause(900);
+    EXPECT_TRUE(target.clipboard().isEmpty());
+}
+
+TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
+    const QStringList texts = {
+        QString::fromUtf8("Plain ASCII: The quick brown fox jumps over 13 lazy dogs; (ok)!?"),
+        QString::fromUtf8("Grüße, naïve café — ÀÉÎÕÜ ß ø ł Ž"),
+        QString::fromUtf8("日本語のテキスト、한국어 텍스트, русский текст"),
+        QString::fromUtf8("emoji 👍🏽 👩‍💻 🇩🇪 e\u0301 and a second\nline"),
+    };
+    // Every character beyond the layout makes every X client read the keyboard map again, the
+    // window manager too: the pass under Ctrl keeps to a few of them.
+    const QStringList underCtrl = {texts[0], QString::fromUtf8("hold ë 字 👍🏽")};
+    for (bool ctrl : {false, true}) {
+        for (const QString& text : ctrl ? underCtrl : texts) {
+            target.clear();
+            if (ctrl) hands.key(XK_Control_L, true);
+            Insert::type(typist, text);
+            EXPECT_TRUE(target.waitForText(text, 5000))
+                << (ctrl ? "with Ctrl: " : "") << target.text().toStdString() << " front: "
+                << (typist.frontWindow() ? typist.frontWindow()->appId.toStdString() : "none");
+            // The user's hold is given back after the typing.
+            EXPECT_EQ(hands.isDown(XK_Control_L), ctrl);
+            if (ctrl) hands.key(XK_Control_L, false);
+        }
+    }
+    // The window manager reads every change of the keyboard map, slowly: the next test on this
+    // display starts once it manages a new window again.
+    desktop.reset();
+    testing::TargetWindow settled{PELIX_TYPING_TARGET};
+    EXPECT_TRUE(settled.ready(30000));
+}
+
+}  // namespace
+}  // namespace pelix

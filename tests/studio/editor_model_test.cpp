@@ -1,0 +1,406 @@
+#include "editor/Captions.h"
+#include "studio/EditorModel.h"
+#include "editor/EditorTestSupport.h"
+#include "studio/EngineAssistant.h"
+#include "editor/ProjectStore.h"
+#include "fakes/LoopbackBackend.h"
+#include "fakes/ManualTime.h"
+#include "service/Api.h"
+#include "service/TokenStore.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::evenClip;
+using testing::projectOf;
+
+// An assistant whose answers the test gives by hand.
+class FakeAssistant final : public EditAssistant {
+public:
+    void plan(const EditProject& project, const QStringList&,
+              std::function<void(Result<FirstPass>)> done) override {
+        planned.push_back(project);
+        planDone = std::move(done);
+    }
+    void revise(const QString& instruction, const QStringList& style, const EditProject&,
+                std::function<void(Result<Revision>)> done) override {
+        instructions.push_back(instruction);
+        styles.push_back(style);
+        reviseDone = std::move(done);
+    }
+    void translate(const EditProject& project,
+                   std::function<void(Result<EditProject>)> done) override {
+        translations.push_back(project);
+        translateDone = std::move(done);
+    }
+    void saveRules(const QStringList& rules) override { savedRules.push_back(rules); }
+
+    std::vector<EditProject> planned;
+    QStringList instructions;
+    std::vector<QStringList> styles;
+    std::vector<EditProject> translations;
+    std::vector<QStringList> savedRules;
+    std::function<void(Result<FirstPass>)> planDone;
+    std::function<void(Result<Revision>)> reviseDone;
+    std::function<void(Result<EditProject>)> translateDone;
+};
+
+// Three lines of one clip, apart by pauses longer than a line allows.
+EditProject threeLines() {
+    SourceClip clip = evenClip({"Hello", "there.", "Um", "this", "is", "long.", "Bye", "now."});
+    // Pauses after "there." and "long." end the first two lines.
+    for (size_t i = 2; i < clip.words.size(); ++i) {
+        const double shift = i >= 6 ? 2.0 : 1.0;
+        clip.words[i].start += shift;
+        clip.words[i].end += shift;
+    }
+    clip.duration = 8;
+    clip.transcribed = true;
+    return projectOf({clip});
+}
+
+class EditorModelTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
+        model.open(threeLines());
+        ASSERT_EQ(model.lines().size(), 3u);
+    }
+    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
+
+    // Lets answers given on the fake reach the model.
+    static void settle() { QCoreApplication::processEvents(); }
+
+    QStringList files() const { return QDir(dir.path()).entryList(QDir::Files | QDir::Hidden); }
+
+    QTemporaryDir dir;
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    FakeAssistant assistant;
+    EditorModel model{timers, &assistant};
+};
+
+TEST_F(EditorModelTest, ClickCutChangesSegmentsAndTotalAndRestores) {
+    const double whole = model.total();
+    const auto segments = model.timeline().segments();
+    ASSERT_GT(whole, 0);
+
+    model.toggleCut(1);
+    EXPECT_TRUE(model.isCut(1));
+    EXPECT_TRUE(model.project().cut.contains(model.lines()[1].id));
+    const Line& middle = model.lines()[1];
+    EXPECT_LT(model.total(), whole - (middle.end - middle.start) + 0.5);
+    for (const Segment& s : model.timeline().segments()) EXPECT_NE(s.line, middle.id);
+    EXPECT_FALSE(model.canRedo());
+
+    model.toggleCut(1);
+    EXPECT_FALSE(model.isCut(1));
+    EXPECT_DOUBLE_EQ(model.total(), whole);
+    EXPECT_EQ(model.timeline().segments(), segments);
+
+    model.toggleCut(7);  // no such line
+    model.toggleCut(-1);
+    EXPECT_EQ(model.project().cut.size(), 0u);
+}
+
+TEST_F(EditorModelTest, UndoAndRedoRestoreProjectValuesExactly) {
+    std::vector<EditProject> states{model.project()};
+    model.toggleCut(0);
+    states.push_back(model.project());
+    model.fixLine(2, "Goodbye now.");
+    states.push_back(model.project());
+    EditSettings settings = model.project().settings;
+    settings.pace = Pace::snappy;
+    settings.targetSeconds = 30;
+    model.setSettings(settings);
+    states.push_back(model.project());
+    EXPECT_EQ(model.target(), 30);
+    EXPECT_EQ(model.lineText(2), "Goodbye now.");
+    EXPECT_TRUE(model.isFixed(2));
+
+    for (size_t i = states.size() - 1; i-- > 0;) {
+        ASSERT_TRUE(model.canUndo());
+        model.undo();
+        EXPECT_EQ(model.project(), states[i]) << "undo to state " << i;
+    }
+    EXPECT_FALSE(model.canUndo());
+    EXPECT_EQ(model.lineText(2), model.lines()[2].text);
+    for (size_t i = 1; i < states.size(); ++i) {
+        model.redo();
+        EXPECT_EQ(model.project(), states[i]) << "redo to state " << i;
+    }
+    EXPECT_FALSE(model.canRedo());
+
+    // A new change after an undo drops what could be redone; a change to the same value is none.
+    model.undo();
+    model.toggleCut(2);
+    EXPECT_FALSE(model.canRedo());
+    const EditProject now = model.project();
+    model.fixLine(0, model.lines()[0].text);
+    model.setSettings(model.project().settings);
+    EXPECT_EQ(model.project(), now);
+    model.undo();
+    EXPECT_EQ(model.project(), states[2]);
+}
+
+TEST_F(EditorModelTest, SavesAreDebouncedAndAtomic) {
+    int saves = 0;
+    QObject::connect(&model, &EditorModel::saved, [&] { ++saves; });
+    const QString file = ProjectStore::fileFor(model.project().id);
+
+    model.toggleCut(0);
+    timers.advance(EditorModel::kSaveDelay / 2);
+    model.toggleCut(1);
+    timers.advance(EditorModel::kSaveDelay / 2);
+    model.fixLine(2, "See you.");
+    EXPECT_TRUE(files().isEmpty()) << "saved before the changes settled";
+    EXPECT_TRUE(model.savePending());
+
+    timers.advance(EditorModel::kSaveDelay);
+    EXPECT_EQ(saves, 1);
+    EXPECT_FALSE(model.savePending());
+    EXPECT_EQ(files(), QStringList{QFileInfo(file).fileName()}) << "a temporary file was left";
+    auto stored = ProjectStore::openFile(file);
+    ASSERT_TRUE(stored) << stored.error().message.toStdString();
+    EXPECT_EQ(*stored, model.project());
+
+    // Undo is a change like any other, and a change waiting when the model goes is saved then.
+    {
+        EditorModel second{timers, &assistant};
+        second.open(*stored);
+        second.undo();
+        EXPECT_FALSE(second.canUndo());
+        second.toggleCut(2);
+        EXPECT_EQ(timers.pending(), 1);
+    }
+    EXPECT_EQ(timers.pending(), 0);
+    EXPECT_TRUE(ProjectStore::openFile(file)->cut.contains(model.lines()[2].id));
+
+    // A save that cannot be made is reported and the project stays as it is.
+    qputenv("PELIX_EDITOR_DIR", QDir(dir.path()).filePath(QFileInfo(file).fileName()).toUtf8());
+    model.toggleCut(0);
+    timers.advance(EditorModel::kSaveDelay);
+    EXPECT_FALSE(model.saveError().isEmpty());
+    EXPECT_EQ(saves, 1);
+}
+
+TEST_F(EditorModelTest, RevisionAppliesOperationsOrLeavesTheProjectAsItWas) {
+    const EditProject before = model.project();
+    QString failure;
+    QObject::connect(&model, &EditorModel::failed, [&](const QString& s) { failure = s; });
+
+    model.revise("  cut the intro  ");
+    EXPECT_TRUE(model.busy());
+    model.revise("something else");  // refused while one is out
+    ASSERT_EQ(assistant.instructions, QStringList{"cut the intro"});
+    assistant.reviseDone(
+        std::unexpected(Error::pelix(1, "Couldn't reach Pelix: the connection timed out.")));
+    settle();
+    EXPECT_FALSE(model.busy());
+    EXPECT_EQ(model.project(), before);
+    EXPECT_FALSE(model.canUndo());
+    EXPECT_EQ(model.error(), "Couldn't reach Pelix: the connection timed out.");
+    EXPECT_EQ(failure, model.error());
+    EXPECT_FALSE(timers.pending());
+
+    model.setStyle({"no emojis", "short hooks"});
+    model.revise("cut the intro");
+    EXPECT_TRUE(model.error().isEmpty());
+    EXPECT_EQ(assistant.styles.back(), (QStringList{"no emojis", "short hooks"}));
+    Applied applied =
+        applyOps(QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{1}}}}, before);
+    applied.remember = QStringList{"keep it snappy", "no emojis"};
+    applied.forget = QStringList{"short hooks"};
+    ASSERT_TRUE(applied.project.cut.contains(model.lines()[0].id));
+    assistant.reviseDone(EditAssistant::Revision{applied, "Cut the intro."});
+    settle();
+    EXPECT_TRUE(model.isCut(0));
+    EXPECT_EQ(model.project().chat,
+              (std::vector<ChatTurn>{{"cut the intro", true}, {"Cut the intro.", false}}));
+    EXPECT_EQ(model.style(), (QStringList{"no emojis", "keep it snappy"}));
+    ASSERT_EQ(assistant.savedRules.size(), 1u);
+    model.undo();
+    EXPECT_EQ(model.project(), before);
+}
+
+TEST_F(EditorModelTest, FirstPassTakesTheServicesCutAndReply) {
+    model.firstPass();
+    ASSERT_EQ(assistant.planned.size(), 1u);
+    EditProject planned = model.project();
+    planned.cut.insert(model.lines()[2].id);
+    planned.hook = "Say hello";
+    assistant.planDone(EditAssistant::FirstPass{planned, "First pass done."});
+    settle();
+    EXPECT_TRUE(model.isCut(2));
+    EXPECT_EQ(model.project().hook, "Say hello");
+    ASSERT_EQ(model.project().chat.size(), 1u);
+    EXPECT_EQ(model.project().chat[0], (ChatTurn{"First pass done.", false}));
+}
+
+TEST_F(EditorModelTest, NewCaptionLanguageAsksOnceForTheMissingLinesOnly) {
+    model.toggleCut(1);
+    EditProject withFrench = model.project();
+    withFrench.translations["fr"][model.lines()[0].id] = "Bonjour.";
+    model.open(withFrench);
+
+    EditSettings settings = model.project().settings;
+    settings.captionLanguage = CaptionLanguage::fr;
+    model.setSettings(settings);
+    settings.captionSize = 1.2;
+    model.setSettings(settings);  // same language: no second request
+    ASSERT_EQ(assistant.translations.size(), 1u);
+    const auto asked = untranslated(assistant.translations[0]);
+    const std::vector<std::pair<QString, QString>> missing{
+        {model.lines()[2].id, model.lines()[2].text}};
+    EXPECT_EQ(asked, missing);
+
+    EditProject answer = assistant.translations[0];
+    answer.translations["fr"][model.lines()[2].id] = "Au revoir.";
+    assistant.translateDone(answer);
+    settle();
+    EXPECT_EQ(model.project().translations.at("fr").size(), 2u);
+    EXPECT_EQ(model.project().settings.captionSize, 1.2);  // the change made meanwhile stays
+    EXPECT_FALSE(model.translating());
+
+    // Everything is there now: going back and forth asks nothing more.
+    settings.captionLanguage = CaptionLanguage::original;
+    model.setSettings(settings);
+    settings.captionLanguage = CaptionLanguage::fr;
+    model.setSettings(settings);
+    EXPECT_EQ(assistant.translations.size(), 1u);
+}
+
+TEST_F(EditorModelTest, NewVideosAndAddedClips) {
+    // A video just made is saved without waiting for a change.
+    EditProject made = threeLines();
+    made.id = QUuid::createUuid();
+    model.start(made);
+    EXPECT_FALSE(model.canUndo());
+    timers.advance(EditorModel::kSaveDelay);
+    EXPECT_TRUE(QFileInfo::exists(ProjectStore::fileFor(made.id)));
+
+    // Clips dropped on an open video join its end as one step.
+    SourceClip more = testing::clipOf({{0.2, 0.6, "More."}}, 2, 1);
+    model.addClips({more});
+    ASSERT_EQ(model.lines().size(), 4u);
+    EXPECT_EQ(model.lines()[3].text, "More.");
+    model.undo();
+    EXPECT_EQ(model.project(), made);
+    model.redo();
+
+    // Where a line plays: its own start, or for a line cut away where the edit goes on.
+    const double second = model.lineOutput(1);
+    EXPECT_GT(second, 0);
+    model.toggleCut(1);
+    EXPECT_EQ(model.lineOutput(1), model.lineOutput(2));
+    model.toggleCut(3);
+    EXPECT_EQ(model.lineOutput(3), model.total());
+}
+
+// The model over the backend's editor, through the loopback backend.
+class EditorModelService : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qputenv("PELIX_EDITOR_DIR", dir.filePath("projects").toUtf8());
+        tokens.write("pelix_model_token");
+        model.open(threeLines());
+    }
+    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
+
+    QList<QJsonObject> sent(const QString& action) const {
+        QList<QJsonObject> bodies;
+        for (const fakes::Recorded& r : backend.requests("video-edit")) {
+            if (r.json.value("action") == action) bodies << r.json;
+        }
+        return bodies;
+    }
+
+    QTemporaryDir dir;
+    fakes::LoopbackBackend backend;
+    SystemClock systemClock;
+    QNetworkAccessManager network;
+    TokenStore tokens{dir.filePath("Pelix")};
+    Api api{backend.base(), tokens, &network, &systemClock};
+    EngineAssistant assistant{api};
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    EditorModel model{timers, &assistant};
+};
+
+TEST_F(EditorModelService, RevisionsFailuresAndTranslationsGoThroughTheBackend) {
+    int answer = 0;
+    backend.answerWith("video-edit", [&](const fakes::Recorded& r) {
+        const QString action = r.json.value("action").toString();
+        if (action == "revise" && answer++ == 0) {
+            return fakes::Reply::json(
+                {{"ops", QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{2}}},
+                                    QJsonObject{{"op", "remember"}, {"rule", "Short intros"}}}},
+                 {"reply", "Cut the second line."}});
+        }
+        if (action == "revise") {
+            return fakes::Reply::json({{"error", "The editor is busy, try again."}}, 503);
+        }
+        if (action == "translate") {
+            QJsonArray items;
+            for (const QJsonValue& item : r.json.value("items").toArray()) {
+                items.append(
+                    QJsonObject{{"id", item.toObject().value("id")},
+                                {"text", "FR " + item.toObject().value("text").toString()}});
+            }
+            return fakes::Reply::json({{"items", items}});
+        }
+        return fakes::Reply::json({});
+    });
+    const std::vector<Line> spoken = model.lines();
+
+    model.revise("cut the middle");
+    ASSERT_TRUE(testing::waitUntil([&] { return !model.busy(); }, 15000));
+    EXPECT_EQ(model.project().cut, TextSet{spoken[1].id});
+    EXPECT_EQ(model.project().chat,
+              (std::vector<ChatTurn>{{"cut the middle", true}, {"Cut the second line.", false}}));
+    EXPECT_EQ(model.style(), QStringList{"Short intros"});
+    ASSERT_TRUE(testing::waitUntil([&] { return !sent("style").isEmpty(); }, 15000));
+    EXPECT_EQ(sent("style").last().value("rules"), QJsonArray{"Short intros"});
+
+    const EditProject before = model.project();
+    model.revise("again");
+    ASSERT_TRUE(testing::waitUntil([&] { return !model.busy(); }, 15000));
+    EXPECT_EQ(model.project(), before);
+    EXPECT_EQ(model.error(), "The editor is busy, try again.");
+
+    EditSettings settings = model.project().settings;
+    settings.captionLanguage = CaptionLanguage::fr;
+    model.setSettings(settings);
+    ASSERT_TRUE(testing::waitUntil(
+        [&] {
+            return !model.translating() &&
+                   model.project().translations.contains(QStringLiteral("fr"));
+        },
+        15000));
+    ASSERT_EQ(sent("translate").size(), 1);
+    // The line cut away is not asked for.
+    EXPECT_EQ(sent("translate")[0].value("items").toArray().size(), 2);
+    EXPECT_EQ(model.project().translations.at("fr").at(spoken[2].id), "FR " + spoken[2].text);
+}
+
+TEST(EditorModel, WithoutAnAssistantRequestsFailWithASentence) {
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    EditorModel model{timers, nullptr};
+    model.open(threeLines());
+    model.revise("shorter");
+    EXPECT_TRUE(model.error().startsWith("Couldn't "));
+    EXPECT_FALSE(model.busy());
+}
+
+}  // namespace
+}  // namespace pelix

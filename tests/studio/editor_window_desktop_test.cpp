@@ -1,0 +1,212 @@
+// The editor window with its real parts: a dropped clip is transcribed, the loopback backend
+// makes the first pass, the preview draws from the renderer and the export writes a video.
+
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
+#include "studio/EngineAssistant.h"
+#include "studio/PreviewPane.h"
+#include "studio/PreviewPlayer.h"
+#include "fakes/LoopbackBackend.h"
+#include "fakes/ManualTime.h"
+#include "media/Media.h"
+#include "media/TestMedia.h"
+#include "memos/QStringPrinting.h"
+#include "render/Renderer.h"
+#include "service/Api.h"
+#include "service/TokenStore.h"
+#include "speech/SpeechEngines.h"
+#include "support/TestSupport.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QDragEnterEvent>
+#include <QJsonArray>
+#include <QLabel>
+#include <QListWidget>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QNetworkAccessManager>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QUrl>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using fakes::Recorded;
+using fakes::Reply;
+
+void clickAt(QListWidget& list, int row, int x) {
+    const QPoint at(list.visualItemRect(list.item(row)).left() + x,
+                    list.visualItemRect(list.item(row)).center().y());
+    QWidget* viewport = list.viewport();
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, viewport->mapToGlobal(at), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton,
+                          Qt::NoModifier);
+        QApplication::sendEvent(viewport, &event);
+    }
+}
+
+// Waits until the preview has the project as it is now (it takes changes after the event that
+// made them) and shows a picture of it.
+bool previewCaughtUp(const PreviewPlayer& player, const EditorModel& model) {
+    return testing::waitUntil(
+        [&] {
+            return player.duration() == model.total() &&
+                   player.shownGeneration() == player.generation() &&
+                   (!player.picture().isNull() || !player.problem().isEmpty());
+        },
+        20000);
+}
+
+class EditorWindowDesktop : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        qputenv("PELIX_EDITOR_DIR", dir.filePath("projects").toUtf8());
+        tokens.write("pelix_window_token");
+    }
+    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
+
+    QTemporaryDir dir;
+    testing::TestMedia media{dir.path()};
+    fakes::LoopbackBackend backend;
+    SystemClock clock;
+    QNetworkAccessManager network;
+    TokenStore tokens{dir.filePath("Pelix")};
+    Api api{backend.base(), tokens, &network, &clock};
+    EngineAssistant assistant{api};
+    fakes::ManualClock manualClock;
+    fakes::ManualTimers timers{manualClock};
+    SpeechEngines engines = SpeechEngines::standard();
+    std::unique_ptr<render::Renderer> renderer = render::makeRenderer();
+    QStringList shown;
+    EditorModel model{timers, &assistant};
+    EditorWindow window{model,
+                        EditorTools{renderer.get(), &engines, nullptr, dir.filePath("exports"),
+                                    [this](const QString& file) { shown << file; }}};
+};
+
+TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
+    std::vector<testing::Sentence> sentences{
+        {"Good morning, this is a test of the system.", 0.5},
+        {"Please bring the report and a cup of coffee.", 1.0},
+        {"The weather is nice today, so we can walk to the park.", 2.5}};
+    const QString clip = media.speech("morning.mp4", sentences);
+    backend.answerWith("video-edit", [](const Recorded& r) {
+        if (r.json.value("action") == "plan") {
+            return Reply::json({{"cut", QJsonArray{}},
+                                {"keywords", QJsonArray{}},
+                                {"hook", ""},
+                                {"title", "Morning"},
+                                {"reply", "First pass done."}});
+        }
+        return Reply::json({});
+    });
+    window.show();
+
+    {
+        SCOPED_TRACE("a drop makes a new video, transcribed off the main thread");
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(clip)});
+        QDragEnterEvent enter(QPoint(600, 300), Qt::CopyAction, &data, Qt::LeftButton,
+                              Qt::NoModifier);
+        QApplication::sendEvent(&window, &enter);
+        ASSERT_TRUE(enter.isAccepted());
+        QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &drop);
+        ASSERT_TRUE(window.importing()) << window.status()->text().toStdString();
+        QString progress;
+        ASSERT_TRUE(testing::waitUntil(
+            [&] {
+                if (window.importProgress()->isVisible())
+                    progress = window.importProgress()->text();
+                return !window.importing();
+            },
+            60000));
+        EXPECT_TRUE(progress.startsWith("morning.mp4: ")) << progress.toStdString();
+        ASSERT_EQ(model.project().clips.size(), 1u) << window.status()->text().toStdString();
+        ASSERT_EQ(window.transcript()->count(), 3)
+            << "the transcriber heard the sentences differently";
+        EXPECT_TRUE(window.transcript()->item(0)->text().contains("morning"));
+    }
+    {
+        SCOPED_TRACE("the first pass comes from the service");
+        ASSERT_TRUE(testing::waitUntil([&] { return !model.project().chat.empty(); }, 15000));
+        EXPECT_EQ(model.project().chat.back().text, "First pass done.");
+        EXPECT_EQ(model.project().name, "morning");  // named after the clip
+    }
+
+    PreviewPlayer& player = window.preview()->player();
+    const double whole = model.total();
+    {
+        SCOPED_TRACE("the preview draws the edit and follows a cut");
+        ASSERT_TRUE(previewCaughtUp(player, model));
+        EXPECT_TRUE(player.problem().isEmpty()) << player.problem().toStdString();
+        EXPECT_EQ(player.picture().size(), QSize(270, 480));
+        EXPECT_DOUBLE_EQ(player.duration(), whole);
+
+        // A click on the number only shows the line.
+        clickAt(*window.transcript(), 2, 10);
+        EXPECT_FALSE(model.isCut(2));
+        ASSERT_TRUE(testing::waitUntil([&] { return player.position() == model.lineOutput(2); }));
+
+        clickAt(*window.transcript(), 1, 100);
+        ASSERT_TRUE(model.isCut(1));
+        EXPECT_LT(model.total(), whole - 1);
+        ASSERT_TRUE(previewCaughtUp(player, model));
+        EXPECT_DOUBLE_EQ(player.duration(), model.total());
+        EXPECT_DOUBLE_EQ(player.position(), model.lineOutput(1));
+        EXPECT_TRUE(player.problem().isEmpty()) << player.problem().toStdString();
+    }
+    {
+        SCOPED_TRACE("export writes the edit, then shows it in its folder");
+        EditSettings small = model.project().settings;
+        small.format = VideoFormat::original;  // the clip's own 160×120, so encoding is quick
+        model.setSettings(small);
+        ASSERT_TRUE(window.preview()->startExport());
+        EXPECT_FALSE(window.preview()->startExport()) << "one export at a time";
+        ASSERT_TRUE(testing::waitUntil([&] { return !window.preview()->exporting(); }, 90000));
+        const QString file = window.preview()->exported();
+        ASSERT_EQ(file, dir.filePath("exports/morning - YouTube.mp4"))
+            << window.preview()->status()->text().toStdString();
+        const auto length = media::duration(file);
+        ASSERT_TRUE(length.has_value());
+        EXPECT_NEAR(*length, model.total(), 0.1);
+        auto* show = window.preview()->findChild<QPushButton*>("showInFolder");
+        ASSERT_NE(show, nullptr);
+        ASSERT_TRUE(show->isVisible());
+        show->click();
+        EXPECT_EQ(shown, QStringList{file});
+    }
+}
+
+TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
+    const QString clip = media.silentVideo("short.mp4", 8);
+    SourceClip source;
+    source.id = QUuid::createUuid();
+    source.path = clip;
+    source.duration = 8;
+    source.width = 160;
+    source.height = 120;
+    source.words = {{0.0, 7.5, "Long"}};
+    EditProject project;
+    project.id = QUuid::createUuid();
+    project.name = "Stopped";
+    project.clips = {source};
+    model.open(project);
+    window.show();
+    ASSERT_TRUE(window.preview()->startExport());
+    window.preview()->cancelExport();
+    ASSERT_TRUE(testing::waitUntil([&] { return !window.preview()->exporting(); }, 30000));
+    EXPECT_TRUE(window.preview()->exported().isEmpty());
+    EXPECT_EQ(window.preview()->status()->text(), "The export was stopped.");
+    EXPECT_TRUE(QDir(dir.filePath("exports")).entryList(QDir::Files | QDir::Hidden).isEmpty());
+}
+
+}  // namespace
+}  // namespace pelix

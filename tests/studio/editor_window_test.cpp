@@ -1,0 +1,156 @@
+#include "studio/EditorModel.h"
+#include "editor/EditorTestSupport.h"
+#include "studio/EditorWindow.h"
+#include "fakes/ManualTime.h"
+#include "fakes/TextFakes.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace pelix {
+namespace {
+
+using testing::evenClip;
+using testing::projectOf;
+
+EditProject threeLines() {
+    SourceClip clip = evenClip({"Hello", "there.", "This", "is", "long.", "Bye", "now."});
+    for (size_t i = 2; i < clip.words.size(); ++i) {
+        const double shift = i >= 5 ? 2.0 : 1.0;
+        clip.words[i].start += shift;
+        clip.words[i].end += shift;
+    }
+    clip.duration = 7;
+    return projectOf({clip});
+}
+
+void click(QListWidget& list, int row) {
+    const QPoint at = list.visualItemRect(list.item(row)).center();
+    QWidget* viewport = list.viewport();
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, viewport->mapToGlobal(at), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton,
+                          Qt::NoModifier);
+        QApplication::sendEvent(viewport, &event);
+    }
+}
+
+class EditorWindowTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
+        model.open(threeLines());
+        window.show();
+        QApplication::processEvents();
+        ASSERT_EQ(window.transcript()->count(), 3);
+    }
+    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
+
+    QTemporaryDir dir;
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    EditorModel model{timers, nullptr};
+    EditorWindow window{model};
+};
+
+TEST_F(EditorWindowTest, AClickOnALineCutsItAndTheTotalsFollow) {
+    const QString before = window.totals()->text();
+    EXPECT_TRUE(before.startsWith("3 of 3 lines kept")) << before.toStdString();
+    click(*window.transcript(), 1);
+    EXPECT_TRUE(model.isCut(1));
+    EXPECT_TRUE(window.totals()->text().startsWith("2 of 3 lines kept"));
+    EXPECT_NE(window.totals()->text(), before);
+    click(*window.transcript(), 1);
+    EXPECT_FALSE(model.isCut(1));
+    EXPECT_EQ(window.totals()->text(), before);
+}
+
+TEST_F(EditorWindowTest, EditingALineStoresAFix) {
+    QListWidget& list = *window.transcript();
+    list.setCurrentRow(2);
+    list.editItem(list.item(2));
+    auto* editor = list.viewport()->findChild<QLineEdit*>();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->text(), "Bye now.");
+    editor->setText("Goodbye now.");
+    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    QApplication::sendEvent(editor, &enter);
+    QApplication::processEvents();
+    EXPECT_EQ(model.lineText(2), "Goodbye now.");
+    EXPECT_EQ(list.item(2)->text(), "Goodbye now.");
+    model.undo();
+    EXPECT_EQ(list.item(2)->text(), "Bye now.");
+}
+
+TEST_F(EditorWindowTest, SettingsFollowTheModelBothWays) {
+    auto* language = window.findChild<QComboBox*>("captionLanguage");
+    ASSERT_NE(language, nullptr);
+    ASSERT_EQ(language->count(), 11);
+    EXPECT_EQ(language->currentText(), "As spoken");
+    EXPECT_EQ(language->itemText(3), "Chinese (Simplified)");
+    language->setCurrentIndex(int(CaptionLanguage::fr));
+    EXPECT_EQ(model.project().settings.captionLanguage, CaptionLanguage::fr);
+    model.undo();
+    EXPECT_EQ(language->currentText(), "As spoken");
+    EXPECT_FALSE(model.canUndo()) << "showing the settings must not count as an edit";
+}
+
+TEST_F(EditorWindowTest, SavedVideosSayWhenTheirMediaIsMissing) {
+    ProjectStore::Entry gone;
+    gone.name = "Old talk";
+    gone.modified = QDateTime(QDate(2026, 11, 2), QTime(8, 5), Qt::UTC);
+    gone.mediaMissing = true;
+    ProjectStore::Entry broken;
+    broken.file = "x.json";
+    broken.error = "Not a project.";
+    window.showVideos({gone, broken});
+    auto* list = window.findChild<QListWidget*>("videos");
+    ASSERT_NE(list, nullptr);
+    ASSERT_EQ(list->count(), 2);
+    EXPECT_EQ(list->item(0)->text(), "Old talk\n2 Nov 2026, 08:05 · media missing");
+    EXPECT_TRUE(list->item(1)->text().startsWith("x.json"));
+}
+
+// The microphone fills the instruction field as the words are heard and types nowhere else.
+TEST(EditorWindowMicrophone, DictationFillsTheFieldOnly) {
+    QTemporaryDir dir;
+    qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
+    fakes::ManualClock clock;
+    fakes::ManualTimers timers{clock};
+    fakes::FakeRecognizer recognizer;
+    fakes::FakeMicrophone microphone;
+    fakes::FakeTypist typist;
+    typist.front = platform::FrontWindow{};
+    LiveDictation dictation(recognizer, microphone, typist, timers);
+    EditorModel model{timers, nullptr};
+    model.open(threeLines());
+    EditorWindow window{model, EditorTools{nullptr, nullptr, &dictation, dir.path(), {}}};
+    auto* mic = window.findChild<QPushButton*>("microphone");
+    ASSERT_NE(mic, nullptr);
+
+    mic->click();
+    ASSERT_TRUE(microphone.running);
+    recognizer.partial("make it");
+    timers.advance(LiveDictation::kDebounceSeconds);
+    EXPECT_EQ(window.instruction()->text(), "make it");
+    mic->click();
+    EXPECT_FALSE(microphone.running);
+    recognizer.final("make it snappier");
+    QApplication::processEvents();
+    EXPECT_EQ(window.instruction()->text(), "make it snappier");
+    EXPECT_FALSE(mic->isChecked());
+    EXPECT_TRUE(typist.log.isEmpty()) << typist.log.join(", ").toStdString();
+    qunsetenv("PELIX_EDITOR_DIR");
+}
+
+}  // namespace
+}  // namespace pelix
