@@ -1,5 +1,20 @@
 #pragma once
 
+// How plainText (PlainText.cpp) stays linear: its twenty replacements run in order over an
+// icu::UnicodeString, each in one pass with exactly the result of the replace-all that defines
+// it (detail::plainTextByPatterns; the ICU patterns compiled once in a function-local static).
+// Plain replace-alls are quadratic on hostile notes: a tag that never ends is scanned to the end
+// from every start. Here the literal parts of a tag pattern ("<script", "</object>"...) are found
+// by the engine itself (case-insensitive matching folds some letters outside ASCII onto ASCII
+// ones), and the rest is decided from sorted positions with forward-only cursors: an enclosed tag
+// ends at the first closing tag after it, <img, <li and the list tags at the first ">", <object>
+// at the first closing tag when no line ends before it (what "." without the dot-all flag
+// allows), "<...>" at the first ">" when something lies between. Bounded patterns (<br\s*/?>,
+// closing tags, numeric references) stay plain replace-alls, which are linear for them; entities
+// are replaced in one pass each, and trailing blanks by a scan. A tag rule is skipped when a
+// quick scan finds no "<" (or "</") followed by a letter it could start with. A test and the
+// plain-text fuzz target compare the two on random input.
+
 #include "core/Error.h"
 
 #include <QJsonObject>

@@ -1,7 +1,10 @@
 #pragma once
 
 // Reading pictures and sound out of media files for the renderer and the face finder, and
-// scaling pictures into the output. For this folder only.
+// scaling pictures into the output. For this folder only. The picture reader decodes forward and
+// seeks only when a time lies behind or more than 2 s ahead; the sound reader has a demuxer of its
+// own, so pictures and sound seek independently. The crop is cut by moving the plane pointers (on
+// even pixels for 4:2:0) before libswscale scales it into the output.
 
 #include "core/Error.h"
 #include "media/FFmpeg.h"
