@@ -20,7 +20,7 @@
 namespace pelix {
 
 AppFeatures::AppFeatures(FeatureParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)) {}
+    : QObject(parent), parts_(std::move(parts)), worker_(this) {}
 
 AppFeatures::~AppFeatures() {
     if (importStop_) *importStop_ = true;
@@ -140,7 +140,7 @@ void AppFeatures::importNotes() {
         }
         self->importing_ = true;
         self->importStop_ = NotesImport::run(
-            self->parts_.api, std::move(source),
+            self->worker_, self->parts_.api, std::move(source),
             [self](const QString& progress) {
                 if (self) self->parts_.shell.show(progress);
             },
