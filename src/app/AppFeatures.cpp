@@ -184,8 +184,8 @@ TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
     const QString key = QFileInfo(file).absoluteFilePath();
     auto found = transcripts_.find(key);
     if (found == transcripts_.end()) {
-        auto window = std::make_unique<TranscriptWindow>(parts_.engines, parts_.api, parts_.prefs,
-                                                         parts_.clock, key);
+        auto window = std::make_unique<TranscriptWindow>(parts_.engines, worker_, parts_.api,
+                                                         parts_.prefs, parts_.clock, key);
         QPointer<AppFeatures> self(this);
         // The window is let go once its close has run to the end.
         connect(window.get(), &TranscriptWindow::closed, this, [self, key] {

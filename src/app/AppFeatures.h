@@ -89,7 +89,7 @@ private:
     FeatureParts parts_;
     std::unique_ptr<MemoChooserWindow> chooser_;
     std::unique_ptr<Drops::Sender> dropped_;
-    // Reads notes.
+    // Reads notes and hears videos; the windows go first and stop their runs as they go.
     Worker worker_;
     std::map<QString, std::unique_ptr<TranscriptWindow>> transcripts_;
     bool importing_ = false;
