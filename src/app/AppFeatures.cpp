@@ -20,7 +20,7 @@
 namespace pelix {
 
 AppFeatures::AppFeatures(FeatureParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)) {}
+    : QObject(parent), parts_(std::move(parts)), worker_(this) {}
 
 AppFeatures::~AppFeatures() {
     if (importStop_) *importStop_ = true;
@@ -140,7 +140,7 @@ void AppFeatures::importNotes() {
         }
         self->importing_ = true;
         self->importStop_ = NotesImport::run(
-            self->parts_.api, std::move(source),
+            self->worker_, self->parts_.api, std::move(source),
             [self](const QString& progress) {
                 if (self) self->parts_.shell.show(progress);
             },
@@ -184,8 +184,8 @@ TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
     const QString key = QFileInfo(file).absoluteFilePath();
     auto found = transcripts_.find(key);
     if (found == transcripts_.end()) {
-        auto window = std::make_unique<TranscriptWindow>(parts_.engines, parts_.api, parts_.prefs,
-                                                         parts_.clock, key);
+        auto window = std::make_unique<TranscriptWindow>(parts_.engines, worker_, parts_.api,
+                                                         parts_.prefs, parts_.clock, key);
         QPointer<AppFeatures> self(this);
         // The window is let go once its close has run to the end.
         connect(window.get(), &TranscriptWindow::closed, this, [self, key] {

@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
-#include <QThread>
 
 #include <cmath>
 #include <memory>
@@ -16,7 +15,7 @@
 namespace pelix {
 
 AppRouter::AppRouter(AppParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)), panel_(parts_.api, parts_.clock) {
+    : QObject(parent), parts_(std::move(parts)), panel_(parts_.api, parts_.clock), worker_(this) {
     // The panel's microphone starts a braindump, or ends whatever recording runs.
     connect(&panel_, &relay::PanelModel::micTapped, this, [this] {
         if (recording_) {
@@ -163,13 +162,11 @@ void AppRouter::discardRecording() {
 void AppRouter::upload(const QString& path, double seconds) {
     // Reading and encoding the file takes tens of milliseconds for a long recording: a worker
     // does it, and the request goes out from here once it is done.
-    auto body = std::make_shared<Result<QByteArray>>();
-    QThread* worker = QThread::create([body, path, context = parts_.api.context("voice", seconds)] {
-        *body = braindumpBody(path, context);
-    });
-    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    connect(worker, &QThread::finished, this, [this, body, path, seconds] {
-        if (!*body) {
+    auto read = [path, context = parts_.api.context("voice", seconds)] {
+        return braindumpBody(path, context);
+    };
+    worker_.run(std::move(read), [this, path, seconds](const Result<QByteArray>& body) {
+        if (!body) {
             parts_.shell.show(braindump::kUnreadable);
             return;
         }
@@ -177,7 +174,7 @@ void AppRouter::upload(const QString& path, double seconds) {
                                  .arg(QFileInfo(path).fileName())
                                  .arg(seconds, 0, 'f', 1));
         QPointer<AppRouter> self(this);
-        parts_.api.post("braindump", **body, std::nullopt, braindump::kUploadTimeout,
+        parts_.api.post("braindump", *body, std::nullopt, braindump::kUploadTimeout,
                         [self, path](RawAnswer answer) {
                             QFile::remove(path);
                             const QString line = uploadLine(answer);
@@ -187,7 +184,6 @@ void AppRouter::upload(const QString& path, double seconds) {
                             Q_EMIT self->uploaded(line);
                         });
     });
-    worker->start();
 }
 
 void AppRouter::filed(const QString& line) {

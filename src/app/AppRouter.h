@@ -3,14 +3,15 @@
 #include "app/Gestures.h"
 #include "app/Links.h"
 #include "app/Menu.h"
-#include "braindump/Recorder.h"
 #include "app/Shell.h"
+#include "braindump/Recorder.h"
 #include "core/Clock.h"
 #include "core/Prefs.h"
 #include "core/Timers.h"
+#include "core/Worker.h"
+#include "panel/PanelModel.h"
 #include "platform/Autostart.h"
 #include "platform/Keys.h"
-#include "panel/PanelModel.h"
 #include "service/Api.h"
 #include "service/TokenStore.h"
 
@@ -125,6 +126,7 @@ private:
     relay::PanelModel panel_;
     bool recording_ = false;
     bool fileIt_ = true;
+    Worker worker_;  // reads recordings for their upload
 };
 
 }  // namespace pelix

@@ -28,7 +28,6 @@
 #include <QDir>
 #include <QMenu>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace pelix {
 
@@ -120,9 +119,9 @@ TrayApp::~TrayApp() {
     // The windows draw the delegate's panel model: they go first.
     panel_.reset();
     badge_.reset();
-    // Transcript windows stop their runs as they go; the runs use the engines until they notice.
+    // Transcript windows stop their runs as they go, and the features' worker waits for the runs,
+    // which use the engines until they notice, and for a notes import still reading.
     features_.reset();
-    QThreadPool::globalInstance()->waitForDone();
 }
 
 DesktopFacts TrayApp::facts(bool devices) const {

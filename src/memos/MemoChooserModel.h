@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Worker.h"
 #include "memos/VoiceMemoLibrary.h"
 
 #include <QHash>
@@ -7,7 +8,6 @@
 #include <QObject>
 #include <QSet>
 #include <QString>
-#include <QThreadPool>
 
 #include <functional>
 #include <optional>
@@ -97,7 +97,7 @@ private:
     QString status_;
     bool loading_ = false;
     bool loadAgain_ = false;
-    QThreadPool pool_;
+    Worker worker_;  // listings, one at a time
 };
 
 }  // namespace pelix

@@ -74,27 +74,11 @@ VoiceMemoWatcher::VoiceMemoWatcher(Api& api, Prefs& prefs, const Clock& clock, M
       prefs_(prefs),
       clock_(clock),
       tools_(std::move(tools)),
-      ticker_(ticker) {
-    pool_.setMaxThreadCount(2);
-}
+      ticker_(ticker),
+      worker_(this, 2) {}
 
 VoiceMemoWatcher::~VoiceMemoWatcher() {
     ticker_.stop();
-    // Workers post their results to this object; once they are done, pending posts die with it.
-    pool_.waitForDone();
-}
-
-template <class T>
-void VoiceMemoWatcher::offMain(std::function<T()> work, std::function<void(T)> then) {
-    pool_.start([this, work = std::move(work), then = std::move(then)]() mutable {
-        T value = work();
-        QMetaObject::invokeMethod(
-            this,
-            [then = std::move(then), value = std::move(value)]() mutable {
-                then(std::move(value));
-            },
-            Qt::QueuedConnection);
-    });
 }
 
 void VoiceMemoWatcher::status(const QString& text) {
@@ -124,7 +108,7 @@ void VoiceMemoWatcher::look() {
     for (const char* key : {"voiceMemos.sent", "voiceMemos.refused"}) {
         for (const QString& name : prefs_.value(key).toStringList()) done.insert(name);
     }
-    offMain<QList<FolderFile>>(
+    worker_.run(
         [folder = folder(), since, done, now = clock_.now()] {
             const auto files = VoiceMemoLibrary::listFolder(folder);
             return files ? waiting(*files, since, done, now) : QList<FolderFile>();
@@ -175,7 +159,7 @@ void VoiceMemoWatcher::sendFor(const QString& file, const std::optional<QString>
     memo->file = file;
     memo->name = QFileInfo(file).fileName();
     memo->title = title;
-    offMain<std::shared_ptr<Memo>>(
+    worker_.run(
         [memo, tools = tools_, folder = folder(), now = clock_.now()] {
             if (auto seconds = tools.duration(memo->file)) memo->seconds = *seconds;
             std::optional<QDateTime> recorded =
@@ -278,7 +262,7 @@ void VoiceMemoWatcher::nextPiece(std::shared_ptr<Hearing> hearing) {
         QString path;
         bool temporary = false;
     };
-    offMain<Result<Audio>>(
+    worker_.run(
         [tools = tools_, file = hearing->file, piece]() -> Result<Audio> {
             const QFileInfo info(file);
             // A recording as the folder holds them goes as it is; a large or other file (a long
@@ -328,7 +312,7 @@ void VoiceMemoWatcher::heardHere(const QString& file, const std::optional<QStrin
                                  std::function<void(Result<QString>)> done) {
     const QString locale = prefs_.string("transcribeLanguage").value_or(QString());
     peopleNames(token, [this, file, locale, done = std::move(done)](QStringList names) mutable {
-        offMain<Result<QString>>(
+        worker_.run(
             [hear = tools_.hear, file, locale, names]() -> Result<QString> {
                 auto text = hear(file, locale, names);
                 if (!text) return text;

@@ -2,6 +2,7 @@
 
 #include "core/Clock.h"
 #include "core/Prefs.h"
+#include "core/Worker.h"
 #include "memos/MemoTools.h"
 #include "memos/Ticker.h"
 #include "memos/VoiceMemoLibrary.h"
@@ -10,7 +11,6 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QSet>
-#include <QThreadPool>
 
 #include <functional>
 #include <optional>
@@ -115,8 +115,6 @@ private:
     void fileMemo(std::shared_ptr<Memo> memo, std::function<void(Outcome)> done);
     void finish(Outcome outcome, const QString& text, const std::function<void(Outcome)>& done);
     void nextPiece(std::shared_ptr<Hearing> hearing);
-    template <class T>
-    void offMain(std::function<T()> work, std::function<void(T)> then);
 
     Api& api_;
     Prefs& prefs_;
@@ -125,7 +123,7 @@ private:
     Ticker& ticker_;
     std::function<void(const QString&)> onStatus_;
     bool busy_ = false;
-    QThreadPool pool_;
+    Worker worker_;  // listing folders and converting sound, two at a time
 };
 
 }  // namespace pelix

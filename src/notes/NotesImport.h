@@ -31,6 +31,7 @@ namespace pelix {
 
 class Api;
 class Prefs;
+class Worker;
 
 // Copies every note of a notes app into the account: same folders, the notes' own dates,
 // nothing changed or deleted at the source. Notes come from a source that yields a JSON array
@@ -125,11 +126,12 @@ QString finalMessage(const Totals& totals);
 using Progress = std::function<void(const QString&)>;
 using Done = std::function<void(Result<QString>)>;
 
-// The whole import. Reading and converting run on a worker thread; the batches go one after
-// the other, each with the token read afresh. `progress` and `done` are called on the Api's
-// thread; `done` exactly once. Setting the returned flag stops the run before its next batch;
-// batches already sent stay in the account.
-std::shared_ptr<std::atomic_bool> run(Api& api, Source source, Progress progress, Done done);
+// The whole import. Reading and converting run on `worker`, whose owner's thread is the Api's;
+// the batches go one after the other, each with the token read afresh. `progress` and `done` are
+// called on that thread; `done` exactly once while the worker lives. Setting the returned flag
+// stops the run before its next batch; batches already sent stay in the account.
+std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
+                                      Done done);
 
 }  // namespace NotesImport
 }  // namespace pelix

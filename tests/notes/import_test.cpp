@@ -1,5 +1,6 @@
 #include "notes/NotesImport.h"
 
+#include "core/Worker.h"
 #include "fakes/LoopbackBackend.h"
 #include "memos/QStringPrinting.h"
 #include "service/Api.h"
@@ -47,7 +48,7 @@ protected:
                               std::shared_ptr<std::atomic_bool>* cancel = nullptr) {
         std::optional<Result<QString>> result;
         auto flag = NotesImport::run(
-            api, std::move(source), [this](const QString& text) { progress << text; },
+            worker, api, std::move(source), [this](const QString& text) { progress << text; },
             [&result](Result<QString> r) { result = std::move(r); });
         if (cancel) *cancel = flag;
         if (!waitUntil([&] { return result.has_value(); }, 30000)) {
@@ -62,6 +63,7 @@ protected:
     SystemClock clock;
     TokenStore tokens{home.dataDir()};
     Api api{backend.base(), tokens, &network, &clock};
+    Worker worker{nullptr};
     QStringList progress;
 };
 

@@ -40,7 +40,8 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     engines.add(
         std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(), QString()));
 
-    TranscriptWindow window(engines, api, prefs, clock, silence);
+    Worker worker(nullptr);
+    TranscriptWindow window(engines, worker, api, prefs, clock, silence);
     window.show();
     window.start();
     EXPECT_EQ(window.windowTitle(), "quiet.m4a — Transcript");

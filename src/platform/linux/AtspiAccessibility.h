@@ -36,6 +36,10 @@ public:
 
 private:
     class Worker;
+    // A thread of its own rather than a core Worker's job: libatspi binds itself to the GLib
+    // main context of the thread that starts it and reads the bus's answers there, the looks
+    // between tries are timers, and atspi_exit must run on that same thread. That takes a
+    // thread running an event loop for the object's whole life, which a pool's jobs are not.
     QThread thread_;
     Worker* worker_;
     // Answers come back through this object's thread and end with it.
