@@ -17,6 +17,7 @@ namespace pelix {
 class Api;
 class Clock;
 class MemoChooserWindow;
+class MemoSender;
 class Prefs;
 class Shell;
 class SpeechEngines;
@@ -30,6 +31,7 @@ struct FeatureParts {
     Timers& timers;
     // The status line, sounds and the questions asked of the user.
     Shell& shell;
+    MemoSender& sender;
     VoiceMemoWatcher& watcher;
     const SpeechEngines& engines;
     Drops::Fetch fetch;
