@@ -3,6 +3,7 @@
 #include "app/Gestures.h"
 #include "app/Links.h"
 #include "app/Menu.h"
+#include "braindump/Braindump.h"
 #include "braindump/Recorder.h"
 #include "app/Shell.h"
 #include "core/Clock.h"
@@ -123,6 +124,7 @@ private:
     std::unique_ptr<PendingTimer> maxTimer_;
     std::unique_ptr<PendingTimer> insightsTimer_;
     relay::PanelModel panel_;
+    BraindumpSender braindumps_;
     bool recording_ = false;
     bool fileIt_ = true;
 };

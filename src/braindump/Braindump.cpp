@@ -1,9 +1,14 @@
 #include "braindump/Braindump.h"
 
 #include "core/Json.h"
+#include "core/Log.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
+#include <QThread>
+
+#include <memory>
 
 namespace pelix {
 
@@ -29,6 +34,32 @@ QString uploadLine(const RawAnswer& answer) {
     }
     if (answer.status == 200) return braindump::kFiled;
     return QStringLiteral("Pelix answered %1.").arg(answer.status);
+}
+
+BraindumpSender::BraindumpSender(Api& api, QObject* parent) : QObject(parent), api_(api) {}
+
+void BraindumpSender::send(const QString& path, double seconds,
+                           std::function<void(Result<QString>)> done) {
+    auto body = std::make_shared<Result<QByteArray>>();
+    QThread* worker = QThread::create([body, path, context = api_.context("voice", seconds)] {
+        *body = braindumpBody(path, context);
+    });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    connect(worker, &QThread::finished, this,
+            [this, body, path, seconds, done = std::move(done)]() mutable {
+                if (!*body) return done(std::unexpected(body->error()));
+                logLine("braindump", QStringLiteral("sending %1 (%2 s)")
+                                         .arg(QFileInfo(path).fileName())
+                                         .arg(seconds, 0, 'f', 1));
+                QPointer<BraindumpSender> self(this);
+                api_.post("braindump", **body, std::nullopt, braindump::kUploadTimeout,
+                          [self, path, done = std::move(done)](RawAnswer answer) {
+                              QFile::remove(path);
+                              const QString line = uploadLine(answer);
+                              if (self) done(line);
+                          });
+            });
+    worker->start();
 }
 
 }  // namespace pelix
