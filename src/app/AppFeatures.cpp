@@ -5,6 +5,7 @@
 #include "core/Log.h"
 #include "core/Prefs.h"
 #include "memos/MemoChooserWindow.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "notes/NotesImport.h"
@@ -76,15 +77,10 @@ void AppFeatures::setFolder(const QString& folder) {
 void AppFeatures::chooseMemos() {
     if (!chooser_) {
         QPointer<AppFeatures> self(this);
-        VoiceMemoWatcher& watcher = parts_.watcher;
         chooser_ = std::make_unique<MemoChooserWindow>(MemoChooserWindow::Parts{
             .prefs = parts_.prefs,
             .timers = parts_.timers,
-            .send =
-                [&watcher](const QString& file, const std::optional<QString>& title,
-                           std::function<void(bool)> done) {
-                    watcher.send(file, title, std::move(done));
-                },
+            .send = parts_.sender.sendFunction(),
             .setAuto =
                 [self](bool on) {
                     if (self) self->setVoiceMemos(on);
@@ -111,12 +107,7 @@ void AppFeatures::sendDropped(const QStringList& files) {
     }
     if (sounds.isEmpty()) return;
     if (!dropped_) {
-        VoiceMemoWatcher& watcher = parts_.watcher;
-        dropped_ = std::make_unique<Drops::Sender>([&watcher](const QString& file,
-                                                              const std::optional<QString>& title,
-                                                              std::function<void(bool)> done) {
-            watcher.send(file, title, std::move(done));
-        });
+        dropped_ = std::make_unique<Drops::Sender>(parts_.sender.sendFunction());
         connect(dropped_.get(), &Drops::Sender::show, this,
                 [this](const QString& text, Drops::State state) {
                     parts_.shell.show(text);

@@ -18,6 +18,7 @@ namespace pelix {
 class Api;
 class Clock;
 class MemoChooserWindow;
+class MemoSender;
 class Prefs;
 class Shell;
 class SpeechEngines;
@@ -31,6 +32,7 @@ struct FeatureParts {
     Timers& timers;
     // The status line, sounds and the questions asked of the user.
     Shell& shell;
+    MemoSender& sender;
     VoiceMemoWatcher& watcher;
     const SpeechEngines& engines;
     Drops::Fetch fetch;

@@ -4,11 +4,11 @@
 #include "app/Links.h"
 #include "app/Menu.h"
 #include "app/Shell.h"
+#include "braindump/Braindump.h"
 #include "braindump/Recorder.h"
 #include "core/Clock.h"
 #include "core/Prefs.h"
 #include "core/Timers.h"
-#include "core/Worker.h"
 #include "panel/PanelModel.h"
 #include "platform/Autostart.h"
 #include "platform/Keys.h"
@@ -124,9 +124,9 @@ private:
     std::unique_ptr<PendingTimer> maxTimer_;
     std::unique_ptr<PendingTimer> insightsTimer_;
     relay::PanelModel panel_;
+    BraindumpSender braindumps_;
     bool recording_ = false;
     bool fileIt_ = true;
-    Worker worker_;  // reads recordings for their upload
 };
 
 }  // namespace pelix

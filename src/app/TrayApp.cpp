@@ -8,6 +8,7 @@
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 #include "studio/EngineAssistant.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
@@ -60,11 +61,13 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
                                                 desktop.typist(), desktop.clipboard())),
       engines_(std::make_unique<SpeechEngines>(SpeechEngines::standard())),
       memoTicker_(std::make_unique<QtTicker>()),
-      watcher_(std::make_unique<VoiceMemoWatcher>(context.api(), context.prefs(), context.clock(),
-                                                  machineTools(), *memoTicker_)) {
+      memoSender_(std::make_unique<MemoSender>(context.api(), context.prefs(), context.clock(),
+                                               machineTools())),
+      watcher_(std::make_unique<VoiceMemoWatcher>(*memoSender_, context.prefs(), context.clock(),
+                                                  *memoTicker_)) {
     // On a desktop whose new windows take the focus, the status line must not be one.
     shell_.setOverlay(desktop.overlay());
-    watcher_->onStatus([this](const QString& line) { shell_.show(line); });
+    memoSender_->onStatus([this](const QString& line) { shell_.show(line); });
     platform::RemoteFiles& remote = desktop.remoteFiles();
     features_ = std::make_unique<AppFeatures>(FeatureParts{
         .prefs = context.prefs(),
@@ -72,6 +75,7 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .clock = context.clock(),
         .timers = timers_,
         .shell = shell_,
+        .sender = *memoSender_,
         .watcher = *watcher_,
         .engines = *engines_,
         .fetch = [&remote](const QUrl& location,
@@ -290,7 +294,7 @@ void TrayApp::receive(const QString& message) {
 
 void TrayApp::openWeb() {
     if (!web_) {
-        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *watcher_,
+        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *memoSender_,
                                                [this] { shell_.play(ui::Sound::done); });
         parts.onMacLink = [this](const QUrl& url) { receive(url.toString()); };
         parts.onRelayAccount = [this](const RelayAccountMessage& message,

@@ -38,6 +38,7 @@ class EditorWindow;
 class AppDictation;
 class QtTicker;
 class SpeechEngines;
+class MemoSender;
 class VoiceMemoWatcher;
 class Relay;
 class RelayBanner;
@@ -95,6 +96,7 @@ private:
     std::unique_ptr<AppDictation> dictation_;
     std::unique_ptr<SpeechEngines> engines_;
     std::unique_ptr<QtTicker> memoTicker_;
+    std::unique_ptr<MemoSender> memoSender_;
     std::unique_ptr<VoiceMemoWatcher> watcher_;
     std::unique_ptr<AppFeatures> features_;
     std::unique_ptr<AppRouter> router_;

@@ -1,7 +1,6 @@
 #include "memos/MemoChooserModel.h"
 
 #include "core/Prefs.h"
-#include "memos/VoiceMemoWatcher.h"
 
 #include <QFileInfo>
 
@@ -120,7 +119,7 @@ void MemoChooserModel::sendNext() {
     setStatus("Sending " + memo.title + "…");
     send_(memo.url.toLocalFile(), memo.title, [this, memo, name](bool ok) {
         if (ok) {
-            VoiceMemoWatcher::markSent(prefs_, name);
+            MemoSender::markSent(prefs_, name);
             ++batchSent_;
         }
         states_.insert(name, ok ? State::sent : State::failed);

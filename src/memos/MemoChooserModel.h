@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Worker.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 
 #include <QHash>
@@ -26,9 +27,7 @@ public:
 
     static constexpr qsizetype kMost = 300;
 
-    // The memo sending pipeline: `done(true)` once the memo is in the account.
-    using Send = std::function<void(const QString& file, const std::optional<QString>& title,
-                                    std::function<void(bool)> done)>;
+    using Send = MemoSender::Send;
 
     MemoChooserModel(Prefs& prefs, Send send, std::function<void(bool)> setAuto,
                      QObject* parent = nullptr);

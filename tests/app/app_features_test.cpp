@@ -4,6 +4,7 @@
 #include "core/Prefs.h"
 #include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "speech/SpeechEngines.h"
 #include "support/TestSupport.h"
@@ -108,9 +109,11 @@ protected:
     TokenStore tokens{home.dataDir()};
     Prefs prefs{home.configDir() + "/Pelix.conf"};
     Api api{backend.base(), tokens, &network, &clock};
-    VoiceMemoWatcher watcher{api, prefs, clock, quickTools(), ticker};
+    MemoSender sender{api, prefs, clock, quickTools()};
+    VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
     SpeechEngines engines;
-    AppFeatures features{FeatureParts{prefs, api, clock, timers, shell, watcher, engines, nullptr}};
+    AppFeatures features{
+        FeatureParts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr}};
 };
 
 TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
@@ -134,7 +137,8 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
 
     // A start-up that finds the switch on starts watching: the waiting memo goes at once.
     prefs.setValue("voiceMemos.on", true);
-    AppFeatures later{FeatureParts{prefs, api, clock, timers, shell, watcher, engines, nullptr}};
+    AppFeatures later{
+        FeatureParts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr}};
     later.start();
     EXPECT_TRUE(ticker.running());
     ASSERT_TRUE(waitUntil([&] { return filed().size() == 2; }));

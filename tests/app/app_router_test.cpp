@@ -144,41 +144,6 @@ TEST_F(AppDelegateTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
     }
 }
 
-TEST_F(AppDelegateTest, EachAnswerGivesItsLineAndTheFileGoes) {
-    struct Case {
-        fakes::Reply reply;
-        QString line;
-    };
-    const QList<Case> cases{
-        {fakes::Reply::json({}), "In Pelix"},
-        {fakes::Reply::json({{"error", "Your storage is full."}}, 200), "Your storage is full."},
-        {fakes::Reply::json({{"error", "Token expired"}}, 401), "Token expired"},
-        {fakes::Reply::text("", 201), "Pelix answered 201."},
-        {fakes::Reply::text("<html>oops</html>", 500), "Pelix answered 500."},
-    };
-    countAnswers();
-    for (const Case& c : cases) {
-        server.answer("braindump", c.reply);
-        answers = 0;
-        const double start = clock.uptime() + 10;
-        tapAlt(start);
-        tapAlt(start + 2);
-        EXPECT_EQ(answered(), c.line);
-        EXPECT_FALSE(QFile::exists(recorder.path)) << c.line.toStdString();
-    }
-}
-
-TEST_F(AppDelegateTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
-    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
-    delegate = std::make_unique<AppRouter>(
-        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell, autostart});
-    countAnswers();
-    tapAlt(100);
-    tapAlt(102);
-    EXPECT_TRUE(answered().startsWith(braindump::kUnreachable));
-    EXPECT_FALSE(QFile::exists(recorder.path));
-}
-
 TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
     app().upload(home.path() + "/pelix-1.m4a", 2);  // no such file
     EXPECT_TRUE(testing::waitUntil([&] { return !shell.lines.isEmpty(); }));
