@@ -144,8 +144,7 @@ void AppFeatures::importNotes() {
                 Q_EMIT self->importFinished(message);
             });
     };
-    if (std::optional<NotesImport::Source> source =
-            NotesImport::defaultSource(parts_.prefs)) {
+    if (std::optional<NotesImport::Source> source = NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = QStringLiteral("Bring Apple Notes into Pelix?"),
                             .text = QString::fromUtf8(kImportNotesTip),
                             .accept = QStringLiteral("Bring them over"),
@@ -158,9 +157,8 @@ void AppFeatures::importNotes() {
     }
     // No notes app to ask on this machine: the notes come from an exported file.
     parts_.shell.chooseFile(QStringLiteral("Choose the exported notes to bring over"),
-                            QStringLiteral("Exported notes (*.json)"), [run](const QString& file) {
-                                run(NotesImport::fileSource(file));
-                            });
+                            QStringLiteral("Exported notes (*.json)"),
+                            [run](const QString& file) { run(NotesImport::fileSource(file)); });
 }
 
 void AppFeatures::transcribeVideo() {

@@ -5,21 +5,21 @@
 #include "app/MainWindow.h"
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "studio/EditorModel.h"
-#include "studio/EditorWindow.h"
-#include "studio/EngineAssistant.h"
 #include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
+#include "panel/PanelModel.h"
+#include "panel/PanelWindow.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
 #include "platform/RemoteFiles.h"
-#include "panel/PanelModel.h"
-#include "panel/PanelWindow.h"
 #include "relay/Relay.h"
 #include "relay/RelayBannerWindow.h"
 #include "render/Renderer.h"
 #include "speech/SpeechEngines.h"
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
+#include "studio/EngineAssistant.h"
 #include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
 
@@ -180,8 +180,7 @@ void TrayApp::start() {
     const bool askedBefore = context_.prefs().keysPromptShown();
     if (!askedBefore) context_.prefs().setKeysPromptShown(true);
     const Status listening = desktop_.keys().start({
-        .modifiersChanged = [this](Mods mods,
-                                   double now) { router_->modifiersChanged(mods, now); },
+        .modifiersChanged = [this](Mods mods, double now) { router_->modifiersChanged(mods, now); },
         .otherInput = [this](const platform::OtherInput& input) { router_->otherInput(input); },
     });
     if (!listening) {

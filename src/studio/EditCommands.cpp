@@ -4,11 +4,11 @@
 #include "core/Json.h"
 #include "editor/Captions.h"
 #include "editor/EditorEngine.h"
+#include "editor/ProjectStore.h"
+#include "render/Renderer.h"
 #include "studio/ExportPath.h"
 #include "studio/Interrupt.h"
 #include "studio/NewVideo.h"
-#include "editor/ProjectStore.h"
-#include "render/Renderer.h"
 
 #include <QEventLoop>
 #include <QFile>

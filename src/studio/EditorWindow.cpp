@@ -1,11 +1,11 @@
 #include "studio/EditorWindow.h"
 
+#include "dictation/LiveDictation.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
 #include "studio/ExportPath.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
-#include "dictation/LiveDictation.h"
 #include "ui/Glyphs.h"
 #include "ui/Theme.h"
 

@@ -1,11 +1,11 @@
 #include "studio/PreviewPane.h"
 
+#include "render/RenderPlan.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 #include "studio/ExportPath.h"
 #include "studio/PreviewPlayer.h"
-#include "render/RenderPlan.h"
 #include "ui/Theme.h"
 
 #include <QHBoxLayout>

@@ -1,8 +1,8 @@
 // The AppRouter's road of a recording, with a fake recorder, shell and timers, and the
 // loopback backend in place of the service.
 #include "app/AppRouter.h"
-#include "braindump/Braindump.h"
 #include "app/Menu.h"
+#include "braindump/Braindump.h"
 #include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
