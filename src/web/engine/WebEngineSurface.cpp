@@ -8,8 +8,9 @@
 // go ahead), `newWindow` for pages that open windows (a throw-away page learns the address), and
 // `unreachable` when a main-frame load fails for the connection or the host name (not for
 // certificate errors, which keep the engine's page, nor for cancelled loads). The file chooser
-// first runs the hint script in the page, in a nested event loop of at most 5 s (the engine asks
-// for files synchronously), then asks `pick`. The bridge's script is injected at document
+// takes the page's hint from the bridge, which hears it as the page sets it; failing that it runs
+// the hint script in the page, in a nested event loop of at most 5 s (the engine asks for files
+// synchronously), then asks `pick`. The bridge's script is injected at document
 // creation into the main world of the main frame only, so scripts in a frame find no
 // window.webkit; a message that is ignored is never answered.
 #include "web/WebSurface.h"
@@ -30,6 +31,7 @@
 #include <QWebEngineView>
 
 #include <memory>
+#include <utility>
 
 namespace pelix {
 
@@ -40,8 +42,19 @@ namespace {
 constexpr auto kShim = R"JS(
 (function () {
   window.pelixVersion = %1;
+  // The chooser's hint goes to the window as soon as the page sets it, so that the chooser
+  // need not ask the page while the page waits for it.
+  var hint = '', bridge = null;
+  Object.defineProperty(window, '__pelixPick', {
+    configurable: true,
+    get: function () { return hint; },
+    set: function (v) {
+      hint = v === undefined || v === null ? '' : String(v);
+      if (bridge) bridge.hint(hint);
+    }
+  });
   if (!window.qt || !window.qt.webChannelTransport) return;
-  var pending = {}, next = 1, queue = [], bridge = null;
+  var pending = {}, next = 1, queue = [];
   function send(id, body) {
     bridge.post(JSON.stringify(body === undefined ? null : body), id, window === window.top);
   }
@@ -55,6 +68,7 @@ constexpr auto kShim = R"JS(
     });
     queue.forEach(function (m) { send(m[0], m[1]); });
     queue = [];
+    if (hint) bridge.hint(hint);
   });
   var handler = {
     postMessage: function (body) {
@@ -74,8 +88,11 @@ constexpr auto kShim = R"JS(
 class RelayBridge : public QObject {
     Q_OBJECT
 public:
-    RelayBridge(QWebEnginePage* page, const WebSurfaceHooks& hooks)
-        : QObject(page), page_(page), hooks_(hooks) {}
+    RelayBridge(QWebEnginePage* page, const WebSurfaceHooks& hooks, QString& pickHint)
+        : QObject(page), page_(page), hooks_(hooks), pickHint_(pickHint) {}
+
+    // The page set (or cleared) its hint for the next file chooser.
+    Q_INVOKABLE void hint(const QString& value) { pickHint_ = value; }
 
     Q_INVOKABLE void post(const QString& json, int id, bool mainFrame) {
         if (!hooks_.relayMessage) return;
@@ -94,6 +111,7 @@ Q_SIGNALS:
 private:
     QWebEnginePage* page_;
     const WebSurfaceHooks& hooks_;
+    QString& pickHint_;
 };
 
 // A page made for a new window only to learn where it was going.
@@ -122,6 +140,9 @@ public:
     Page(QWebEngineProfile* profile, const WebSurfaceHooks& hooks, QObject* parent)
         : QWebEnginePage(profile, parent), hooks_(hooks) {}
 
+    // What the page last left in window.__pelixPick, as the bridge hears it.
+    QString pickHint;
+
 protected:
     bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool mainFrame) override {
         if (!mainFrame && type != NavigationTypeLinkClicked) return true;
@@ -134,20 +155,26 @@ protected:
 
     QStringList chooseFiles(FileSelectionMode mode, const QStringList&,
                             const QStringList& accept) override {
-        // The page leaves a hint for the chooser before it opens its file input: read and
-        // cleared first, while the chooser waits.
-        QString hint;
-        QEventLoop loop;
-        QPointer<QEventLoop> waiting(&loop);
-        runJavaScript(QString::fromLatin1(kPickHintScript), [waiting, &hint](const QVariant& v) {
-            if (!waiting) return;
-            hint = v.toString();
-            waiting->quit();
-        });
-        // A page that is slow to answer (a busy machine) still gets its hint read; one that never
-        // answers gets the chooser without it.
-        QTimer::singleShot(kPickHintWaitMs, &loop, &QEventLoop::quit);
-        loop.exec();
+        // The page leaves a hint for the chooser before it opens its file input. The bridge
+        // usually has it already; otherwise it is read from the page in a nested loop while the
+        // chooser waits. Either way it is cleared, in the page too, as it is used.
+        QString hint = std::exchange(pickHint, QString());
+        if (!hint.isEmpty()) {
+            runJavaScript(QStringLiteral("window.__pelixPick = ''"));
+        } else {
+            QEventLoop loop;
+            QPointer<QEventLoop> waiting(&loop);
+            runJavaScript(QString::fromLatin1(kPickHintScript),
+                          [waiting, &hint](const QVariant& v) {
+                              if (!waiting) return;
+                              hint = v.toString();
+                              waiting->quit();
+                          });
+            // A page that is slow to answer (a busy machine) still gets its hint read; one that
+            // never answers gets the chooser without it.
+            QTimer::singleShot(kPickHintWaitMs, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
         if (!hooks_.pick) return {};
         return hooks_.pick(hint, mode == FileSelectOpenMultiple, accept);
     }
@@ -173,7 +200,8 @@ public:
         page_ = new Page(profile_, hooks_, view_);
         page_->setBackgroundColor(Qt::transparent);
         auto* channel = new QWebChannel(page_);
-        channel->registerObject(QStringLiteral("pelixRelay"), new RelayBridge(page_, hooks_));
+        channel->registerObject(QStringLiteral("pelixRelay"),
+                                new RelayBridge(page_, hooks_, page_->pickHint));
         page_->setWebChannel(channel, QWebEngineScript::MainWorld);
         view_->setPage(page_);
 
@@ -186,6 +214,9 @@ public:
                                  return;
                              if (hooks_.unreachable) hooks_.unreachable(info.url());
                          });
+        // A hint is for the document that set it.
+        QObject::connect(page_, &QWebEnginePage::loadStarted, view_,
+                         [this] { page_->pickHint.clear(); });
         QObject::connect(page_, &QWebEnginePage::loadFinished, view_, [this](bool ok) {
             if (loaded_) loaded_(ok);
         });
