@@ -4,10 +4,12 @@
 #include "app/Shell.h"
 #include "core/Log.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "memos/MemoChooserWindow.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "notes/NotesImport.h"
+#include "service/Api.h"
 #include "transcribe/TranscriptWindow.h"
 
 #include <QDir>
@@ -57,7 +59,7 @@ void AppFeatures::allowRecordings() {
     const QString now = VoiceMemoLibrary::folder(parts_.prefs);
     const QString start = QFileInfo(now).isDir() ? now : QDir::homePath();
     QPointer<AppFeatures> self(this);
-    parts_.shell.chooseFolder(QStringLiteral("Choose the folder your recordings are in"), start,
+    parts_.shell.chooseFolder(sentences::kChooseTheRecordingsFolder, start,
                               [self](const QString& folder) {
                                   if (self) self->setFolder(folder);
                               });
@@ -66,9 +68,9 @@ void AppFeatures::allowRecordings() {
 void AppFeatures::setFolder(const QString& folder) {
     VoiceMemoLibrary::setFolder(parts_.prefs, folder);
     if (VoiceMemoLibrary::canRead(folder)) {
-        parts_.shell.show("Pelix reads your recordings from " + folder + " now.");
+        parts_.shell.show(sentences::readsRecordingsFrom(folder));
     } else {
-        parts_.shell.show(VoiceMemoLibrary::kFolderClosedHint);
+        parts_.shell.show(sentences::kLetPelixRead);
     }
     if (chooser_) chooser_->model().load();
 }
@@ -128,14 +130,14 @@ void AppFeatures::sendDropped(const QStringList& files) {
 
 void AppFeatures::importNotes() {
     if (importing_) {
-        parts_.shell.show(kAlreadyImporting);
+        parts_.shell.show(sentences::kAlreadyImporting);
         return;
     }
     QPointer<AppFeatures> self(this);
     auto run = [self](NotesImport::Source source) {
         if (!self) return;
         if (self->importing_) {
-            self->parts_.shell.show(kAlreadyImporting);
+            self->parts_.shell.show(sentences::kAlreadyImporting);
             return;
         }
         self->importing_ = true;
@@ -148,17 +150,17 @@ void AppFeatures::importNotes() {
                 if (!self) return;
                 self->importing_ = false;
                 self->importStop_.reset();
-                const QString message = done ? *done : done.error().message;
+                const QString message = done ? *done : Api::describe(done.error());
                 self->parts_.shell.show(message);
                 Q_EMIT self->importFinished(message);
             });
     };
     if (std::optional<NotesImport::Source> source =
             NotesImport::defaultSource(parts_.prefs)) {
-        const Prompt prompt{.title = QStringLiteral("Bring Apple Notes into Pelix?"),
-                            .text = QString::fromUtf8(kImportNotesTip),
-                            .accept = QStringLiteral("Bring them over"),
-                            .reject = QStringLiteral("Cancel"),
+        const Prompt prompt{.title = sentences::kBringNotesOver,
+                            .text = sentences::kImportNotesTip,
+                            .accept = sentences::kBringThemOver,
+                            .reject = sentences::kCancel,
                             .other = {}};
         parts_.shell.ask(prompt, [run, source = *source](PromptAnswer answer) {
             if (answer == PromptAnswer::accept) run(source);
@@ -166,15 +168,13 @@ void AppFeatures::importNotes() {
         return;
     }
     // No notes app to ask on this machine: the notes come from an exported file.
-    parts_.shell.chooseFile(QStringLiteral("Choose the exported notes to bring over"),
-                            QStringLiteral("Exported notes (*.json)"), [run](const QString& file) {
-                                run(NotesImport::fileSource(file));
-                            });
+    parts_.shell.chooseFile(sentences::kChooseExportedNotes, sentences::kExportedNotesFilter,
+                            [run](const QString& file) { run(NotesImport::fileSource(file)); });
 }
 
 void AppFeatures::transcribeVideo() {
     QPointer<AppFeatures> self(this);
-    parts_.shell.chooseFile(QStringLiteral("Transcribe a video"), transcribableFilter(),
+    parts_.shell.chooseFile(sentences::kTranscribeAVideo, transcribableFilter(),
                             [self](const QString& file) {
                                 if (self) self->openTranscript(file);
                             });
@@ -224,7 +224,7 @@ QString AppFeatures::transcribableFilter() {
         }
     }
     std::sort(patterns.begin(), patterns.end());
-    return "Videos and sound (" + patterns.join(' ') + ")";
+    return sentences::videosAndSoundFilter(patterns.join(' '));
 }
 
 }  // namespace pelix

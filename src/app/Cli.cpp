@@ -8,13 +8,14 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
-#include "studio/EditCli.h"
 #include "memos/MemoCli.h"
 #include "notes/ImportNotesCli.h"
 #include "platform/Desktop.h"
 #include "render/FramingSnapshot.h"
 #include "service/ServiceContext.h"
+#include "studio/EditCli.h"
 #include "text/CleanUp.h"
 #include "text/SelfTest.h"
 #include "transcribe/TranscribeCli.h"
@@ -38,7 +39,7 @@ int selfTest() {
 int cleanUp() {
     QFile in;
     if (!in.open(stdin, QIODevice::ReadOnly)) {
-        console::err("Couldn't read standard input.");
+        console::err(sentences::kNoStandardInput);
         return 1;
     }
     const QByteArray bytes = in.readAll();
@@ -150,7 +151,7 @@ int runPelix(int argc, char** argv) {
     if (!mode) {
         for (const QString& word : words) {
             if (word.startsWith("--") && !knownOption(word)) {
-                console::err("Pelix has no option " + word + "; pelix --help lists them.");
+                console::err(sentences::noSuchOption(word));
                 return 2;
             }
         }
@@ -181,7 +182,7 @@ int runPelix(int argc, char** argv) {
             [[fallthrough]];
         case Runs::gui:
             if (const auto problem = desktop->displayProblem()) {
-                console::err("Couldn't open a window: " + *problem + ".");
+                console::err(sentences::couldntOpenWindow(*problem));
                 return 1;
             }
             // The web window's engine, loaded later, shares its GL contexts with the

@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "memos/DropCatcher.h"
 #include "memos/MemoChooserWindow.h"
 #include "service/ServiceContext.h"
@@ -125,11 +126,10 @@ std::unique_ptr<QWidget> dropPicture(DropLook look) {
             chooser->drops().setVeiled(true);
             break;
         case DropLook::sending:
-            chooser->drops().showPill(QStringLiteral("Sending 1 of 2…"), Drops::State::working);
+            chooser->drops().showPill(sentences::sendingOf(1, 2), Drops::State::working);
             break;
         case DropLook::done:
-            chooser->drops().showPill(QStringLiteral("Complete: all 2 are in Pelix"),
-                                      Drops::State::done);
+            chooser->drops().showPill(sentences::completeAll(2), Drops::State::done);
             break;
     }
     return frame;
@@ -143,8 +143,7 @@ QString sampleVideo() {
 std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
     const QString video = sampleVideo();
     if (!QFileInfo(video).isFile()) {
-        console::err("Couldn't draw transcript.png: there is no " + video +
-                     "; make it with scripts/make-sample (or name one in PELIX_SAMPLE_VIDEO).");
+        console::err(sentences::noSampleVideo(video));
         return nullptr;
     }
     // The window and the run it starts need the engines for as long as they live.
@@ -166,9 +165,7 @@ std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
     QTimer::singleShot(kTranscribeLimitMs, &loop, &QEventLoop::quit);
     if (window->model().listening()) loop.exec();
     if (window->model().listening()) {
-        console::err(
-            QStringLiteral("Couldn't draw transcript.png: hearing the sample took too "
-                           "long."));
+        console::err(sentences::kSampleTookTooLong);
         return nullptr;
     }
     return frame;

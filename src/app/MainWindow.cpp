@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "memos/MemoTools.h"
 #include "memos/Ticker.h"
 #include "memos/VoiceMemoLibrary.h"
@@ -61,7 +62,7 @@ int runDropTest(platform::Desktop& desktop, ServiceContext& context) {
         console::err(window.error().message);
         return 1;
     }
-    (*window)->setWindowTitle(QString::fromLatin1(WebWindow::kDropTestTitle));
+    (*window)->setWindowTitle(sentences::kDropTestTitle);
     (*window)->setAttribute(Qt::WA_QuitOnClose);
     (*window)->open();
     return QApplication::exec();

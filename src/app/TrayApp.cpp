@@ -5,20 +5,21 @@
 #include "app/MainWindow.h"
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "studio/EditorModel.h"
-#include "studio/EditorWindow.h"
-#include "studio/EngineAssistant.h"
+#include "core/Sentences.h"
 #include "memos/VoiceMemoWatcher.h"
+#include "panel/PanelModel.h"
+#include "panel/PanelWindow.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
 #include "platform/RemoteFiles.h"
-#include "panel/PanelModel.h"
-#include "panel/PanelWindow.h"
 #include "relay/Relay.h"
 #include "relay/RelayBannerWindow.h"
 #include "render/Renderer.h"
 #include "speech/SpeechEngines.h"
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
+#include "studio/EngineAssistant.h"
 #include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
 
@@ -170,8 +171,8 @@ void TrayApp::start() {
     const bool signedIn = context_.tokens().read().has_value();
     shell_.setLook(signedIn ? ui::TrayLook::idle : ui::TrayLook::signedOut);
     if (!shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
-        logLine("tray", kNoTray);
-        shell_.show(kNoTray);
+        logLine("tray", sentences::kNoTray);
+        shell_.show(sentences::kNoTray);
     }
 
     const bool askedBefore = context_.prefs().keysPromptShown();
@@ -241,9 +242,9 @@ void TrayApp::registerAtLogin() {
     platform::Autostart& autostart = desktop_.autostart();
     if (autostart.enabled()) return;
     if (const Status done = autostart.enable(QCoreApplication::applicationFilePath()); done) {
-        shell_.show("Pelix will open at login.");
+        shell_.show(sentences::kOpensAtLogin);
     } else {
-        shell_.show("Couldn't change that: " + done.error().message);
+        shell_.show(sentences::couldntChangeThat(done.error().message));
     }
 }
 
