@@ -3,12 +3,14 @@
 #include "core/Console.h"
 #include "core/Json.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "editor/EditorEngine.h"
-#include "studio/Interrupt.h"
-#include "studio/NewVideo.h"
 #include "editor/ProjectStore.h"
 #include "render/Renderer.h"
+#include "service/Api.h"
+#include "studio/Interrupt.h"
+#include "studio/NewVideo.h"
 
 #include <QDir>
 #include <QEventLoop>
@@ -46,8 +48,7 @@ Result<QStringList> readRules(const QString& name) {
     const bool opened = name == "-" ? file.open(stdin, QIODevice::ReadOnly)
                                     : (file.setFileName(name), file.open(QIODevice::ReadOnly));
     if (!opened) {
-        return fail(1,
-                    "Couldn't read the style rules in " + name + ": " + file.errorString() + ".");
+        return fail(1, sentences::couldntReadRules(name, file.errorString()));
     }
     const QByteArray bytes = file.readAll();
     const QJsonDocument doc = QJsonDocument::fromJson(bytes);
@@ -55,8 +56,7 @@ Result<QStringList> readRules(const QString& name) {
     if (doc.isArray()) {
         for (const QJsonValue& rule : doc.array()) {
             if (!rule.isString()) {
-                return fail(1, "Couldn't read the style rules in " + name +
-                                   ": the list holds something that is not text.");
+                return fail(1, sentences::rulesNotText(name));
             }
             rules << rule.toString().trimmed();
         }
@@ -68,8 +68,8 @@ Result<QStringList> readRules(const QString& name) {
     return rules;
 }
 
-// Prints "Exporting… 40%"-style lines on standard error, one each time the whole percentage
-// passes a multiple of `step`.
+// Prints "Exporting… 40%"-style lines (`sentences::atPercent`) on standard error, one each time
+// the whole percentage passes a multiple of `step`.
 class Percent {
 public:
     Percent(QString what, int step) : what_(std::move(what)), step_(step) {}
@@ -77,7 +77,7 @@ public:
         const int percent = int(fraction * 100) / step_ * step_;
         if (percent == shown_) return;
         shown_ = percent;
-        console::err(QStringLiteral("%1 %2%").arg(what_).arg(percent));
+        console::err(sentences::atPercent(what_, percent));
     }
 
 private:
@@ -101,9 +101,7 @@ Result<Opened> openProject(const QString& name) {
     }
     const QUuid id = QUuid::fromString(name);
     if (id.isNull() || !QFileInfo(ProjectStore::fileFor(id)).isFile()) {
-        return fail(1, QStringLiteral("Couldn't find the project %1: it is neither a file nor "
-                                      "the id of a saved project.")
-                           .arg(name));
+        return fail(1, sentences::noSuchProject(name));
     }
     auto project = ProjectStore::open(id);
     if (!project) return std::unexpected(project.error());
@@ -124,8 +122,7 @@ int makeNew(const QStringList& words, const Args& args) {
     if (const auto format = args.value("--format")) {
         const auto chosen = fromRawValue<VideoFormat>(*format);
         if (!chosen) {
-            return failWith("There is no format " + *format +
-                            "; say reel, youtubeShort, rednote, youtube or original.");
+            return failWith(sentences::noSuchFormat(*format));
         }
         options.format = *chosen;
     }
@@ -136,7 +133,7 @@ int makeNew(const QStringList& words, const Args& args) {
     const SpeechEngines engines = SpeechEngines::standard();
     const auto project = newVideo(engines, options, QDateTime::currentDateTimeUtc());
     if (!project) return failWith(project.error().message);
-    if (interrupt.interrupted()) return failWith(QStringLiteral("Making the video was stopped."));
+    if (interrupt.interrupted()) return failWith(sentences::kMakingStopped);
     if (Status saved = ProjectStore::save(*project); !saved) return failWith(saved.error().message);
     console::out(upperUuid(project->id));
     return 0;
@@ -144,11 +141,11 @@ int makeNew(const QStringList& words, const Args& args) {
 
 int plan(ServiceContext& context, const Opened& opened) {
     const auto rules = loadRules(context);
-    if (!rules) return failWith(rules.error().message);
+    if (!rules) return failWith(Api::describe(rules.error()));
     const auto pass = await<Result<EditorEngine::FirstPass>>([&](auto done) {
         EditorEngine::plan(context.api(), opened.project, *rules, std::move(done));
     });
-    if (!pass) return failWith(pass.error().message);
+    if (!pass) return failWith(Api::describe(pass.error()));
     if (pass->project != opened.project) {
         if (Status saved = saveOpened(opened, pass->project); !saved) {
             return failWith(saved.error().message);
@@ -161,15 +158,14 @@ int plan(ServiceContext& context, const Opened& opened) {
 int revise(ServiceContext& context, const Opened& opened, const QStringList& words) {
     const QString instruction = words.mid(2).join(' ').trimmed();
     if (instruction.isEmpty()) {
-        return failWith(QStringLiteral(
-            "Say what to change: pelix --edit revise PROJECT \"cut the second line\"."));
+        return failWith(sentences::kSayWhatToChange);
     }
     const auto rules = loadRules(context);
-    if (!rules) return failWith(rules.error().message);
+    if (!rules) return failWith(Api::describe(rules.error()));
     const auto revised = await<Result<EditorEngine::Revision>>([&](auto done) {
         EditorEngine::revise(context.api(), instruction, *rules, opened.project, std::move(done));
     });
-    if (!revised) return failWith(revised.error().message);
+    if (!revised) return failWith(Api::describe(revised.error()));
 
     EditProject changed = revised->applied.project;
     changed.chat.push_back({instruction, true});
@@ -182,25 +178,23 @@ int revise(ServiceContext& context, const Opened& opened, const QStringList& wor
     if (merged == *rules) return 0;
     const Status stored = await<Status>(
         [&](auto done) { EditorEngine::saveRules(context.api(), merged, std::move(done)); });
-    if (!stored) return failWith("Couldn't save your style rules: " + stored.error().message);
+    if (!stored) return failWith(sentences::couldntSaveRules(Api::describe(stored.error())));
     return 0;
 }
 
 int translate(ServiceContext& context, const Opened& opened) {
     const CaptionLanguage language = opened.project.settings.captionLanguage;
     if (language == CaptionLanguage::original) {
-        console::out(
-            QStringLiteral("The captions are as spoken, so there is nothing to "
-                           "translate; set captionLanguage first."));
+        console::out(sentences::kNothingToTranslate);
         return 0;
     }
     const size_t missing = untranslated(opened.project).size();
     const auto result = await<Result<EditProject>>([&](auto done) {
         EditorEngine::translate(context.api(), opened.project, std::move(done));
     });
-    if (!result) return failWith(result.error().message);
+    if (!result) return failWith(Api::describe(result.error()));
     if (missing == 0) {
-        console::out("Every caption is already in " + label(language) + ".");
+        console::out(sentences::alreadyIn(label(language)));
         return 0;
     }
     if (*result != opened.project) {
@@ -211,10 +205,7 @@ int translate(ServiceContext& context, const Opened& opened) {
     const size_t now = stored == result->translations.end() ? 0 : stored->second.size();
     const auto before = opened.project.translations.find(id(language));
     const size_t had = before == opened.project.translations.end() ? 0 : before->second.size();
-    console::out(QStringLiteral("Translated %1 of %2 captions into %3.")
-                     .arg(now - had)
-                     .arg(missing)
-                     .arg(label(language)));
+    console::out(sentences::translated(qint64(now - had), qint64(missing), label(language)));
     return 0;
 }
 
@@ -224,12 +215,12 @@ int style(ServiceContext& context, const Args& args) {
         if (!rules) return failWith(rules.error().message);
         const Status stored = await<Status>(
             [&](auto done) { EditorEngine::saveRules(context.api(), *rules, std::move(done)); });
-        if (!stored) return failWith("Couldn't save your style rules: " + stored.error().message);
-        console::out(QStringLiteral("Saved %1 style rules.").arg(rules->size()));
+        if (!stored) return failWith(sentences::couldntSaveRules(Api::describe(stored.error())));
+        console::out(sentences::savedRules(rules->size()));
         return 0;
     }
     const auto rules = loadRules(context);
-    if (!rules) return failWith(rules.error().message);
+    if (!rules) return failWith(Api::describe(rules.error()));
     console::raw(json::compact(QJsonArray::fromStringList(*rules)) + '\n');
     return 0;
 }
@@ -240,7 +231,7 @@ int exportVideo(const Opened& opened, const Args& args) {
         bool ok = false;
         options.scale = scale->toDouble(&ok);
         if (!ok || options.scale <= 0 || options.scale > 1) {
-            return failWith("The scale " + *scale + " is not a number above 0 and at most 1.");
+            return failWith(sentences::notAScale(*scale));
         }
     }
     QString target;
@@ -254,7 +245,7 @@ int exportVideo(const Opened& opened, const Args& args) {
     }
     const InterruptStop interrupt;
     options.stop = interrupt.token();
-    options.progress = Percent(QStringLiteral("Exporting…"), 5);
+    options.progress = Percent(sentences::kExporting, 5);
     const Status done = render::makeRenderer()->exportVideo(opened.project, target, options);
     if (!done) return failWith(done.error().message);
     console::out(target);

@@ -1,11 +1,12 @@
 #include "studio/EditorSample.h"
 
+#include "core/Sentences.h"
+#include "editor/SampleProject.h"
+#include "editor/Timeline.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
-#include "editor/SampleProject.h"
-#include "editor/Timeline.h"
 #include "ui/Theme.h"
 
 #include <QLinearGradient>
@@ -99,7 +100,7 @@ std::unique_ptr<QWidget> sampleEditorWindow() {
     project.keywords[spoken[5].id] = QStringLiteral("honest every");
     project.settings.targetSeconds = 60;
     project.chat = {
-        {QStringLiteral("First pass done."), false},
+        {sentences::kFirstPassDone, false},
         {QStringLiteral("Make it snappier and cut the intro"), true},
         {QStringLiteral("Cut the first two lines and tightened the pace."), false},
     };
