@@ -9,16 +9,8 @@
 
 namespace pelix {
 
-// The texts of a braindump's road, as the user reads them.
+// The limits of a braindump; what the user reads on its road is in core/Sentences.h.
 namespace braindump {
-inline constexpr auto kNoToken = "Set your Pelix token first: tray icon → Set Pelix token…";
-inline constexpr auto kMicrophone = "Couldn't start the microphone: ";
-inline constexpr auto kTooShort = "Too short. Tap Alt, talk, then tap Alt again.";
-inline constexpr auto kUnreadable = "Couldn't read the recording.";
-inline constexpr auto kUnreachable = "Couldn't reach Pelix: ";
-inline constexpr auto kFiled = "In Pelix";
-inline constexpr auto kDropped = "Dropped that one.";
-
 inline constexpr double kMinimumSeconds = 0.8;
 inline constexpr double kLimitSeconds = 300;
 inline constexpr double kUploadTimeout = 120;
@@ -27,7 +19,8 @@ inline constexpr double kUploadTimeout = 120;
 // The body of one "braindump" request: the file whole in base64, its name, and the context.
 Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context);
 
-// The one line that tells the user how an upload went.
+// The one line that tells the user how an upload went: `sentences::kInPelix`, the backend's
+// own words, or its failure as `Api::describe` says it.
 QString uploadLine(const RawAnswer& answer);
 
 }  // namespace pelix
