@@ -1,5 +1,6 @@
 #include "render/Decoding.h"
 
+#include "core/Sentences.h"
 #include "media/Media.h"
 #include "render/RenderPlan.h"
 #include "render/Renderer.h"
@@ -85,8 +86,8 @@ Result<std::unique_ptr<VideoReader>> VideoReader::open(const QString& file) {
     }
     auto codec = openDecoder(input->streams[stream], decoder, true);
     if (!codec)
-        return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file) + ": " +
-                                       codec.error().message);
+        return fail(kRenderFailed,
+                    sentences::picturesUnreadable(ff::nameOf(file), codec.error().message));
     reader->codec_ = std::move(*codec);
     reader->timeBase_ = av_q2d(input->streams[stream]->time_base);
     reader->start_ = startOf(input);
@@ -98,8 +99,8 @@ double VideoReader::duration() const {
 }
 
 Error VideoReader::failure(int code) const {
-    return Error::pelix(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file_) + ": " +
-                                           ff::describe(code));
+    return Error::pelix(kRenderFailed,
+                        sentences::picturesUnreadable(ff::nameOf(file_), ff::describe(code)));
 }
 
 double VideoReader::timeOf(const AVFrame* frame) const {
@@ -158,8 +159,7 @@ Result<const AVFrame*> VideoReader::at(double t) {
     }
     if (hasCurrent_) return current_.get();
     if (hasNext_) return next_.get();
-    return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file_) +
-                                   ": there are none at " + QString::number(t, 'f', 2) + " s.");
+    return fail(kRenderFailed, sentences::noPicturesAt(ff::nameOf(file_), t));
 }
 
 Result<const AVFrame*> VideoReader::near(double t) {
@@ -167,8 +167,7 @@ Result<const AVFrame*> VideoReader::near(double t) {
     auto more = decode();
     if (!more) return std::unexpected(more.error());
     if (!*more) {
-        return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file_) +
-                                       ": there are none at " + QString::number(t, 'f', 2) + " s.");
+        return fail(kRenderFailed, sentences::noPicturesAt(ff::nameOf(file_), t));
     }
     return next_.get();
 }
@@ -190,8 +189,8 @@ Result<std::unique_ptr<AudioReader>> AudioReader::open(const QString& file) {
     }
     auto codec = openDecoder(input->streams[stream], decoder, false);
     if (!codec)
-        return fail(kRenderFailed, "Couldn't read the sound of " + ff::nameOf(file) + ": " +
-                                       codec.error().message);
+        return fail(kRenderFailed,
+                    sentences::soundUnreadable(ff::nameOf(file), codec.error().message));
     reader->codec_ = std::move(*codec);
     reader->timeBase_ = av_q2d(input->streams[stream]->time_base);
     reader->start_ = startOf(input);
@@ -218,8 +217,8 @@ Result<std::unique_ptr<AudioReader>> AudioReader::open(const QString& file) {
 }
 
 Error AudioReader::failure(int code) const {
-    return Error::pelix(kRenderFailed, "Couldn't read the sound of " + ff::nameOf(file_) + ": " +
-                                           ff::describe(code));
+    return Error::pelix(kRenderFailed,
+                        sentences::soundUnreadable(ff::nameOf(file_), ff::describe(code)));
 }
 
 Status AudioReader::seek(int64_t from) {
@@ -333,7 +332,7 @@ Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
     const auto format = AVPixelFormat(in->format);
     const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(format);
     if (!desc || (desc->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BITSTREAM))) {
-        return fail(kRenderFailed, "Couldn't draw a picture: its pixel format is not supported.");
+        return fail(kRenderFailed, sentences::kPixelFormatUnsupported);
     }
     const bool palette = desc->flags & AV_PIX_FMT_FLAG_PAL;
     const int alignX = palette ? 1 : 1 << desc->log2_chroma_w;
@@ -361,7 +360,7 @@ Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
     cache.reset(sws_getCachedContext(cache.release(), w, h, format, out->width, out->height,
                                      AVPixelFormat(out->format), SWS_BICUBIC, nullptr, nullptr,
                                      nullptr));
-    if (!cache) return fail(kRenderFailed, "Couldn't draw a picture: the scaler refused its size.");
+    if (!cache) return fail(kRenderFailed, sentences::kScalerRefused);
     const bool full = in->color_range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P ||
                       format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P;
     const int matrix = in->colorspace == AVCOL_SPC_BT709 ||

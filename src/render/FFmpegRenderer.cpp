@@ -1,3 +1,4 @@
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "render/Decoding.h"
 #include "render/RenderModule.h"
@@ -24,7 +25,7 @@ namespace ff = media::ff;
 namespace {
 
 Error renderFailure(const QString& reason) {
-    return Error::pelix(kRenderFailed, "Couldn't export the video: " + reason);
+    return Error::pelix(kRenderFailed, sentences::couldntExport(reason));
 }
 Error renderFailure(int code) {
     return renderFailure(ff::describe(code));
@@ -49,7 +50,7 @@ public:
         if (!filter->file_.open() || filter->file_.write(script.toUtf8()) < 0 ||
             !filter->file_.flush()) {
             return std::unexpected(
-                renderFailure("the captions could not be written: " + filter->file_.errorString()));
+                renderFailure(sentences::captionsNotWritten(filter->file_.errorString())));
         }
         filter->graph_.reset(avfilter_graph_alloc());
         AVFilterGraph* graph = filter->graph_.get();
@@ -114,8 +115,7 @@ public:
         ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
         Result<QString> partial = ff::createPartial(target);
-        if (!partial)
-            return std::unexpected(renderFailure("its temporary file could not be made."));
+        if (!partial) return std::unexpected(renderFailure(sentences::kExportTemporaryNotMade));
         partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;
@@ -173,7 +173,7 @@ public:
         rc = avio_open(&context->pb, path.constData(), AVIO_FLAG_WRITE);
         if (rc < 0) {
             return fail(kWriteFailed,
-                        "Couldn't write " + ff::nameOf(target) + ": " + ff::describe(rc));
+                        sentences::couldntWrite(ff::nameOf(target), ff::describe(rc)));
         }
         AVDictionary* muxing = nullptr;
         av_dict_set(&muxing, "movflags", "+faststart", 0);
@@ -202,8 +202,7 @@ public:
         }
         output_.reset();  // closes the file
         if (!ff::moveIntoPlace(partial_, target_)) {
-            return fail(kWriteFailed, "Couldn't write " + ff::nameOf(target_) +
-                                          ": it could not be moved into place.");
+            return fail(kWriteFailed, sentences::notMovedIntoPlace(ff::nameOf(target_)));
         }
         finished_ = true;
         return {};
@@ -212,7 +211,7 @@ public:
 private:
     Error writeFailure(int code) const {
         return Error::pelix(kWriteFailed,
-                            "Couldn't write " + ff::nameOf(target_) + ": " + ff::describe(code));
+                            sentences::couldntWrite(ff::nameOf(target_), ff::describe(code)));
     }
 
     // Encodes whole frames of sound; with `last`, the rest too.
@@ -301,8 +300,7 @@ public:
         for (const Piece& piece : plan_.pieces) {
             const QString& path = plan_.clips[size_t(piece.clip)].path;
             if (!QFileInfo(path).isFile()) {
-                return fail(kClipMissing,
-                            "Couldn't export the video: its clip " + path + " is missing.");
+                return fail(kClipMissing, sentences::couldntExport(sentences::clipMissing(path)));
             }
         }
         return {};
@@ -364,8 +362,7 @@ public:
     Result<QImage> at(double t) override {
         const int index = plan_.pieceAt(t);
         if (index < 0) {
-            return fail(kNothingKept, "Couldn't draw the video at " + QString::number(t, 'f', 2) +
-                                          " s: nothing plays then.");
+            return fail(kNothingKept, sentences::nothingPlaysAt(t));
         }
         const Piece& piece = plan_.pieces[size_t(index)];
         auto video = this->video(plan_.clips[size_t(piece.clip)].path);
@@ -408,7 +405,7 @@ private:
             return found->second.get();
         }
         if (!QFileInfo(path).isFile()) {
-            return fail(kClipMissing, "Couldn't draw the video: its clip " + path + " is missing.");
+            return fail(kClipMissing, sentences::couldntDraw(sentences::clipMissing(path)));
         }
         auto opened = VideoReader::open(path);
         if (!opened) return std::unexpected(opened.error());
@@ -428,9 +425,7 @@ public:
                        const RenderOptions& options) override {
         const RenderPlan plan = makePlan(project, options.scale);
         if (plan.pieces.empty()) {
-            return fail(
-                kNothingKept,
-                "Couldn't export the video: every line is cut, so there is nothing to show.");
+            return fail(kNothingKept, sentences::couldntExport(sentences::kEveryLineCut));
         }
         Sources sources(plan);
         if (Status s = sources.check(); !s) return s;
@@ -500,7 +495,7 @@ public:
 
             for (int k = first; k < end; ++k) {
                 if (options.stop.stop_requested()) {
-                    return fail(kStopped, QStringLiteral("The export was stopped."));
+                    return fail(kStopped, sentences::kExportStopped);
                 }
                 const double t = double(k) / kFrameRate;
                 if (const int rc = av_frame_make_writable(picture.get()); rc < 0) {
@@ -548,7 +543,7 @@ Result<QImage> framedPicture(const QString& file, double t, QSize size,
                              const ClipFraming& framing) {
     auto reader = VideoReader::open(file);
     if (!reader) return std::unexpected(reader.error());
-    if (!*reader) return fail(kRenderFailed, ff::nameOf(file) + " has no pictures.");
+    if (!*reader) return fail(kRenderFailed, sentences::hasNoPictures(ff::nameOf(file)));
     auto picture = (*reader)->at(t);
     if (!picture) return std::unexpected(picture.error());
     auto out = blankPicture(size);
