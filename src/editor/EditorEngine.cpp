@@ -1,5 +1,6 @@
 #include "editor/EditorEngine.h"
 
+#include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "service/Api.h"
 
@@ -62,7 +63,7 @@ FirstPass firstPass(const EditProject& project, const QJsonObject& answer) {
     if (answer.value("title").isString()) p.title = answer.value("title").toString();
     p.translations.clear();
     pass.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                  : QStringLiteral("First pass done.");
+                                                  : QString(sentences::kFirstPassDone);
     return pass;
 }
 
@@ -79,11 +80,10 @@ QJsonObject reviseRequest(const QString& instruction, const QStringList& style,
 Revision revision(const EditProject& project, const QJsonObject& answer) {
     Revision result{applyOps(answer.value("ops").toArray(), project), {}};
     result.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                    : QStringLiteral("Done.");
+                                                    : QString(sentences::kDone);
     const Applied& applied = result.applied;
     if (applied.skipped > 0 && applied.remember.isEmpty() && sameEdit(applied.project, project)) {
-        result.reply =
-            QStringLiteral("I couldn't turn that into a change. Try saying it another way.");
+        result.reply = sentences::kNoChangeMade;
     }
     return result;
 }
@@ -183,7 +183,7 @@ QString exportName(const EditProject& project) {
 
 Result<QString> exportPath(const EditProject& project, const QString& folder) {
     if (!QDir().mkpath(folder)) {
-        return fail(1, "Couldn't make the folder " + folder + " for the video.");
+        return fail(1, sentences::couldntMakeFolderFor(folder));
     }
     const QString name = exportName(project);
     const QString base = name.chopped(4);  // without ".mp4"
