@@ -1,5 +1,6 @@
 #include "notes/NotesImport.h"
 
+#include "core/Sentences.h"
 #include "fakes/LoopbackBackend.h"
 #include "memos/QStringPrinting.h"
 #include "service/Api.h"
@@ -164,9 +165,9 @@ TEST_F(ImportTest, EndsEarlyWithTheRightWords) {
         int requests;
     };
     const Case cases[] = {
-        {"empty", {}, true, {}, NotesImport::kEmpty, 0},
-        {"only trash", notes(3, "Recently Deleted"), true, {}, NotesImport::kEmpty, 0},
-        {"no token", notes(3), false, {}, Api::kNoToken, 0},
+        {"empty", {}, true, {}, sentences::kNotesEmpty, 0},
+        {"only trash", notes(3, "Recently Deleted"), true, {}, sentences::kNotesEmpty, 0},
+        {"no token", notes(3), false, {}, sentences::kSignInFirst, 0},
         {"second batch refused",
          notes(250),
          true,
@@ -202,9 +203,9 @@ TEST_F(ImportTest, ACancelledRunStopsBeforeItsNextBatch) {
 TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
     const std::pair<const char*, QString> cases[] = {
         {"execution error: Not authorized to send Apple events to Notes. (-1743)",
-         NotesImport::kNeedsPermission},
-        {"Error: NOT AUTHORIZED", NotesImport::kNeedsPermission},
-        {"execution error: Error: Can't get object. (-1728)", NotesImport::kNotSignedIn},
+         sentences::kNotesNeedPermission},
+        {"Error: NOT AUTHORIZED", sentences::kNotesNeedPermission},
+        {"execution error: Error: Can't get object. (-1728)", sentences::kNotesNotSignedIn},
         {"ssh: connect to host mac port 22: Connection refused",
          "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
         {"", "Couldn't read Apple Notes: the program failed (exit status 1) without saying why."},
