@@ -2,6 +2,7 @@
 
 #include "core/Json.h"
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "service/FileBody.h"
 
@@ -19,20 +20,6 @@ namespace pelix {
 namespace {
 
 constexpr auto kLog = "voice memos";
-constexpr auto kSending = "Sending a voice memo…";
-constexpr auto kNotHeard = "A voice memo could not be heard. It will be tried again.";
-constexpr auto kNoWords = "A voice memo had no words in it.";
-
-// Ends a description with a full stop so the sentence after it starts cleanly.
-QString sentence(QString text) {
-    text = text.trimmed();
-    if (text.isEmpty() || !QStringLiteral(".!?…").contains(text.back())) text += '.';
-    return text;
-}
-
-QString couldNotBeSent(const QString& why) {
-    return "A voice memo could not be sent: " + sentence(why) + " It will be tried again.";
-}
 
 bool insideFolder(const QString& file, const QString& folder) {
     const QString root = QDir::cleanPath(QFileInfo(folder).absoluteFilePath()) + '/';
@@ -135,7 +122,7 @@ void VoiceMemoWatcher::look() {
                 return;
             }
             logLine(kLog, "sending one");
-            status(kSending);
+            status(sentences::kSendingAMemo);
             const QString name = queue.first().name;
             sendFor(queue.first().path, std::nullopt, [this, name](Outcome outcome) {
                 busy_ = false;
@@ -170,7 +157,7 @@ void VoiceMemoWatcher::send(const QString& file, const std::optional<QString>& t
 
 void VoiceMemoWatcher::sendFor(const QString& file, const std::optional<QString>& title,
                                std::function<void(Outcome)> done) {
-    status(kSending);
+    status(sentences::kSendingAMemo);
     auto memo = std::make_shared<Memo>();
     memo->file = file;
     memo->name = QFileInfo(file).fileName();
@@ -193,9 +180,10 @@ void VoiceMemoWatcher::sendFor(const QString& file, const std::optional<QString>
         [this, done = std::move(done)](std::shared_ptr<Memo> memo) mutable {
             hear(memo->file, memo->seconds, kPiece, std::nullopt,
                  [this, memo, done = std::move(done)](std::optional<QString> text) {
-                     if (!text) return finish(Outcome::failed, kNotHeard, done);
+                     if (!text) return finish(Outcome::failed, sentences::kMemoNotHeard, done);
                      memo->text = text->trimmed();
-                     if (memo->text.isEmpty()) return finish(Outcome::refused, kNoWords, done);
+                     if (memo->text.isEmpty())
+                         return finish(Outcome::refused, sentences::kMemoHadNoWords, done);
                      fileMemo(memo, done);
                  });
         });
@@ -216,11 +204,12 @@ void VoiceMemoWatcher::fileMemo(std::shared_ptr<Memo> memo, std::function<void(O
               [self, memo, done = std::move(done)](RawAnswer answer) {
                   if (!self) return;
                   if (!answer.transport && answer.status == 422) {
-                      return self->finish(Outcome::refused, kNoWords, done);
+                      return self->finish(Outcome::refused, sentences::kMemoHadNoWords, done);
                   }
                   const auto result = Api::read(answer);
                   if (!result) {
-                      return self->finish(Outcome::failed, couldNotBeSent(result.error().message),
+                      return self->finish(Outcome::failed,
+                                          sentences::memoNotSent(Api::describe(result.error())),
                                           done);
                   }
                   self->finish(Outcome::sent, sentText(memo->seconds), done);
@@ -411,9 +400,7 @@ int VoiceMemoWatcher::pieceCount(double seconds, double piece) {
 
 QString VoiceMemoWatcher::sentText(double seconds) {
     const double minutes = std::round(seconds / 60);
-    if (minutes < 2) return QStringLiteral("Your voice memo is in Pelix.");
-    return QStringLiteral("Your %1-minute voice memo is in Pelix.")
-        .arg(static_cast<qint64>(minutes));
+    return sentences::memoIsIn(static_cast<qint64>(minutes));
 }
 
 }  // namespace pelix
