@@ -29,8 +29,6 @@ public:
     static constexpr qsizetype kSortLimit = 12000;
     static constexpr double kSaveLimit = 90;
     static constexpr double kSortLimitSeconds = 90;
-    static constexpr auto kTooMuch =
-        "That's a lot for one go. Select the part with the plans in it, then sort that.";
 
     // `engines` must outlive the model and any run it started.
     TranscriptModel(const SpeechEngines& engines, Api& api, Prefs& prefs, const Clock& clock,

@@ -1,5 +1,6 @@
 #include "transcribe/VideoTranscriber.h"
 
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "media/AudioDecoder.h"
 #include "media/Media.h"
@@ -18,7 +19,7 @@ namespace pelix::VideoTranscriber {
 namespace {
 
 Error cancelled() {
-    return Error::pelix(kCancelled, QStringLiteral("Transcribing was cancelled."));
+    return Error::pelix(kCancelled, sentences::kTranscribingCancelled);
 }
 
 // Removes the temporary sound file when the run ends, however it ends.
@@ -69,15 +70,14 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
                                  std::stop_token stop) {
     const std::optional<SpeechEngines::Choice> choice = resolve(engines, locale);
     if (!choice) {
-        return fail(kUnsupportedLocale, "This computer can't transcribe " +
-                                            localeDisplayName(locale) + ". Pick another language.");
+        return fail(kUnsupportedLocale, sentences::cantTranscribe(localeDisplayName(locale)));
     }
     // There is no model download here: a missing model is named, and nothing else happens.
     if (!choice->engine->installed(choice->locale)) {
         return fail(kNoModel, choice->engine->installHint(choice->locale));
     }
 
-    if (status) status(QStringLiteral("Getting the sound out…"));
+    if (status) status(sentences::kGettingTheSoundOut);
     // How long the file says its sound is, to tell a file that ends early (cut off while it was
     // copied, say) from a whole one.
     double stated = 0;
@@ -97,7 +97,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     };
     SessionOptions options;
     options.words = words;
-    if (status) status(QStringLiteral("Listening…"));
+    if (status) status(sentences::kListening);
     // An engine that takes the sound file as it is (a server) hears it whole when it can.
     if (const Result<double> seconds = media::duration(*sound)) {
         if (auto whole =
@@ -113,8 +113,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (stop.stop_requested()) return std::unexpected(cancelled());
     auto decoder = media::AudioDecoder::open(*sound, kSpeechSampleRate);
     if (!decoder) {
-        return fail(kUnreadable,
-                    "Couldn't read the sound from " + QFileInfo(file).fileName() + ".");
+        return fail(kUnreadable, sentences::couldntReadSoundFrom(QFileInfo(file).fileName()));
     }
     std::vector<int16_t> block;
     qint64 samples = 0;
@@ -132,8 +131,8 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (Result<QString> done = (*session)->finish(); !done) return std::unexpected(done.error());
     const double read = static_cast<double>(samples) / kSpeechSampleRate;
     if (status && stated - read > std::max(1.0, 0.02 * stated)) {
-        status(QFileInfo(file).fileName() + " ends early: only " + minutesAndSeconds(read) +
-               " of its " + minutesAndSeconds(stated) + " could be read.");
+        status(sentences::endsEarly(QFileInfo(file).fileName(), minutesAndSeconds(read),
+                                    minutesAndSeconds(stated)));
     }
     return spoken;
 }
