@@ -1,6 +1,7 @@
 #include "dictation/EngineRecognizer.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 
 #include <QMetaObject>
 #include <QPointer>
@@ -58,7 +59,7 @@ Status EngineRecognizer::begin(Updates updates) {
     cancel();
     const std::optional<SpeechEngines::Choice> choice = choose_();
     if (!choice || !choice->engine || !choice->engine->installed(choice->locale)) {
-        return fail(1, LiveDictation::kUnavailable);
+        return fail(1, sentences::kRecognitionUnavailable);
     }
     auto run = std::make_shared<Run>();
     run->choice = *choice;
