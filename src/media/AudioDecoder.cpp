@@ -1,5 +1,6 @@
 #include "media/AudioDecoder.h"
 
+#include "core/Sentences.h"
 #include "media/FFmpeg.h"
 #include "media/Media.h"
 
@@ -72,8 +73,7 @@ Result<std::unique_ptr<AudioDecoder>> AudioDecoder::open(ff::Input input, const 
     impl->stream = av_find_best_stream(impl->input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
     if (impl->stream == AVERROR_STREAM_NOT_FOUND) return fail(kNoSound, ff::noSoundMessage(file));
     if (impl->stream < 0 || !decoder) {
-        return fail(kExportFailed,
-                    ff::exportFailedMessage(file, "There is no decoder for its sound."));
+        return fail(kExportFailed, ff::exportFailedMessage(file, sentences::kNoSoundDecoder));
     }
     AVStream* stream = impl->input->streams[impl->stream];
     for (unsigned i = 0; i < impl->input->nb_streams; ++i) {
