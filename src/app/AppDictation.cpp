@@ -33,7 +33,8 @@ AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& m
           }),
       typist_(typist),
       clipboard_(clipboard),
-      live_(finishing_, microphone, typist_, timers) {
+      live_(finishing_, microphone, typist_, timers),
+      serverWork_(&live_) {
     finishing_.onTrouble = [this](const QString& sentence) { shell_.show(sentence); };
 }
 
@@ -52,7 +53,7 @@ std::function<void()> AppDictation::finishOnServer(const QByteArray& pcm,
         done(std::unexpected(session.error()));
         return [] {};
     }
-    return hearInBackground(std::move(*session), pcm, &live_, std::move(done));
+    return hearInBackground(serverWork_, std::move(*session), pcm, std::move(done));
 }
 
 Status AppDictation::start(bool typeIntoApp) {
@@ -85,7 +86,7 @@ void AppDictation::finish() {
         logLine("dictation", QStringLiteral("done (%1 characters)").arg(text.size()));
         if (toClipboard_ && !text.trimmed().isEmpty()) {
             clipboard_.setText(text);
-            shell_.show(sentences::kOnClipboard);
+            shell_.show(core::sentences::kOnClipboard);
         }
     });
 }

@@ -6,6 +6,7 @@
 #include "core/Prefs.h"
 #include "core/Sentences.h"
 #include "memos/MemoChooserWindow.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "notes/NotesImport.h"
@@ -22,7 +23,7 @@
 namespace pelix {
 
 AppFeatures::AppFeatures(FeatureParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)) {}
+    : QObject(parent), parts_(std::move(parts)), worker_(this) {}
 
 AppFeatures::~AppFeatures() {
     if (importStop_) *importStop_ = true;
@@ -59,7 +60,7 @@ void AppFeatures::allowRecordings() {
     const QString now = VoiceMemoLibrary::folder(parts_.prefs);
     const QString start = QFileInfo(now).isDir() ? now : QDir::homePath();
     QPointer<AppFeatures> self(this);
-    parts_.shell.chooseFolder(sentences::kChooseTheRecordingsFolder, start,
+    parts_.shell.chooseFolder(core::sentences::kChooseTheRecordingsFolder, start,
                               [self](const QString& folder) {
                                   if (self) self->setFolder(folder);
                               });
@@ -68,9 +69,9 @@ void AppFeatures::allowRecordings() {
 void AppFeatures::setFolder(const QString& folder) {
     VoiceMemoLibrary::setFolder(parts_.prefs, folder);
     if (VoiceMemoLibrary::canRead(folder)) {
-        parts_.shell.show(sentences::readsRecordingsFrom(folder));
+        parts_.shell.show(core::sentences::readsRecordingsFrom(folder));
     } else {
-        parts_.shell.show(sentences::kLetPelixRead);
+        parts_.shell.show(core::sentences::kLetPelixRead);
     }
     if (chooser_) chooser_->model().load();
 }
@@ -78,15 +79,10 @@ void AppFeatures::setFolder(const QString& folder) {
 void AppFeatures::chooseMemos() {
     if (!chooser_) {
         QPointer<AppFeatures> self(this);
-        VoiceMemoWatcher& watcher = parts_.watcher;
         chooser_ = std::make_unique<MemoChooserWindow>(MemoChooserWindow::Parts{
             .prefs = parts_.prefs,
             .timers = parts_.timers,
-            .send =
-                [&watcher](const QString& file, const std::optional<QString>& title,
-                           std::function<void(bool)> done) {
-                    watcher.send(file, title, std::move(done));
-                },
+            .send = parts_.sender.sendFunction(),
             .setAuto =
                 [self](bool on) {
                     if (self) self->setVoiceMemos(on);
@@ -113,12 +109,7 @@ void AppFeatures::sendDropped(const QStringList& files) {
     }
     if (sounds.isEmpty()) return;
     if (!dropped_) {
-        VoiceMemoWatcher& watcher = parts_.watcher;
-        dropped_ = std::make_unique<Drops::Sender>([&watcher](const QString& file,
-                                                              const std::optional<QString>& title,
-                                                              std::function<void(bool)> done) {
-            watcher.send(file, title, std::move(done));
-        });
+        dropped_ = std::make_unique<Drops::Sender>(parts_.sender.sendFunction());
         connect(dropped_.get(), &Drops::Sender::show, this,
                 [this](const QString& text, Drops::State state) {
                     parts_.shell.show(text);
@@ -130,19 +121,19 @@ void AppFeatures::sendDropped(const QStringList& files) {
 
 void AppFeatures::importNotes() {
     if (importing_) {
-        parts_.shell.show(sentences::kAlreadyImporting);
+        parts_.shell.show(core::sentences::kAlreadyImporting);
         return;
     }
     QPointer<AppFeatures> self(this);
     auto run = [self](NotesImport::Source source) {
         if (!self) return;
         if (self->importing_) {
-            self->parts_.shell.show(sentences::kAlreadyImporting);
+            self->parts_.shell.show(core::sentences::kAlreadyImporting);
             return;
         }
         self->importing_ = true;
         self->importStop_ = NotesImport::run(
-            self->parts_.api, std::move(source),
+            self->worker_, self->parts_.api, std::move(source),
             [self](const QString& progress) {
                 if (self) self->parts_.shell.show(progress);
             },
@@ -157,10 +148,10 @@ void AppFeatures::importNotes() {
     };
     if (std::optional<NotesImport::Source> source =
             NotesImport::defaultSource(parts_.prefs)) {
-        const Prompt prompt{.title = sentences::kBringNotesOver,
-                            .text = sentences::kImportNotesTip,
-                            .accept = sentences::kBringThemOver,
-                            .reject = sentences::kCancel,
+        const Prompt prompt{.title = core::sentences::kBringNotesOver,
+                            .text = core::sentences::kImportNotesTip,
+                            .accept = core::sentences::kBringThemOver,
+                            .reject = core::sentences::kCancel,
                             .other = {}};
         parts_.shell.ask(prompt, [run, source = *source](PromptAnswer answer) {
             if (answer == PromptAnswer::accept) run(source);
@@ -168,13 +159,14 @@ void AppFeatures::importNotes() {
         return;
     }
     // No notes app to ask on this machine: the notes come from an exported file.
-    parts_.shell.chooseFile(sentences::kChooseExportedNotes, sentences::kExportedNotesFilter,
+    parts_.shell.chooseFile(core::sentences::kChooseExportedNotes,
+                            core::sentences::kExportedNotesFilter,
                             [run](const QString& file) { run(NotesImport::fileSource(file)); });
 }
 
 void AppFeatures::transcribeVideo() {
     QPointer<AppFeatures> self(this);
-    parts_.shell.chooseFile(sentences::kTranscribeAVideo, transcribableFilter(),
+    parts_.shell.chooseFile(core::sentences::kTranscribeAVideo, transcribableFilter(),
                             [self](const QString& file) {
                                 if (self) self->openTranscript(file);
                             });
@@ -184,8 +176,8 @@ TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
     const QString key = QFileInfo(file).absoluteFilePath();
     auto found = transcripts_.find(key);
     if (found == transcripts_.end()) {
-        auto window = std::make_unique<TranscriptWindow>(parts_.engines, parts_.api, parts_.prefs,
-                                                         parts_.clock, key);
+        auto window = std::make_unique<TranscriptWindow>(parts_.engines, worker_, parts_.api,
+                                                         parts_.prefs, parts_.clock, key);
         QPointer<AppFeatures> self(this);
         // The window is let go once its close has run to the end.
         connect(window.get(), &TranscriptWindow::closed, this, [self, key] {
@@ -224,7 +216,7 @@ QString AppFeatures::transcribableFilter() {
         }
     }
     std::sort(patterns.begin(), patterns.end());
-    return sentences::videosAndSoundFilter(patterns.join(' '));
+    return core::sentences::videosAndSoundFilter(patterns.join(' '));
 }
 
 }  // namespace pelix

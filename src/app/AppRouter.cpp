@@ -7,17 +7,17 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QFileInfo>
 #include <QPointer>
-#include <QThread>
 
 #include <cmath>
-#include <memory>
 
 namespace pelix {
 
 AppRouter::AppRouter(AppParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)), panel_(parts_.api, parts_.clock) {
+    : QObject(parent),
+      parts_(std::move(parts)),
+      panel_(parts_.api, parts_.clock),
+      braindumps_(parts_.api) {
     // The panel's microphone starts a braindump, or ends whatever recording runs.
     connect(&panel_, &relay::PanelModel::micTapped, this, [this] {
         if (recording_) {
@@ -85,7 +85,7 @@ void AppRouter::beginRecording() {
     if (recording_) return;
     if (!parts_.tokens.read()) {
         gesture_.recordingSince.reset();
-        parts_.shell.show(sentences::kSetTokenFirst);
+        parts_.shell.show(core::sentences::kSetTokenFirst);
         return;
     }
     Status started;
@@ -101,7 +101,7 @@ void AppRouter::beginRecording() {
     }
     if (!started) {
         gesture_.recordingSince.reset();
-        parts_.shell.show(sentences::couldntStartMicrophone(started.error().message));
+        parts_.shell.show(core::sentences::couldntStartMicrophone(started.error().message));
         return;
     }
     recording_ = true;
@@ -138,7 +138,7 @@ void AppRouter::endRecording() {
     // Lengths count to the millisecond, so that 0.8 s measured as 0.7999… is long enough.
     if (std::round(made->seconds * 1000) / 1000 < braindump::kMinimumSeconds) {
         QFile::remove(made->path);
-        parts_.shell.show(sentences::kTooShort);
+        parts_.shell.show(core::sentences::kTooShort);
         return;
     }
     parts_.shell.play(ui::Sound::end);
@@ -157,45 +157,25 @@ void AppRouter::discardRecording() {
         parts_.dictation->cancel();
     }
     parts_.shell.setLook(ui::TrayLook::idle);
-    parts_.shell.show(sentences::kDropped);
+    parts_.shell.show(core::sentences::kDropped);
     recordingShown();
 }
 
 void AppRouter::upload(const QString& path, double seconds) {
-    // Reading and encoding the file takes tens of milliseconds for a long recording: a worker
-    // does it, and the request goes out from here once it is done.
-    auto body = std::make_shared<Result<QByteArray>>();
-    QThread* worker = QThread::create([body, path, context = parts_.api.context("voice", seconds)] {
-        *body = braindumpBody(path, context);
+    // The sender is this router's own: it calls back only while the router is there.
+    braindumps_.send(path, seconds, [this](Result<QString> line) {
+        if (!line) return parts_.shell.show(line.error().message);
+        parts_.shell.show(*line);
+        filed(*line);
+        Q_EMIT uploaded(*line);
     });
-    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    connect(worker, &QThread::finished, this, [this, body, path, seconds] {
-        if (!*body) {
-            parts_.shell.show(sentences::kRecordingUnreadable);
-            return;
-        }
-        logLine("braindump", QStringLiteral("sending %1 (%2 s)")
-                                 .arg(QFileInfo(path).fileName())
-                                 .arg(seconds, 0, 'f', 1));
-        QPointer<AppRouter> self(this);
-        parts_.api.post("braindump", **body, std::nullopt, braindump::kUploadTimeout,
-                        [self, path](RawAnswer answer) {
-                            QFile::remove(path);
-                            const QString line = uploadLine(answer);
-                            if (!self) return;
-                            self->parts_.shell.show(line);
-                            self->filed(line);
-                            Q_EMIT self->uploaded(line);
-                        });
-    });
-    worker->start();
 }
 
 void AppRouter::filed(const QString& line) {
     // The line joins the panel's conversation; something new in the account may show in the
     // insights a moment later.
     panel_.addBubble(line, false);
-    if (line != QLatin1String(sentences::kInPelix)) return;
+    if (line != QLatin1String(core::sentences::kInPelix)) return;
     QPointer<AppRouter> self(this);
     insightsTimer_ = parts_.timers.after(kInsightsAfterBraindump, [self] {
         if (self) self->panel_.refreshInsights(true);
@@ -208,7 +188,7 @@ void AppRouter::openLink(const QUrl& url) {
     switch (link->kind) {
         case Link::Kind::connect:
             if (!isPelixToken(link->token)) {
-                parts_.shell.show(sentences::kLinkWithoutKey);
+                parts_.shell.show(core::sentences::kLinkWithoutKey);
                 return;
             }
             storeToken(link->token);
@@ -231,7 +211,7 @@ void AppRouter::openLink(const QUrl& url) {
 void AppRouter::storeToken(const QString& token) {
     parts_.tokens.write(token);
     parts_.shell.setLook(recording_ ? ui::TrayLook::recording : ui::TrayLook::idle);
-    parts_.shell.show(sentences::kConnected);
+    parts_.shell.show(core::sentences::kConnected);
     panel_.refreshInsights(true, kInsightsAfterConnect);
 }
 
@@ -293,11 +273,11 @@ void AppRouter::perform(MenuAction action) {
 
 Prompt AppRouter::signInPrompt(bool again) {
     return Prompt{
-        .title = again ? sentences::kSignInAgainTitle : sentences::kSignInTitle,
-        .text = sentences::kSignInText,
-        .accept = sentences::kSignIn,
-        .reject = again ? sentences::kCancel : sentences::kLater,
-        .other = sentences::kPasteAKey,
+        .title = again ? core::sentences::kSignInAgainTitle : core::sentences::kSignInTitle,
+        .text = core::sentences::kSignInText,
+        .accept = core::sentences::kSignIn,
+        .reject = again ? core::sentences::kCancel : core::sentences::kLater,
+        .other = core::sentences::kPasteAKey,
     };
 }
 
@@ -311,7 +291,7 @@ void AppRouter::promptToSignIn() {
             const QString page =
                 self->parts_.prefs.string("web.signIn").value_or(QString::fromLatin1(kSignInPage));
             self->parts_.openUrl(QUrl(page));
-            self->parts_.shell.show(sentences::kFinishSigningIn);
+            self->parts_.shell.show(core::sentences::kFinishSigningIn);
         } else if (answer == PromptAnswer::other) {
             self->promptForToken();
         }
@@ -320,11 +300,11 @@ void AppRouter::promptToSignIn() {
 
 void AppRouter::promptForToken() {
     QPointer<AppRouter> self(this);
-    parts_.shell.askForSecret(sentences::kPasteTheKey, [self](const QString& text) {
+    parts_.shell.askForSecret(core::sentences::kPasteTheKey, [self](const QString& text) {
         if (!self) return;
         const QString key = text.trimmed();
         if (!isPelixToken(key)) {
-            self->parts_.shell.show(sentences::kNotAKey);
+            self->parts_.shell.show(core::sentences::kNotAKey);
             return;
         }
         self->storeToken(key);
@@ -334,7 +314,7 @@ void AppRouter::promptForToken() {
 void AppRouter::checkPermissions() {
     const QStringList lines = permissionLines(parts_.facts());
     for (const QString& line : lines) logLine("permissions", line);
-    parts_.shell.report(sentences::kPelix, lines);
+    parts_.shell.report(core::sentences::kPelix, lines);
 }
 
 void AppRouter::toggleLogin() {
@@ -342,9 +322,9 @@ void AppRouter::toggleLogin() {
     const Status changed =
         autostart.enabled() ? autostart.disable() : autostart.enable(parts_.facts().program);
     if (!changed) {
-        parts_.shell.show(sentences::couldntChangeThat(changed.error().message));
+        parts_.shell.show(core::sentences::couldntChangeThat(changed.error().message));
     } else if (autostart.enabled()) {
-        parts_.shell.show(sentences::kOpensAtLogin);
+        parts_.shell.show(core::sentences::kOpensAtLogin);
     }
 }
 

@@ -23,7 +23,7 @@ int runApplication(int argc, char** argv) {
         platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
     // Without a display that answers Qt would abort; say what is missing instead.
     if (const auto problem = desktop->displayProblem()) {
-        console::err(sentences::trayNeedsDesktop(*problem));
+        console::err(core::sentences::trayNeedsDesktop(*problem));
         return 1;
     }
     QApplication app(argc, argv);
@@ -49,7 +49,7 @@ int runApplication(int argc, char** argv) {
     if (!instance->listen()) {
         // Another one started at the same moment and won.
         if (instance->sendToRunning(message)) return 0;
-        console::err(sentences::noSocket(instance->address()));
+        console::err(core::sentences::noSocket(instance->address()));
         return 1;
     }
 

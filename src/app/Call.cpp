@@ -16,14 +16,14 @@ int runCall(const Args& args, ServiceContext& backend) {
     if (rest.size() > 1 && !rest.at(1).startsWith("--")) {
         const auto parsed = json::parseObject(rest.at(1).toUtf8());
         if (!parsed) {
-            console::err(sentences::kCallBodyNotObject);
+            console::err(core::sentences::kCallBodyNotObject);
             return 1;
         }
         body = *parsed;
     }
     const std::optional<QString> token = args.value("--token");
     if (token && !isPelixKey(*token)) {
-        console::err(sentences::kNotAKeyGiven);
+        console::err(core::sentences::kNotAKeyGiven);
         return 1;
     }
     return console::runUntilAnswered([&](console::Answer done) {

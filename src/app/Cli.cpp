@@ -39,7 +39,7 @@ int selfTest() {
 int cleanUp() {
     QFile in;
     if (!in.open(stdin, QIODevice::ReadOnly)) {
-        console::err(sentences::kNoStandardInput);
+        console::err(core::sentences::kNoStandardInput);
         return 1;
     }
     const QByteArray bytes = in.readAll();
@@ -151,7 +151,7 @@ int runPelix(int argc, char** argv) {
     if (!mode) {
         for (const QString& word : words) {
             if (word.startsWith("--") && !knownOption(word)) {
-                console::err(sentences::noSuchOption(word));
+                console::err(core::sentences::noSuchOption(word));
                 return 2;
             }
         }
@@ -182,7 +182,7 @@ int runPelix(int argc, char** argv) {
             [[fallthrough]];
         case Runs::gui:
             if (const auto problem = desktop->displayProblem()) {
-                console::err(sentences::couldntOpenWindow(*problem));
+                console::err(core::sentences::couldntOpenWindow(*problem));
                 return 1;
             }
             // The web window's engine, loaded later, shares its GL contexts with the

@@ -3,6 +3,7 @@
 #include "core/Console.h"
 #include "core/Prefs.h"
 #include "core/Sentences.h"
+#include "core/Worker.h"
 #include "memos/DropCatcher.h"
 #include "memos/MemoChooserWindow.h"
 #include "service/ServiceContext.h"
@@ -126,10 +127,10 @@ std::unique_ptr<QWidget> dropPicture(DropLook look) {
             chooser->drops().setVeiled(true);
             break;
         case DropLook::sending:
-            chooser->drops().showPill(sentences::sendingOf(1, 2), Drops::State::working);
+            chooser->drops().showPill(core::sentences::sendingOf(1, 2), Drops::State::working);
             break;
         case DropLook::done:
-            chooser->drops().showPill(sentences::completeAll(2), Drops::State::done);
+            chooser->drops().showPill(core::sentences::completeAll(2), Drops::State::done);
             break;
     }
     return frame;
@@ -143,17 +144,18 @@ QString sampleVideo() {
 std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
     const QString video = sampleVideo();
     if (!QFileInfo(video).isFile()) {
-        console::err(sentences::noSampleVideo(video));
+        console::err(core::sentences::noSampleVideo(video));
         return nullptr;
     }
-    // The window and the run it starts need the engines for as long as they live.
+    // The run the window starts needs the engines until its worker has ended it.
     struct Frame : PictureFrame {
         SpeechEngines engines = SpeechEngines::standard();
+        Worker worker{nullptr};
     };
     auto frame = std::make_unique<Frame>();
     auto* window =
-        new TranscriptWindow(frame->engines, services.api(), frame->prefs(), services.clock(),
-                             QFileInfo(video).absoluteFilePath(), frame.get());
+        new TranscriptWindow(frame->engines, frame->worker, services.api(), frame->prefs(),
+                             services.clock(), QFileInfo(video).absoluteFilePath(), frame.get());
     window->setFixedSize(kTranscriptSize);
     frame->setFixedSize(kTranscriptSize);
     window->start();
@@ -165,7 +167,7 @@ std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
     QTimer::singleShot(kTranscribeLimitMs, &loop, &QEventLoop::quit);
     if (window->model().listening()) loop.exec();
     if (window->model().listening()) {
-        console::err(sentences::kSampleTookTooLong);
+        console::err(core::sentences::kSampleTookTooLong);
         return nullptr;
     }
     return frame;

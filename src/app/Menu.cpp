@@ -7,24 +7,24 @@ namespace pelix {
 QList<MenuItem> menuItems(const DesktopFacts& facts) {
     QList<MenuItem> items;
     if (!facts.keysSeen) {
-        items.append({sentences::kKeysOff, MenuAction::keysOff});
+        items.append({core::sentences::kKeysOff, MenuAction::keysOff});
     }
-    items.append({sentences::kTeachTap, MenuAction::teachTap, false, false, false});
-    items.append({sentences::kTeachHold, MenuAction::teachHold, false, false, false});
+    items.append({core::sentences::kTeachTap, MenuAction::teachTap, false, false, false});
+    items.append({core::sentences::kTeachHold, MenuAction::teachHold, false, false, false});
     items.append({"Open Pelix", MenuAction::openPelix});
     items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
     items.append(
         {"Send prompts to Claude and ChatGPT", MenuAction::toggleRelay, true, facts.relay});
-    items.append(
-        {"Import notes…", MenuAction::importNotes, false, false, true, sentences::kImportNotesTip});
+    items.append({"Import notes…", MenuAction::importNotes, false, false, true,
+                  core::sentences::kImportNotesTip});
     items.append({"Transcribe a video…", MenuAction::transcribeVideo});
     items.append({"Video editor", MenuAction::videoEditor});
     if (facts.recordingsReadable) {
         items.append({"Send new voice memos to Pelix", MenuAction::toggleVoiceMemos, true,
-                      facts.voiceMemosOn, true, sentences::kVoiceMemosTip});
+                      facts.voiceMemosOn, true, core::sentences::kVoiceMemosTip});
     } else {
-        items.append({sentences::kAllowRecordings, MenuAction::allowRecordings});
+        items.append({core::sentences::kAllowRecordings, MenuAction::allowRecordings});
     }
     items.append({"Send voice memos…", MenuAction::chooseMemos});
     items.append(
@@ -43,31 +43,34 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
 namespace {
 
 QString waylandKeysLine(const DesktopFacts& facts) {
-    if (facts.keysSeen) return sentences::kKeysSeenEvdev;
-    if (facts.inputDevices == 0) return sentences::kKeysNoKeyboard;
-    if (facts.inputReadable == 0) return sentences::kKeysForbidden;
-    return sentences::kKeysUnreadable;
+    if (facts.keysSeen) return core::sentences::kKeysSeenEvdev;
+    if (facts.inputDevices == 0) return core::sentences::kKeysNoKeyboard;
+    if (facts.inputReadable == 0) return core::sentences::kKeysForbidden;
+    return core::sentences::kKeysUnreadable;
 }
 
 }  // namespace
 
 QStringList permissionLines(const DesktopFacts& facts) {
     QStringList lines = {
-        facts.microphone ? sentences::kMicrophoneAllowed : sentences::kMicrophoneNotAllowed,
-        facts.speechModel ? sentences::kSpeechAllowed : sentences::kSpeechNotAllowed,
+        facts.microphone ? core::sentences::kMicrophoneAllowed
+                         : core::sentences::kMicrophoneNotAllowed,
+        facts.speechModel ? core::sentences::kSpeechAllowed : core::sentences::kSpeechNotAllowed,
     };
     if (facts.wayland) {
         lines << waylandKeysLine(facts)
-              << (facts.typing ? sentences::kTypingWayland : sentences::kNoTypingWayland)
-              << (facts.pasting ? sentences::kPastingWayland : sentences::kNoPastingWayland)
-              << (facts.frontKnown ? sentences::kFrontKnown : sentences::kFrontUnknown);
+              << (facts.typing ? core::sentences::kTypingWayland
+                               : core::sentences::kNoTypingWayland)
+              << (facts.pasting ? core::sentences::kPastingWayland
+                                : core::sentences::kNoPastingWayland)
+              << (facts.frontKnown ? core::sentences::kFrontKnown : core::sentences::kFrontUnknown);
     } else {
-        lines << (facts.keysSeen ? sentences::kKeysSeenX11 : sentences::kKeysNotSeenX11)
-              << (facts.typing ? sentences::kTypingX11 : sentences::kNoTypingX11);
+        lines << (facts.keysSeen ? core::sentences::kKeysSeenX11 : core::sentences::kKeysNotSeenX11)
+              << (facts.typing ? core::sentences::kTypingX11 : core::sentences::kNoTypingX11);
     }
-    lines << (facts.installed ? sentences::installedIn(facts.program)
-                              : sentences::runningFrom(facts.program))
-          << (facts.token ? sentences::kTokenSet : sentences::kTokenNotSet);
+    lines << (facts.installed ? core::sentences::installedIn(facts.program)
+                              : core::sentences::runningFrom(facts.program))
+          << (facts.token ? core::sentences::kTokenSet : core::sentences::kTokenNotSet);
     return lines;
 }
 

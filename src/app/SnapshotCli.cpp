@@ -77,7 +77,7 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
              window->address()->setText(QStringLiteral("http://127.0.0.1:8080"));
              window->model()->setText(QStringLiteral("whisper-1"));
              window->status()->setText(
-                 sentences::serverHeard(QStringLiteral("Pelix can hear you.")));
+                 core::sentences::serverHeard(QStringLiteral("Pelix can hear you.")));
              // No field takes the focus, so no caret blinks into the picture.
              for (QLineEdit* edit : {window->address(), window->model(), window->key()}) {
                  edit->setFocusPolicy(Qt::NoFocus);
@@ -108,14 +108,14 @@ int runSnapshotCli(const Args& args, ServiceContext& backend) {
     const QFileInfo folder(dir);
     if (!QDir().mkpath(dir) || !folder.isDir() ||
         !QFileInfo(folder.absoluteFilePath()).isWritable()) {
-        console::err(sentences::picturesFolderNotWritable(dir));
+        console::err(core::sentences::picturesFolderNotWritable(dir));
         return 1;
     }
     standard = qInstallMessageHandler(quietPlatform);
     if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance()))
         ui::theme::apply(*app);
     if (!ui::theme::loadFonts()) {
-        console::err(sentences::kFontDidNotLoad);
+        console::err(core::sentences::kFontDidNotLoad);
         return 1;
     }
     // Dates and language names in American English, whatever the machine's language.

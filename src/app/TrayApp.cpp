@@ -6,6 +6,7 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/Sentences.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "panel/PanelModel.h"
 #include "panel/PanelWindow.h"
@@ -29,7 +30,6 @@
 #include <QDir>
 #include <QMenu>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace pelix {
 
@@ -62,11 +62,13 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
                                                 desktop.typist(), desktop.clipboard())),
       engines_(std::make_unique<SpeechEngines>(SpeechEngines::standard())),
       memoTicker_(std::make_unique<QtTicker>()),
-      watcher_(std::make_unique<VoiceMemoWatcher>(context.api(), context.prefs(), context.clock(),
-                                                  machineTools(), *memoTicker_)) {
+      memoSender_(std::make_unique<MemoSender>(context.api(), context.prefs(), context.clock(),
+                                               machineTools())),
+      watcher_(std::make_unique<VoiceMemoWatcher>(*memoSender_, context.prefs(), context.clock(),
+                                                  *memoTicker_)) {
     // On a desktop whose new windows take the focus, the status line must not be one.
     shell_.setOverlay(desktop.overlay());
-    watcher_->onStatus([this](const QString& line) { shell_.show(line); });
+    memoSender_->onStatus([this](const QString& line) { shell_.show(line); });
     platform::RemoteFiles& remote = desktop.remoteFiles();
     features_ = std::make_unique<AppFeatures>(FeatureParts{
         .prefs = context.prefs(),
@@ -74,6 +76,7 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .clock = context.clock(),
         .timers = timers_,
         .shell = shell_,
+        .sender = *memoSender_,
         .watcher = *watcher_,
         .engines = *engines_,
         .fetch = [&remote](const QUrl& location,
@@ -121,9 +124,9 @@ TrayApp::~TrayApp() {
     // The windows draw the delegate's panel model: they go first.
     panel_.reset();
     badge_.reset();
-    // Transcript windows stop their runs as they go; the runs use the engines until they notice.
+    // Transcript windows stop their runs as they go, and the features' worker waits for the runs,
+    // which use the engines until they notice, and for a notes import still reading.
     features_.reset();
-    QThreadPool::globalInstance()->waitForDone();
 }
 
 DesktopFacts TrayApp::facts(bool devices) const {
@@ -171,8 +174,8 @@ void TrayApp::start() {
     const bool signedIn = context_.tokens().read().has_value();
     shell_.setLook(signedIn ? ui::TrayLook::idle : ui::TrayLook::signedOut);
     if (!shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
-        logLine("tray", sentences::kNoTray);
-        shell_.show(sentences::kNoTray);
+        logLine("tray", core::sentences::kNoTray);
+        shell_.show(core::sentences::kNoTray);
     }
 
     const bool askedBefore = context_.prefs().keysPromptShown();
@@ -242,9 +245,9 @@ void TrayApp::registerAtLogin() {
     platform::Autostart& autostart = desktop_.autostart();
     if (autostart.enabled()) return;
     if (const Status done = autostart.enable(QCoreApplication::applicationFilePath()); done) {
-        shell_.show(sentences::kOpensAtLogin);
+        shell_.show(core::sentences::kOpensAtLogin);
     } else {
-        shell_.show(sentences::couldntChangeThat(done.error().message));
+        shell_.show(core::sentences::couldntChangeThat(done.error().message));
     }
 }
 
@@ -292,7 +295,7 @@ void TrayApp::receive(const QString& message) {
 
 void TrayApp::openWeb() {
     if (!web_) {
-        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *watcher_,
+        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *memoSender_,
                                                [this] { shell_.play(ui::Sound::done); });
         parts.onMacLink = [this](const QUrl& url) { receive(url.toString()); };
         parts.onRelayAccount = [this](const RelayAccountMessage& message,

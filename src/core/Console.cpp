@@ -42,7 +42,7 @@ int runUntilAnswered(const std::function<void(Answer)>& start) {
 }
 
 int notInThisBuild(const QString& what) {
-    err(sentences::notInThisBuild(what));
+    err(core::sentences::notInThisBuild(what));
     return 2;
 }
 

@@ -16,15 +16,15 @@ constexpr auto kPrivateFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 Status save(const QString& path, const QByteArray& data, bool secret) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
-        return fail(1, sentences::couldntWrite(path, file.errorString()));
+        return fail(1, core::sentences::couldntWrite(path, file.errorString()));
     }
     // The temporary file gets its final mode before any byte of the content is written.
     if (secret) file.setPermissions(kPrivateFile);
     if (file.write(data) != data.size() || !file.commit()) {
-        return fail(1, sentences::couldntWrite(path, file.errorString()));
+        return fail(1, core::sentences::couldntWrite(path, file.errorString()));
     }
     if (secret && !QFile::setPermissions(path, kPrivateFile)) {
-        return fail(1, sentences::couldntMakePrivate(path));
+        return fail(1, core::sentences::couldntMakePrivate(path));
     }
     return {};
 }
@@ -39,7 +39,7 @@ bool ensurePrivateDir(const QString& dir) {
 Status writePrivateFile(const QString& path, const QByteArray& data) {
     const QString dir = QFileInfo(path).absolutePath();
     if (!ensurePrivateDir(dir)) {
-        return fail(1, sentences::couldntCreateFolder(dir));
+        return fail(1, core::sentences::couldntCreateFolder(dir));
     }
     return save(path, data, true);
 }
@@ -47,7 +47,7 @@ Status writePrivateFile(const QString& path, const QByteArray& data) {
 Status writeFileAtomically(const QString& path, const QByteArray& data) {
     const QString dir = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(dir)) {
-        return fail(1, sentences::couldntCreateFolder(dir));
+        return fail(1, core::sentences::couldntCreateFolder(dir));
     }
     return save(path, data, false);
 }

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace pelix::sentences {
+namespace pelix::core::sentences {
 
 // ---- Files and folders
 
@@ -616,4 +616,4 @@ QString noSampleVideo(const QString& file) {
            "; make it with scripts/make-sample (or name one in PELIX_SAMPLE_VIDEO).";
 }
 
-}  // namespace pelix::sentences
+}  // namespace pelix::core::sentences

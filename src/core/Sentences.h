@@ -5,7 +5,7 @@
 // Every sentence the user reads: status lines, dialogs, hints, command-line messages and the
 // messages of errors. Fixed texts are constants (UTF-8); texts that take a value are made by the
 // functions beside them. Log lines, preference keys and protocol strings are not here.
-namespace pelix::sentences {
+namespace pelix::core::sentences {
 
 // The title of Pelix's windows.
 inline constexpr auto kPelix = "Pelix";
@@ -457,4 +457,4 @@ QString couldntOpenWindow(const QString& problem);
 QString picturesFolderNotWritable(const QString& folder);
 QString noSampleVideo(const QString& file);
 
-}  // namespace pelix::sentences
+}  // namespace pelix::core::sentences

@@ -54,7 +54,7 @@ Status createPrivate(const QString& path) {
         const int error = errno;
         untrack(path);
         errno = error;
-        return fail(1, sentences::couldntMakeTemporaryFile(
+        return fail(1, core::sentences::couldntMakeTemporaryFile(
                            path, QString::fromLocal8Bit(std::strerror(errno))));
     }
     ::close(fd);

@@ -100,7 +100,7 @@ void FinishingRecognizer::abandonPass() {
 void FinishingRecognizer::cancel() {
     // Cancelled while the pass is out: the stop bound came first.
     if (passing_) {
-        failed(sentences::kServerTooSlow);
+        failed(core::sentences::kServerTooSlow);
     }
     abandonPass();
     ++run_;

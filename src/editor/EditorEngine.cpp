@@ -4,8 +4,6 @@
 #include "editor/Captions.h"
 #include "service/Api.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
 
 #include <cmath>
@@ -63,7 +61,7 @@ FirstPass firstPass(const EditProject& project, const QJsonObject& answer) {
     if (answer.value("title").isString()) p.title = answer.value("title").toString();
     p.translations.clear();
     pass.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                  : QString(sentences::kFirstPassDone);
+                                                  : QString(core::sentences::kFirstPassDone);
     return pass;
 }
 
@@ -80,10 +78,10 @@ QJsonObject reviseRequest(const QString& instruction, const QStringList& style,
 Revision revision(const EditProject& project, const QJsonObject& answer) {
     Revision result{applyOps(answer.value("ops").toArray(), project), {}};
     result.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                    : QString(sentences::kDone);
+                                                    : QString(core::sentences::kDone);
     const Applied& applied = result.applied;
     if (applied.skipped > 0 && applied.remember.isEmpty() && sameEdit(applied.project, project)) {
-        result.reply = sentences::kNoChangeMade;
+        result.reply = core::sentences::kNoChangeMade;
     }
     return result;
 }
@@ -161,38 +159,6 @@ QStringList mergedRules(const QStringList& saved, const QStringList& remember,
         if (!rules.contains(rule)) rules << rule;
     }
     return rules;
-}
-
-QString exportName(const EditProject& project) {
-    QString label;
-    switch (project.settings.format) {
-        case VideoFormat::reel:
-            label = QStringLiteral("Instagram Reel");
-            break;
-        case VideoFormat::youtubeShort:
-            label = QStringLiteral("YouTube Short");
-            break;
-        case VideoFormat::rednote:
-            label = QStringLiteral("RedNote");
-            break;
-        default:
-            label = QStringLiteral("YouTube");
-    }
-    return QString(project.name).replace('/', '-') + " - " + label + ".mp4";
-}
-
-Result<QString> exportPath(const EditProject& project, const QString& folder) {
-    if (!QDir().mkpath(folder)) {
-        return fail(1, sentences::couldntMakeFolderFor(folder));
-    }
-    const QString name = exportName(project);
-    const QString base = name.chopped(4);  // without ".mp4"
-    const QDir dir(folder);
-    QString path = dir.filePath(name);
-    for (int n = 2; QFileInfo::exists(path); ++n) {
-        path = dir.filePath(QStringLiteral("%1 %2.mp4").arg(base).arg(n));
-    }
-    return path;
 }
 
 }  // namespace pelix::EditorEngine

@@ -42,7 +42,7 @@ struct AacWriter::Impl {
 
     Error failed(const QString& reason) const {
         return Error::pelix(kWriteFailed,
-                            sentences::couldntWrite(QFileInfo(target).fileName(), reason));
+                            core::sentences::couldntWrite(QFileInfo(target).fileName(), reason));
     }
 
     // Sends packets the encoder has ready to the file.

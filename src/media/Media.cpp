@@ -62,7 +62,7 @@ Status copyAacTrack(const ff::Input& input, int index, const QString& file, cons
     const Result<QString> created = ff::createPartial(target);
     if (!created) {
         return fail(kExportFailed,
-                    ff::exportFailedMessage(file, sentences::kTemporarySoundNotMade));
+                    ff::exportFailedMessage(file, core::sentences::kTemporarySoundNotMade));
     }
     const QString partial = *created;
     const QByteArray path = QFile::encodeName(partial);
@@ -158,7 +158,7 @@ Result<QString> extractAudio(const QString& file) {
         // nothing to the person who chose the video.
         if (writer && copied.error().code == kExportFailed) return std::unexpected(copied.error());
         return fail(kExportFailed,
-                    ff::exportFailedMessage(file, sentences::kTemporarySoundNotWritten));
+                    ff::exportFailedMessage(file, core::sentences::kTemporarySoundNotWritten));
     }
     tempfiles::track(target);
     return target;
@@ -166,7 +166,7 @@ Result<QString> extractAudio(const QString& file) {
 
 Status cut(const QString& source, double start, double end, const QString& target) {
     if (!(start >= 0) || !(end > start)) {
-        return fail(kBadRange, sentences::stretchEmpty(ff::nameOf(source)));
+        return fail(kBadRange, core::sentences::stretchEmpty(ff::nameOf(source)));
     }
     auto decoder = AudioDecoder::open(source, AacWriter::kSampleRate);
     if (!decoder) return std::unexpected(decoder.error());
@@ -176,7 +176,7 @@ Status cut(const QString& source, double start, double end, const QString& targe
     const auto to = static_cast<int64_t>(std::llround(end * AacWriter::kSampleRate));
     if (Status copied = copySamples(**decoder, **writer, from, to); !copied) return copied;
     if ((*writer)->seconds() <= 0) {
-        return fail(kBadRange, sentences::stretchAfterTheEnd(ff::nameOf(source)));
+        return fail(kBadRange, core::sentences::stretchAfterTheEnd(ff::nameOf(source)));
     }
     return (*writer)->finish();
 }

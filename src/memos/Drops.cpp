@@ -198,10 +198,10 @@ Received receive(const QList<QUrl>& locations, const QStringList& names, const F
 }
 
 QString finalMessage(int sent, int count, const QString& name) {
-    if (sent == count && count == 1) return sentences::completeOne(name);
-    if (sent == count) return sentences::completeAll(count);
-    if (sent > 0) return sentences::someSentDropAgain(sent, count);
-    return sentences::kNotSentDropAgain;
+    if (sent == count && count == 1) return core::sentences::completeOne(name);
+    if (sent == count) return core::sentences::completeAll(count);
+    if (sent > 0) return core::sentences::someSentDropAgain(sent, count);
+    return core::sentences::kNotSentDropAgain;
 }
 
 State finalState(int sent, int count) {
@@ -234,7 +234,7 @@ void Sender::next() {
         if (!batches_.isEmpty()) startBatch();
         return;
     }
-    Q_EMIT show(sentences::sendingOf(index_ + 1, count), State::working);
+    Q_EMIT show(core::sentences::sendingOf(index_ + 1, count), State::working);
     const QString file = files_.at(index_);
     send_(file, std::nullopt, [this, file](bool ok) {
         trace(ok ? QStringLiteral("memo sent to Pelix") : QStringLiteral("memo could not be sent"));

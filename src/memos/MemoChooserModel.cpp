@@ -2,7 +2,6 @@
 
 #include "core/Prefs.h"
 #include "core/Sentences.h"
-#include "memos/VoiceMemoWatcher.h"
 
 #include <QFileInfo>
 
@@ -14,14 +13,10 @@ MemoChooserModel::MemoChooserModel(Prefs& prefs, Send send, std::function<void(b
       prefs_(prefs),
       send_(std::move(send)),
       setAuto_(std::move(setAuto)),
-      auto_(prefs.value("voiceMemos.on", false).toBool()) {
-    pool_.setMaxThreadCount(1);
-}
+      auto_(prefs.value("voiceMemos.on", false).toBool()),
+      worker_(this, 1) {}
 
-MemoChooserModel::~MemoChooserModel() {
-    // A listing still running posts to this object; once it is done, the post dies with it.
-    pool_.waitForDone();
-}
+MemoChooserModel::~MemoChooserModel() = default;
 
 QString MemoChooserModel::nameOf(const VoiceMemo& memo) {
     return QFileInfo(memo.url.toLocalFile()).fileName();
@@ -36,12 +31,8 @@ void MemoChooserModel::load() {
     // The switch may have been flipped from the tray menu meanwhile.
     auto_ = prefs_.value("voiceMemos.on", false).toBool();
     folder_ = VoiceMemoLibrary::folder(prefs_);
-    pool_.start([this, folder = folder_] {
-        std::optional<QList<VoiceMemo>> memos = VoiceMemoLibrary::memos(folder);
-        QMetaObject::invokeMethod(
-            this, [this, memos = std::move(memos)]() mutable { loaded(std::move(memos)); },
-            Qt::QueuedConnection);
-    });
+    worker_.run([folder = folder_] { return VoiceMemoLibrary::memos(folder); },
+                [this](std::optional<QList<VoiceMemo>> memos) { loaded(std::move(memos)); });
 }
 
 void MemoChooserModel::loaded(std::optional<QList<VoiceMemo>> memos) {
@@ -126,22 +117,22 @@ void MemoChooserModel::sendNext() {
     const VoiceMemo memo = queue_.first();
     const QString name = nameOf(memo);
     states_.insert(name, State::sending);
-    setStatus(sentences::sendingMemo(memo.title));
+    setStatus(core::sentences::sendingMemo(memo.title));
     send_(memo.url.toLocalFile(), memo.title, [this, memo, name](bool ok) {
         if (ok) {
-            VoiceMemoWatcher::markSent(prefs_, name);
+            MemoSender::markSent(prefs_, name);
             ++batchSent_;
         }
         states_.insert(name, ok ? State::sent : State::failed);
         queue_.removeFirst();
         if (!queue_.isEmpty()) return sendNext();
         if (batchSent_ == batchSize_) {
-            setStatus(batchSize_ == 1 ? sentences::completeOne(memo.title)
-                                      : sentences::completeAll(batchSize_));
+            setStatus(batchSize_ == 1 ? core::sentences::completeOne(memo.title)
+                                      : core::sentences::completeAll(batchSize_));
         } else if (batchSent_ > 0) {
-            setStatus(sentences::someSentTickAgain(batchSent_, batchSize_));
+            setStatus(core::sentences::someSentTickAgain(batchSent_, batchSize_));
         } else {
-            setStatus(sentences::kNotSentTickAgain);
+            setStatus(core::sentences::kNotSentTickAgain);
         }
     });
 }
@@ -161,13 +152,13 @@ QString MemoChooserModel::stateLine(std::optional<State> state) {
     if (!state) return {};
     switch (*state) {
         case State::waiting:
-            return sentences::kWaiting;
+            return core::sentences::kWaiting;
         case State::sending:
-            return sentences::kSending;
+            return core::sentences::kSending;
         case State::sent:
-            return sentences::kInPelix;
+            return core::sentences::kInPelix;
         case State::failed:
-            return sentences::kNotSentTickIt;
+            return core::sentences::kNotSentTickIt;
     }
     return {};
 }

@@ -163,7 +163,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
     closedText_ = new QLabel;
     closedText_->setWordWrap(true);
     closedText_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    chooseFolder_ = new QPushButton(sentences::kChooseRecordingsFolder);
+    chooseFolder_ = new QPushButton(core::sentences::kChooseRecordingsFolder);
     theme::setRole(chooseFolder_, "primary");
     lookAgain_ = new QPushButton(QStringLiteral("Look again"));
     auto* closedButtons = new QHBoxLayout;
@@ -229,7 +229,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
 MemoChooserView::~MemoChooserView() = default;
 
 QString MemoChooserView::closedText() const {
-    return sentences::cantReadRecordingsFolder(model_.folder());
+    return core::sentences::cantReadRecordingsFolder(model_.folder());
 }
 
 QString MemoChooserView::dateText(const QDateTime& date) {

@@ -2,7 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Sentences.h"
-#include "memos/VoiceMemoWatcher.h"
+#include "memos/MemoSender.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -16,15 +16,15 @@ namespace {
 // The piece length given with --piece: a number of seconds, at least one. Anything that is not
 // a positive number falls back to the default (saying so); a length under a second is refused.
 Result<double> pieceLength(const std::optional<QString>& given) {
-    if (!given) return VoiceMemoWatcher::kPiece;
+    if (!given) return MemoSender::kPiece;
     bool ok = false;
     const double seconds = given->trimmed().toDouble(&ok);
     if (!ok || !std::isfinite(seconds) || seconds <= 0) {
-        console::err(sentences::notAPieceLength(*given, VoiceMemoWatcher::kPiece));
-        return VoiceMemoWatcher::kPiece;
+        console::err(core::sentences::notAPieceLength(*given, MemoSender::kPiece));
+        return MemoSender::kPiece;
     }
-    if (seconds < VoiceMemoWatcher::kShortestPiece) {
-        return fail(1, sentences::pieceTooShort(*given));
+    if (seconds < MemoSender::kShortestPiece) {
+        return fail(1, core::sentences::pieceTooShort(*given));
     }
     return seconds;
 }
@@ -35,11 +35,11 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     const QString file = args.value("--memo").value_or(QString());
     const QFileInfo info(file);
     if (!info.exists()) {
-        console::err(sentences::noSuchRecording(file));
+        console::err(core::sentences::noSuchRecording(file));
         return 1;
     }
     if (info.isDir()) {
-        console::err(sentences::folderNotRecording(file));
+        console::err(core::sentences::folderNotRecording(file));
         return 1;
     }
     const Result<double> piece = pieceLength(args.value("--piece"));
@@ -49,7 +49,7 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     }
     const std::optional<QString> token = args.value("--token");
     if (token && !isPelixKey(*token)) {
-        console::err(sentences::kNotAKeyGiven);
+        console::err(core::sentences::kNotAKeyGiven);
         return 1;
     }
 
@@ -59,21 +59,20 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
         console::err(seconds.error().message);
         return 1;
     }
-    const qint64 count = VoiceMemoWatcher::pieceCount(*seconds, *piece);
-    if (*seconds / *piece > VoiceMemoWatcher::kMostPieces) {
-        console::err(sentences::tooManyPieces(info.fileName(), count, *piece));
+    const qint64 count = MemoSender::pieceCount(*seconds, *piece);
+    if (*seconds / *piece > MemoSender::kMostPieces) {
+        console::err(core::sentences::tooManyPieces(info.fileName(), count, *piece));
         return 1;
     }
-    console::err(sentences::secondsInPieces(static_cast<qint64>(*seconds), count));
+    console::err(core::sentences::secondsInPieces(static_cast<qint64>(*seconds), count));
 
-    QtTicker ticker;
-    VoiceMemoWatcher watcher(backend.api(), backend.prefs(), backend.clock(), tools, ticker);
+    MemoSender sender(backend.api(), backend.prefs(), backend.clock(), tools);
     return console::runUntilAnswered([&](console::Answer done) {
-        watcher.hear(file, *seconds, *piece, token,
-                     [done = std::move(done)](std::optional<QString> text) {
-                         if (text && !text->isEmpty()) return done(*text);
-                         done(fail(1, sentences::kCouldNotBeHeard));
-                     });
+        sender.hear(file, *seconds, *piece, token,
+                    [done = std::move(done)](std::optional<QString> text) {
+                        if (text && !text->isEmpty()) return done(*text);
+                        done(fail(1, core::sentences::kCouldNotBeHeard));
+                    });
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Sentences.h"
+#include "core/Worker.h"
 #include "notes/NotesImport.h"
 #include "service/Api.h"
 
@@ -20,13 +21,14 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
         source = NotesImport::defaultSource(backend.prefs());
     }
     if (!source) {
-        console::err(sentences::kNoNotesToRead);
+        console::err(core::sentences::kNoNotesToRead);
         return 1;
     }
 
+    Worker worker(nullptr);
     return console::runUntilAnswered([&](console::Answer done) {
         NotesImport::run(
-            backend.api(), *source, [](const QString& text) { console::err(text); },
+            worker, backend.api(), *source, [](const QString& text) { console::err(text); },
             [done = std::move(done)](Result<QString> outcome) {
                 if (outcome) return done(outcome);
                 done(std::unexpected(Api::asShown(outcome.error())));

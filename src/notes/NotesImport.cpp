@@ -2,6 +2,7 @@
 
 #include "core/Prefs.h"
 #include "core/Sentences.h"
+#include "core/Worker.h"
 #include "service/Api.h"
 
 #include <QDeadlineTimer>
@@ -10,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QThreadPool>
 
 #include <cmath>
 
@@ -68,10 +68,10 @@ struct Run {
         const int total = static_cast<int>(notes.size());
         if (totals.sent == total) return done(finalMessage(totals));
         if (*cancelled) {
-            return done(fail(kCancelled, sentences::stoppedAfter(totals.sent, total)));
+            return done(fail(kCancelled, core::sentences::stoppedAfter(totals.sent, total)));
         }
         const int size = std::min(kBatch, total - totals.sent);
-        progress(sentences::bringingOver(totals.sent + size, total));
+        progress(core::sentences::bringingOver(totals.sent + size, total));
         QJsonArray batch;
         for (int i = totals.sent; i < totals.sent + size; ++i) batch.append(notes.at(i));
         const QJsonObject body{
@@ -109,12 +109,12 @@ const QStringList& trashNames() {
 Error readError(const QString& errorOutput) {
     const QString lower = errorOutput.toLower();
     if (errorOutput.contains("-1743") || lower.contains("not authorized")) {
-        return Error::pelix(1743, sentences::kNotesNeedPermission);
+        return Error::pelix(1743, core::sentences::kNotesNeedPermission);
     }
     if (errorOutput.contains("-1728") || lower.contains("can't get")) {
-        return Error::pelix(1728, sentences::kNotesNotSignedIn);
+        return Error::pelix(1728, core::sentences::kNotesNotSignedIn);
     }
-    return Error::pelix(1, sentences::appleNotesNotRead(errorOutput.left(160)));
+    return Error::pelix(1, core::sentences::appleNotesNotRead(errorOutput.left(160)));
 }
 
 Result<QList<Item>> decode(const QByteArray& json) {
@@ -122,7 +122,8 @@ Result<QList<Item>> decode(const QByteArray& json) {
     QJsonParseError error{};
     const QJsonDocument doc = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError || !doc.isArray()) {
-        return fail(2, sentences::notesNotAList(doc.isNull() ? error.errorString() : QString()));
+        return fail(2,
+                    core::sentences::notesNotAList(doc.isNull() ? error.errorString() : QString()));
     }
     const QJsonArray array = doc.array();
     QList<Item> items;
@@ -135,7 +136,7 @@ Result<QList<Item>> decode(const QByteArray& json) {
               std::pair{"body", &item.body}, std::pair{"folder", &item.folder}}) {
             const QJsonValue value = o.value(key);
             if (!value.isString()) {
-                return fail(2, sentences::noteWithoutText(i + 1, QString::fromLatin1(key)));
+                return fail(2, core::sentences::noteWithoutText(i + 1, QString::fromLatin1(key)));
             }
             *field = value.toString();
         }
@@ -154,8 +155,8 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     process.setChildProcessModifier([] { ::setpgid(0, 0); });
     process.start(program, arguments);
     if (!process.waitForStarted(-1)) {
-        return fail(3,
-                    sentences::couldntStart(QFileInfo(program).fileName(), process.errorString()));
+        return fail(
+            3, core::sentences::couldntStart(QFileInfo(program).fileName(), process.errorString()));
     }
     process.closeWriteChannel();
     const QDeadlineTimer deadline(static_cast<qint64>(std::max(0.0, limitSeconds) * 1000));
@@ -168,7 +169,7 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     if (!finished) {
         ::kill(-static_cast<pid_t>(process.processId()), SIGKILL);
         process.waitForFinished(5000);
-        return fail(5, sentences::notesTookTooLong(limitSeconds));
+        return fail(5, core::sentences::notesTookTooLong(limitSeconds));
     }
     if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0) {
         return decode(process.readAllStandardOutput());
@@ -176,8 +177,8 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     const QString errorOutput = QString::fromUtf8(process.readAllStandardError()).trimmed();
     if (errorOutput.isEmpty()) {
         return fail(1, process.exitStatus() == QProcess::CrashExit
-                           ? QString(sentences::kNotesProgramStopped)
-                           : sentences::notesProgramFailed(process.exitCode()));
+                           ? QString(core::sentences::kNotesProgramStopped)
+                           : core::sentences::notesProgramFailed(process.exitCode()));
     }
     return std::unexpected(readError(errorOutput));
 }
@@ -202,7 +203,8 @@ Source fileSource(const QString& path) {
     return [path]() -> Result<QList<Item>> {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly)) {
-            return fail(4, sentences::couldntRead(QFileInfo(path).fileName(), file.errorString()));
+            return fail(
+                4, core::sentences::couldntRead(QFileInfo(path).fileName(), file.errorString()));
         }
         return decode(file.readAll());
     };
@@ -226,39 +228,36 @@ QJsonObject noteJson(const Item& item) {
 }
 
 QString finalMessage(const Totals& totals) {
-    return sentences::broughtOver(totals.sent, totals.created, totals.updated, totals.unchanged,
-                                  totals.foldersCreated);
+    return core::sentences::broughtOver(totals.sent, totals.created, totals.updated,
+                                        totals.unchanged, totals.foldersCreated);
 }
 
-std::shared_ptr<std::atomic_bool> run(Api& api, Source source, Progress progress, Done done) {
+std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
+                                      Done done) {
     auto state = std::make_shared<Run>();
     state->api = &api;
     state->progress = std::move(progress);
     state->done = std::move(done);
     state->cancelled = std::make_shared<std::atomic_bool>(false);
-    state->progress(sentences::kReadingAppleNotes);
-    QThreadPool::globalInstance()->start([state, source = std::move(source)] {
-        // Reading and converting take seconds for a large library: off the Api's thread.
-        Result<QList<Item>> items = source();
-        Result<QList<QJsonObject>> notes = QList<QJsonObject>();
-        if (!items) {
-            notes = std::unexpected(items.error());
-        } else {
-            notes->reserve(items->size());
+    state->progress(core::sentences::kReadingAppleNotes);
+    // Reading and converting take seconds for a large library: off the Api's thread.
+    worker.run(
+        [source = std::move(source)] {
+            Result<QList<Item>> items = source();
+            if (!items) return Result<QList<QJsonObject>>(std::unexpected(items.error()));
+            QList<QJsonObject> notes;
+            notes.reserve(items->size());
             for (const Item& item : *items) {
-                if (!trashNames().contains(item.folder)) notes->push_back(noteJson(item));
+                if (!trashNames().contains(item.folder)) notes.push_back(noteJson(item));
             }
-        }
-        QMetaObject::invokeMethod(
-            state->api,
-            [state, notes = std::move(notes)]() mutable {
-                if (!notes) return state->done(std::unexpected(notes.error()));
-                if (notes->isEmpty()) return state->done(QString(sentences::kNotesEmpty));
-                state->notes = std::move(*notes);
-                state->next(state);
-            },
-            Qt::QueuedConnection);
-    });
+            return Result<QList<QJsonObject>>(std::move(notes));
+        },
+        [state](Result<QList<QJsonObject>> notes) {
+            if (!notes) return state->done(std::unexpected(notes.error()));
+            if (notes->isEmpty()) return state->done(QString(core::sentences::kNotesEmpty));
+            state->notes = std::move(*notes);
+            state->next(state);
+        });
     return state->cancelled;
 }
 

@@ -11,7 +11,7 @@ namespace pelix::relay {
 
 PanelModel::PanelModel(Api& api, const Clock& clock, QObject* parent)
     : QObject(parent), api_(api), clock_(clock) {
-    bubbles_.push_back(Bubble{sentences::kGreeting, false});
+    bubbles_.push_back(Bubble{core::sentences::kGreeting, false});
 }
 
 PanelModel::~PanelModel() = default;
@@ -47,8 +47,8 @@ bool PanelModel::send(const QString& input) {
     manualMode_.reset();
     Q_EMIT modeChanged();
     addBubble(text, true);
-    const int answer =
-        addBubble(mode == Mode::ask ? sentences::kThinking : sentences::kFiling, false, true);
+    const int answer = addBubble(
+        mode == Mode::ask ? core::sentences::kThinking : core::sentences::kFiling, false, true);
     setPending(true);
     if (mode == Mode::ask) {
         ask(text, answer);
@@ -84,8 +84,8 @@ void PanelModel::tell(const QString& text, int bubble) {
     QPointer<PanelModel> self(this);
     api_.tell(text, QStringLiteral("typed"), kTellTimeout, [self, bubble](Result<Filed> filed) {
         if (!self) return;
-        self->setBubbleText(bubble,
-                            filed ? QString(sentences::kInPelix) : Api::describe(filed.error()));
+        self->setBubbleText(
+            bubble, filed ? QString(core::sentences::kInPelix) : Api::describe(filed.error()));
         self->setPending(false);
         if (filed) self->refreshInsights(true);
     });
@@ -130,14 +130,14 @@ void PanelModel::render(const QList<Insight>& insights) {
 QString PanelModel::insightsNote() const {
     switch (insightsState_) {
         case InsightsState::loading:
-            return sentences::kHavingALook;
+            return core::sentences::kHavingALook;
         case InsightsState::failed:
             return insightsError_;
         case InsightsState::none:
         case InsightsState::shown:
             break;
     }
-    return sentences::kNothingYet;
+    return core::sentences::kNothingYet;
 }
 
 void PanelModel::setRecording(bool recording) {

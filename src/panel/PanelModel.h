@@ -32,7 +32,8 @@ public:
     struct Bubble {
         QString text;
         bool mine = false;
-        bool waiting = false;  // holds `sentences::kThinking` or `kFiling` until the answer comes
+        // Holds `core::sentences::kThinking` or `kFiling` until the answer comes.
+        bool waiting = false;
     };
     enum class InsightsState { none, loading, shown, failed };
 

@@ -413,7 +413,7 @@ protected:
 PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     : QWidget(parent, Qt::Popup | Qt::FramelessWindowHint), model_(model) {
     setObjectName("pelixPanel");
-    setWindowTitle(sentences::kPelix);
+    setWindowTitle(core::sentences::kPelix);
     setAttribute(Qt::WA_TranslucentBackground);
     setFixedSize(kWidth, kHeight);
     if (QGuiApplication::platformName() == QLatin1String("xcb")) {
@@ -432,10 +432,10 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     header->setContentsMargins(theme::kSpace4, theme::kSpace3, theme::kSpace3, theme::kSpace2);
     header->setSpacing(theme::kSpace2);
     header->addWidget(new Mark(this));
-    header->addWidget(label(sentences::kPelix, theme::font(Type::title), nullptr, this));
+    header->addWidget(label(core::sentences::kPelix, theme::font(Type::title), nullptr, this));
     header->addStretch();
-    auto* settings = iconButton(ui::Glyph::gear, sentences::kSettingsTip, this);
-    auto* openMain = iconButton(ui::Glyph::openWindow, sentences::kOpenFullWindowTip, this);
+    auto* settings = iconButton(ui::Glyph::gear, core::sentences::kSettingsTip, this);
+    auto* openMain = iconButton(ui::Glyph::openWindow, core::sentences::kOpenFullWindowTip, this);
     header->addWidget(settings);
     header->addWidget(openMain);
     column->addLayout(header);
@@ -444,9 +444,9 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     auto* headingRow = new QHBoxLayout;
     headingRow->setContentsMargins(theme::kSpace4, theme::kSpace2, theme::kSpace4, theme::kSpace2);
     headingRow->addWidget(
-        label(sentences::kNoticedHeading, theme::font(Type::heading), "heading", this));
+        label(core::sentences::kNoticedHeading, theme::font(Type::heading), "heading", this));
     headingRow->addStretch();
-    loading_ = label(sentences::kHavingALook, theme::font(Type::caption), "faint", this);
+    loading_ = label(core::sentences::kHavingALook, theme::font(Type::caption), "faint", this);
     headingRow->addWidget(loading_);
     column->addLayout(headingRow);
 
@@ -498,13 +498,13 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     inField->setContentsMargins(7, 0, 6, 0);
     inField->setSpacing(theme::kSpace2);
     auto* chip = new ModeChip(field);
-    chip->setToolTip(sentences::kModeChipTip);
+    chip->setToolTip(core::sentences::kModeChipTip);
     modeChip_ = chip;
     input_ = new QLineEdit(field);
-    input_->setPlaceholderText(sentences::kTellOrAsk);
+    input_->setPlaceholderText(core::sentences::kTellOrAsk);
     input_->setFont(theme::font(Type::body));
     auto* mic = new MicButton(field);
-    mic->setToolTip(sentences::kMicTip);
+    mic->setToolTip(core::sentences::kMicTip);
     micBtn_ = mic;
     inField->addWidget(chip);
     inField->addWidget(input_, 1);
@@ -521,7 +521,7 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     column->addLayout(composer);
 
     // The keys on one line, the promise on the next.
-    QString footerText = sentences::kPanelFooter;
+    QString footerText = core::sentences::kPanelFooter;
     footerText.replace(footerText.lastIndexOf(QStringLiteral(" · ")), 3, QStringLiteral("\n"));
     auto* footer = label(footerText, theme::font(Type::caption), "faint", this);
     footer->setAlignment(Qt::AlignHCenter);

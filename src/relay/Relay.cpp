@@ -193,7 +193,7 @@ void Relay::open() {
     Delivery& d = *delivery_;
     if (const Status opened = parts_.apps.open(d.plan.url); !opened) {
         logLine("relay", d.prompt.id + QStringLiteral(": ") + opened.error().message);
-        fail(sentences::couldNotOpen(d.plan.label));
+        fail(core::sentences::couldNotOpen(d.plan.label));
         return;
     }
     if (d.plan.app == RelayApp::claude) {
@@ -234,7 +234,7 @@ void Relay::lookForFront() {
         return;
     }
     if (parts_.clock.uptime() >= d.deadline) {
-        fail(sentences::didNotOpenInTime(d.plan.label));
+        fail(core::sentences::didNotOpenInTime(d.plan.label));
         return;
     }
     stepTimer_ = later(parts_.timings.frontCheck, &Relay::lookForFront);
@@ -243,7 +243,7 @@ void Relay::lookForFront() {
 void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
     Delivery& d = *delivery_;
     if (!safeToType(focused)) {
-        fail(sentences::nowhereToType(d.plan.label));
+        fail(core::sentences::nowhereToType(d.plan.label));
         return;
     }
     if (d.plan.paste) {
@@ -256,7 +256,7 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
 
 void Relay::pressReturn() {
     Insert::tap(parts_.typist, platform::Key::enter);
-    parts_.show(sentences::sentTo(delivery_->plan.label));
+    parts_.show(core::sentences::sentTo(delivery_->plan.label));
     report(QStringLiteral("sent"));
 }
 

@@ -13,7 +13,7 @@ RelayBanner::RelayBanner(Timers& timers, QObject* parent) : QObject(parent), tim
 RelayBanner::~RelayBanner() = default;
 
 QString RelayBanner::line(const QString& label, int left) {
-    return sentences::sendingTo(label, left);
+    return core::sentences::sendingTo(label, left);
 }
 
 void RelayBanner::show(const QString& label, int seconds, std::function<void()> onCancel,

@@ -50,13 +50,14 @@ std::optional<RelayPlan> followLink(const QString& link, const std::optional<QSt
     if (parsed && writtenScheme(link) == places.claudeScheme && host == places.claudeHost &&
         url.path().startsWith(QStringLiteral("/epitaxy/local_"))) {
         if (!hasClaudeApp) return std::nullopt;
-        return RelayPlan{url, true, RelayApp::claude, place.value_or(sentences::kTheClaudeSession)};
+        return RelayPlan{url, true, RelayApp::claude,
+                         place.value_or(core::sentences::kTheClaudeSession)};
     }
 
     if (!parsed || writtenScheme(link) != QStringLiteral("https") || host.isEmpty()) {
         return std::nullopt;
     }
-    const QString label = place.value_or(sentences::kTheConversation);
+    const QString label = place.value_or(core::sentences::kTheConversation);
     if (host == places.claudeHost) {
         const QString path = url.path(QUrl::FullyEncoded);
         if (!path.startsWith(QStringLiteral("/chat/")) || path.size() <= 6) return std::nullopt;
@@ -103,10 +104,10 @@ std::optional<RelayPlan> plan(const RelayPrompt& prompt, bool hasClaudeApp,
 
     if (prompt.target == QStringLiteral("chatgpt")) {
         return RelayPlan{places.chatGptAddress, true, RelayApp::browser,
-                         sentences::kNewChatInChatGpt};
+                         core::sentences::kNewChatInChatGpt};
     }
     if (prompt.target != QStringLiteral("claude")) return std::nullopt;
-    const QString label = sentences::kNewChatInClaude;
+    const QString label = core::sentences::kNewChatInClaude;
     if (!hasClaudeApp) return RelayPlan{places.claudeNewChatPage, true, RelayApp::browser, label};
 
     QUrl url = places.claudeAppNewChat();

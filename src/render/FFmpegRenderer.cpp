@@ -1,3 +1,16 @@
+// The export, over FFmpeg's libraries (nothing runs the ffmpeg program). For each output frame of
+// each piece of the plan: the picture showing at the matching source time, cropped and scaled at
+// the eased zoom (cubic over kZoomEase, from the zoom of the piece before in the same clip; a new
+// clip starts at its own); drawn over by FFmpeg's "ass" filter (libass, in a graph of that one
+// filter fed with the script written to a temporary file); encoded by libx264 (the options'
+// preset and CRF, veryfast and 21 by default, a key frame every 2 s); then the sound up to that
+// frame's end, so that the muxer interleaves as it goes. Sound is cut on exact samples at the
+// segment edges and faded over kFade on both sides of every cut; segments that continue each
+// other in the source play on without a seam or a fade. AAC-LC at 128 kbit/s. The MP4 goes to a
+// hidden ".part-" file beside the target with movflags=+faststart, tracked by core/TempFiles, and
+// is renamed over the target when whole; a failure or a stop (checked before every frame)
+// removes it. A missing clip fails before anything is written.
+
 #include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "render/Decoding.h"
@@ -25,7 +38,7 @@ namespace ff = media::ff;
 namespace {
 
 Error renderFailure(const QString& reason) {
-    return Error::pelix(kRenderFailed, sentences::couldntExport(reason));
+    return Error::pelix(kRenderFailed, core::sentences::couldntExport(reason));
 }
 Error renderFailure(int code) {
     return renderFailure(ff::describe(code));
@@ -50,7 +63,7 @@ public:
         if (!filter->file_.open() || filter->file_.write(script.toUtf8()) < 0 ||
             !filter->file_.flush()) {
             return std::unexpected(
-                renderFailure(sentences::captionsNotWritten(filter->file_.errorString())));
+                renderFailure(core::sentences::captionsNotWritten(filter->file_.errorString())));
         }
         filter->graph_.reset(avfilter_graph_alloc());
         AVFilterGraph* graph = filter->graph_.get();
@@ -115,7 +128,8 @@ public:
         ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
         Result<QString> partial = ff::createPartial(target);
-        if (!partial) return std::unexpected(renderFailure(sentences::kExportTemporaryNotMade));
+        if (!partial)
+            return std::unexpected(renderFailure(core::sentences::kExportTemporaryNotMade));
         partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;
@@ -173,7 +187,7 @@ public:
         rc = avio_open(&context->pb, path.constData(), AVIO_FLAG_WRITE);
         if (rc < 0) {
             return fail(kWriteFailed,
-                        sentences::couldntWrite(ff::nameOf(target), ff::describe(rc)));
+                        core::sentences::couldntWrite(ff::nameOf(target), ff::describe(rc)));
         }
         AVDictionary* muxing = nullptr;
         av_dict_set(&muxing, "movflags", "+faststart", 0);
@@ -202,7 +216,7 @@ public:
         }
         output_.reset();  // closes the file
         if (!ff::moveIntoPlace(partial_, target_)) {
-            return fail(kWriteFailed, sentences::notMovedIntoPlace(ff::nameOf(target_)));
+            return fail(kWriteFailed, core::sentences::notMovedIntoPlace(ff::nameOf(target_)));
         }
         finished_ = true;
         return {};
@@ -211,7 +225,7 @@ public:
 private:
     Error writeFailure(int code) const {
         return Error::pelix(kWriteFailed,
-                            sentences::couldntWrite(ff::nameOf(target_), ff::describe(code)));
+                            core::sentences::couldntWrite(ff::nameOf(target_), ff::describe(code)));
     }
 
     // Encodes whole frames of sound; with `last`, the rest too.
@@ -300,7 +314,8 @@ public:
         for (const Piece& piece : plan_.pieces) {
             const QString& path = plan_.clips[size_t(piece.clip)].path;
             if (!QFileInfo(path).isFile()) {
-                return fail(kClipMissing, sentences::couldntExport(sentences::clipMissing(path)));
+                return fail(kClipMissing,
+                            core::sentences::couldntExport(core::sentences::clipMissing(path)));
             }
         }
         return {};
@@ -362,7 +377,7 @@ public:
     Result<QImage> at(double t) override {
         const int index = plan_.pieceAt(t);
         if (index < 0) {
-            return fail(kNothingKept, sentences::nothingPlaysAt(t));
+            return fail(kNothingKept, core::sentences::nothingPlaysAt(t));
         }
         const Piece& piece = plan_.pieces[size_t(index)];
         auto video = this->video(plan_.clips[size_t(piece.clip)].path);
@@ -405,7 +420,8 @@ private:
             return found->second.get();
         }
         if (!QFileInfo(path).isFile()) {
-            return fail(kClipMissing, sentences::couldntDraw(sentences::clipMissing(path)));
+            return fail(kClipMissing,
+                        core::sentences::couldntDraw(core::sentences::clipMissing(path)));
         }
         auto opened = VideoReader::open(path);
         if (!opened) return std::unexpected(opened.error());
@@ -425,7 +441,8 @@ public:
                        const RenderOptions& options) override {
         const RenderPlan plan = makePlan(project, options.scale);
         if (plan.pieces.empty()) {
-            return fail(kNothingKept, sentences::couldntExport(sentences::kEveryLineCut));
+            return fail(kNothingKept,
+                        core::sentences::couldntExport(core::sentences::kEveryLineCut));
         }
         Sources sources(plan);
         if (Status s = sources.check(); !s) return s;
@@ -495,7 +512,7 @@ public:
 
             for (int k = first; k < end; ++k) {
                 if (options.stop.stop_requested()) {
-                    return fail(kStopped, sentences::kExportStopped);
+                    return fail(kStopped, core::sentences::kExportStopped);
                 }
                 const double t = double(k) / kFrameRate;
                 if (const int rc = av_frame_make_writable(picture.get()); rc < 0) {
@@ -543,7 +560,7 @@ Result<QImage> framedPicture(const QString& file, double t, QSize size,
                              const ClipFraming& framing) {
     auto reader = VideoReader::open(file);
     if (!reader) return std::unexpected(reader.error());
-    if (!*reader) return fail(kRenderFailed, sentences::hasNoPictures(ff::nameOf(file)));
+    if (!*reader) return fail(kRenderFailed, core::sentences::hasNoPictures(ff::nameOf(file)));
     auto picture = (*reader)->at(t);
     if (!picture) return std::unexpected(picture.error());
     auto out = blankPicture(size);

@@ -29,7 +29,7 @@ Result<cv::Mat> grayOf(const AVFrame* in, std::unique_ptr<SwsContext, SwsFreer>&
     scaler.reset(sws_getCachedContext(scaler.release(), in->width, in->height,
                                       AVPixelFormat(in->format), width, height, AV_PIX_FMT_GRAY8,
                                       SWS_AREA, nullptr, nullptr, nullptr));
-    if (!scaler) return fail(kRenderFailed, sentences::kFacePictureNotScaled);
+    if (!scaler) return fail(kRenderFailed, core::sentences::kFacePictureNotScaled);
     uint8_t* planes[4] = {gray.data, nullptr, nullptr, nullptr};
     const int strides[4] = {int(gray.step[0]), 0, 0, 0};
     sws_scale(scaler.get(), in->data, in->linesize, 0, in->height, planes, strides);
@@ -45,12 +45,12 @@ Result<FaceFinding> findFace(const QString& file, int samples) {
     cv::CascadeClassifier detector;
     if (!QFile::exists(cascadeFile) ||
         !detector.load(QFile::encodeName(cascadeFile).toStdString())) {
-        return fail(kRenderFailed, sentences::faceDataMissing(cascadeFile));
+        return fail(kRenderFailed, core::sentences::faceDataMissing(cascadeFile));
     }
     auto reader = VideoReader::open(file);
     if (!reader) return std::unexpected(reader.error());
     if (!*reader)
-        return fail(kRenderFailed, sentences::noPicturesForFaces(media::ff::nameOf(file)));
+        return fail(kRenderFailed, core::sentences::noPicturesForFaces(media::ff::nameOf(file)));
     const double length = (*reader)->duration();
     std::unique_ptr<SwsContext, SwsFreer> scaler;
     std::vector<std::optional<double>> perPicture;

@@ -17,7 +17,7 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
         return 0;
     }
     if (!QDir().mkpath(dir)) {
-        console::err(sentences::framingFolderNotMade(dir));
+        console::err(core::sentences::framingFolderNotMade(dir));
         return 1;
     }
 
@@ -51,7 +51,7 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
             continue;
         }
         if (!picture->save(QDir(dir).filePath("frame-after.png"))) {
-            console::err(sentences::couldntWriteInto(QStringLiteral("frame-after.png"), dir));
+            console::err(core::sentences::couldntWriteInto(QStringLiteral("frame-after.png"), dir));
             return 1;
         }
         pictured = true;

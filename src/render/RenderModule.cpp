@@ -38,9 +38,9 @@ Result<const RenderModuleEntry*> load() {
         }
         const RenderModuleEntry* found = entry();
         if (found && found->version == RenderModuleEntry::kVersion) return found;
-        why = sentences::ofAnotherVersion(path);
+        why = core::sentences::ofAnotherVersion(path);
     }
-    return fail(kRenderFailed, sentences::couldntLoadRenderer(kModule, why));
+    return fail(kRenderFailed, core::sentences::couldntLoadRenderer(kModule, why));
 }
 
 // Pictures and a renderer whose every call says why the real renderer could not be loaded.

@@ -91,9 +91,9 @@ public:
     using RawDone = std::function<void(RawAnswer)>;
 
     // Calls one function with `token`, else the stored token, read afresh for every request.
-    // Without either, `done` gets a 401 error (`sentences::kSignInFirst`) and nothing is sent; so
-    // it does
-    // for a token that is not a Pelix key, and for a base address that is not safe (`unsafeBase`).
+    // Without either, `done` gets a 401 error (`core::sentences::kSignInFirst`) and nothing is
+    // sent; so it does for a token that is not a Pelix key, and for a base address that is not safe
+    // (`unsafeBase`).
     void call(const QString& name, const QJsonObject& body, std::optional<QString> token,
               double timeoutSeconds, Done done);
 

@@ -65,14 +65,14 @@ public:
 
     Status begin() {
         if (ps_start_utt(decoder_) < 0) {
-            return fail(kSpeechEngineFailed, sentences::kPocketSphinxRefused);
+            return fail(kSpeechEngineFailed, core::sentences::kPocketSphinxRefused);
         }
         inUtterance_ = true;
         return {};
     }
 
     Status feed(std::span<const int16_t> samples) override {
-        if (cancelled_) return fail(kSpeechCancelled, sentences::kListeningCancelled);
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         while (!samples.empty()) {
             const auto chunk = samples.first(std::min(kChunk, samples.size()));
             samples = samples.subspan(chunk.size());
@@ -80,7 +80,7 @@ public:
                 if (Status s = begin(); !s) return s;
             }
             if (ps_process_raw(decoder_, chunk.data(), chunk.size(), FALSE, FALSE) < 0) {
-                return fail(kSpeechEngineFailed, sentences::kPocketSphinxFailed);
+                return fail(kSpeechEngineFailed, core::sentences::kPocketSphinxFailed);
             }
             const bool speech = ps_get_in_speech(decoder_) != 0;
             if (heardSpeech_ && !speech) {
@@ -90,13 +90,13 @@ public:
                 reportPartial();
             }
             heardSpeech_ = speech;
-            if (cancelled_) return fail(kSpeechCancelled, sentences::kListeningCancelled);
+            if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         }
         return {};
     }
 
     Result<QString> finish() override {
-        if (cancelled_) return fail(kSpeechCancelled, sentences::kListeningCancelled);
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         if (inUtterance_) endUtterance();
         heardSpeech_ = false;
         return finals_.join(' ');
@@ -237,10 +237,10 @@ bool PocketSphinxEngine::installed(const QString& locale) const {
 
 QString PocketSphinxEngine::installHint(const QString& locale) const {
     if (normalizedLocale(locale) == kSystemLocale) {
-        return sentences::needsSpeechModel(kSystemPackage);
+        return core::sentences::needsSpeechModel(kSystemPackage);
     }
-    return sentences::needsSpeechModelIn(localeDisplayName(locale),
-                                         QDir(userModels_).filePath(normalizedLocale(locale)));
+    return core::sentences::needsSpeechModelIn(
+        localeDisplayName(locale), QDir(userModels_).filePath(normalizedLocale(locale)));
 }
 
 Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& locale,
@@ -255,12 +255,13 @@ Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& 
                                    lm.constData(), "-dict", dict.constData(), "-samprate", "16000",
                                    "-logfn", "/dev/null", nullptr);
     if (!config) {
-        return fail(kSpeechEngineFailed, sentences::couldntStartPocketSphinx(found->acoustic));
+        return fail(kSpeechEngineFailed,
+                    core::sentences::couldntStartPocketSphinx(found->acoustic));
     }
     ps_decoder_t* decoder = ps_init(config);
     if (!decoder) {
         cmd_ln_free_r(config);
-        return fail(kSpeechEngineFailed, sentences::couldntLoadSpeechModel(found->acoustic));
+        return fail(kSpeechEngineFailed, core::sentences::couldntLoadSpeechModel(found->acoustic));
     }
 
     // Names and terms to expect: words the dictionary knows are given a place in the language

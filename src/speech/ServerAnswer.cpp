@@ -54,7 +54,7 @@ QString withoutKey(QString text, const QString& key) {
 }
 
 QString unreachable(const QString& reason) {
-    return sentence(sentences::serverUnreachable(reason));
+    return sentence(core::sentences::serverUnreachable(reason));
 }
 
 QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const QString& key) {
@@ -62,10 +62,10 @@ QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const 
         QString message = serverMessage(*object).trimmed();
         if (!message.isEmpty()) {
             if (message.size() > kMessageLimit) message = message.left(kMessageLimit) + "…";
-            return sentence(sentences::serverRefusedSaying(withoutKey(message, key)));
+            return sentence(core::sentences::serverRefusedSaying(withoutKey(message, key)));
         }
     }
-    return sentence(sentences::serverRefused(
+    return sentence(core::sentences::serverRefused(
         status, endpoint.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery)));
 }
 

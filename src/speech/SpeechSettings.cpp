@@ -10,7 +10,7 @@
 namespace pelix {
 
 SpeechSettings::SpeechSettings(Prefs prefs, SpeechKeyStore keys, QObject* parent)
-    : QObject(parent), prefs_(std::move(prefs)), keys_(std::move(keys)) {}
+    : QObject(parent), prefs_(std::move(prefs)), keys_(std::move(keys)), worker_(this) {}
 
 SpeechSettings::~SpeechSettings() {
     if (stopTest_) stopTest_();
@@ -51,7 +51,7 @@ void SpeechSettings::test(const Values& values,
                           std::function<void(const QString& line, bool heard)> done) {
     if (auto stop = std::exchange(stopTest_, nullptr)) stop();
     if (values.server.trimmed().isEmpty()) {
-        done(sentences::kTypeServerAddress, false);
+        done(core::sentences::kTypeServerAddress, false);
         return;
     }
     ServerSettings settings;
@@ -61,15 +61,15 @@ void SpeechSettings::test(const Values& values,
     settings.key =
         values.key.trimmed().isEmpty() ? keys_.read().value_or(QString()) : values.key.trimmed();
     stopTest_ = hearInBackground(
-        serverSession(settings, QStringLiteral("en-US"), {}, {}), sample(), this,
+        worker_, serverSession(settings, QStringLiteral("en-US"), {}, {}), sample(),
         [this, done = std::move(done)](Result<QString> text) {
             stopTest_ = nullptr;
             if (!text) return done(text.error().message, false);
             const QString heard = text->trimmed();
             if (heard.isEmpty()) {
-                return done(sentences::kServerHeardNothing, false);
+                return done(core::sentences::kServerHeardNothing, false);
             }
-            done(sentences::serverHeard(heard), true);
+            done(core::sentences::serverHeard(heard), true);
         });
 }
 

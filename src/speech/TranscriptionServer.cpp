@@ -61,12 +61,12 @@ Status SpeechKeyStore::write(const QString& key) const {
     const QString trimmed = key.trimmed();
     if (trimmed.isEmpty()) {
         if (QFile::exists(file()) && !QFile::remove(file())) {
-            return fail(kSpeechEngineFailed, sentences::kCouldntRemoveServerKey);
+            return fail(kSpeechEngineFailed, core::sentences::kCouldntRemoveServerKey);
         }
         return {};
     }
     if (!isKey(trimmed)) {
-        return fail(kSpeechEngineFailed, sentences::kServerKeyRefused);
+        return fail(kSpeechEngineFailed, core::sentences::kServerKeyRefused);
     }
     return writePrivateFile(file(), trimmed.toUtf8());
 }
@@ -108,7 +108,7 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeout
     QNetworkReply* reply = nullptr;
     {
         std::lock_guard lock(mutex_);
-        if (cancelled_) return fail(kSpeechCancelled, sentences::kListeningCancelled);
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         reply = send(network);
         inFlight_ = reply;
     }
@@ -126,7 +126,7 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeout
         inFlight_ = nullptr;
     }
     const std::unique_ptr<QNetworkReply> owned(reply);
-    if (cancelled_) return fail(kSpeechCancelled, sentences::kListeningCancelled);
+    if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid()) {
         return fail(server::kUnreachable, server::unreachable(Api::transportError(reply).message));

@@ -37,7 +37,7 @@ constexpr double kSmallestPiece = 5;
 constexpr qsizetype kPromptLimit = 800;
 
 Error cancelled() {
-    return Error::pelix(kSpeechCancelled, sentences::kListeningCancelled);
+    return Error::pelix(kSpeechCancelled, core::sentences::kListeningCancelled);
 }
 
 // The stretches of a piece from the server's answer, or the sentence of its refusal, without
@@ -154,7 +154,7 @@ bool TranscriptionServerEngine::installed(const QString&) const {
 }
 
 QString TranscriptionServerEngine::installHint(const QString&) const {
-    return sentences::kServerNeedsAddress;
+    return core::sentences::kServerNeedsAddress;
 }
 
 bool TranscriptionServerEngine::reachable() const {

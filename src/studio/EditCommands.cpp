@@ -2,17 +2,16 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
-#include "core/Paths.h"
 #include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "editor/EditorEngine.h"
 #include "editor/ProjectStore.h"
 #include "render/Renderer.h"
 #include "service/Api.h"
+#include "studio/ExportPath.h"
 #include "studio/Interrupt.h"
 #include "studio/NewVideo.h"
 
-#include <QDir>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
@@ -48,7 +47,7 @@ Result<QStringList> readRules(const QString& name) {
     const bool opened = name == "-" ? file.open(stdin, QIODevice::ReadOnly)
                                     : (file.setFileName(name), file.open(QIODevice::ReadOnly));
     if (!opened) {
-        return fail(1, sentences::couldntReadRules(name, file.errorString()));
+        return fail(1, core::sentences::couldntReadRules(name, file.errorString()));
     }
     const QByteArray bytes = file.readAll();
     const QJsonDocument doc = QJsonDocument::fromJson(bytes);
@@ -56,7 +55,7 @@ Result<QStringList> readRules(const QString& name) {
     if (doc.isArray()) {
         for (const QJsonValue& rule : doc.array()) {
             if (!rule.isString()) {
-                return fail(1, sentences::rulesNotText(name));
+                return fail(1, core::sentences::rulesNotText(name));
             }
             rules << rule.toString().trimmed();
         }
@@ -68,8 +67,8 @@ Result<QStringList> readRules(const QString& name) {
     return rules;
 }
 
-// Prints "Exporting… 40%"-style lines (`sentences::atPercent`) on standard error, one each time
-// the whole percentage passes a multiple of `step`.
+// Prints "Exporting… 40%"-style lines (`core::sentences::atPercent`) on standard error, one each
+// time the whole percentage passes a multiple of `step`.
 class Percent {
 public:
     Percent(QString what, int step) : what_(std::move(what)), step_(step) {}
@@ -77,7 +76,7 @@ public:
         const int percent = int(fraction * 100) / step_ * step_;
         if (percent == shown_) return;
         shown_ = percent;
-        console::err(sentences::atPercent(what_, percent));
+        console::err(core::sentences::atPercent(what_, percent));
     }
 
 private:
@@ -101,7 +100,7 @@ Result<Opened> openProject(const QString& name) {
     }
     const QUuid id = QUuid::fromString(name);
     if (id.isNull() || !QFileInfo(ProjectStore::fileFor(id)).isFile()) {
-        return fail(1, sentences::noSuchProject(name));
+        return fail(1, core::sentences::noSuchProject(name));
     }
     auto project = ProjectStore::open(id);
     if (!project) return std::unexpected(project.error());
@@ -122,7 +121,7 @@ int makeNew(const QStringList& words, const Args& args) {
     if (const auto format = args.value("--format")) {
         const auto chosen = fromRawValue<VideoFormat>(*format);
         if (!chosen) {
-            return failWith(sentences::noSuchFormat(*format));
+            return failWith(core::sentences::noSuchFormat(*format));
         }
         options.format = *chosen;
     }
@@ -133,7 +132,7 @@ int makeNew(const QStringList& words, const Args& args) {
     const SpeechEngines engines = SpeechEngines::standard();
     const auto project = newVideo(engines, options, QDateTime::currentDateTimeUtc());
     if (!project) return failWith(project.error().message);
-    if (interrupt.interrupted()) return failWith(sentences::kMakingStopped);
+    if (interrupt.interrupted()) return failWith(core::sentences::kMakingStopped);
     if (Status saved = ProjectStore::save(*project); !saved) return failWith(saved.error().message);
     console::out(upperUuid(project->id));
     return 0;
@@ -158,7 +157,7 @@ int plan(ServiceContext& context, const Opened& opened) {
 int revise(ServiceContext& context, const Opened& opened, const QStringList& words) {
     const QString instruction = words.mid(2).join(' ').trimmed();
     if (instruction.isEmpty()) {
-        return failWith(sentences::kSayWhatToChange);
+        return failWith(core::sentences::kSayWhatToChange);
     }
     const auto rules = loadRules(context);
     if (!rules) return failWith(Api::describe(rules.error()));
@@ -178,14 +177,14 @@ int revise(ServiceContext& context, const Opened& opened, const QStringList& wor
     if (merged == *rules) return 0;
     const Status stored = await<Status>(
         [&](auto done) { EditorEngine::saveRules(context.api(), merged, std::move(done)); });
-    if (!stored) return failWith(sentences::couldntSaveRules(Api::describe(stored.error())));
+    if (!stored) return failWith(core::sentences::couldntSaveRules(Api::describe(stored.error())));
     return 0;
 }
 
 int translate(ServiceContext& context, const Opened& opened) {
     const CaptionLanguage language = opened.project.settings.captionLanguage;
     if (language == CaptionLanguage::original) {
-        console::out(sentences::kNothingToTranslate);
+        console::out(core::sentences::kNothingToTranslate);
         return 0;
     }
     const size_t missing = untranslated(opened.project).size();
@@ -194,7 +193,7 @@ int translate(ServiceContext& context, const Opened& opened) {
     });
     if (!result) return failWith(Api::describe(result.error()));
     if (missing == 0) {
-        console::out(sentences::alreadyIn(label(language)));
+        console::out(core::sentences::alreadyIn(label(language)));
         return 0;
     }
     if (*result != opened.project) {
@@ -205,7 +204,7 @@ int translate(ServiceContext& context, const Opened& opened) {
     const size_t now = stored == result->translations.end() ? 0 : stored->second.size();
     const auto before = opened.project.translations.find(id(language));
     const size_t had = before == opened.project.translations.end() ? 0 : before->second.size();
-    console::out(sentences::translated(qint64(now - had), qint64(missing), label(language)));
+    console::out(core::sentences::translated(qint64(now - had), qint64(missing), label(language)));
     return 0;
 }
 
@@ -215,8 +214,9 @@ int style(ServiceContext& context, const Args& args) {
         if (!rules) return failWith(rules.error().message);
         const Status stored = await<Status>(
             [&](auto done) { EditorEngine::saveRules(context.api(), *rules, std::move(done)); });
-        if (!stored) return failWith(sentences::couldntSaveRules(Api::describe(stored.error())));
-        console::out(sentences::savedRules(rules->size()));
+        if (!stored)
+            return failWith(core::sentences::couldntSaveRules(Api::describe(stored.error())));
+        console::out(core::sentences::savedRules(rules->size()));
         return 0;
     }
     const auto rules = loadRules(context);
@@ -231,21 +231,20 @@ int exportVideo(const Opened& opened, const Args& args) {
         bool ok = false;
         options.scale = scale->toDouble(&ok);
         if (!ok || options.scale <= 0 || options.scale > 1) {
-            return failWith(sentences::notAScale(*scale));
+            return failWith(core::sentences::notAScale(*scale));
         }
     }
     QString target;
     if (const auto out = args.value("--out")) {
         target = QFileInfo(*out).absoluteFilePath();
     } else {
-        const auto path =
-            EditorEngine::exportPath(opened.project, QDir(paths::videosDir()).filePath("Pelix"));
+        const auto path = exportPath(opened.project, defaultExportFolder());
         if (!path) return failWith(path.error().message);
         target = *path;
     }
     const InterruptStop interrupt;
     options.stop = interrupt.token();
-    options.progress = Percent(sentences::kExporting, 5);
+    options.progress = Percent(core::sentences::kExporting, 5);
     const Status done = render::makeRenderer()->exportVideo(opened.project, target, options);
     if (!done) return failWith(done.error().message);
     console::out(target);

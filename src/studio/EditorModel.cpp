@@ -166,15 +166,7 @@ void EditorModel::recompute() {
 }
 
 void EditorModel::scheduleSave() {
-    saveTimer_ = timers_.after(kSaveDelay, [this] {
-        saveTimer_.reset();
-        if (const Status status = ProjectStore::save(project_); !status) {
-            saveError_ = status.error().message;
-            return;
-        }
-        saveError_.clear();
-        Q_EMIT saved();
-    });
+    saveTimer_ = timers_.after(kSaveDelay, [this] { flush(); });
 }
 
 void EditorModel::flush() {
@@ -192,7 +184,7 @@ void EditorModel::firstPass() {
     if (busy_) return;
     error_.clear();
     if (!assistant_) {
-        error_ = sentences::kNoFirstPass;
+        error_ = core::sentences::kNoFirstPass;
         Q_EMIT failed(error_);
         return;
     }
@@ -222,7 +214,7 @@ void EditorModel::revise(const QString& instruction) {
     if (busy_ || said.isEmpty()) return;
     error_.clear();
     if (!assistant_) {
-        error_ = sentences::kNoRevision;
+        error_ = core::sentences::kNoRevision;
         Q_EMIT failed(error_);
         return;
     }

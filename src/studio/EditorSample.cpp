@@ -100,7 +100,7 @@ std::unique_ptr<QWidget> sampleEditorWindow() {
     project.keywords[spoken[5].id] = QStringLiteral("honest every");
     project.settings.targetSeconds = 60;
     project.chat = {
-        {sentences::kFirstPassDone, false},
+        {core::sentences::kFirstPassDone, false},
         {QStringLiteral("Make it snappier and cut the intro"), true},
         {QStringLiteral("Cut the first two lines and tightened the pace."), false},
     };

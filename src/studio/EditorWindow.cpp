@@ -1,10 +1,10 @@
 #include "studio/EditorWindow.h"
 
-#include "core/Paths.h"
 #include "core/Sentences.h"
 #include "dictation/LiveDictation.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
+#include "studio/ExportPath.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
 #include "ui/Glyphs.h"
@@ -15,7 +15,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDesktopServices>
-#include <QDir>
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
@@ -93,7 +92,7 @@ public:
         const QString keyword = index.data(kKeyword).toString();
         if (!keyword.isEmpty()) {
             painter->setFont(theme::font(theme::Type::small));
-            const QString chip = sentences::popUpChip(keyword);
+            const QString chip = core::sentences::popUpChip(keyword);
             const int w = painter->fontMetrics().horizontalAdvance(chip) + 2 * theme::kSpace2;
             const QRect chipRect(textRect.left(), drawn.bottom() + theme::kSpace1 + 2, w,
                                  chipHeight());
@@ -228,7 +227,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     setAutoFillBackground(true);
     setAcceptDrops(true);
     if (tools_.exportFolder.isEmpty()) {
-        tools_.exportFolder = QDir(paths::videosDir()).filePath(QStringLiteral("Pelix"));
+        tools_.exportFolder = defaultExportFolder();
     }
     if (!tools_.showInFolder) {
         tools_.showInFolder = [](const QString& file) {
@@ -315,7 +314,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
         preview_->showAt(model_.lineOutput(row));
     });
     middle->addWidget(transcript_, 1);
-    middle->addWidget(label(sentences::kTranscriptHint, "faint"));
+    middle->addWidget(label(core::sentences::kTranscriptHint, "faint"));
     root->addLayout(middle, 1);
 
     // The preview and the export.
@@ -347,7 +346,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     right->addWidget(status_);
     auto* field = new QHBoxLayout;
     instruction_ = new QLineEdit;
-    instruction_->setPlaceholderText(sentences::kTellTheEditor);
+    instruction_->setPlaceholderText(core::sentences::kTellTheEditor);
     send_ = new QPushButton(QStringLiteral("Send"));
     theme::setRole(send_, "primary");
     connect(send_, &QPushButton::clicked, this, &EditorWindow::send);
@@ -355,7 +354,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     mic_ = new QPushButton;
     mic_->setObjectName(QStringLiteral("microphone"));
     mic_->setIcon(ui::glyphIcon(ui::Glyph::microphone, theme::kText));
-    mic_->setToolTip(sentences::kSayWhatToChangeTip);
+    mic_->setToolTip(core::sentences::kSayWhatToChangeTip);
     mic_->setCheckable(true);
     connect(mic_, &QPushButton::clicked, this, &EditorWindow::microphone);
     field->addWidget(mic_);
@@ -375,7 +374,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     connect(&model_, &EditorModel::changed, this, &EditorWindow::showProject);
     connect(&model_, &EditorModel::busyChanged, this, [this] {
         send_->setEnabled(!model_.busy());
-        status_->setText(model_.busy() ? QString(sentences::kWorkingOnTheEdit) : QString());
+        status_->setText(model_.busy() ? QString(core::sentences::kWorkingOnTheEdit) : QString());
     });
     connect(&model_, &EditorModel::failed, status_, &QLabel::setText);
     showProject();
@@ -407,18 +406,18 @@ void EditorWindow::newVideo() {
 bool EditorWindow::addFiles(const QStringList& files) {
     if (files.isEmpty()) return false;
     if (import_) {
-        status_->setText(sentences::kStillTranscribing);
+        status_->setText(core::sentences::kStillTranscribing);
         return false;
     }
     if (!tools_.engines) {
-        status_->setText(sentences::kNoClipsWithoutRecognition);
+        status_->setText(core::sentences::kNoClipsWithoutRecognition);
         return false;
     }
     const bool intoOpen = !model_.project().clips.empty();
     const EditSettings settings = model_.project().settings;
     import_ = std::make_unique<ClipImport>(*tools_.engines, files,
                                            settings.spokenLanguage.value_or(QString()));
-    importing_->setText(sentences::kGettingReady);
+    importing_->setText(core::sentences::kGettingReady);
     importing_->show();
     connect(import_.get(), &ClipImport::progress, importing_, &QLabel::setText);
     connect(import_.get(), &ClipImport::finished, this,
@@ -447,7 +446,7 @@ bool EditorWindow::addFiles(const QStringList& files) {
 void EditorWindow::microphone() {
     if (!tools_.dictation) {
         mic_->setChecked(false);
-        status_->setText(sentences::kRecognitionUnavailable);
+        status_->setText(core::sentences::kRecognitionUnavailable);
         return;
     }
     LiveDictation& dictation = *tools_.dictation;
@@ -468,7 +467,7 @@ void EditorWindow::microphone() {
     }
     dictating_ = true;
     mic_->setChecked(true);
-    status_->setText(sentences::kListeningForChange);
+    status_->setText(core::sentences::kListeningForChange);
 }
 
 QWidget* EditorWindow::makeSettings() {

@@ -8,22 +8,20 @@ namespace pelix {
 
 void EngineAssistant::plan(const EditProject& project, const QStringList& style,
                            std::function<void(Result<FirstPass>)> done) {
-    EditorEngine::plan(api_, project, style,
-                       [done = std::move(done)](Result<EditorEngine::FirstPass> result) {
-                           if (!result) return done(std::unexpected(Api::asShown(result.error())));
-                           done(FirstPass{std::move(result->project), std::move(result->reply)});
-                       });
+    EditorEngine::plan(api_, project, style, [done = std::move(done)](Result<FirstPass> result) {
+        if (!result) return done(std::unexpected(Api::asShown(result.error())));
+        done(std::move(*result));
+    });
 }
 
 void EngineAssistant::revise(const QString& instruction, const QStringList& style,
                              const EditProject& project,
                              std::function<void(Result<Revision>)> done) {
     EditorEngine::revise(api_, instruction, style, project,
-                         [done = std::move(done)](Result<EditorEngine::Revision> result) {
-                             if (!result) {
+                         [done = std::move(done)](Result<Revision> result) {
+                             if (!result)
                                  return done(std::unexpected(Api::asShown(result.error())));
-                             }
-                             done(Revision{std::move(result->applied), std::move(result->reply)});
+                             done(std::move(*result));
                          });
 }
 

@@ -19,7 +19,7 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
         if (options.progress) options.progress(line);
     };
     if (options.files.isEmpty()) {
-        return fail(1, sentences::kSayWhichClips);
+        return fail(1, core::sentences::kSayWhichClips);
     }
     const QString locale =
         options.locale.isEmpty() ? VideoTranscriber::defaultLocale(engines) : options.locale;
@@ -32,7 +32,7 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
     std::vector<render::ClipInfo> infos;
     for (const QString& file : options.files) {
         if (!QFileInfo(file).isFile()) {
-            return fail(media::kNotMedia, sentences::noSuchClip(file));
+            return fail(media::kNotMedia, core::sentences::noSuchClip(file));
         }
         auto info = render::probeClip(file);
         if (!info) return std::unexpected(info.error());
@@ -60,21 +60,21 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
             const int percent = std::clamp(int(piece.end / info.duration * 100), 0, 99);
             if (percent == shown) return;
             shown = percent;
-            say(sentences::aboutClip(name, sentences::listeningAt(percent)));
+            say(core::sentences::aboutClip(name, core::sentences::listeningAt(percent)));
         };
         auto spoken = VideoTranscriber::transcribe(
             engines, file, locale, {},
-            [&](const QString& status) { say(sentences::aboutClip(name, status)); }, heard,
+            [&](const QString& status) { say(core::sentences::aboutClip(name, status)); }, heard,
             options.stop);
         if (!spoken) return std::unexpected(spoken.error());
         clip.transcribed = true;
-        say(sentences::aboutClip(name, sentences::listeningAt(100)));
+        say(core::sentences::aboutClip(name, core::sentences::listeningAt(100)));
 
         if (!info.size.isEmpty()) {
             if (options.stop.stop_requested()) {
-                return fail(VideoTranscriber::kCancelled, sentences::kMakingStopped);
+                return fail(VideoTranscriber::kCancelled, core::sentences::kMakingStopped);
             }
-            say(sentences::aboutClip(name, sentences::kFindingTheSpeaker));
+            say(core::sentences::aboutClip(name, core::sentences::kFindingTheSpeaker));
             const auto face = render::findFace(file);
             if (face) {
                 clip.faceX = face->x;

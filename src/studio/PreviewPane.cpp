@@ -1,11 +1,11 @@
 #include "studio/PreviewPane.h"
 
 #include "core/Sentences.h"
-#include "editor/EditorEngine.h"
 #include "render/RenderPlan.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
+#include "studio/ExportPath.h"
 #include "studio/PreviewPlayer.h"
 #include "ui/Theme.h"
 
@@ -63,11 +63,11 @@ protected:
         painter.setFont(theme::font(theme::Type::small));
         QString text = player_.problem();
         if (project.clips.empty()) {
-            text = sentences::kDropVideosHere;
+            text = core::sentences::kDropVideosHere;
         } else if (model_.total() <= 0) {
-            text = sentences::kNothingToShow;
+            text = core::sentences::kNothingToShow;
         } else if (text.isEmpty()) {
-            text = drawn_ ? sentences::kDrawing : sentences::kNoPreviewHere;
+            text = drawn_ ? core::sentences::kDrawing : core::sentences::kNoPreviewHere;
         }
         painter.drawText(frame.adjusted(theme::kSpace4, 0, -theme::kSpace4, 0),
                          Qt::AlignCenter | Qt::TextWordWrap, text);
@@ -212,7 +212,7 @@ void PreviewPane::showPosition() {
 
 bool PreviewPane::startExport() {
     if (job_ || !renderer_ || model_.total() <= 0) return false;
-    auto target = EditorEngine::exportPath(model_.project(), exportFolder_);
+    auto target = exportPath(model_.project(), exportFolder_);
     if (!target) {
         status_->setText(target.error().message);
         return false;
@@ -225,7 +225,7 @@ bool PreviewPane::startExport() {
         job_.release()->deleteLater();
         if (status) {
             exported_ = target;
-            status_->setText(sentences::exported(target));
+            status_->setText(core::sentences::exported(target));
         } else {
             status_->setText(status.error().message);
         }
@@ -233,7 +233,7 @@ bool PreviewPane::startExport() {
         Q_EMIT exportEnded(exported_);
     });
     progress_->setValue(0);
-    status_->setText(sentences::kExporting);
+    status_->setText(core::sentences::kExporting);
     showExport();
     return true;
 }

@@ -3,6 +3,7 @@
 #include "core/Console.h"
 #include "core/Json.h"
 #include "core/Sentences.h"
+#include "core/Worker.h"
 #include "transcribe/StableId.h"
 #include "transcribe/VideoTranscriber.h"
 
@@ -38,7 +39,7 @@ Result<SpeechEngines> chosenEngines(const Args& args) {
         } else if (*engine == "server") {
             kind = SpeechEngines::Kind::server;
         } else {
-            return fail(2, sentences::kEngineLocalOrServer);
+            return fail(2, core::sentences::kEngineLocalOrServer);
         }
     }
     SpeechEngines engines = SpeechEngines::standard(kind);
@@ -64,9 +65,11 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
     clock.start();
     QString text;
     QObject owner;
+    Worker worker(&owner);
     const int heard = console::runUntilAnswered([&](console::Answer done) {
         VideoTranscriber::start(
-            engines, file, locale, {}, &owner, [](const QString& status) { console::err(status); },
+            worker, engines, file, locale, {}, &owner,
+            [](const QString& status) { console::err(status); },
             [](const Spoken& piece) {
                 console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
             },
@@ -74,11 +77,11 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
                 if (!spoken) return done(std::unexpected(spoken.error()));
                 text = VideoTranscriber::paragraphs(*spoken, kParagraphGap);
                 const QString summary =
-                    sentences::piecesIn(static_cast<int>(spoken->size()),
-                                        static_cast<double>(clock.elapsed()) / 1000.0);
+                    core::sentences::piecesIn(static_cast<int>(spoken->size()),
+                                              static_cast<double>(clock.elapsed()) / 1000.0);
                 if (text.trimmed().isEmpty()) {
                     // Said as the transcript window says it, rather than a blank line.
-                    console::err(sentences::kNoSpeech);
+                    console::err(core::sentences::kNoSpeech);
                     return done(summary);
                 }
                 done(text + '\n' + summary);
@@ -86,7 +89,7 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
     });
     if (heard != 0 || !args.has("--save")) return heard;
     if (text.trimmed().isEmpty()) {
-        console::err(sentences::kNothingSaved);
+        console::err(core::sentences::kNothingSaved);
         return 0;
     }
 
@@ -97,7 +100,7 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
                                if (!answer) {
                                    return done(std::unexpected(Api::asShown(answer.error())));
                                }
-                               done(sentences::kSavedInVideos);
+                               done(core::sentences::kSavedInVideos);
                            });
     });
 }

@@ -22,20 +22,19 @@ constexpr auto kLanguageKey = "transcribeLanguage";
 
 }  // namespace
 
-TranscriptModel::TranscriptModel(const SpeechEngines& engines, Api& api, Prefs& prefs,
-                                 const Clock& clock, QString file, QObject* parent)
+TranscriptModel::TranscriptModel(const SpeechEngines& engines, Worker& worker, Api& api,
+                                 Prefs& prefs, const Clock& clock, QString file, QObject* parent)
     : QObject(parent),
       engines_(engines),
+      worker_(worker),
       api_(api),
       prefs_(prefs),
       clock_(clock),
-      file_(std::move(file)) {
-    pool_.setMaxThreadCount(1);
-}
+      file_(std::move(file)) {}
 
 TranscriptModel::~TranscriptModel() {
+    // The run notices at its next check; nothing it hands back reaches this object any more.
     stop_.request_stop();
-    pool_.waitForDone();
 }
 
 void TranscriptModel::showStatus(const QString& text) {
@@ -50,7 +49,7 @@ void TranscriptModel::setListening(bool on) {
 }
 
 void TranscriptModel::start() {
-    showStatus(sentences::kGettingReady);
+    showStatus(core::sentences::kGettingReady);
     languages_ = VideoTranscriber::languages(engines_);
     const QString stored = prefs_.string(kLanguageKey).value_or(QString());
     const QString fallback = VideoTranscriber::defaultLocale(engines_);
@@ -89,7 +88,7 @@ void TranscriptModel::transcribe() {
         if (run != run_) return;
         duration_ = facts_->duration;
         stop_ = VideoTranscriber::start(
-            engines_, file_, language_, {}, this,
+            worker_, engines_, file_, language_, {}, this,
             [this, run](const QString& text) {
                 if (run == run_) showStatus(text);
             },
@@ -107,19 +106,19 @@ void TranscriptModel::transcribe() {
     };
     if (facts_) return hear();
     // The length and the identifier need the file opened and read: not here.
-    pool_.start([this, hear, file = file_] {
-        Facts facts;
-        facts.duration = VideoTranscriber::duration(file).value_or(0);
-        facts.id = stableId(file);
-        facts.made = madeOn(file);
-        QMetaObject::invokeMethod(
-            this,
-            [this, hear, facts] {
-                facts_ = facts;
-                hear();
-            },
-            Qt::QueuedConnection);
-    });
+    worker_.run(
+        [file = file_] {
+            Facts facts;
+            facts.duration = VideoTranscriber::duration(file).value_or(0);
+            facts.id = stableId(file);
+            facts.made = madeOn(file);
+            return facts;
+        },
+        [self = QPointer<TranscriptModel>(this), hear](const Facts& facts) {
+            if (!self) return;
+            self->facts_ = facts;
+            hear();
+        });
 }
 
 void TranscriptModel::append(const Spoken& spoken) {
@@ -135,7 +134,7 @@ void TranscriptModel::append(const Spoken& spoken) {
     Q_EMIT appended(piece);
     if (duration_ > 0) {
         const int percent = static_cast<int>(std::clamp(spoken.end / duration_ * 100, 0.0, 100.0));
-        showStatus(sentences::listeningAt(percent));
+        showStatus(core::sentences::listeningAt(percent));
     }
 }
 
@@ -143,7 +142,7 @@ void TranscriptModel::finish(const QList<Spoken>& spoken) {
     setListening(false);
     const QString text = VideoTranscriber::paragraphs(spoken, kGap);
     Q_EMIT replaced(text);
-    if (text.trimmed().isEmpty()) return showStatus(sentences::kNoSpeech);
+    if (text.trimmed().isEmpty()) return showStatus(core::sentences::kNoSpeech);
     showStatus(finishedLine(wordCount(text), duration_));
 }
 
@@ -160,14 +159,14 @@ void TranscriptModel::save(const QString& text) {
         if (!self) return;
         if (!answer) return self->showStatus(Api::describe(answer.error()));
         self->saved_ = true;
-        self->showStatus(sentences::kSavedInVideos);
+        self->showStatus(core::sentences::kSavedInVideos);
         Q_EMIT self->savedToPelix();
     });
 }
 
 void TranscriptModel::sort(const QString& text) {
     if (text.trimmed().isEmpty()) return;
-    if (text.size() > kSortLimit) return showStatus(sentences::kTooMuchToSort);
+    if (text.size() > kSortLimit) return showStatus(core::sentences::kTooMuchToSort);
     const QJsonObject body{
         {"text", text},
         {"context",
@@ -176,7 +175,7 @@ void TranscriptModel::sort(const QString& text) {
     api_.call("organize", body, std::nullopt, kSortLimitSeconds,
               [self](Result<QJsonObject> answer) {
                   if (!self) return;
-                  self->showStatus(answer ? QString(sentences::kInPelix)
+                  self->showStatus(answer ? QString(core::sentences::kInPelix)
                                           : Api::describe(answer.error()));
               });
 }
@@ -202,7 +201,7 @@ int TranscriptModel::wordCount(const QString& text) {
 }
 
 QString TranscriptModel::finishedLine(int words, double seconds) {
-    return sentences::wordsFrom(words, clock(seconds));
+    return core::sentences::wordsFrom(words, clock(seconds));
 }
 
 QJsonObject TranscriptModel::noteBody(const QString& id, const QString& title, const QString& text,

@@ -20,9 +20,10 @@ namespace pelix {
 
 namespace theme = ui::theme;
 
-TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Api& api, Prefs& prefs,
-                                   const Clock& clock, const QString& file, QWidget* parent)
-    : QWidget(parent), model_(engines, api, prefs, clock, file) {
+TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Worker& worker, Api& api,
+                                   Prefs& prefs, const Clock& clock, const QString& file,
+                                   QWidget* parent)
+    : QWidget(parent), model_(engines, worker, api, prefs, clock, file) {
     setWindowTitle(title(file));
     setAttribute(Qt::WA_DeleteOnClose, false);
     resize(620, 560);
@@ -40,7 +41,7 @@ TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Api& api, Prefs
     text_->setFont(theme::font(theme::Type::body));
     text_->setFrameShape(QFrame::NoFrame);
     text_->document()->setDocumentMargin(theme::kSpace3);
-    text_->setPlaceholderText(sentences::kWordsComeHere);
+    text_->setPlaceholderText(core::sentences::kWordsComeHere);
     status_ = new QLabel;
     theme::setRole(status_, "muted");
     status_->setFont(theme::font(theme::Type::small));
@@ -112,7 +113,7 @@ QString TranscriptWindow::selectedOrAll() const {
 void TranscriptWindow::copyIt() {
     const bool selection = text_->textCursor().hasSelection();
     QGuiApplication::clipboard()->setText(selectedOrAll());
-    model_.showStatus(selection ? sentences::kCopiedTheSelection : sentences::kCopied);
+    model_.showStatus(selection ? core::sentences::kCopiedTheSelection : core::sentences::kCopied);
 }
 
 void TranscriptWindow::closeEvent(QCloseEvent* event) {

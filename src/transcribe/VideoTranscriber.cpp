@@ -11,7 +11,6 @@
 #include <QLocale>
 #include <QPointer>
 #include <QSet>
-#include <QThreadPool>
 
 #include <algorithm>
 
@@ -19,7 +18,7 @@ namespace pelix::VideoTranscriber {
 namespace {
 
 Error cancelled() {
-    return Error::pelix(kCancelled, sentences::kTranscribingCancelled);
+    return Error::pelix(kCancelled, core::sentences::kTranscribingCancelled);
 }
 
 // Removes the temporary sound file when the run ends, however it ends.
@@ -70,14 +69,14 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
                                  std::stop_token stop) {
     const std::optional<SpeechEngines::Choice> choice = resolve(engines, locale);
     if (!choice) {
-        return fail(kUnsupportedLocale, sentences::cantTranscribe(localeDisplayName(locale)));
+        return fail(kUnsupportedLocale, core::sentences::cantTranscribe(localeDisplayName(locale)));
     }
     // There is no model download here: a missing model is named, and nothing else happens.
     if (!choice->engine->installed(choice->locale)) {
         return fail(kNoModel, choice->engine->installHint(choice->locale));
     }
 
-    if (status) status(sentences::kGettingTheSoundOut);
+    if (status) status(core::sentences::kGettingTheSoundOut);
     // How long the file says its sound is, to tell a file that ends early (cut off while it was
     // copied, say) from a whole one.
     double stated = 0;
@@ -97,7 +96,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     };
     SessionOptions options;
     options.words = words;
-    if (status) status(sentences::kListening);
+    if (status) status(core::sentences::kListening);
     // An engine that takes the sound file as it is (a server) hears it whole when it can.
     if (const Result<double> seconds = media::duration(*sound)) {
         if (auto whole =
@@ -113,7 +112,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (stop.stop_requested()) return std::unexpected(cancelled());
     auto decoder = media::AudioDecoder::open(*sound, kSpeechSampleRate);
     if (!decoder) {
-        return fail(kUnreadable, sentences::couldntReadSoundFrom(QFileInfo(file).fileName()));
+        return fail(kUnreadable, core::sentences::couldntReadSoundFrom(QFileInfo(file).fileName()));
     }
     std::vector<int16_t> block;
     qint64 samples = 0;
@@ -131,34 +130,39 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (Result<QString> done = (*session)->finish(); !done) return std::unexpected(done.error());
     const double read = static_cast<double>(samples) / kSpeechSampleRate;
     if (status && stated - read > std::max(1.0, 0.02 * stated)) {
-        status(sentences::endsEarly(QFileInfo(file).fileName(), minutesAndSeconds(read),
-                                    minutesAndSeconds(stated)));
+        status(core::sentences::endsEarly(QFileInfo(file).fileName(), minutesAndSeconds(read),
+                                          minutesAndSeconds(stated)));
     }
     return spoken;
 }
 
-std::stop_source start(const SpeechEngines& engines, const QString& file, const QString& locale,
-                       const QStringList& words, QObject* context, StatusCallback status,
-                       HeardCallback heard, std::function<void(Result<QList<Spoken>>)> done) {
-    std::stop_source source;
-    QPointer<QObject> owner(context);
-    QThreadPool::globalInstance()->start([=, &engines, stop = source.get_token()] {
-        auto onOwner = [owner](auto call) {
-            if (owner)
-                QMetaObject::invokeMethod(owner.data(), std::move(call), Qt::QueuedConnection);
-        };
-        auto result = transcribe(
-            engines, file, locale, words,
-            [&](const QString& text) {
-                if (status) onOwner([status, text] { status(text); });
-            },
-            [&](const Spoken& piece) {
-                if (heard) onOwner([heard, piece] { heard(piece); });
-            },
-            stop);
-        if (done) onOwner([done, result = std::move(result)] { done(result); });
-    });
-    return source;
+std::stop_source start(Worker& worker, const SpeechEngines& engines, const QString& file,
+                       const QString& locale, const QStringList& words, QObject* context,
+                       StatusCallback status, HeardCallback heard,
+                       std::function<void(Result<QList<Spoken>>)> done) {
+    // Looked at on the owner's thread only, where `context` lives.
+    const QPointer<QObject> owner(context);
+    return worker.run(
+        [=, &worker, &engines](std::stop_token stop) {
+            return transcribe(
+                engines, file, locale, words,
+                [&](const QString& text) {
+                    if (!status) return;
+                    worker.post([owner, status, text] {
+                        if (owner) status(text);
+                    });
+                },
+                [&](const Spoken& piece) {
+                    if (!heard) return;
+                    worker.post([owner, heard, piece] {
+                        if (owner) heard(piece);
+                    });
+                },
+                stop);
+        },
+        [owner, done](const Result<QList<Spoken>>& result) {
+            if (owner && done) done(result);
+        });
 }
 
 QString paragraphs(const QList<Spoken>& spoken, double gap) {

@@ -65,7 +65,7 @@ BadgeWindow::BadgeWindow(Prefs* prefs, QWidget* parent)
                           Qt::WindowDoesNotAcceptFocus),
       prefs_(prefs) {
     setObjectName("pelixBadge");
-    setWindowTitle(sentences::kPelix);
+    setWindowTitle(core::sentences::kPelix);
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAcceptDrops(true);
@@ -74,7 +74,7 @@ BadgeWindow::BadgeWindow(Prefs* prefs, QWidget* parent)
     if (QGuiApplication::platformName() == QLatin1String("xcb")) {
         setMask(QRegion(rect(), QRegion::Ellipse));
     }
-    setToolTip(sentences::kBadgeTip);
+    setToolTip(core::sentences::kBadgeTip);
     setCursor(Qt::PointingHandCursor);
 }
 

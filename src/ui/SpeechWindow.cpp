@@ -43,13 +43,13 @@ SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
 
     auto* title = new QLabel(QStringLiteral("Where Pelix hears speech"));
     title->setFont(theme::font(theme::Type::title));
-    auto* about = new QLabel(sentences::kSpeechAbout);
+    auto* about = new QLabel(core::sentences::kSpeechAbout);
     about->setWordWrap(true);
     theme::setRole(about, "muted");
 
     const SpeechSettings::Values stored = settings.stored();
     address_ = new QLineEdit(stored.server);
-    address_->setPlaceholderText(sentences::kServerAddressHint);
+    address_->setPlaceholderText(core::sentences::kServerAddressHint);
     model_ = new QLineEdit(stored.model);
     model_->setPlaceholderText(QString::fromLatin1(ServerSettings::kDefaultModel));
     key_ = new QLineEdit;
@@ -98,7 +98,8 @@ SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
     connect(cancel, &QPushButton::clicked, this, &QWidget::close);
     connect(forget_, &QPushButton::clicked, this, [this] {
         const Status forgotten = settings_.forgetKey();
-        status_->setText(forgotten ? QString(sentences::kKeyForgotten) : forgotten.error().message);
+        status_->setText(forgotten ? QString(core::sentences::kKeyForgotten)
+                                   : forgotten.error().message);
         showKeyState();
     });
     showKeyState();
@@ -110,13 +111,13 @@ SpeechSettings::Values SpeechWindow::values() const {
 
 void SpeechWindow::showKeyState() {
     const bool stored = settings_.keyStored();
-    key_->setPlaceholderText(stored ? sentences::kKeyKeptHint : sentences::kNoKeyHint);
+    key_->setPlaceholderText(stored ? core::sentences::kKeyKeptHint : core::sentences::kNoKeyHint);
     forget_->setVisible(stored);
 }
 
 void SpeechWindow::test() {
     test_->setEnabled(false);
-    status_->setText(sentences::kTesting);
+    status_->setText(core::sentences::kTesting);
     QPointer<SpeechWindow> self(this);
     settings_.test(values(), [self](const QString& line, bool) {
         if (!self) return;

@@ -103,8 +103,8 @@ QString offlinePage(const QUrl& failed) {
                "<p>%3</p>"
                "<a id=\"again\" href=\"%1\">%4</a>"
                "</main></body></html>")
-        .arg(target, escaped(sentences::kOffline), escaped(sentences::kCheckTheConnection),
-             escaped(sentences::kTryAgain));
+        .arg(target, escaped(core::sentences::kOffline),
+             escaped(core::sentences::kCheckTheConnection), escaped(core::sentences::kTryAgain));
 }
 
 }  // namespace pelix

@@ -53,7 +53,7 @@ Result<std::unique_ptr<WebWindow>> WebWindow::make(WebWindowParts parts) {
 }
 
 WebWindow::WebWindow(WebWindowParts parts) : parts_(std::move(parts)) {
-    setWindowTitle(sentences::kPelix);
+    setWindowTitle(core::sentences::kPelix);
     resize(1100, 760);
 }
 
@@ -195,7 +195,7 @@ QStringList WebWindow::pick(const QString& hint, bool multiple, const QStringLis
     FilePick request{{}, {}, multiple, accept};
     if (hint == QLatin1String(kVoiceMemosHint)) {
         request.start = parts_.recordings;
-        request.label = sentences::kYourVoiceMemos;
+        request.label = core::sentences::kYourVoiceMemos;
     }
     return parts_.chooseFiles(request);
 }

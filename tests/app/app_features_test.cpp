@@ -5,6 +5,7 @@
 #include "core/Sentences.h"
 #include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "speech/SpeechEngines.h"
 #include "support/TestSupport.h"
@@ -109,9 +110,11 @@ protected:
     TokenStore tokens{home.dataDir()};
     Prefs prefs{home.configDir() + "/Pelix.conf"};
     Api api{backend.base(), tokens, &network, &clock};
-    VoiceMemoWatcher watcher{api, prefs, clock, quickTools(), ticker};
+    MemoSender sender{api, prefs, clock, quickTools()};
+    VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
     SpeechEngines engines;
-    AppFeatures features{FeatureParts{prefs, api, clock, timers, shell, watcher, engines, nullptr}};
+    AppFeatures features{
+        FeatureParts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr}};
 };
 
 TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
@@ -135,7 +138,8 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
 
     // A start-up that finds the switch on starts watching: the waiting memo goes at once.
     prefs.setValue("voiceMemos.on", true);
-    AppFeatures later{FeatureParts{prefs, api, clock, timers, shell, watcher, engines, nullptr}};
+    AppFeatures later{
+        FeatureParts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr}};
     later.start();
     EXPECT_TRUE(ticker.running());
     ASSERT_TRUE(waitUntil([&] { return filed().size() == 2; }));
@@ -161,7 +165,7 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
     ASSERT_EQ(items.size(), 2);
     EXPECT_EQ(items.at(0).text, "Send new voice memos to Pelix");
     EXPECT_TRUE(items.at(0).checked);
-    EXPECT_EQ(items.at(0).toolTip, sentences::kVoiceMemosTip);
+    EXPECT_EQ(items.at(0).toolTip, core::sentences::kVoiceMemosTip);
     EXPECT_EQ(items.at(1).text, "Send voice memos…");
 
     prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
@@ -207,7 +211,7 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     features.importNotes();
     ASSERT_EQ(shell.prompts.size(), 1u);
     EXPECT_EQ(shell.prompts.back().title, "Bring Apple Notes into Pelix?");
-    EXPECT_EQ(shell.prompts.back().text, sentences::kImportNotesTip);
+    EXPECT_EQ(shell.prompts.back().text, core::sentences::kImportNotesTip);
     shell.answerPrompt(PromptAnswer::reject);
     EXPECT_FALSE(features.importing());
     features.importNotes();

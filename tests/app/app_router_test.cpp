@@ -136,48 +136,13 @@ TEST_F(AppDelegateTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
             ++sends;
             EXPECT_TRUE(server.waitFor("braindump", sends)) << c.seconds;
         } else {
-            EXPECT_EQ(shell.lines, QStringList{sentences::kTooShort}) << c.seconds;
+            EXPECT_EQ(shell.lines, QStringList{core::sentences::kTooShort}) << c.seconds;
         }
         EXPECT_EQ(server.requests("braindump").size(), sends) << c.seconds;
         if (!c.sent) {
             EXPECT_FALSE(QFile::exists(recorder.path)) << c.seconds;
         }
     }
-}
-
-TEST_F(AppDelegateTest, EachAnswerGivesItsLineAndTheFileGoes) {
-    struct Case {
-        fakes::Reply reply;
-        QString line;
-    };
-    const QList<Case> cases{
-        {fakes::Reply::json({}), "In Pelix"},
-        {fakes::Reply::json({{"error", "Your storage is full."}}, 200), "Your storage is full."},
-        {fakes::Reply::json({{"error", "Token expired"}}, 401), "Token expired"},
-        {fakes::Reply::text("", 201), "Pelix answered 201."},
-        {fakes::Reply::text("<html>oops</html>", 500), "Pelix answered 500."},
-    };
-    countAnswers();
-    for (const Case& c : cases) {
-        server.answer("braindump", c.reply);
-        answers = 0;
-        const double start = clock.uptime() + 10;
-        tapAlt(start);
-        tapAlt(start + 2);
-        EXPECT_EQ(answered(), c.line);
-        EXPECT_FALSE(QFile::exists(recorder.path)) << c.line.toStdString();
-    }
-}
-
-TEST_F(AppDelegateTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
-    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
-    delegate = std::make_unique<AppRouter>(
-        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell, autostart});
-    countAnswers();
-    tapAlt(100);
-    tapAlt(102);
-    EXPECT_TRUE(answered().startsWith(sentences::kCouldntReachPelix));
-    EXPECT_FALSE(QFile::exists(recorder.path));
 }
 
 TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
@@ -187,7 +152,7 @@ TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
     QFile(home.path() + "/pelix-2.m4a").open(QIODevice::WriteOnly);
     app().upload(home.path() + "/pelix-2.m4a", 2);
     EXPECT_TRUE(testing::waitUntil([&] { return shell.lines.size() == 2; }));
-    EXPECT_EQ(shell.lines, QStringList(2, sentences::kRecordingUnreadable));
+    EXPECT_EQ(shell.lines, QStringList(2, core::sentences::kRecordingUnreadable));
     testing::waitUntil([] { return false; }, 100);
     EXPECT_TRUE(server.requests("braindump").isEmpty());
 }
@@ -214,7 +179,7 @@ TEST_F(AppDelegateTest, EscapeDropsTheRecordingOtherKeysDoNot) {
     EXPECT_FALSE(app().recording());
     EXPECT_EQ(recorder.cancels, 1);
     EXPECT_FALSE(QFile::exists(recorder.path));
-    EXPECT_EQ(shell.lines, QStringList{sentences::kDropped});
+    EXPECT_EQ(shell.lines, QStringList{core::sentences::kDropped});
     EXPECT_EQ(timers.pending(), 0);
     // The next tap starts anew.
     tapAlt(100.5);
@@ -231,7 +196,7 @@ TEST_F(AppDelegateTest, StartsThatFailLeaveNoRecordingState) {
         QString line;
     };
     const QList<Case> cases{
-        {"noToken", false, std::nullopt, sentences::kSetTokenFirst},
+        {"noToken", false, std::nullopt, core::sentences::kSetTokenFirst},
         {"noMicrophone", true, Error::pelix(1, "There is no microphone."),
          "Couldn't start the microphone: There is no microphone."},
     };
@@ -308,13 +273,13 @@ TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
         QStringList lines;
     };
     const QList<Case> cases{
-        {"pelix-mac://connect?token=pelix_new", "pelix_new", {sentences::kConnected}},
-        {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {sentences::kConnected}},
-        {"pelix-mac://connect?token=abc", std::nullopt, {sentences::kLinkWithoutKey}},
+        {"pelix-mac://connect?token=pelix_new", "pelix_new", {core::sentences::kConnected}},
+        {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {core::sentences::kConnected}},
+        {"pelix-mac://connect?token=abc", std::nullopt, {core::sentences::kLinkWithoutKey}},
         {"pelix-mac://connect?token=pelix_x%0D%0AX-Evil:%20injected",
          std::nullopt,
-         {sentences::kLinkWithoutKey}},
-        {"pelix-mac://connect", std::nullopt, {sentences::kLinkWithoutKey}},
+         {core::sentences::kLinkWithoutKey}},
+        {"pelix-mac://connect", std::nullopt, {core::sentences::kLinkWithoutKey}},
         {"https://connect?token=pelix_web", std::nullopt, {}},
         {"pelix-mac://somewhere?token=pelix_x", std::nullopt, {}},
         {"pelix-mac://editor", std::nullopt, {}},
@@ -405,16 +370,16 @@ TEST_F(AppDelegateTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {
     EXPECT_EQ(shell.prompts[1].title, "Sign in to Pelix again");
     EXPECT_EQ(shell.prompts[1].reject, "Cancel");
     shell.answerPrompt(PromptAnswer::other);
-    ASSERT_EQ(shell.secretLabels, QStringList{sentences::kPasteTheKey});
+    ASSERT_EQ(shell.secretLabels, QStringList{core::sentences::kPasteTheKey});
 
     for (const char* bad : {"not a key", "pelix_x\r\nX-Evil: 1"}) {
         shell.enterSecret(bad);
-        EXPECT_EQ(shell.lines.last(), sentences::kNotAKey) << bad;
+        EXPECT_EQ(shell.lines.last(), core::sentences::kNotAKey) << bad;
         EXPECT_EQ(tokens.read(), std::nullopt);
     }
     shell.enterSecret("  pelix_pasted \n");
     EXPECT_EQ(tokens.read(), "pelix_pasted");
-    EXPECT_EQ(shell.lines.last(), sentences::kConnected);
+    EXPECT_EQ(shell.lines.last(), core::sentences::kConnected);
 
     // Later (or closing the alert) does nothing more.
     app().promptToSignIn();

@@ -162,7 +162,7 @@ TEST_F(LiveDictationTest, StartFailsCleanly) {
     Status started = live.start(true);
     ASSERT_FALSE(started);
     EXPECT_EQ(started.error().code, 1);
-    EXPECT_EQ(started.error().message, sentences::kRecognitionUnavailable);
+    EXPECT_EQ(started.error().message, core::sentences::kRecognitionUnavailable);
     EXPECT_EQ(microphone.starts, 0);
 
     recognizer.isReady = true;

@@ -1,7 +1,7 @@
 #include "memos/DropCatcher.h"
 #include "memos/MemoChooserView.h"
 #include "memos/MemoChooserWindow.h"
-#include "memos/VoiceMemoWatcher.h"
+#include "memos/MemoSender.h"
 
 #include "MemoTestSupport.h"
 #include "core/Prefs.h"
@@ -32,12 +32,6 @@ class RealClock final : public Clock {
 public:
     double uptime() const override { return 0; }
     QDateTime now() const override { return QDateTime::currentDateTime(); }
-};
-
-class NoTicker final : public Ticker {
-public:
-    void start(double, std::function<void()>) override {}
-    void stop() override {}
 };
 
 QStringList logLines() {
@@ -113,21 +107,19 @@ protected:
     fakes::LoopbackBackend backend;
     QTemporaryDir folder;
     RealClock clock;
-    NoTicker ticker;
     fakes::ManualClock manual;
     fakes::ManualTimers timers{manual};
     QNetworkAccessManager network;
     TokenStore tokens{home.dataDir()};
     Prefs prefs{home.configDir() + "/Pelix.conf"};
     Api api{backend.base(), tokens, &network, &clock};
-    VoiceMemoWatcher watcher{api, prefs, clock, machineTools(), ticker};
+    MemoSender sender{api, prefs, clock, machineTools()};
     int chimes = 0;
     QString refuse;
     MemoChooserWindow window{MemoChooserWindow::Parts{
         .prefs = prefs,
         .timers = timers,
-        .send = [this](const QString& file, const std::optional<QString>& title,
-                       std::function<void(bool)> done) { watcher.send(file, title, done); },
+        .send = sender.sendFunction(),
         .setAuto = [](bool) {},
         .fetch = nullptr,
         .chime = [this] { ++chimes; },

@@ -1,6 +1,7 @@
 #include "notes/NotesImport.h"
 
 #include "core/Sentences.h"
+#include "core/Worker.h"
 #include "fakes/LoopbackBackend.h"
 #include "memos/QStringPrinting.h"
 #include "service/Api.h"
@@ -48,7 +49,7 @@ protected:
                               std::shared_ptr<std::atomic_bool>* cancel = nullptr) {
         std::optional<Result<QString>> result;
         auto flag = NotesImport::run(
-            api, std::move(source), [this](const QString& text) { progress << text; },
+            worker, api, std::move(source), [this](const QString& text) { progress << text; },
             [&result](Result<QString> r) { result = std::move(r); });
         if (cancel) *cancel = flag;
         if (!waitUntil([&] { return result.has_value(); }, 30000)) {
@@ -63,6 +64,7 @@ protected:
     SystemClock clock;
     TokenStore tokens{home.dataDir()};
     Api api{backend.base(), tokens, &network, &clock};
+    Worker worker{nullptr};
     QStringList progress;
 };
 
@@ -165,9 +167,9 @@ TEST_F(ImportTest, EndsEarlyWithTheRightWords) {
         int requests;
     };
     const Case cases[] = {
-        {"empty", {}, true, {}, sentences::kNotesEmpty, 0},
-        {"only trash", notes(3, "Recently Deleted"), true, {}, sentences::kNotesEmpty, 0},
-        {"no token", notes(3), false, {}, sentences::kSignInFirst, 0},
+        {"empty", {}, true, {}, core::sentences::kNotesEmpty, 0},
+        {"only trash", notes(3, "Recently Deleted"), true, {}, core::sentences::kNotesEmpty, 0},
+        {"no token", notes(3), false, {}, core::sentences::kSignInFirst, 0},
         {"second batch refused",
          notes(250),
          true,
@@ -203,9 +205,9 @@ TEST_F(ImportTest, ACancelledRunStopsBeforeItsNextBatch) {
 TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
     const std::pair<const char*, QString> cases[] = {
         {"execution error: Not authorized to send Apple events to Notes. (-1743)",
-         sentences::kNotesNeedPermission},
-        {"Error: NOT AUTHORIZED", sentences::kNotesNeedPermission},
-        {"execution error: Error: Can't get object. (-1728)", sentences::kNotesNotSignedIn},
+         core::sentences::kNotesNeedPermission},
+        {"Error: NOT AUTHORIZED", core::sentences::kNotesNeedPermission},
+        {"execution error: Error: Can't get object. (-1728)", core::sentences::kNotesNotSignedIn},
         {"ssh: connect to host mac port 22: Connection refused",
          "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
         {"", "Couldn't read Apple Notes: the program failed (exit status 1) without saying why."},

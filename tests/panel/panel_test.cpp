@@ -156,7 +156,7 @@ protected:
 
 TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
     EXPECT_EQ(model.bubbles().size(), 1);
-    EXPECT_EQ(model.bubbles()[0].text, sentences::kGreeting);
+    EXPECT_EQ(model.bubbles()[0].text, core::sentences::kGreeting);
     ASSERT_TRUE(model.send("  What did I say about the intern role?  "));
     // The question and a waiting answer; Send stays off until it comes.
     ASSERT_EQ(model.bubbles().size(), 3);
@@ -222,9 +222,9 @@ TEST_F(PanelModelTest, TheChipChoosesTheModeForOneSendOnly) {
 TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     int loaded = 0;
     QObject::connect(&model, &PanelModel::insightsLoaded, [&](bool ok) { loaded += ok; });
-    EXPECT_EQ(model.insightsNote(), sentences::kNothingYet);
+    EXPECT_EQ(model.insightsNote(), core::sentences::kNothingYet);
     model.refreshInsights(false);
-    EXPECT_EQ(model.insightsNote(), sentences::kHavingALook);
+    EXPECT_EQ(model.insightsNote(), core::sentences::kHavingALook);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 1; }));
     EXPECT_EQ(model.insights().size(), 1);
     clock.set(clock.uptime() + 1800);
@@ -241,7 +241,7 @@ TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     model.refreshInsights(true);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 4; }));
     EXPECT_TRUE(model.insights().isEmpty());
-    EXPECT_EQ(model.insightsNote(), sentences::kNothingYet);
+    EXPECT_EQ(model.insightsNote(), core::sentences::kNothingYet);
 }
 
 TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
@@ -267,7 +267,7 @@ TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
     // Signed out: the client's own sentence, and nothing is sent.
     QFile::remove(home.dataDir() + "/token");
     sendAndWait("another note");
-    EXPECT_EQ(lastBubble(), sentences::kSignInFirst);
+    EXPECT_EQ(lastBubble(), core::sentences::kSignInFirst);
     EXPECT_EQ(server.requests("organize").size(), 1);
 }
 
@@ -292,14 +292,15 @@ TEST_F(PanelModelTest, AnUnreachableBackendSaysSo) {
             ASSERT_TRUE(offline.send(input));
             ASSERT_TRUE(testing::waitUntil([&] { return !offline.pending(); }, 15000));
             const QString shown = offline.bubbles().constLast().text;
-            EXPECT_TRUE(shown.startsWith(sentences::kCouldntReachPelix)) << shown.toStdString();
-            EXPECT_GT(shown.size(), QString(sentences::kCouldntReachPelix).size());
+            EXPECT_TRUE(shown.startsWith(core::sentences::kCouldntReachPelix))
+                << shown.toStdString();
+            EXPECT_GT(shown.size(), QString(core::sentences::kCouldntReachPelix).size());
         }
         bool loaded = false;
         QObject::connect(&offline, &PanelModel::insightsLoaded, [&] { loaded = true; });
         offline.refreshInsights(true, 10);
         ASSERT_TRUE(testing::waitUntil([&] { return loaded; }, 15000));
-        EXPECT_TRUE(offline.insightsNote().startsWith(sentences::kCouldntReachPelix))
+        EXPECT_TRUE(offline.insightsNote().startsWith(core::sentences::kCouldntReachPelix))
             << offline.insightsNote().toStdString();
         EXPECT_FALSE(offline.send("   "));
     }

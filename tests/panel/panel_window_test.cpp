@@ -31,7 +31,7 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
 
     QPushButton* modeChip = nullptr;
     for (auto* button : window.findChildren<QPushButton*>()) {
-        if (button->toolTip() == sentences::kModeChipTip) modeChip = button;
+        if (button->toolTip() == core::sentences::kModeChipTip) modeChip = button;
     }
     ASSERT_TRUE(modeChip);
     window.input()->setText("is it raining");
@@ -64,7 +64,7 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
     int taps = 0;
     QObject::connect(&model, &PanelModel::micTapped, [&] { ++taps; });
     for (auto* button : window.findChildren<QAbstractButton*>()) {
-        if (button->toolTip() == sentences::kMicTip) button->click();
+        if (button->toolTip() == core::sentences::kMicTip) button->click();
     }
     EXPECT_EQ(taps, 1);
 }

@@ -70,7 +70,8 @@ protected:
     // A transport failure shown to the user is one sentence naming Pelix, with no token in it.
     static void expectOneSentence(const pelix::Error& error) {
         const QString shown = Api::describe(error);
-        EXPECT_TRUE(shown.startsWith(pelix::sentences::kCouldntReachPelix)) << shown.toStdString();
+        EXPECT_TRUE(shown.startsWith(pelix::core::sentences::kCouldntReachPelix))
+            << shown.toStdString();
         EXPECT_TRUE(shown.endsWith('.')) << shown.toStdString();
         EXPECT_FALSE(shown.contains("secret")) << shown.toStdString();
         EXPECT_EQ(shown.count(". "), 0) << shown.toStdString();
@@ -236,7 +237,7 @@ TEST_F(HostileApiTest, AKeyThatWouldInjectAHeaderIsNeverSent) {
     const Outcome o = call(backend.base(), 10, QString("pelix_x\r\nX-Evil: 1"));
     ASSERT_FALSE(o.answer.has_value());
     EXPECT_EQ(o.answer.error().code, 401);
-    EXPECT_EQ(o.answer.error().message, pelix::sentences::kNotAKey);
+    EXPECT_EQ(o.answer.error().message, pelix::core::sentences::kNotAKey);
     EXPECT_TRUE(backend.requests().isEmpty());
 }
 

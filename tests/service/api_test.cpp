@@ -113,7 +113,7 @@ TEST_F(ApiTest, WithoutATokenFailsAtOnceAndSendsNothing) {
     const auto answer = call("insights");
     ASSERT_FALSE(answer.has_value());
     EXPECT_EQ(answer.error().code, 401);
-    EXPECT_EQ(answer.error().message, pelix::sentences::kSignInFirst);
+    EXPECT_EQ(answer.error().message, pelix::core::sentences::kSignInFirst);
     EXPECT_TRUE(backend.requests().isEmpty());
 }
 

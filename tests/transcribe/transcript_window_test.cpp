@@ -41,7 +41,8 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     engines.add(
         std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(), QString()));
 
-    TranscriptWindow window(engines, api, prefs, clock, silence);
+    Worker worker(nullptr);
+    TranscriptWindow window(engines, worker, api, prefs, clock, silence);
     window.show();
     window.start();
     EXPECT_EQ(window.windowTitle(), "quiet.m4a — Transcript");
@@ -56,7 +57,7 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     cursor.select(QTextCursor::Document);
     window.text()->setTextCursor(cursor);
     window.sortButton()->click();
-    EXPECT_EQ(window.status()->text(), sentences::kTooMuchToSort);
+    EXPECT_EQ(window.status()->text(), core::sentences::kTooMuchToSort);
     cursor.setPosition(1);
     cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
     window.text()->setTextCursor(cursor);

@@ -143,9 +143,9 @@ Status EvdevKeySource::start(Handlers handlers) {
     rescan();
     if (!devices_.empty()) return {};
     if (paths.isEmpty()) {
-        return fail(1, sentences::kNoKeyboard);
+        return fail(1, core::sentences::kNoKeyboard);
     }
-    return fail(2, sentences::kKeyboardsForbidden);
+    return fail(2, core::sentences::kKeyboardsForbidden);
 }
 
 void EvdevKeySource::rescan() {

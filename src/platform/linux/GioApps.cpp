@@ -94,7 +94,7 @@ Status GioApps::open(const QUrl& url) {
     }
     const QString reason = error ? QString::fromUtf8(error->message) : QString();
     g_clear_error(&error);
-    return fail(1, sentences::couldntOpenLink(reason));
+    return fail(1, core::sentences::couldntOpenLink(reason));
 }
 
 }  // namespace pelix::platform

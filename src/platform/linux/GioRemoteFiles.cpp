@@ -28,7 +28,7 @@ Result<QString> GioRemoteFiles::fetch(const QUrl& location, const QString& targe
         const QString why = error ? QString::fromUtf8(error->message) : QString();
         g_clear_error(&error);
         QFile::remove(target);
-        return fail(1, sentences::couldntFetch(name, why));
+        return fail(1, core::sentences::couldntFetch(name, why));
     }
     return target;
 }

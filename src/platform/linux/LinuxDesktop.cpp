@@ -128,10 +128,10 @@ std::optional<QString> X11Desktop::displayProblem() {
     const QString display = qEnvironmentVariable("DISPLAY");
     if (display.isEmpty()) {
         if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) return std::nullopt;
-        return sentences::kNoDisplaySet;
+        return core::sentences::kNoDisplaySet;
     }
     if (!X11KeySource::probe().display) {
-        return sentences::displayNotAnswering(display);
+        return core::sentences::displayNotAnswering(display);
     }
     return std::nullopt;
 }

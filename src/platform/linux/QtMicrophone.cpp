@@ -14,12 +14,12 @@ namespace {
 QString describe(QAudio::Error error) {
     switch (error) {
         case QAudio::OpenError:
-            return sentences::kInputDeviceNotOpened;
+            return core::sentences::kInputDeviceNotOpened;
         case QAudio::IOError:
-            return sentences::kInputDeviceStopped;
+            return core::sentences::kInputDeviceStopped;
         case QAudio::UnderrunError:
         case QAudio::FatalError:
-            return sentences::kSoundServerFailed;
+            return core::sentences::kSoundServerFailed;
         case QAudio::NoError:
             break;
     }
@@ -41,7 +41,7 @@ bool QtMicrophone::present() {
 Status QtMicrophone::start(int sampleRate, Samples samples) {
     stop();
     const QAudioDevice input = QMediaDevices::defaultAudioInput();
-    if (input.isNull()) return fail(1, sentences::kNoMicrophone);
+    if (input.isNull()) return fail(1, core::sentences::kNoMicrophone);
     QAudioFormat format;
     format.setSampleRate(sampleRate);
     format.setChannelCount(1);
@@ -51,7 +51,7 @@ Status QtMicrophone::start(int sampleRate, Samples samples) {
     QIODevice* device = source->start();
     if (!device || source->error() != QAudio::NoError) {
         const QString why = describe(source->error());
-        return fail(2, why.isEmpty() ? QString(sentences::kInputDeviceNotOpened) : why);
+        return fail(2, why.isEmpty() ? QString(core::sentences::kInputDeviceNotOpened) : why);
     }
     source_ = std::move(source);
     device_ = device;

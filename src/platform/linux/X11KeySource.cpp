@@ -65,10 +65,10 @@ Status X11KeySource::start(Handlers handlers) {
     auto x = std::make_unique<Connection>();
     x->display = XOpenDisplay(nullptr);
     if (!x->display) {
-        return fail(1, sentences::kNoXDisplay);
+        return fail(1, core::sentences::kNoXDisplay);
     }
     if (!hasXInput2(x->display, &x->opcode)) {
-        return fail(2, sentences::kNoXInput2);
+        return fail(2, core::sentences::kNoXInput2);
     }
     unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
     XISetMask(bits, XI_RawKeyPress);

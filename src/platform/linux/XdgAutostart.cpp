@@ -32,7 +32,7 @@ Status XdgAutostart::enable(const QString& program) {
         "Type=Application\n"
         "Name=Pelix\n"
         "Comment=" +
-        QByteArray(sentences::kAutostartComment) +
+        QByteArray(core::sentences::kAutostartComment) +
         "\n"
         "Exec=\"" +
         quoted.toUtf8() +
@@ -48,7 +48,7 @@ Status XdgAutostart::enable(const QString& program) {
 
 Status XdgAutostart::disable() {
     if (QFile::exists(file()) && !QFile::remove(file())) {
-        return fail(1, sentences::couldntRemoveFile(file()));
+        return fail(1, core::sentences::couldntRemoveFile(file()));
     }
     return {};
 }
