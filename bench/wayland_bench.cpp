@@ -3,11 +3,11 @@
 // source over input devices: from an input_event written into a pipe to the modifier change
 // reaching its handler, against a bare poll() and read() of the same pipe. Needs sway (Debian's
 // package) and the typing target from the tests of the same build (or PELIX_TYPING_TARGET).
-#include "../tests/support/HeadlessSway.h"
 #include "../tests/dictation/TargetWindow.h"
+#include "../tests/support/HeadlessSway.h"
+#include "dictation/Insert.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
-#include "dictation/Insert.h"
 
 #include <QGuiApplication>
 #include <QTemporaryDir>

@@ -146,8 +146,7 @@ void AppFeatures::importNotes() {
                 Q_EMIT self->importFinished(message);
             });
     };
-    if (std::optional<NotesImport::Source> source =
-            NotesImport::defaultSource(parts_.prefs)) {
+    if (std::optional<NotesImport::Source> source = NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = core::sentences::kBringNotesOver,
                             .text = core::sentences::kImportNotesTip,
                             .accept = core::sentences::kBringThemOver,

@@ -181,8 +181,7 @@ void TrayApp::start() {
     const bool askedBefore = context_.prefs().keysPromptShown();
     if (!askedBefore) context_.prefs().setKeysPromptShown(true);
     const Status listening = desktop_.keys().start({
-        .modifiersChanged = [this](Mods mods,
-                                   double now) { router_->modifiersChanged(mods, now); },
+        .modifiersChanged = [this](Mods mods, double now) { router_->modifiersChanged(mods, now); },
         .otherInput = [this](const platform::OtherInput& input) { router_->otherInput(input); },
     });
     if (!listening) {

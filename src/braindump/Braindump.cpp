@@ -47,8 +47,8 @@ void BraindumpSender::send(const QString& path, double seconds,
     auto read = [path, context = api_.context("voice", seconds)] {
         return braindumpBody(path, context);
     };
-    worker_.run(std::move(read), [this, path, seconds, done = std::move(done)](
-                                     const Result<QByteArray>& body) mutable {
+    worker_.run(std::move(read), [this, path, seconds,
+                                  done = std::move(done)](const Result<QByteArray>& body) mutable {
         if (!body) return done(std::unexpected(body.error()));
         logLine("braindump", QStringLiteral("sending %1 (%2 s)")
                                  .arg(QFileInfo(path).fileName())

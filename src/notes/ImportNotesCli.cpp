@@ -15,8 +15,7 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
     if (const auto file = args.value("--from")) {
         source = NotesImport::fileSource(*file);
     } else if (const auto command = args.value("--command")) {
-        source =
-            NotesImport::commandSource(*command, NotesImport::readLimit(backend.prefs()));
+        source = NotesImport::commandSource(*command, NotesImport::readLimit(backend.prefs()));
     } else {
         source = NotesImport::defaultSource(backend.prefs());
     }

@@ -1,7 +1,7 @@
 #include "studio/EditorJobs.h"
 
-#include "studio/NewVideo.h"
 #include "render/Renderer.h"
+#include "studio/NewVideo.h"
 
 #include <QDateTime>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 // Typing and pasting into a real Qt window on the test session's X display, through XTest.
 #include "TargetWindow.h"
+#include "dictation/Insert.h"
 #include "platform/Desktop.h"
 #include "support/TestSupport.h"
-#include "dictation/Insert.h"
 
 #include <QTemporaryDir>
 

@@ -1,7 +1,7 @@
 // Cutting text for typing, the prefix diff of dictation, and Insert's choices, without a display.
-#include "fakes/TextFakes.h"
 #include "core/Graphemes.h"
 #include "dictation/Insert.h"
+#include "fakes/TextFakes.h"
 
 #include <gtest/gtest.h>
 

@@ -4,12 +4,12 @@
 #include "TargetWindow.h"
 #include "core/Clock.h"
 #include "core/Timers.h"
+#include "dictation/EngineRecognizer.h"
+#include "dictation/LiveDictation.h"
 #include "platform/Desktop.h"
 #include "speech/SpeechEngines.h"
 #include "support/HeadlessSway.h"
 #include "support/TestSupport.h"
-#include "dictation/EngineRecognizer.h"
-#include "dictation/LiveDictation.h"
 
 #include <QProcess>
 #include <QTemporaryDir>

@@ -2,11 +2,11 @@
 // into through the virtual-keyboard protocol, with the clipboard through data control.
 #include "TargetWindow.h"
 #include "core/Clock.h"
+#include "dictation/Insert.h"
 #include "platform/Desktop.h"
 #include "platform/Overlay.h"
 #include "support/HeadlessSway.h"
 #include "support/TestSupport.h"
-#include "dictation/Insert.h"
 #include "ui/Hud.h"
 
 #include <QTemporaryDir>

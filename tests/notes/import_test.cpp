@@ -21,9 +21,9 @@
 namespace pelix {
 namespace {
 
-using NotesImport::Item;
 using fakes::Recorded;
 using fakes::Reply;
+using NotesImport::Item;
 using testing::waitUntil;
 
 QList<Item> notes(int count, const QString& folder = "Notes") {

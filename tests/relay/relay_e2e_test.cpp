@@ -3,11 +3,11 @@
 // as the handler of the Claude app's links in a private XDG home), checks its focus through
 // AT-SPI, pastes, presses Return and reports to the backend.
 #include "core/Clock.h"
+#include "dictation/TargetWindow.h"
 #include "fakes/LoopbackBackend.h"
 #include "platform/Desktop.h"
 #include "platform/Typist.h"
 #include "service/TokenStore.h"
-#include "dictation/TargetWindow.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

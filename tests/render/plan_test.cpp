@@ -1,5 +1,5 @@
-#include "render/FaceFinder.h"
 #include "render/AssScript.h"
+#include "render/FaceFinder.h"
 #include "render/RenderPlan.h"
 
 #include "editor/EditorTestSupport.h"

@@ -3,11 +3,11 @@
 #include "render/Renderer.h"
 
 #include "editor/Captions.h"
-#include "studio/NewVideo.h"
 #include "editor/Timeline.h"
 #include "memos/QStringPrinting.h"
 #include "render/RenderTestMedia.h"
 #include "speech/PocketSphinxEngine.h"
+#include "studio/NewVideo.h"
 #include "support/TestSupport.h"
 #include "transcribe/VideoTranscriber.h"
 

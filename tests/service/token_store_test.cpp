@@ -175,7 +175,8 @@ TEST_F(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
     const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = QString()});
     pelix::platform::SecretStore& secrets = desktop->secrets();
     ASSERT_TRUE(pelix::testing::waitUntil(
-        [] { return storeInKeyring(OldKeyring::kService, OldKeyring::kAccount, "pelix_kc"); }, 10000))
+        [] { return storeInKeyring(OldKeyring::kService, OldKeyring::kAccount, "pelix_kc"); },
+        10000))
         << "the GNOME keyring never answered on the session bus";
 
     TokenStore store(home.dataDir(), OldKeyring(&secrets));

@@ -1,12 +1,12 @@
 #include "editor/Captions.h"
-#include "studio/EditorModel.h"
 #include "editor/EditorTestSupport.h"
-#include "studio/EngineAssistant.h"
 #include "editor/ProjectStore.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "service/Api.h"
 #include "service/TokenStore.h"
+#include "studio/EditorModel.h"
+#include "studio/EngineAssistant.h"
 #include "support/TestSupport.h"
 
 #include <QDir>

@@ -1,11 +1,6 @@
 // The editor window with its real parts: a dropped clip is transcribed, the loopback backend
 // makes the first pass, the preview draws from the renderer and the export writes a video.
 
-#include "studio/EditorModel.h"
-#include "studio/EditorWindow.h"
-#include "studio/EngineAssistant.h"
-#include "studio/PreviewPane.h"
-#include "studio/PreviewPlayer.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "media/Media.h"
@@ -15,6 +10,11 @@
 #include "service/Api.h"
 #include "service/TokenStore.h"
 #include "speech/SpeechEngines.h"
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
+#include "studio/EngineAssistant.h"
+#include "studio/PreviewPane.h"
+#include "studio/PreviewPlayer.h"
 #include "support/TestSupport.h"
 
 #include <QApplication>

@@ -1,8 +1,8 @@
-#include "studio/EditorModel.h"
 #include "editor/EditorTestSupport.h"
-#include "studio/EditorWindow.h"
 #include "fakes/ManualTime.h"
 #include "fakes/TextFakes.h"
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
 
 #include <QApplication>
 #include <QComboBox>

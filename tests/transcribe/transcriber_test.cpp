@@ -1,5 +1,5 @@
-#include "media/TestMedia.h"
 #include "fakes/FakeEngine.h"
+#include "media/TestMedia.h"
 #include "speech/PocketSphinxEngine.h"
 #include "support/TestSupport.h"
 #include "transcribe/StableId.h"
