@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "dictation/Insert.h"
 
 #include <QCoreApplication>
@@ -85,7 +86,7 @@ void AppDictation::finish() {
         logLine("dictation", QStringLiteral("done (%1 characters)").arg(text.size()));
         if (toClipboard_ && !text.trimmed().isEmpty()) {
             clipboard_.setText(text);
-            shell_.show(kOnClipboard);
+            shell_.show(core::sentences::kOnClipboard);
         }
     });
 }

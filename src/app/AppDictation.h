@@ -29,10 +29,6 @@ bool dictationReady(const SpeechEngines& engines);
 // transcription server set, the server's text of the whole hold is the final one.
 class AppDictation final : public Dictation {
 public:
-    static constexpr auto kOnClipboard =
-        "Typing into other applications isn't available in this session: the text is on the "
-        "clipboard.";
-
     AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
                  platform::Typist& typist, platform::Clipboard& clipboard);
     ~AppDictation() override;

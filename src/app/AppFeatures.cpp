@@ -4,11 +4,13 @@
 #include "app/Shell.h"
 #include "core/Log.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "memos/MemoChooserWindow.h"
 #include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "notes/NotesImport.h"
+#include "service/Api.h"
 #include "transcribe/TranscriptWindow.h"
 
 #include <QDir>
@@ -58,7 +60,7 @@ void AppFeatures::allowRecordings() {
     const QString now = VoiceMemoLibrary::folder(parts_.prefs);
     const QString start = QFileInfo(now).isDir() ? now : QDir::homePath();
     QPointer<AppFeatures> self(this);
-    parts_.shell.chooseFolder(QStringLiteral("Choose the folder your recordings are in"), start,
+    parts_.shell.chooseFolder(core::sentences::kChooseTheRecordingsFolder, start,
                               [self](const QString& folder) {
                                   if (self) self->setFolder(folder);
                               });
@@ -67,9 +69,9 @@ void AppFeatures::allowRecordings() {
 void AppFeatures::setFolder(const QString& folder) {
     VoiceMemoLibrary::setFolder(parts_.prefs, folder);
     if (VoiceMemoLibrary::canRead(folder)) {
-        parts_.shell.show("Pelix reads your recordings from " + folder + " now.");
+        parts_.shell.show(core::sentences::readsRecordingsFrom(folder));
     } else {
-        parts_.shell.show(VoiceMemoLibrary::kFolderClosedHint);
+        parts_.shell.show(core::sentences::kLetPelixRead);
     }
     if (chooser_) chooser_->model().load();
 }
@@ -119,14 +121,14 @@ void AppFeatures::sendDropped(const QStringList& files) {
 
 void AppFeatures::importNotes() {
     if (importing_) {
-        parts_.shell.show(kAlreadyImporting);
+        parts_.shell.show(core::sentences::kAlreadyImporting);
         return;
     }
     QPointer<AppFeatures> self(this);
     auto run = [self](NotesImport::Source source) {
         if (!self) return;
         if (self->importing_) {
-            self->parts_.shell.show(kAlreadyImporting);
+            self->parts_.shell.show(core::sentences::kAlreadyImporting);
             return;
         }
         self->importing_ = true;
@@ -139,16 +141,16 @@ void AppFeatures::importNotes() {
                 if (!self) return;
                 self->importing_ = false;
                 self->importStop_.reset();
-                const QString message = done ? *done : done.error().message;
+                const QString message = done ? *done : Api::describe(done.error());
                 self->parts_.shell.show(message);
                 Q_EMIT self->importFinished(message);
             });
     };
     if (std::optional<NotesImport::Source> source = NotesImport::defaultSource(parts_.prefs)) {
-        const Prompt prompt{.title = QStringLiteral("Bring Apple Notes into Pelix?"),
-                            .text = QString::fromUtf8(kImportNotesTip),
-                            .accept = QStringLiteral("Bring them over"),
-                            .reject = QStringLiteral("Cancel"),
+        const Prompt prompt{.title = core::sentences::kBringNotesOver,
+                            .text = core::sentences::kImportNotesTip,
+                            .accept = core::sentences::kBringThemOver,
+                            .reject = core::sentences::kCancel,
                             .other = {}};
         parts_.shell.ask(prompt, [run, source = *source](PromptAnswer answer) {
             if (answer == PromptAnswer::accept) run(source);
@@ -156,14 +158,14 @@ void AppFeatures::importNotes() {
         return;
     }
     // No notes app to ask on this machine: the notes come from an exported file.
-    parts_.shell.chooseFile(QStringLiteral("Choose the exported notes to bring over"),
-                            QStringLiteral("Exported notes (*.json)"),
+    parts_.shell.chooseFile(core::sentences::kChooseExportedNotes,
+                            core::sentences::kExportedNotesFilter,
                             [run](const QString& file) { run(NotesImport::fileSource(file)); });
 }
 
 void AppFeatures::transcribeVideo() {
     QPointer<AppFeatures> self(this);
-    parts_.shell.chooseFile(QStringLiteral("Transcribe a video"), transcribableFilter(),
+    parts_.shell.chooseFile(core::sentences::kTranscribeAVideo, transcribableFilter(),
                             [self](const QString& file) {
                                 if (self) self->openTranscript(file);
                             });
@@ -213,7 +215,7 @@ QString AppFeatures::transcribableFilter() {
         }
     }
     std::sort(patterns.begin(), patterns.end());
-    return "Videos and sound (" + patterns.join(' ') + ")";
+    return core::sentences::videosAndSoundFilter(patterns.join(' '));
 }
 
 }  // namespace pelix

@@ -44,8 +44,6 @@ struct FeatureParts {
 class AppFeatures : public QObject {
     Q_OBJECT
 public:
-    static constexpr auto kAlreadyImporting = "Already bringing them over…";
-
     explicit AppFeatures(FeatureParts parts, QObject* parent = nullptr);
     ~AppFeatures() override;
 

@@ -3,6 +3,7 @@
 #include "app/AppFeatures.h"
 #include "braindump/Braindump.h"
 #include "core/Log.h"
+#include "core/Sentences.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -84,7 +85,7 @@ void AppRouter::beginRecording() {
     if (recording_) return;
     if (!parts_.tokens.read()) {
         gesture_.recordingSince.reset();
-        parts_.shell.show(braindump::kNoToken);
+        parts_.shell.show(core::sentences::kSetTokenFirst);
         return;
     }
     Status started;
@@ -100,7 +101,7 @@ void AppRouter::beginRecording() {
     }
     if (!started) {
         gesture_.recordingSince.reset();
-        parts_.shell.show(braindump::kMicrophone + started.error().message);
+        parts_.shell.show(core::sentences::couldntStartMicrophone(started.error().message));
         return;
     }
     recording_ = true;
@@ -137,7 +138,7 @@ void AppRouter::endRecording() {
     // Lengths count to the millisecond, so that 0.8 s measured as 0.7999… is long enough.
     if (std::round(made->seconds * 1000) / 1000 < braindump::kMinimumSeconds) {
         QFile::remove(made->path);
-        parts_.shell.show(braindump::kTooShort);
+        parts_.shell.show(core::sentences::kTooShort);
         return;
     }
     parts_.shell.play(ui::Sound::end);
@@ -156,7 +157,7 @@ void AppRouter::discardRecording() {
         parts_.dictation->cancel();
     }
     parts_.shell.setLook(ui::TrayLook::idle);
-    parts_.shell.show(braindump::kDropped);
+    parts_.shell.show(core::sentences::kDropped);
     recordingShown();
 }
 
@@ -174,7 +175,7 @@ void AppRouter::filed(const QString& line) {
     // The line joins the panel's conversation; something new in the account may show in the
     // insights a moment later.
     panel_.addBubble(line, false);
-    if (line != QLatin1String(braindump::kFiled)) return;
+    if (line != QLatin1String(core::sentences::kInPelix)) return;
     QPointer<AppRouter> self(this);
     insightsTimer_ = parts_.timers.after(kInsightsAfterBraindump, [self] {
         if (self) self->panel_.refreshInsights(true);
@@ -187,7 +188,7 @@ void AppRouter::openLink(const QUrl& url) {
     switch (link->kind) {
         case Link::Kind::connect:
             if (!isPelixToken(link->token)) {
-                parts_.shell.show(kNotAKey);
+                parts_.shell.show(core::sentences::kLinkWithoutKey);
                 return;
             }
             storeToken(link->token);
@@ -210,7 +211,7 @@ void AppRouter::openLink(const QUrl& url) {
 void AppRouter::storeToken(const QString& token) {
     parts_.tokens.write(token);
     parts_.shell.setLook(recording_ ? ui::TrayLook::recording : ui::TrayLook::idle);
-    parts_.shell.show(kConnected);
+    parts_.shell.show(core::sentences::kConnected);
     panel_.refreshInsights(true, kInsightsAfterConnect);
 }
 
@@ -272,14 +273,11 @@ void AppRouter::perform(MenuAction action) {
 
 Prompt AppRouter::signInPrompt(bool again) {
     return Prompt{
-        .title = again ? "Sign in to Pelix again" : "Sign in to Pelix",
-        .text =
-            "Your browser opens Pelix. Sign in, or create an account if you are new - no "
-            "phone needed. Then click \"Connect this computer\" and you land back here, "
-            "connected.",
-        .accept = "Sign in",
-        .reject = again ? "Cancel" : "Later",
-        .other = "Paste a key instead…",
+        .title = again ? core::sentences::kSignInAgainTitle : core::sentences::kSignInTitle,
+        .text = core::sentences::kSignInText,
+        .accept = core::sentences::kSignIn,
+        .reject = again ? core::sentences::kCancel : core::sentences::kLater,
+        .other = core::sentences::kPasteAKey,
     };
 }
 
@@ -293,7 +291,7 @@ void AppRouter::promptToSignIn() {
             const QString page =
                 self->parts_.prefs.string("web.signIn").value_or(QString::fromLatin1(kSignInPage));
             self->parts_.openUrl(QUrl(page));
-            self->parts_.shell.show("Finish signing in in your browser.");
+            self->parts_.shell.show(core::sentences::kFinishSigningIn);
         } else if (answer == PromptAnswer::other) {
             self->promptForToken();
         }
@@ -302,11 +300,11 @@ void AppRouter::promptToSignIn() {
 
 void AppRouter::promptForToken() {
     QPointer<AppRouter> self(this);
-    parts_.shell.askForSecret(kKeyLabel, [self](const QString& text) {
+    parts_.shell.askForSecret(core::sentences::kPasteTheKey, [self](const QString& text) {
         if (!self) return;
         const QString key = text.trimmed();
         if (!isPelixToken(key)) {
-            self->parts_.shell.show(kNotAPastedKey);
+            self->parts_.shell.show(core::sentences::kNotAKey);
             return;
         }
         self->storeToken(key);
@@ -316,7 +314,7 @@ void AppRouter::promptForToken() {
 void AppRouter::checkPermissions() {
     const QStringList lines = permissionLines(parts_.facts());
     for (const QString& line : lines) logLine("permissions", line);
-    parts_.shell.report("Pelix", lines);
+    parts_.shell.report(core::sentences::kPelix, lines);
 }
 
 void AppRouter::toggleLogin() {
@@ -324,9 +322,9 @@ void AppRouter::toggleLogin() {
     const Status changed =
         autostart.enabled() ? autostart.disable() : autostart.enable(parts_.facts().program);
     if (!changed) {
-        parts_.shell.show("Couldn't change that: " + changed.error().message);
+        parts_.shell.show(core::sentences::couldntChangeThat(changed.error().message));
     } else if (autostart.enabled()) {
-        parts_.shell.show("Pelix will open at login.");
+        parts_.shell.show(core::sentences::kOpensAtLogin);
     }
 }
 

@@ -56,11 +56,6 @@ class AppRouter : public QObject {
 public:
     // The web app's sign-in page, unless the preference "web.signIn" says otherwise.
     static constexpr auto kSignInPage = "https://pelix.app/sign-in?client=linux";
-    static constexpr auto kConnected = "Connected. Tap Alt anywhere and talk.";
-    static constexpr auto kNotAKey = "That link did not carry a Pelix key.";
-    static constexpr auto kKeyLabel =
-        "Paste the key from the Pelix sign-in page (it begins pelix_):";
-    static constexpr auto kNotAPastedKey = pelix::kNotAKey;
 
     // The alert that asks the user to sign in; "again" after the first time.
     static Prompt signInPrompt(bool again);

@@ -4,6 +4,7 @@
 #include "core/Console.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "platform/Desktop.h"
 #include "platform/SingleInstance.h"
 #include "service/ServiceContext.h"
@@ -22,8 +23,7 @@ int runApplication(int argc, char** argv) {
         platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
     // Without a display that answers Qt would abort; say what is missing instead.
     if (const auto problem = desktop->displayProblem()) {
-        console::err("Pelix lives in the tray of a desktop session, and " + *problem +
-                     "; pelix --help lists what runs without one.");
+        console::err(core::sentences::trayNeedsDesktop(*problem));
         return 1;
     }
     QApplication app(argc, argv);
@@ -49,7 +49,7 @@ int runApplication(int argc, char** argv) {
     if (!instance->listen()) {
         // Another one started at the same moment and won.
         if (instance->sendToRunning(message)) return 0;
-        console::err("Couldn't start Pelix: its socket " + instance->address() + " can't be made.");
+        console::err(core::sentences::noSocket(instance->address()));
         return 1;
     }
 

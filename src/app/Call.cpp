@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
+#include "core/Sentences.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -15,14 +16,14 @@ int runCall(const Args& args, ServiceContext& backend) {
     if (rest.size() > 1 && !rest.at(1).startsWith("--")) {
         const auto parsed = json::parseObject(rest.at(1).toUtf8());
         if (!parsed) {
-            console::err("The body of --call must be a JSON object, like '{\"key\":\"value\"}'.");
+            console::err(core::sentences::kCallBodyNotObject);
             return 1;
         }
         body = *parsed;
     }
     const std::optional<QString> token = args.value("--token");
     if (token && !isPelixKey(*token)) {
-        console::err(kNotAKeyGiven);
+        console::err(core::sentences::kNotAKeyGiven);
         return 1;
     }
     return console::runUntilAnswered([&](console::Answer done) {

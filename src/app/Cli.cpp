@@ -8,6 +8,7 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "memos/MemoCli.h"
 #include "notes/ImportNotesCli.h"
@@ -38,7 +39,7 @@ int selfTest() {
 int cleanUp() {
     QFile in;
     if (!in.open(stdin, QIODevice::ReadOnly)) {
-        console::err("Couldn't read standard input.");
+        console::err(core::sentences::kNoStandardInput);
         return 1;
     }
     const QByteArray bytes = in.readAll();
@@ -150,7 +151,7 @@ int runPelix(int argc, char** argv) {
     if (!mode) {
         for (const QString& word : words) {
             if (word.startsWith("--") && !knownOption(word)) {
-                console::err("Pelix has no option " + word + "; pelix --help lists them.");
+                console::err(core::sentences::noSuchOption(word));
                 return 2;
             }
         }
@@ -181,7 +182,7 @@ int runPelix(int argc, char** argv) {
             [[fallthrough]];
         case Runs::gui:
             if (const auto problem = desktop->displayProblem()) {
-                console::err("Couldn't open a window: " + *problem + ".");
+                console::err(core::sentences::couldntOpenWindow(*problem));
                 return 1;
             }
             // The web window's engine, loaded later, shares its GL contexts with the

@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "core/Worker.h"
 #include "memos/DropCatcher.h"
 #include "memos/MemoChooserWindow.h"
@@ -126,11 +127,10 @@ std::unique_ptr<QWidget> dropPicture(DropLook look) {
             chooser->drops().setVeiled(true);
             break;
         case DropLook::sending:
-            chooser->drops().showPill(QStringLiteral("Sending 1 of 2…"), Drops::State::working);
+            chooser->drops().showPill(core::sentences::sendingOf(1, 2), Drops::State::working);
             break;
         case DropLook::done:
-            chooser->drops().showPill(QStringLiteral("Complete: all 2 are in Pelix"),
-                                      Drops::State::done);
+            chooser->drops().showPill(core::sentences::completeAll(2), Drops::State::done);
             break;
     }
     return frame;
@@ -144,8 +144,7 @@ QString sampleVideo() {
 std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
     const QString video = sampleVideo();
     if (!QFileInfo(video).isFile()) {
-        console::err("Couldn't draw transcript.png: there is no " + video +
-                     "; make it with scripts/make-sample (or name one in PELIX_SAMPLE_VIDEO).");
+        console::err(core::sentences::noSampleVideo(video));
         return nullptr;
     }
     // The run the window starts needs the engines until its worker has ended it.
@@ -168,9 +167,7 @@ std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
     QTimer::singleShot(kTranscribeLimitMs, &loop, &QEventLoop::quit);
     if (window->model().listening()) loop.exec();
     if (window->model().listening()) {
-        console::err(
-            QStringLiteral("Couldn't draw transcript.png: hearing the sample took too "
-                           "long."));
+        console::err(core::sentences::kSampleTookTooLong);
         return nullptr;
     }
     return frame;

@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "memos/MemoSender.h"
 #include "memos/MemoTools.h"
 #include "memos/VoiceMemoLibrary.h"
@@ -56,7 +57,7 @@ int runDropTest(platform::Desktop& desktop, ServiceContext& context) {
         console::err(window.error().message);
         return 1;
     }
-    (*window)->setWindowTitle(QString::fromLatin1(WebWindow::kDropTestTitle));
+    (*window)->setWindowTitle(core::sentences::kDropTestTitle);
     (*window)->setAttribute(Qt::WA_QuitOnClose);
     (*window)->open();
     return QApplication::exec();

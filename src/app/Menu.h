@@ -29,13 +29,6 @@ struct DesktopFacts {
     bool speechServer = false;  // "speech.server" names a transcription server
 };
 
-inline constexpr auto kImportNotesTip =
-    "Copies every note in Apple Notes into Pelix, same folders, original dates. Run it again and "
-    "only what changed comes over.";
-inline constexpr auto kVoiceMemosTip =
-    "Every recording that lands in your recordings folder, from your phone or this computer, is "
-    "transcribed here and filed in Pelix by itself.";
-
 enum class MenuAction {
     keysOff,
     teachTap,

@@ -4,6 +4,7 @@
 #include "core/Args.h"
 #include "core/Console.h"
 #include "core/PrivateFile.h"
+#include "core/Sentences.h"
 #include "core/Timers.h"
 #include "panel/PanelModel.h"
 #include "panel/PanelSample.h"
@@ -75,7 +76,8 @@ const std::vector<SnapshotPicture>& snapshotPictures() {
              settings->setParent(window.get());
              window->address()->setText(QStringLiteral("http://127.0.0.1:8080"));
              window->model()->setText(QStringLiteral("whisper-1"));
-             window->status()->setText(QStringLiteral("The server heard: “Pelix can hear you.”"));
+             window->status()->setText(
+                 core::sentences::serverHeard(QStringLiteral("Pelix can hear you.")));
              // No field takes the focus, so no caret blinks into the picture.
              for (QLineEdit* edit : {window->address(), window->model(), window->key()}) {
                  edit->setFocusPolicy(Qt::NoFocus);
@@ -106,14 +108,14 @@ int runSnapshotCli(const Args& args, ServiceContext& backend) {
     const QFileInfo folder(dir);
     if (!QDir().mkpath(dir) || !folder.isDir() ||
         !QFileInfo(folder.absoluteFilePath()).isWritable()) {
-        console::err("Couldn't draw the pictures: " + dir + " is not a folder Pelix can write to.");
+        console::err(core::sentences::picturesFolderNotWritable(dir));
         return 1;
     }
     standard = qInstallMessageHandler(quietPlatform);
     if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance()))
         ui::theme::apply(*app);
     if (!ui::theme::loadFonts()) {
-        console::err("Couldn't draw the pictures: the bundled font did not load.");
+        console::err(core::sentences::kFontDidNotLoad);
         return 1;
     }
     // Dates and language names in American English, whatever the machine's language.

@@ -5,6 +5,7 @@
 #include "app/MainWindow.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "panel/PanelModel.h"
@@ -173,8 +174,8 @@ void TrayApp::start() {
     const bool signedIn = context_.tokens().read().has_value();
     shell_.setLook(signedIn ? ui::TrayLook::idle : ui::TrayLook::signedOut);
     if (!shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
-        logLine("tray", kNoTray);
-        shell_.show(kNoTray);
+        logLine("tray", core::sentences::kNoTray);
+        shell_.show(core::sentences::kNoTray);
     }
 
     const bool askedBefore = context_.prefs().keysPromptShown();
@@ -243,9 +244,9 @@ void TrayApp::registerAtLogin() {
     platform::Autostart& autostart = desktop_.autostart();
     if (autostart.enabled()) return;
     if (const Status done = autostart.enable(QCoreApplication::applicationFilePath()); done) {
-        shell_.show("Pelix will open at login.");
+        shell_.show(core::sentences::kOpensAtLogin);
     } else {
-        shell_.show("Couldn't change that: " + done.error().message);
+        shell_.show(core::sentences::couldntChangeThat(done.error().message));
     }
 }
 

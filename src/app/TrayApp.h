@@ -50,9 +50,6 @@ class WebWindow;
 class TrayApp : public QObject {
     Q_OBJECT
 public:
-    static constexpr auto kNoTray =
-        "This desktop has no tray, so Pelix runs without an icon: run pelix again, or click the "
-        "badge, to open it.";
     static constexpr auto kBadgeHidden = "badge.hidden";
 
     TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent = nullptr);

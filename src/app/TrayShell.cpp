@@ -1,5 +1,6 @@
 #include "app/TrayShell.h"
 
+#include "core/Sentences.h"
 #include "ui/SpeechWindow.h"
 
 #include <QCursor>
@@ -103,7 +104,7 @@ bool TrayShell::showIcon(QMenu* menu, std::function<void(const QRect&)> clicked)
     if (icon_) return true;
     if (!QSystemTrayIcon::isSystemTrayAvailable()) return false;
     icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_));
-    icon_->setToolTip("Pelix");
+    icon_->setToolTip(core::sentences::kPelix);
     icon_->setContextMenu(menu);
     QObject::connect(
         icon_.get(), &QSystemTrayIcon::activated, menu,

@@ -2,6 +2,7 @@
 
 #include "core/Json.h"
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "core/Worker.h"
 
 #include <QFile>
@@ -14,9 +15,9 @@ namespace pelix {
 
 Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return fail(1, braindump::kUnreadable);
+    if (!file.open(QIODevice::ReadOnly)) return fail(1, core::sentences::kRecordingUnreadable);
     const QByteArray audio = file.readAll();
-    if (file.error() != QFileDevice::NoError) return fail(1, braindump::kUnreadable);
+    if (file.error() != QFileDevice::NoError) return fail(1, core::sentences::kRecordingUnreadable);
     return json::compact(QJsonObject{
         {"audio_base64", QString::fromLatin1(audio.toBase64())},
         {"filename", QFileInfo(path).fileName()},
@@ -26,14 +27,14 @@ Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context
 
 QString uploadLine(const RawAnswer& answer) {
     // The token went between the start of the recording and its upload.
-    if (answer.noToken) return braindump::kUnreadable;
-    if (answer.transport) return braindump::kUnreachable + answer.transport->message;
+    if (answer.noToken) return core::sentences::kRecordingUnreadable;
+    if (answer.transport) return Api::describe(*answer.transport);
     if (const auto object = json::parseObject(answer.body)) {
         const QJsonValue error = object->value("error");
         if (error.isString()) return error.toString();
     }
-    if (answer.status == 200) return braindump::kFiled;
-    return QStringLiteral("Pelix answered %1.").arg(answer.status);
+    if (answer.status == 200) return core::sentences::kInPelix;
+    return core::sentences::pelixAnswered(answer.status);
 }
 
 BraindumpSender::BraindumpSender(Api& api, QObject* parent)

@@ -13,16 +13,8 @@
 
 namespace pelix {
 
-// The texts of a braindump's road, as the user reads them.
+// The limits of a braindump; what the user reads on its road is in core/Sentences.h.
 namespace braindump {
-inline constexpr auto kNoToken = "Set your Pelix token first: tray icon → Set Pelix token…";
-inline constexpr auto kMicrophone = "Couldn't start the microphone: ";
-inline constexpr auto kTooShort = "Too short. Tap Alt, talk, then tap Alt again.";
-inline constexpr auto kUnreadable = "Couldn't read the recording.";
-inline constexpr auto kUnreachable = "Couldn't reach Pelix: ";
-inline constexpr auto kFiled = "In Pelix";
-inline constexpr auto kDropped = "Dropped that one.";
-
 inline constexpr double kMinimumSeconds = 0.8;
 inline constexpr double kLimitSeconds = 300;
 inline constexpr double kUploadTimeout = 120;
@@ -31,7 +23,8 @@ inline constexpr double kUploadTimeout = 120;
 // The body of one "braindump" request: the file whole in base64, its name, and the context.
 Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context);
 
-// The one line that tells the user how an upload went.
+// The one line that tells the user how an upload went: `core::sentences::kInPelix`, the backend's
+// own words, or its failure as `Api::describe` says it.
 QString uploadLine(const RawAnswer& answer);
 
 // Files finished braindump recordings into the account: the body is made on a worker thread
@@ -44,8 +37,8 @@ public:
 
     // Sends the recording at `path`, `seconds` long, and deletes it once any answer is in.
     // `done` gets the line for the answer (failures included; without a token it is
-    // braindump::kUnreadable), or fails with braindump::kUnreadable when the recording cannot be
-    // read, and then nothing is sent. Not called once this sender is gone.
+    // core::sentences::kRecordingUnreadable), or fails with that sentence when the recording cannot
+    // be read, and then nothing is sent. Not called once this sender is gone.
     void send(const QString& path, double seconds, std::function<void(Result<QString>)> done);
 
 private:

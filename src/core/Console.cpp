@@ -1,5 +1,7 @@
 #include "core/Console.h"
 
+#include "core/Sentences.h"
+
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -40,7 +42,7 @@ int runUntilAnswered(const std::function<void(Answer)>& start) {
 }
 
 int notInThisBuild(const QString& what) {
-    err(what + " is not in this build of Pelix yet.");
+    err(core::sentences::notInThisBuild(what));
     return 2;
 }
 

@@ -1,5 +1,7 @@
 #include "core/PrivateFile.h"
 
+#include "core/Sentences.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -14,15 +16,15 @@ constexpr auto kPrivateFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 Status save(const QString& path, const QByteArray& data, bool secret) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
-        return fail(1, QStringLiteral("Couldn't write %1: %2").arg(path, file.errorString()));
+        return fail(1, core::sentences::couldntWrite(path, file.errorString()));
     }
     // The temporary file gets its final mode before any byte of the content is written.
     if (secret) file.setPermissions(kPrivateFile);
     if (file.write(data) != data.size() || !file.commit()) {
-        return fail(1, QStringLiteral("Couldn't write %1: %2").arg(path, file.errorString()));
+        return fail(1, core::sentences::couldntWrite(path, file.errorString()));
     }
     if (secret && !QFile::setPermissions(path, kPrivateFile)) {
-        return fail(1, QStringLiteral("Couldn't make %1 private.").arg(path));
+        return fail(1, core::sentences::couldntMakePrivate(path));
     }
     return {};
 }
@@ -37,7 +39,7 @@ bool ensurePrivateDir(const QString& dir) {
 Status writePrivateFile(const QString& path, const QByteArray& data) {
     const QString dir = QFileInfo(path).absolutePath();
     if (!ensurePrivateDir(dir)) {
-        return fail(1, QStringLiteral("Couldn't create the folder %1.").arg(dir));
+        return fail(1, core::sentences::couldntCreateFolder(dir));
     }
     return save(path, data, true);
 }
@@ -45,7 +47,7 @@ Status writePrivateFile(const QString& path, const QByteArray& data) {
 Status writeFileAtomically(const QString& path, const QByteArray& data) {
     const QString dir = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(dir)) {
-        return fail(1, QStringLiteral("Couldn't create the folder %1.").arg(dir));
+        return fail(1, core::sentences::couldntCreateFolder(dir));
     }
     return save(path, data, false);
 }

@@ -1,5 +1,7 @@
 #include "core/TempFiles.h"
 
+#include "core/Sentences.h"
+
 #include <QFile>
 
 #include <atomic>
@@ -52,8 +54,8 @@ Status createPrivate(const QString& path) {
         const int error = errno;
         untrack(path);
         errno = error;
-        return fail(1, QStringLiteral("Couldn't make the temporary file %1: %2.")
-                           .arg(path, QString::fromLocal8Bit(std::strerror(errno))));
+        return fail(1, core::sentences::couldntMakeTemporaryFile(
+                           path, QString::fromLocal8Bit(std::strerror(errno))));
     }
     ::close(fd);
     return {};

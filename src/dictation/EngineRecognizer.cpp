@@ -1,6 +1,7 @@
 #include "dictation/EngineRecognizer.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 
 #include <atomic>
 
@@ -41,7 +42,7 @@ Status EngineRecognizer::begin(Updates updates) {
     cancel();
     const std::optional<SpeechEngines::Choice> choice = choose_();
     if (!choice || !choice->engine || !choice->engine->installed(choice->locale)) {
-        return fail(1, LiveDictation::kUnavailable);
+        return fail(1, core::sentences::kRecognitionUnavailable);
     }
     auto run = std::make_shared<Run>();
     run->choice = *choice;

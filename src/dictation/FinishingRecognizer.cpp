@@ -1,6 +1,7 @@
 #include "dictation/FinishingRecognizer.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 
 namespace pelix {
 
@@ -99,9 +100,7 @@ void FinishingRecognizer::abandonPass() {
 void FinishingRecognizer::cancel() {
     // Cancelled while the pass is out: the stop bound came first.
     if (passing_) {
-        failed(QStringLiteral(
-            "Couldn't hear back from the transcription server in time, so dictation kept this "
-            "computer's words."));
+        failed(core::sentences::kServerTooSlow);
     }
     abandonPass();
     ++run_;

@@ -1,6 +1,7 @@
 #include "dictation/LiveDictation.h"
 
 #include "core/Graphemes.h"
+#include "core/Sentences.h"
 #include "dictation/Insert.h"
 #include "speech/SpeechEngine.h"
 #include "text/CleanUp.h"
@@ -57,7 +58,7 @@ void LiveDictation::requestAuthorization(const Recognizer& recognizer,
 }
 
 Status LiveDictation::start(bool typing) {
-    if (!recognizer_.ready()) return fail(1, kUnavailable);
+    if (!recognizer_.ready()) return fail(1, core::sentences::kRecognitionUnavailable);
     // A session still running (or its stop still waiting) gives way to the new one.
     if (!ended_) {
         ended_ = true;
@@ -78,7 +79,7 @@ Status LiveDictation::start(bool typing) {
         });
         !begun) {
         ended_ = true;
-        return fail(1, kUnavailable);
+        return fail(1, core::sentences::kRecognitionUnavailable);
     }
     Status listening = microphone_.start(
         kSpeechSampleRate, [this](const QByteArray& pcm) { recognizer_.append(pcm); });

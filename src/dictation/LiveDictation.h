@@ -60,7 +60,6 @@ Correction correction(const QString& typed, const QString& wanted);
 // recogniser revises it; otherwise `onText` sees every text. Main thread only.
 class LiveDictation : public QObject {
 public:
-    static constexpr auto kUnavailable = "Speech recognition isn't available right now.";
     static constexpr double kDebounceSeconds = 0.15;
     static constexpr double kStopBoundSeconds = 2.5;
 
@@ -73,7 +72,8 @@ public:
                                      std::function<void(bool)> answer);
 
     // Begins a session; `typing` types into the focused window. Fails with code 1 and
-    // `kUnavailable` when nothing recognises, or with the microphone's error.
+    // `core::sentences::kRecognitionUnavailable` when nothing recognises, or with the microphone's
+    // error.
     Status start(bool typing);
     // Ends the audio; `finish` gets the final text (trimmed) once the recogniser has it, or
     // after `kStopBoundSeconds` at most. A second stop while one is pending is ignored.

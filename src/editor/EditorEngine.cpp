@@ -1,5 +1,6 @@
 #include "editor/EditorEngine.h"
 
+#include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "service/Api.h"
 
@@ -60,7 +61,7 @@ FirstPass firstPass(const EditProject& project, const QJsonObject& answer) {
     if (answer.value("title").isString()) p.title = answer.value("title").toString();
     p.translations.clear();
     pass.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                  : QStringLiteral("First pass done.");
+                                                  : QString(core::sentences::kFirstPassDone);
     return pass;
 }
 
@@ -77,11 +78,10 @@ QJsonObject reviseRequest(const QString& instruction, const QStringList& style,
 Revision revision(const EditProject& project, const QJsonObject& answer) {
     Revision result{applyOps(answer.value("ops").toArray(), project), {}};
     result.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                    : QStringLiteral("Done.");
+                                                    : QString(core::sentences::kDone);
     const Applied& applied = result.applied;
     if (applied.skipped > 0 && applied.remember.isEmpty() && sameEdit(applied.project, project)) {
-        result.reply =
-            QStringLiteral("I couldn't turn that into a change. Try saying it another way.");
+        result.reply = core::sentences::kNoChangeMade;
     }
     return result;
 }

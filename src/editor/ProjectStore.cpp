@@ -3,6 +3,7 @@
 #include "core/Json.h"
 #include "core/Paths.h"
 #include "core/PrivateFile.h"
+#include "core/Sentences.h"
 
 #include <QDir>
 #include <QFile>
@@ -38,9 +39,7 @@ Status save(const EditProject& project) {
     const QString path = fileFor(project.id);
     // A file of that name that is not a project is someone's data: it is never replaced.
     if (QFileInfo::exists(path) && !openFile(path)) {
-        return fail(1, QStringLiteral("Couldn't save the project: %1 is there and is not a project "
-                                      "file, so it is left as it is.")
-                           .arg(QFileInfo(path).fileName()));
+        return fail(1, core::sentences::projectInTheWay(QFileInfo(path).fileName()));
     }
     return writePrivateFile(path, encoded(project));
 }
@@ -49,8 +48,7 @@ Result<EditProject> openFile(const QString& path) {
     const QString name = QFileInfo(path).fileName();
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        return fail(
-            1, QStringLiteral("Couldn't open the project %1: %2.").arg(name, file.errorString()));
+        return fail(1, core::sentences::couldntOpenProject(name, file.errorString()));
     }
     const QByteArray bytes = file.readAll();
     QJsonParseError error{};
@@ -60,22 +58,14 @@ Result<EditProject> openFile(const QString& path) {
         const QByteArray before = bytes.left(error.offset);
         const qsizetype line = before.count('\n') + 1;
         const qsizetype column = before.size() - (before.lastIndexOf('\n') + 1) + 1;
-        return fail(1, QStringLiteral("Couldn't read the project %1: it is not JSON (%2 at line "
-                                      "%3, column %4).")
-                           .arg(name, error.errorString())
-                           .arg(line)
-                           .arg(column));
+        return fail(1, core::sentences::projectNotJson(name, error.errorString(), line, column));
     }
     if (!document.isObject()) {
-        return fail(1, QStringLiteral("Couldn't read the project %1: it is JSON but not an "
-                                      "object.")
-                           .arg(name));
+        return fail(1, core::sentences::projectNotAnObject(name));
     }
     auto project = projectFromJson(document.object());
     if (!project) {
-        return fail(
-            1,
-            QStringLiteral("Couldn't read the project %1: %2.").arg(name, project.error().message));
+        return fail(1, core::sentences::couldntReadProject(name, project.error().message));
     }
     return project;
 }

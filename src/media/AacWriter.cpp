@@ -1,5 +1,6 @@
 #include "media/AacWriter.h"
 
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 
 #include "media/FFmpeg.h"
@@ -41,7 +42,7 @@ struct AacWriter::Impl {
 
     Error failed(const QString& reason) const {
         return Error::pelix(kWriteFailed,
-                            "Couldn't write " + QFileInfo(target).fileName() + ": " + reason);
+                            core::sentences::couldntWrite(QFileInfo(target).fileName(), reason));
     }
 
     // Sends packets the encoder has ready to the file.

@@ -1,5 +1,6 @@
 #include "media/AudioDecoder.h"
 
+#include "core/Sentences.h"
 #include "media/FFmpeg.h"
 #include "media/Media.h"
 
@@ -63,7 +64,7 @@ Result<std::unique_ptr<AudioDecoder>> AudioDecoder::open(ff::Input input, const 
         }
         if (decoding.error() == AVERROR_DECODER_NOT_FOUND) {
             return fail(kExportFailed,
-                        ff::exportFailedMessage(file, "There is no decoder for its sound."));
+                        ff::exportFailedMessage(file, core::sentences::kNoSoundDecoder));
         }
         return std::unexpected(impl->failure(decoding.error()));
     }

@@ -1,5 +1,6 @@
 #include "media/FFmpeg.h"
 
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "media/Media.h"
 
@@ -17,7 +18,7 @@ QString describe(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(code, text, sizeof text);
     QString sentence = QString::fromUtf8(text).trimmed();
-    if (sentence.isEmpty()) sentence = QStringLiteral("Unknown error");
+    if (sentence.isEmpty()) sentence = core::sentences::kUnknownError;
     sentence[0] = sentence[0].toUpper();
     if (!sentence.endsWith('.')) sentence += '.';
     return sentence;
@@ -126,20 +127,20 @@ QString nameOf(const QString& file) {
 
 QString notMediaMessage(const QString& file) {
     const QFileInfo info(file);
-    if (!info.exists()) return "Couldn't open " + nameOf(file) + ": there is no such file.";
-    if (info.isDir()) return "Couldn't open " + nameOf(file) + ": it is a folder, not a file.";
-    if (!info.isReadable()) {
-        return "Couldn't open " + nameOf(file) + ": it can't be read (no permission).";
-    }
-    return "Couldn't open " + nameOf(file) + ". Is it a video or audio file?";
+    using core::sentences::Unopened;
+    const Unopened why = !info.exists()       ? Unopened::missing
+                         : info.isDir()       ? Unopened::folder
+                         : !info.isReadable() ? Unopened::forbidden
+                                              : Unopened::notMedia;
+    return core::sentences::couldntOpenMedia(nameOf(file), why);
 }
 
 QString noSoundMessage(const QString& file) {
-    return nameOf(file) + " has no sound in it, so there's nothing to transcribe.";
+    return core::sentences::noSoundIn(nameOf(file));
 }
 
 QString exportFailedMessage(const QString& file, const QString& reason) {
-    return "Couldn't get the sound out of " + nameOf(file) + ": " + reason;
+    return core::sentences::couldntGetSound(nameOf(file), reason);
 }
 
 }  // namespace pelix::media::ff

@@ -1,6 +1,7 @@
 #include "media/Media.h"
 
 #include "core/Paths.h"
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "media/AacWriter.h"
 #include "media/AudioDecoder.h"
@@ -61,7 +62,7 @@ Status copyAacTrack(const ff::Input& input, int index, const QString& file, cons
     const Result<QString> created = ff::createPartial(target);
     if (!created) {
         return fail(kExportFailed,
-                    ff::exportFailedMessage(file, "The temporary sound file could not be made."));
+                    ff::exportFailedMessage(file, core::sentences::kTemporarySoundNotMade));
     }
     const QString partial = *created;
     const QByteArray path = QFile::encodeName(partial);
@@ -156,8 +157,8 @@ Result<QString> extractAudio(const QString& file) {
         // Decoding failures already say so; writing ones name the temporary file, which means
         // nothing to the person who chose the video.
         if (writer && copied.error().code == kExportFailed) return std::unexpected(copied.error());
-        return fail(kExportFailed, ff::exportFailedMessage(
-                                       file, "The temporary sound file could not be written."));
+        return fail(kExportFailed,
+                    ff::exportFailedMessage(file, core::sentences::kTemporarySoundNotWritten));
     }
     tempfiles::track(target);
     return target;
@@ -165,7 +166,7 @@ Result<QString> extractAudio(const QString& file) {
 
 Status cut(const QString& source, double start, double end, const QString& target) {
     if (!(start >= 0) || !(end > start)) {
-        return fail(kBadRange, "Couldn't cut " + ff::nameOf(source) + ": the stretch is empty.");
+        return fail(kBadRange, core::sentences::stretchEmpty(ff::nameOf(source)));
     }
     auto decoder = AudioDecoder::open(source, AacWriter::kSampleRate);
     if (!decoder) return std::unexpected(decoder.error());
@@ -175,8 +176,7 @@ Status cut(const QString& source, double start, double end, const QString& targe
     const auto to = static_cast<int64_t>(std::llround(end * AacWriter::kSampleRate));
     if (Status copied = copySamples(**decoder, **writer, from, to); !copied) return copied;
     if ((*writer)->seconds() <= 0) {
-        return fail(kBadRange, "Couldn't cut " + ff::nameOf(source) +
-                                   ": the stretch starts after the end of the sound.");
+        return fail(kBadRange, core::sentences::stretchAfterTheEnd(ff::nameOf(source)));
     }
     return (*writer)->finish();
 }

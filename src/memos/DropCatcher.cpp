@@ -1,5 +1,6 @@
 #include "memos/DropCatcher.h"
 
+#include "core/Sentences.h"
 #include "ui/Theme.h"
 
 #include <QDragEnterEvent>
@@ -186,7 +187,7 @@ void DropCatcher::paintEvent(QPaintEvent*) {
         painter.drawRoundedRect(frame, ui::theme::kRadiusLarge, ui::theme::kRadiusLarge);
         painter.setFont(ui::theme::font(ui::theme::Type::display));
         painter.setPen(ui::theme::kText);
-        painter.drawText(rect(), Qt::AlignCenter, QString::fromLatin1(kVeilText));
+        painter.drawText(rect(), Qt::AlignCenter, core::sentences::kDropFileHere);
         painter.setFont(font());
     }
     if (pill_) {

@@ -27,7 +27,6 @@ public:
     static constexpr int kPillMargin = 40;
     static constexpr double kDoneHideSeconds = 5;
     static constexpr double kFailedHideSeconds = 8;
-    static constexpr auto kVeilText = "Drop file here";
 
     // Lays itself over `host` (and keeps to its size); `host` starts accepting drops.
     DropCatcher(QWidget* host, Timers& timers, Drops::Fetch fetch, Drops::Library library);

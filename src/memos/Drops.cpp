@@ -4,6 +4,7 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/PrivateFile.h"
+#include "core/Sentences.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -197,11 +198,10 @@ Received receive(const QList<QUrl>& locations, const QStringList& names, const F
 }
 
 QString finalMessage(int sent, int count, const QString& name) {
-    if (sent == count && count == 1) return "Complete: " + name + " is in Pelix";
-    if (sent == count) return QStringLiteral("Complete: all %1 are in Pelix").arg(count);
-    if (sent > 0)
-        return QStringLiteral("%1 of %2 sent. Drop the others again.").arg(sent).arg(count);
-    return QStringLiteral("Not sent. Drop it again to try once more.");
+    if (sent == count && count == 1) return core::sentences::completeOne(name);
+    if (sent == count) return core::sentences::completeAll(count);
+    if (sent > 0) return core::sentences::someSentDropAgain(sent, count);
+    return core::sentences::kNotSentDropAgain;
 }
 
 State finalState(int sent, int count) {
@@ -234,7 +234,7 @@ void Sender::next() {
         if (!batches_.isEmpty()) startBatch();
         return;
     }
-    Q_EMIT show(QStringLiteral("Sending %1 of %2…").arg(index_ + 1).arg(count), State::working);
+    Q_EMIT show(core::sentences::sendingOf(index_ + 1, count), State::working);
     const QString file = files_.at(index_);
     send_(file, std::nullopt, [this, file](bool ok) {
         trace(ok ? QStringLiteral("memo sent to Pelix") : QStringLiteral("memo could not be sent"));

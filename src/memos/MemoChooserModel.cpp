@@ -1,6 +1,7 @@
 #include "memos/MemoChooserModel.h"
 
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 
 #include <QFileInfo>
 
@@ -116,7 +117,7 @@ void MemoChooserModel::sendNext() {
     const VoiceMemo memo = queue_.first();
     const QString name = nameOf(memo);
     states_.insert(name, State::sending);
-    setStatus("Sending " + memo.title + "…");
+    setStatus(core::sentences::sendingMemo(memo.title));
     send_(memo.url.toLocalFile(), memo.title, [this, memo, name](bool ok) {
         if (ok) {
             MemoSender::markSent(prefs_, name);
@@ -126,15 +127,12 @@ void MemoChooserModel::sendNext() {
         queue_.removeFirst();
         if (!queue_.isEmpty()) return sendNext();
         if (batchSent_ == batchSize_) {
-            setStatus(batchSize_ == 1
-                          ? "Complete: " + memo.title + " is in Pelix"
-                          : QStringLiteral("Complete: all %1 are in Pelix").arg(batchSize_));
+            setStatus(batchSize_ == 1 ? core::sentences::completeOne(memo.title)
+                                      : core::sentences::completeAll(batchSize_));
         } else if (batchSent_ > 0) {
-            setStatus(QStringLiteral("%1 of %2 sent. Tick the others to try again.")
-                          .arg(batchSent_)
-                          .arg(batchSize_));
+            setStatus(core::sentences::someSentTickAgain(batchSent_, batchSize_));
         } else {
-            setStatus(QStringLiteral("Not sent. Tick it to try again."));
+            setStatus(core::sentences::kNotSentTickAgain);
         }
     });
 }
@@ -154,13 +152,13 @@ QString MemoChooserModel::stateLine(std::optional<State> state) {
     if (!state) return {};
     switch (*state) {
         case State::waiting:
-            return QStringLiteral("Waiting");
+            return core::sentences::kWaiting;
         case State::sending:
-            return QStringLiteral("Sending…");
+            return core::sentences::kSending;
         case State::sent:
-            return QStringLiteral("In Pelix");
+            return core::sentences::kInPelix;
         case State::failed:
-            return QStringLiteral("Not sent, tick it to try again");
+            return core::sentences::kNotSentTickIt;
     }
     return {};
 }

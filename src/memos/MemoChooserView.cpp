@@ -1,5 +1,6 @@
 #include "memos/MemoChooserView.h"
 
+#include "core/Sentences.h"
 #include "memos/MemoChooserModel.h"
 #include "ui/Theme.h"
 
@@ -162,7 +163,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
     closedText_ = new QLabel;
     closedText_->setWordWrap(true);
     closedText_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    chooseFolder_ = new QPushButton(QString::fromUtf8(VoiceMemoLibrary::kChooseFolderButton));
+    chooseFolder_ = new QPushButton(core::sentences::kChooseRecordingsFolder);
     theme::setRole(chooseFolder_, "primary");
     lookAgain_ = new QPushButton(QStringLiteral("Look again"));
     auto* closedButtons = new QHBoxLayout;
@@ -228,9 +229,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
 MemoChooserView::~MemoChooserView() = default;
 
 QString MemoChooserView::closedText() const {
-    return "Pelix can't read your recordings folder, " + model_.folder() +
-           ". Make sure it is there and that you can open it, or choose the folder your "
-           "recordings are in. Then look again.";
+    return core::sentences::cantReadRecordingsFolder(model_.folder());
 }
 
 QString MemoChooserView::dateText(const QDateTime& date) {

@@ -1,6 +1,7 @@
 #include "memos/MemoCli.h"
 
 #include "core/Console.h"
+#include "core/Sentences.h"
 #include "memos/MemoSender.h"
 
 #include <QCoreApplication>
@@ -19,16 +20,11 @@ Result<double> pieceLength(const std::optional<QString>& given) {
     bool ok = false;
     const double seconds = given->trimmed().toDouble(&ok);
     if (!ok || !std::isfinite(seconds) || seconds <= 0) {
-        console::err(QStringLiteral("--piece %1 is not a length in seconds, so the pieces are "
-                                    "%2 s long.")
-                         .arg(*given)
-                         .arg(MemoSender::kPiece));
+        console::err(core::sentences::notAPieceLength(*given, MemoSender::kPiece));
         return MemoSender::kPiece;
     }
     if (seconds < MemoSender::kShortestPiece) {
-        return fail(1, QStringLiteral("Couldn't send pieces of %1 s: a piece is at least 1 s "
-                                      "long.")
-                           .arg(*given));
+        return fail(1, core::sentences::pieceTooShort(*given));
     }
     return seconds;
 }
@@ -39,11 +35,11 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     const QString file = args.value("--memo").value_or(QString());
     const QFileInfo info(file);
     if (!info.exists()) {
-        console::err("Couldn't read " + file + ": there is no such file.");
+        console::err(core::sentences::noSuchRecording(file));
         return 1;
     }
     if (info.isDir()) {
-        console::err("Couldn't read " + file + ": it is a folder, not a recording.");
+        console::err(core::sentences::folderNotRecording(file));
         return 1;
     }
     const Result<double> piece = pieceLength(args.value("--piece"));
@@ -53,7 +49,7 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     }
     const std::optional<QString> token = args.value("--token");
     if (token && !isPelixKey(*token)) {
-        console::err(kNotAKeyGiven);
+        console::err(core::sentences::kNotAKeyGiven);
         return 1;
     }
 
@@ -65,21 +61,17 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     }
     const qint64 count = MemoSender::pieceCount(*seconds, *piece);
     if (*seconds / *piece > MemoSender::kMostPieces) {
-        console::err(QStringLiteral("Couldn't send %1: %2 pieces of %3 s are too many; give a "
-                                    "longer --piece.")
-                         .arg(info.fileName())
-                         .arg(count)
-                         .arg(*piece));
+        console::err(core::sentences::tooManyPieces(info.fileName(), count, *piece));
         return 1;
     }
-    console::err(QStringLiteral("%1 s, %2 pieces").arg(static_cast<qint64>(*seconds)).arg(count));
+    console::err(core::sentences::secondsInPieces(static_cast<qint64>(*seconds), count));
 
     MemoSender sender(backend.api(), backend.prefs(), backend.clock(), tools);
     return console::runUntilAnswered([&](console::Answer done) {
         sender.hear(file, *seconds, *piece, token,
                     [done = std::move(done)](std::optional<QString> text) {
                         if (text && !text->isEmpty()) return done(*text);
-                        done(fail(1, "could not be heard"));
+                        done(fail(1, core::sentences::kCouldNotBeHeard));
                     });
     });
 }

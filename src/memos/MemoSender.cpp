@@ -2,6 +2,7 @@
 
 #include "core/Json.h"
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "service/FileBody.h"
@@ -20,20 +21,6 @@ namespace pelix {
 namespace {
 
 constexpr auto kLog = "voice memos";
-constexpr auto kSending = "Sending a voice memo…";
-constexpr auto kNotHeard = "A voice memo could not be heard. It will be tried again.";
-constexpr auto kNoWords = "A voice memo had no words in it.";
-
-// Ends a description with a full stop so the sentence after it starts cleanly.
-QString sentence(QString text) {
-    text = text.trimmed();
-    if (text.isEmpty() || !QStringLiteral(".!?…").contains(text.back())) text += '.';
-    return text;
-}
-
-QString couldNotBeSent(const QString& why) {
-    return "A voice memo could not be sent: " + sentence(why) + " It will be tried again.";
-}
 
 bool insideFolder(const QString& file, const QString& folder) {
     const QString root = QDir::cleanPath(QFileInfo(folder).absoluteFilePath()) + '/';
@@ -100,7 +87,7 @@ MemoSender::Send MemoSender::sendFunction() {
 
 void MemoSender::sendFor(const QString& file, const std::optional<QString>& title,
                          std::function<void(Outcome)> done) {
-    status(kSending);
+    status(core::sentences::kSendingAMemo);
     auto memo = std::make_shared<Memo>();
     memo->file = file;
     memo->name = QFileInfo(file).fileName();
@@ -123,9 +110,11 @@ void MemoSender::sendFor(const QString& file, const std::optional<QString>& titl
         [this, done = std::move(done)](std::shared_ptr<Memo> memo) mutable {
             hear(memo->file, memo->seconds, kPiece, std::nullopt,
                  [this, memo, done = std::move(done)](std::optional<QString> text) {
-                     if (!text) return finish(Outcome::failed, kNotHeard, done);
+                     if (!text)
+                         return finish(Outcome::failed, core::sentences::kMemoNotHeard, done);
                      memo->text = text->trimmed();
-                     if (memo->text.isEmpty()) return finish(Outcome::refused, kNoWords, done);
+                     if (memo->text.isEmpty())
+                         return finish(Outcome::refused, core::sentences::kMemoHadNoWords, done);
                      fileMemo(memo, done);
                  });
         });
@@ -146,12 +135,13 @@ void MemoSender::fileMemo(std::shared_ptr<Memo> memo, std::function<void(Outcome
               [self, memo, done = std::move(done)](RawAnswer answer) {
                   if (!self) return;
                   if (!answer.transport && answer.status == 422) {
-                      return self->finish(Outcome::refused, kNoWords, done);
+                      return self->finish(Outcome::refused, core::sentences::kMemoHadNoWords, done);
                   }
                   const auto result = Api::read(answer);
                   if (!result) {
-                      return self->finish(Outcome::failed, couldNotBeSent(result.error().message),
-                                          done);
+                      return self->finish(
+                          Outcome::failed,
+                          core::sentences::memoNotSent(Api::describe(result.error())), done);
                   }
                   self->finish(Outcome::sent, sentText(memo->seconds), done);
               });
@@ -325,9 +315,7 @@ int MemoSender::pieceCount(double seconds, double piece) {
 
 QString MemoSender::sentText(double seconds) {
     const double minutes = std::round(seconds / 60);
-    if (minutes < 2) return QStringLiteral("Your voice memo is in Pelix.");
-    return QStringLiteral("Your %1-minute voice memo is in Pelix.")
-        .arg(static_cast<qint64>(minutes));
+    return core::sentences::memoIsIn(static_cast<qint64>(minutes));
 }
 
 }  // namespace pelix

@@ -48,11 +48,9 @@ namespace VoiceMemoLibrary {
 
 inline constexpr auto kDatabaseName = "CloudRecordings.db";
 
-// Texts for callers that find the folder closed.
+// The log line of callers that find the folder closed; what they say to the user is
+// `core::sentences::kLetPelixRead`.
 inline constexpr auto kFolderClosedLog = "voice memos: folder closed (it cannot be read)";
-inline constexpr auto kFolderClosedHint =
-    "Let Pelix read your recordings folder and your voice memos come in by themselves.";
-inline constexpr auto kChooseFolderButton = "Choose the recordings folder…";
 
 // One row of the database: the stored path's last component, the name (maybe empty), the
 // recording date and the length.

@@ -1,6 +1,7 @@
 #include "notes/ImportNotesCli.h"
 
 #include "core/Console.h"
+#include "core/Sentences.h"
 #include "core/Worker.h"
 #include "notes/NotesImport.h"
 #include "service/Api.h"
@@ -19,9 +20,7 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
         source = NotesImport::defaultSource(backend.prefs());
     }
     if (!source) {
-        console::err(
-            "Couldn't find any notes to read: give a JSON file with --from, a command with "
-            "--command, or set the preference notes.command.");
+        console::err(core::sentences::kNoNotesToRead);
         return 1;
     }
 

@@ -1,6 +1,7 @@
 #include "notes/NotesImport.h"
 
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "core/Worker.h"
 #include "service/Api.h"
 
@@ -54,10 +55,6 @@ QJsonValue orNull(const std::optional<QString>& text) {
     return text ? QJsonValue(*text) : QJsonValue(QJsonValue::Null);
 }
 
-QString count(int n, const char* word) {
-    return QString::number(n) + ' ' + word + (n == 1 ? "" : "s");
-}
-
 // One import under way; lives until `done` has been called.
 struct Run {
     Api* api = nullptr;
@@ -71,13 +68,10 @@ struct Run {
         const int total = static_cast<int>(notes.size());
         if (totals.sent == total) return done(finalMessage(totals));
         if (*cancelled) {
-            return done(fail(kCancelled, "Stopped after bringing over " +
-                                             QString::number(totals.sent) + " of " +
-                                             QString::number(total) + " notes."));
+            return done(fail(kCancelled, core::sentences::stoppedAfter(totals.sent, total)));
         }
         const int size = std::min(kBatch, total - totals.sent);
-        progress("Bringing over " + QString::number(totals.sent + size) + " of " +
-                 QString::number(total) + "…");
+        progress(core::sentences::bringingOver(totals.sent + size, total));
         QJsonArray batch;
         for (int i = totals.sent; i < totals.sent + size; ++i) batch.append(notes.at(i));
         const QJsonObject body{
@@ -115,12 +109,12 @@ const QStringList& trashNames() {
 Error readError(const QString& errorOutput) {
     const QString lower = errorOutput.toLower();
     if (errorOutput.contains("-1743") || lower.contains("not authorized")) {
-        return Error::pelix(1743, kNeedsPermission);
+        return Error::pelix(1743, core::sentences::kNotesNeedPermission);
     }
     if (errorOutput.contains("-1728") || lower.contains("can't get")) {
-        return Error::pelix(1728, kNotSignedIn);
+        return Error::pelix(1728, core::sentences::kNotesNotSignedIn);
     }
-    return Error::pelix(1, "Couldn't read Apple Notes: " + errorOutput.left(160));
+    return Error::pelix(1, core::sentences::appleNotesNotRead(errorOutput.left(160)));
 }
 
 Result<QList<Item>> decode(const QByteArray& json) {
@@ -128,9 +122,8 @@ Result<QList<Item>> decode(const QByteArray& json) {
     QJsonParseError error{};
     const QJsonDocument doc = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError || !doc.isArray()) {
-        return fail(2, "Couldn't read the notes: they are not a JSON list (" +
-                           (doc.isNull() ? error.errorString() : QStringLiteral("another shape")) +
-                           ").");
+        return fail(2,
+                    core::sentences::notesNotAList(doc.isNull() ? error.errorString() : QString()));
     }
     const QJsonArray array = doc.array();
     QList<Item> items;
@@ -143,8 +136,7 @@ Result<QList<Item>> decode(const QByteArray& json) {
               std::pair{"body", &item.body}, std::pair{"folder", &item.folder}}) {
             const QJsonValue value = o.value(key);
             if (!value.isString()) {
-                return fail(2, "Couldn't read the notes: note " + QString::number(i + 1) +
-                                   " has no text \"" + key + "\".");
+                return fail(2, core::sentences::noteWithoutText(i + 1, QString::fromLatin1(key)));
             }
             *field = value.toString();
         }
@@ -155,18 +147,6 @@ Result<QList<Item>> decode(const QByteArray& json) {
     return items;
 }
 
-namespace {
-
-QString duration(double seconds) {
-    const auto whole = static_cast<qint64>(std::llround(seconds));
-    if (whole % 60 == 0 && whole >= 60) {
-        return QString::number(whole / 60) + (whole == 60 ? " minute" : " minutes");
-    }
-    return QString::number(whole) + (whole == 1 ? " second" : " seconds");
-}
-
-}  // namespace
-
 Result<QList<Item>> readFrom(const QString& program, const QStringList& arguments,
                              double limitSeconds) {
     QProcess process;
@@ -175,8 +155,8 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     process.setChildProcessModifier([] { ::setpgid(0, 0); });
     process.start(program, arguments);
     if (!process.waitForStarted(-1)) {
-        return fail(3, "Couldn't start " + QFileInfo(program).fileName() + ": " +
-                           process.errorString() + ".");
+        return fail(
+            3, core::sentences::couldntStart(QFileInfo(program).fileName(), process.errorString()));
     }
     process.closeWriteChannel();
     const QDeadlineTimer deadline(static_cast<qint64>(std::max(0.0, limitSeconds) * 1000));
@@ -189,8 +169,7 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     if (!finished) {
         ::kill(-static_cast<pid_t>(process.processId()), SIGKILL);
         process.waitForFinished(5000);
-        return fail(5, "Couldn't read Apple Notes: the program gave no notes within " +
-                           duration(limitSeconds) + ", so it was stopped.");
+        return fail(5, core::sentences::notesTookTooLong(limitSeconds));
     }
     if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0) {
         return decode(process.readAllStandardOutput());
@@ -198,11 +177,8 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     const QString errorOutput = QString::fromUtf8(process.readAllStandardError()).trimmed();
     if (errorOutput.isEmpty()) {
         return fail(1, process.exitStatus() == QProcess::CrashExit
-                           ? QStringLiteral("Couldn't read Apple Notes: the program was stopped "
-                                            "before it finished.")
-                           : QStringLiteral("Couldn't read Apple Notes: the program failed "
-                                            "(exit status %1) without saying why.")
-                                 .arg(process.exitCode()));
+                           ? QString(core::sentences::kNotesProgramStopped)
+                           : core::sentences::notesProgramFailed(process.exitCode()));
     }
     return std::unexpected(readError(errorOutput));
 }
@@ -228,7 +204,7 @@ Source fileSource(const QString& path) {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly)) {
             return fail(
-                4, "Couldn't read " + QFileInfo(path).fileName() + ": " + file.errorString() + ".");
+                4, core::sentences::couldntRead(QFileInfo(path).fileName(), file.errorString()));
         }
         return decode(file.readAll());
     };
@@ -252,18 +228,8 @@ QJsonObject noteJson(const Item& item) {
 }
 
 QString finalMessage(const Totals& totals) {
-    QStringList parts;
-    if (totals.created) parts << QString::number(totals.created) + " new";
-    if (totals.updated) parts << QString::number(totals.updated) + " updated";
-    if (totals.unchanged) parts << QString::number(totals.unchanged) + " already here";
-    QString message = "Brought over " + count(totals.sent, "pearl");
-    if (!parts.isEmpty()) message += ": " + parts.join(", ");
-    if (totals.foldersCreated) {
-        message += ". " + count(totals.foldersCreated, "folder") + " made to match.";
-    } else {
-        message += '.';
-    }
-    return message;
+    return core::sentences::broughtOver(totals.sent, totals.created, totals.updated,
+                                        totals.unchanged, totals.foldersCreated);
 }
 
 std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
@@ -273,7 +239,7 @@ std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, P
     state->progress = std::move(progress);
     state->done = std::move(done);
     state->cancelled = std::make_shared<std::atomic_bool>(false);
-    state->progress("Reading Apple Notes…");
+    state->progress(core::sentences::kReadingAppleNotes);
     // Reading and converting take seconds for a large library: off the Api's thread.
     worker.run(
         [source = std::move(source)] {
@@ -288,7 +254,7 @@ std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, P
         },
         [state](Result<QList<QJsonObject>> notes) {
             if (!notes) return state->done(std::unexpected(notes.error()));
-            if (notes->isEmpty()) return state->done(QString(kEmpty));
+            if (notes->isEmpty()) return state->done(QString(core::sentences::kNotesEmpty));
             state->notes = std::move(*notes);
             state->next(state);
         });

@@ -54,15 +54,6 @@ inline constexpr double kBatchLimit = 150;
 // Error code of a run stopped between batches.
 inline constexpr int kCancelled = 5001;
 
-// The notes command's script runs where Notes is (a Mac reached over ssh, say); these say what its
-// refusals mean there.
-inline constexpr auto kNeedsPermission =
-    "The notes command was not allowed to read Notes: on the Mac that holds them, let the program "
-    "that runs the export script control Notes (its privacy settings, under Automation).";
-inline constexpr auto kNotSignedIn =
-    "Couldn't read the notes: is Notes signed in on the Mac that holds them, and are the notes "
-    "downloaded?";
-inline constexpr auto kEmpty = "Nothing to bring over: Apple Notes looks empty.";
 inline constexpr auto kOsascript = "/usr/bin/osascript";
 // How long a program that prints the notes may take, unless the preference "notes.timeLimit"
 // (seconds) says otherwise.

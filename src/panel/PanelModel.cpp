@@ -1,6 +1,7 @@
 #include "panel/PanelModel.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "service/Api.h"
 
 #include <QJsonArray>
@@ -10,7 +11,7 @@ namespace pelix::relay {
 
 PanelModel::PanelModel(Api& api, const Clock& clock, QObject* parent)
     : QObject(parent), api_(api), clock_(clock) {
-    bubbles_.push_back(Bubble{QString::fromUtf8(kGreeting), false});
+    bubbles_.push_back(Bubble{core::sentences::kGreeting, false});
 }
 
 PanelModel::~PanelModel() = default;
@@ -46,8 +47,8 @@ bool PanelModel::send(const QString& input) {
     manualMode_.reset();
     Q_EMIT modeChanged();
     addBubble(text, true);
-    const int answer =
-        addBubble(QString::fromUtf8(mode == Mode::ask ? kThinking : kFiling), false, true);
+    const int answer = addBubble(
+        mode == Mode::ask ? core::sentences::kThinking : core::sentences::kFiling, false, true);
     setPending(true);
     if (mode == Mode::ask) {
         ask(text, answer);
@@ -73,7 +74,7 @@ void PanelModel::ask(const QString& text, int bubble) {
             // The question was not answered, so it leaves the conversation the service sees:
             // the next question does not follow an unanswered one.
             self->history_.pop_back();
-            self->setBubbleText(bubble, sentence(reply.error()));
+            self->setBubbleText(bubble, Api::describe(reply.error()));
         }
         self->setPending(false);
     });
@@ -83,7 +84,8 @@ void PanelModel::tell(const QString& text, int bubble) {
     QPointer<PanelModel> self(this);
     api_.tell(text, QStringLiteral("typed"), kTellTimeout, [self, bubble](Result<Filed> filed) {
         if (!self) return;
-        self->setBubbleText(bubble, filed ? QString::fromUtf8(kFiled) : sentence(filed.error()));
+        self->setBubbleText(
+            bubble, filed ? QString(core::sentences::kInPelix) : Api::describe(filed.error()));
         self->setPending(false);
         if (filed) self->refreshInsights(true);
     });
@@ -110,7 +112,7 @@ void PanelModel::refreshInsights(bool force, double timeoutSeconds) {
                       self->render(insightsFrom(*answer));
                   } else {
                       logLine("insights", answer.error().message);
-                      self->insightsError_ = sentence(answer.error());
+                      self->insightsError_ = Api::describe(answer.error());
                       self->insightsState_ = InsightsState::failed;
                       Q_EMIT self->insightsChanged();
                   }
@@ -128,28 +130,20 @@ void PanelModel::render(const QList<Insight>& insights) {
 QString PanelModel::insightsNote() const {
     switch (insightsState_) {
         case InsightsState::loading:
-            return QString::fromUtf8(kLoading);
+            return core::sentences::kHavingALook;
         case InsightsState::failed:
             return insightsError_;
         case InsightsState::none:
         case InsightsState::shown:
             break;
     }
-    return QString::fromUtf8(kNothingYet);
+    return core::sentences::kNothingYet;
 }
 
 void PanelModel::setRecording(bool recording) {
     if (recording_ == recording) return;
     recording_ = recording;
     Q_EMIT recordingChanged(recording);
-}
-
-QString PanelModel::sentence(const Error& error) {
-    // Transport failures carry the network's own description; the backend's texts and the
-    // sign-in sentence stand as they are.
-    if (error.domain != QLatin1String("pelix"))
-        return QString::fromUtf8(kUnreachable) + error.message;
-    return error.message;
 }
 
 }  // namespace pelix::relay

@@ -23,17 +23,6 @@ namespace pelix::relay {
 class PanelModel : public QObject {
     Q_OBJECT
 public:
-    static constexpr auto kTitle = "Pelix";
-    static constexpr auto kGreeting =
-        "G'day. Tell me anything and I'll file it. Ask me anything and I'll say what's there.";
-    static constexpr auto kHeading = "WHAT PELIX HAS NOTICED";
-    static constexpr auto kLoading = "Having a look…";
-    static constexpr auto kNothingYet = "Nothing yet. A few tells in, I start to see shapes.";
-    static constexpr auto kThinking = "…";
-    static constexpr auto kFiling = "Filing…";
-    static constexpr auto kFiled = "In Pelix";
-    static constexpr auto kUnreachable = "Couldn't reach Pelix: ";
-
     // Insights are fetched at most once in this many seconds, unless forced.
     static constexpr double kInsightsEvery = 1800;
     static constexpr double kInsightsTimeout = 60;
@@ -43,7 +32,8 @@ public:
     struct Bubble {
         QString text;
         bool mine = false;
-        bool waiting = false;  // holds "…" or "Filing…" until the answer comes
+        // Holds `core::sentences::kThinking` or `kFiling` until the answer comes.
+        bool waiting = false;
     };
     enum class InsightsState { none, loading, shown, failed };
 
@@ -78,7 +68,7 @@ public:
     const QList<Insight>& insights() const { return insights_; }
     InsightsState insightsState() const { return insightsState_; }
     // What stands in place of the cards when there are none to show: the loading line, "Nothing
-    // yet…", or why the fetch failed.
+    // yet…", or why the fetch failed (as `Api::describe` says it).
     QString insightsNote() const;
     std::optional<double> lastInsightsFetch() const { return lastInsightsFetch_; }
 
@@ -87,9 +77,6 @@ public:
     void tapMic() { Q_EMIT micTapped(); }
     void setRecording(bool recording);
     bool recording() const { return recording_; }
-
-    // The sentence a failed request leaves in its bubble.
-    static QString sentence(const Error& error);
 
 Q_SIGNALS:
     void bubbleAdded(int index);

@@ -1,5 +1,6 @@
 #include "panel/PanelWindow.h"
 
+#include "core/Sentences.h"
 #include "panel/PanelModel.h"
 #include "ui/Glyphs.h"
 #include "ui/Theme.h"
@@ -412,7 +413,7 @@ protected:
 PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     : QWidget(parent, Qt::Popup | Qt::FramelessWindowHint), model_(model) {
     setObjectName("pelixPanel");
-    setWindowTitle(QString::fromUtf8(PanelModel::kTitle));
+    setWindowTitle(core::sentences::kPelix);
     setAttribute(Qt::WA_TranslucentBackground);
     setFixedSize(kWidth, kHeight);
     if (QGuiApplication::platformName() == QLatin1String("xcb")) {
@@ -431,12 +432,10 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     header->setContentsMargins(theme::kSpace4, theme::kSpace3, theme::kSpace3, theme::kSpace2);
     header->setSpacing(theme::kSpace2);
     header->addWidget(new Mark(this));
-    header->addWidget(
-        label(QString::fromUtf8(PanelModel::kTitle), theme::font(Type::title), nullptr, this));
+    header->addWidget(label(core::sentences::kPelix, theme::font(Type::title), nullptr, this));
     header->addStretch();
-    auto* settings = iconButton(ui::Glyph::gear, QStringLiteral("Settings"), this);
-    auto* openMain =
-        iconButton(ui::Glyph::openWindow, QStringLiteral("Open the full window"), this);
+    auto* settings = iconButton(ui::Glyph::gear, core::sentences::kSettingsTip, this);
+    auto* openMain = iconButton(ui::Glyph::openWindow, core::sentences::kOpenFullWindowTip, this);
     header->addWidget(settings);
     header->addWidget(openMain);
     column->addLayout(header);
@@ -444,11 +443,10 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     // What Pelix has noticed.
     auto* headingRow = new QHBoxLayout;
     headingRow->setContentsMargins(theme::kSpace4, theme::kSpace2, theme::kSpace4, theme::kSpace2);
-    headingRow->addWidget(label(QString::fromUtf8(PanelModel::kHeading), theme::font(Type::heading),
-                                "heading", this));
+    headingRow->addWidget(
+        label(core::sentences::kNoticedHeading, theme::font(Type::heading), "heading", this));
     headingRow->addStretch();
-    loading_ =
-        label(QString::fromUtf8(PanelModel::kLoading), theme::font(Type::caption), "faint", this);
+    loading_ = label(core::sentences::kHavingALook, theme::font(Type::caption), "faint", this);
     headingRow->addWidget(loading_);
     column->addLayout(headingRow);
 
@@ -500,13 +498,13 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     inField->setContentsMargins(7, 0, 6, 0);
     inField->setSpacing(theme::kSpace2);
     auto* chip = new ModeChip(field);
-    chip->setToolTip(QString::fromUtf8(kChipTip));
+    chip->setToolTip(core::sentences::kModeChipTip);
     modeChip_ = chip;
     input_ = new QLineEdit(field);
-    input_->setPlaceholderText(QString::fromUtf8(kPlaceholder));
+    input_->setPlaceholderText(core::sentences::kTellOrAsk);
     input_->setFont(theme::font(Type::body));
     auto* mic = new MicButton(field);
-    mic->setToolTip(QString::fromUtf8(kMicTip));
+    mic->setToolTip(core::sentences::kMicTip);
     micBtn_ = mic;
     inField->addWidget(chip);
     inField->addWidget(input_, 1);
@@ -523,7 +521,7 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     column->addLayout(composer);
 
     // The keys on one line, the promise on the next.
-    QString footerText = QString::fromUtf8(kFooter);
+    QString footerText = core::sentences::kPanelFooter;
     footerText.replace(footerText.lastIndexOf(QStringLiteral(" · ")), 3, QStringLiteral("\n"));
     auto* footer = label(footerText, theme::font(Type::caption), "faint", this);
     footer->setAlignment(Qt::AlignHCenter);

@@ -23,11 +23,6 @@ class PanelWindow : public QWidget {
 public:
     static constexpr int kWidth = 392;
     static constexpr int kHeight = 640;
-    static constexpr auto kFooter =
-        "Alt: braindump · hold Ctrl: type into the app you're in · private to your account";
-    static constexpr auto kPlaceholder = "Tell or ask Pelix something";
-    static constexpr auto kChipTip = "Tell files it. Ask answers from memory. Click to switch.";
-    static constexpr auto kMicTip = "Tap to start, tap again to stop";
 
     explicit PanelWindow(PanelModel& model, QWidget* parent = nullptr);
     ~PanelWindow() override;

@@ -1,6 +1,7 @@
 #include "relay/Relay.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "dictation/Insert.h"
 #include "relay/RelayAccounts.h"
 
@@ -192,7 +193,7 @@ void Relay::open() {
     Delivery& d = *delivery_;
     if (const Status opened = parts_.apps.open(d.plan.url); !opened) {
         logLine("relay", d.prompt.id + QStringLiteral(": ") + opened.error().message);
-        fail(QStringLiteral("Could not open ") + d.plan.label + QStringLiteral("."));
+        fail(core::sentences::couldNotOpen(d.plan.label));
         return;
     }
     if (d.plan.app == RelayApp::claude) {
@@ -233,7 +234,7 @@ void Relay::lookForFront() {
         return;
     }
     if (parts_.clock.uptime() >= d.deadline) {
-        fail(d.plan.label + QStringLiteral(" did not open in time. It is still on your phone."));
+        fail(core::sentences::didNotOpenInTime(d.plan.label));
         return;
     }
     stepTimer_ = later(parts_.timings.frontCheck, &Relay::lookForFront);
@@ -242,8 +243,7 @@ void Relay::lookForFront() {
 void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
     Delivery& d = *delivery_;
     if (!safeToType(focused)) {
-        fail(QStringLiteral("Could not find where to type in ") + d.plan.label +
-             QStringLiteral(". It is still on your phone."));
+        fail(core::sentences::nowhereToType(d.plan.label));
         return;
     }
     if (d.plan.paste) {
@@ -256,7 +256,7 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
 
 void Relay::pressReturn() {
     Insert::tap(parts_.typist, platform::Key::enter);
-    parts_.show(QStringLiteral("Sent to ") + delivery_->plan.label + QStringLiteral("."));
+    parts_.show(core::sentences::sentTo(delivery_->plan.label));
     report(QStringLiteral("sent"));
 }
 

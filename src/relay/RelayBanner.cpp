@@ -1,5 +1,7 @@
 #include "relay/RelayBanner.h"
 
+#include "core/Sentences.h"
+
 #include <QPointer>
 
 #include <utility>
@@ -11,7 +13,7 @@ RelayBanner::RelayBanner(Timers& timers, QObject* parent) : QObject(parent), tim
 RelayBanner::~RelayBanner() = default;
 
 QString RelayBanner::line(const QString& label, int left) {
-    return QStringLiteral("Sending to %1 in %2…").arg(label).arg(left);
+    return core::sentences::sendingTo(label, left);
 }
 
 void RelayBanner::show(const QString& label, int seconds, std::function<void()> onCancel,

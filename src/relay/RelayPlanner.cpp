@@ -1,5 +1,7 @@
 #include "relay/RelayPlanner.h"
 
+#include "core/Sentences.h"
+
 #include <QJsonValue>
 
 #include <string_view>
@@ -49,13 +51,13 @@ std::optional<RelayPlan> followLink(const QString& link, const std::optional<QSt
         url.path().startsWith(QStringLiteral("/epitaxy/local_"))) {
         if (!hasClaudeApp) return std::nullopt;
         return RelayPlan{url, true, RelayApp::claude,
-                         place.value_or(QStringLiteral("the Claude session"))};
+                         place.value_or(core::sentences::kTheClaudeSession)};
     }
 
     if (!parsed || writtenScheme(link) != QStringLiteral("https") || host.isEmpty()) {
         return std::nullopt;
     }
-    const QString label = place.value_or(QStringLiteral("the conversation"));
+    const QString label = place.value_or(core::sentences::kTheConversation);
     if (host == places.claudeHost) {
         const QString path = url.path(QUrl::FullyEncoded);
         if (!path.startsWith(QStringLiteral("/chat/")) || path.size() <= 6) return std::nullopt;
@@ -102,10 +104,10 @@ std::optional<RelayPlan> plan(const RelayPrompt& prompt, bool hasClaudeApp,
 
     if (prompt.target == QStringLiteral("chatgpt")) {
         return RelayPlan{places.chatGptAddress, true, RelayApp::browser,
-                         QStringLiteral("a new chat in ChatGPT")};
+                         core::sentences::kNewChatInChatGpt};
     }
     if (prompt.target != QStringLiteral("claude")) return std::nullopt;
-    const QString label = QStringLiteral("a new chat in Claude");
+    const QString label = core::sentences::kNewChatInClaude;
     if (!hasClaudeApp) return RelayPlan{places.claudeNewChatPage, true, RelayApp::browser, label};
 
     QUrl url = places.claudeAppNewChat();

@@ -71,15 +71,14 @@ std::optional<double> DecodedStream::timeOf(const AVFrame* frame) const {
 }
 
 Error DecodedStream::failure(int code) const {
-    return Error::pelix(kRenderFailed, "Couldn't read the " + what + " of " + ff::nameOf(file) +
-                                           ": " + ff::describe(code));
+    return Error::pelix(kRenderFailed, unreadable(ff::nameOf(file), ff::describe(code)));
 }
 
 // --- pictures ---
 
 Result<std::unique_ptr<VideoReader>> VideoReader::open(const QString& file) {
     std::unique_ptr<VideoReader> reader(new VideoReader);
-    reader->in_.what = QStringLiteral("pictures");
+    reader->in_.unreadable = core::sentences::picturesUnreadable;
     // Cover art in a sound file is no picture to play.
     auto found = reader->in_.open(file, AVMEDIA_TYPE_VIDEO, true);
     if (!found) return std::unexpected(found.error());
@@ -97,8 +96,7 @@ double VideoReader::timeOf(const AVFrame* frame) const {
 }
 
 Result<const AVFrame*> VideoReader::noneAt(double t) const {
-    return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(in_.file) +
-                                   ": there are none at " + QString::number(t, 'f', 2) + " s.");
+    return fail(kRenderFailed, core::sentences::noPicturesAt(ff::nameOf(in_.file), t));
 }
 
 Status VideoReader::seek(double t) {
@@ -157,7 +155,7 @@ Result<const AVFrame*> VideoReader::near(double t) {
 
 Result<std::unique_ptr<AudioReader>> AudioReader::open(const QString& file) {
     std::unique_ptr<AudioReader> reader(new AudioReader);
-    reader->in_.what = QStringLiteral("sound");
+    reader->in_.unreadable = core::sentences::soundUnreadable;
     auto found = reader->in_.open(file, AVMEDIA_TYPE_AUDIO, false);
     if (!found) return std::unexpected(found.error());
     if (!*found) return nullptr;
@@ -284,7 +282,7 @@ Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
     const auto format = AVPixelFormat(in->format);
     const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(format);
     if (!desc || (desc->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BITSTREAM))) {
-        return fail(kRenderFailed, "Couldn't draw a picture: its pixel format is not supported.");
+        return fail(kRenderFailed, core::sentences::kPixelFormatUnsupported);
     }
     const bool palette = desc->flags & AV_PIX_FMT_FLAG_PAL;
     const int alignX = palette ? 1 : 1 << desc->log2_chroma_w;
@@ -312,7 +310,7 @@ Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
     cache.reset(sws_getCachedContext(cache.release(), w, h, format, out->width, out->height,
                                      AVPixelFormat(out->format), SWS_BICUBIC, nullptr, nullptr,
                                      nullptr));
-    if (!cache) return fail(kRenderFailed, "Couldn't draw a picture: the scaler refused its size.");
+    if (!cache) return fail(kRenderFailed, core::sentences::kScalerRefused);
     const bool full = in->color_range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P ||
                       format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P;
     const int matrix = in->colorspace == AVCOL_SPC_BT709 ||

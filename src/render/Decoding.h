@@ -7,6 +7,7 @@
 // even pixels for 4:2:0) before libswscale scales it into the output.
 
 #include "core/Error.h"
+#include "core/Sentences.h"
 #include "media/FFmpeg.h"
 
 extern "C" {
@@ -30,7 +31,9 @@ struct SwsFreer {
 // One stream of a file opened for decoding, which each reader below reads from.
 struct DecodedStream {
     QString file;
-    QString what;  // "pictures" or "sound", for the failure sentences
+    // The failure sentence of what is read: `core::sentences::picturesUnreadable` or
+    // `soundUnreadable`.
+    QString (*unreadable)(const QString& name, const QString& why) = nullptr;
     media::ff::Input input;
     int stream = -1;
     media::ff::Codec codec;

@@ -11,6 +11,7 @@
 // is renamed over the target when whole; a failure or a stop (checked before every frame)
 // removes it. A missing clip fails before anything is written.
 
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "render/Decoding.h"
 #include "render/RenderModule.h"
@@ -37,7 +38,7 @@ namespace ff = media::ff;
 namespace {
 
 Error renderFailure(const QString& reason) {
-    return Error::pelix(kRenderFailed, "Couldn't export the video: " + reason);
+    return Error::pelix(kRenderFailed, core::sentences::couldntExport(reason));
 }
 Error renderFailure(int code) {
     return renderFailure(ff::describe(code));
@@ -62,7 +63,7 @@ public:
         if (!filter->file_.open() || filter->file_.write(script.toUtf8()) < 0 ||
             !filter->file_.flush()) {
             return std::unexpected(
-                renderFailure("the captions could not be written: " + filter->file_.errorString()));
+                renderFailure(core::sentences::captionsNotWritten(filter->file_.errorString())));
         }
         filter->graph_.reset(avfilter_graph_alloc());
         AVFilterGraph* graph = filter->graph_.get();
@@ -128,7 +129,7 @@ public:
         target_ = target;
         Result<QString> partial = ff::createPartial(target);
         if (!partial)
-            return std::unexpected(renderFailure("its temporary file could not be made."));
+            return std::unexpected(renderFailure(core::sentences::kExportTemporaryNotMade));
         partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;
@@ -186,7 +187,7 @@ public:
         rc = avio_open(&context->pb, path.constData(), AVIO_FLAG_WRITE);
         if (rc < 0) {
             return fail(kWriteFailed,
-                        "Couldn't write " + ff::nameOf(target) + ": " + ff::describe(rc));
+                        core::sentences::couldntWrite(ff::nameOf(target), ff::describe(rc)));
         }
         AVDictionary* muxing = nullptr;
         av_dict_set(&muxing, "movflags", "+faststart", 0);
@@ -215,8 +216,7 @@ public:
         }
         output_.reset();  // closes the file
         if (!ff::moveIntoPlace(partial_, target_)) {
-            return fail(kWriteFailed, "Couldn't write " + ff::nameOf(target_) +
-                                          ": it could not be moved into place.");
+            return fail(kWriteFailed, core::sentences::notMovedIntoPlace(ff::nameOf(target_)));
         }
         finished_ = true;
         return {};
@@ -225,7 +225,7 @@ public:
 private:
     Error writeFailure(int code) const {
         return Error::pelix(kWriteFailed,
-                            "Couldn't write " + ff::nameOf(target_) + ": " + ff::describe(code));
+                            core::sentences::couldntWrite(ff::nameOf(target_), ff::describe(code)));
     }
 
     // Encodes whole frames of sound; with `last`, the rest too.
@@ -315,7 +315,7 @@ public:
             const QString& path = plan_.clips[size_t(piece.clip)].path;
             if (!QFileInfo(path).isFile()) {
                 return fail(kClipMissing,
-                            "Couldn't export the video: its clip " + path + " is missing.");
+                            core::sentences::couldntExport(core::sentences::clipMissing(path)));
             }
         }
         return {};
@@ -377,8 +377,7 @@ public:
     Result<QImage> at(double t) override {
         const int index = plan_.pieceAt(t);
         if (index < 0) {
-            return fail(kNothingKept, "Couldn't draw the video at " + QString::number(t, 'f', 2) +
-                                          " s: nothing plays then.");
+            return fail(kNothingKept, core::sentences::nothingPlaysAt(t));
         }
         const Piece& piece = plan_.pieces[size_t(index)];
         auto video = this->video(plan_.clips[size_t(piece.clip)].path);
@@ -421,7 +420,8 @@ private:
             return found->second.get();
         }
         if (!QFileInfo(path).isFile()) {
-            return fail(kClipMissing, "Couldn't draw the video: its clip " + path + " is missing.");
+            return fail(kClipMissing,
+                        core::sentences::couldntDraw(core::sentences::clipMissing(path)));
         }
         auto opened = VideoReader::open(path);
         if (!opened) return std::unexpected(opened.error());
@@ -441,9 +441,8 @@ public:
                        const RenderOptions& options) override {
         const RenderPlan plan = makePlan(project, options.scale);
         if (plan.pieces.empty()) {
-            return fail(
-                kNothingKept,
-                "Couldn't export the video: every line is cut, so there is nothing to show.");
+            return fail(kNothingKept,
+                        core::sentences::couldntExport(core::sentences::kEveryLineCut));
         }
         Sources sources(plan);
         if (Status s = sources.check(); !s) return s;
@@ -513,7 +512,7 @@ public:
 
             for (int k = first; k < end; ++k) {
                 if (options.stop.stop_requested()) {
-                    return fail(kStopped, QStringLiteral("The export was stopped."));
+                    return fail(kStopped, core::sentences::kExportStopped);
                 }
                 const double t = double(k) / kFrameRate;
                 if (const int rc = av_frame_make_writable(picture.get()); rc < 0) {
@@ -561,7 +560,7 @@ Result<QImage> framedPicture(const QString& file, double t, QSize size,
                              const ClipFraming& framing) {
     auto reader = VideoReader::open(file);
     if (!reader) return std::unexpected(reader.error());
-    if (!*reader) return fail(kRenderFailed, ff::nameOf(file) + " has no pictures.");
+    if (!*reader) return fail(kRenderFailed, core::sentences::hasNoPictures(ff::nameOf(file)));
     auto picture = (*reader)->at(t);
     if (!picture) return std::unexpected(picture.error());
     auto out = blankPicture(size);

@@ -1,6 +1,7 @@
 // Face finding over OpenCV, part of the renderer's module.
 #include "render/FaceFinder.h"
 
+#include "core/Sentences.h"
 #include "media/FFmpeg.h"
 #include "render/Decoding.h"
 #include "render/RenderModule.h"
@@ -28,9 +29,7 @@ Result<cv::Mat> grayOf(const AVFrame* in, std::unique_ptr<SwsContext, SwsFreer>&
     scaler.reset(sws_getCachedContext(scaler.release(), in->width, in->height,
                                       AVPixelFormat(in->format), width, height, AV_PIX_FMT_GRAY8,
                                       SWS_AREA, nullptr, nullptr, nullptr));
-    if (!scaler)
-        return fail(kRenderFailed, QStringLiteral("Couldn't look for faces: the picture "
-                                                  "could not be scaled."));
+    if (!scaler) return fail(kRenderFailed, core::sentences::kFacePictureNotScaled);
     uint8_t* planes[4] = {gray.data, nullptr, nullptr, nullptr};
     const int strides[4] = {int(gray.step[0]), 0, 0, 0};
     sws_scale(scaler.get(), in->data, in->linesize, 0, in->height, planes, strides);
@@ -46,14 +45,12 @@ Result<FaceFinding> findFace(const QString& file, int samples) {
     cv::CascadeClassifier detector;
     if (!QFile::exists(cascadeFile) ||
         !detector.load(QFile::encodeName(cascadeFile).toStdString())) {
-        return fail(kRenderFailed, "Couldn't look for faces: the face detector's data " +
-                                       cascadeFile + " is missing (install opencv-data).");
+        return fail(kRenderFailed, core::sentences::faceDataMissing(cascadeFile));
     }
     auto reader = VideoReader::open(file);
     if (!reader) return std::unexpected(reader.error());
     if (!*reader)
-        return fail(kRenderFailed,
-                    "Couldn't look for faces: " + media::ff::nameOf(file) + " has no pictures.");
+        return fail(kRenderFailed, core::sentences::noPicturesForFaces(media::ff::nameOf(file)));
     const double length = (*reader)->duration();
     std::unique_ptr<SwsContext, SwsFreer> scaler;
     std::vector<std::optional<double>> perPicture;

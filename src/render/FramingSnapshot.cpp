@@ -1,6 +1,7 @@
 #include "render/FramingSnapshot.h"
 
 #include "core/Console.h"
+#include "core/Sentences.h"
 #include "render/FaceFinder.h"
 #include "render/RenderPlan.h"
 #include "render/Renderer.h"
@@ -16,7 +17,7 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
         return 0;
     }
     if (!QDir().mkpath(dir)) {
-        console::err("Couldn't draw the framing: the folder " + dir + " could not be made.");
+        console::err(core::sentences::framingFolderNotMade(dir));
         return 1;
     }
 
@@ -50,7 +51,7 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
             continue;
         }
         if (!picture->save(QDir(dir).filePath("frame-after.png"))) {
-            console::err("Couldn't write frame-after.png into " + dir + ".");
+            console::err(core::sentences::couldntWriteInto(QStringLiteral("frame-after.png"), dir));
             return 1;
         }
         pictured = true;

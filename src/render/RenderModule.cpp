@@ -1,5 +1,7 @@
 #include "render/RenderModule.h"
 
+#include "core/Sentences.h"
+
 #include <QFileInfo>
 #include <QLibrary>
 
@@ -36,11 +38,9 @@ Result<const RenderModuleEntry*> load() {
         }
         const RenderModuleEntry* found = entry();
         if (found && found->version == RenderModuleEntry::kVersion) return found;
-        why = path + " is of another version";
+        why = core::sentences::ofAnotherVersion(path);
     }
-    return fail(kRenderFailed, "Couldn't load Pelix's renderer (" + QString(kModule) + "): " +
-                                   (why.isEmpty() ? QStringLiteral("it is not installed.")
-                                                  : why + (why.endsWith('.') ? "" : ".")));
+    return fail(kRenderFailed, core::sentences::couldntLoadRenderer(kModule, why));
 }
 
 // Pictures and a renderer whose every call says why the real renderer could not be loaded.

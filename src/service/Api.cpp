@@ -2,6 +2,7 @@
 
 #include "core/Json.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 
 #include <QHostAddress>
 #include <QIODevice>
@@ -40,14 +41,10 @@ std::optional<QString> Api::unsafeBase(const QUrl& base) {
     const QString shown = base.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemovePath |
                                                QUrl::RemoveQuery | QUrl::RemoveFragment);
     if (!base.isValid() || base.host().isEmpty() || (scheme != "https" && scheme != "http")) {
-        return QStringLiteral("\"%1\" is not a web address Pelix can use; it begins https://.")
-            .arg(shown.isEmpty() ? base.toString() : shown);
+        return core::sentences::notAWebAddress(shown.isEmpty() ? base.toString() : shown);
     }
     if (scheme == "http" && !isLoopbackHost(base.host())) {
-        return QStringLiteral(
-                   "%1 is plain http to another computer, which would show your key "
-                   "to the network; use https (plain http is only for this computer).")
-            .arg(shown);
+        return core::sentences::plainHttpElsewhere(shown);
     }
     return std::nullopt;
 }
@@ -60,7 +57,7 @@ bool Api::isTransport(const Error& error) {
 }
 
 QString Api::describe(const Error& error) {
-    return isTransport(error) ? kUnreachable + error.message : error.message;
+    return isTransport(error) ? core::sentences::kCouldntReachPelix + error.message : error.message;
 }
 
 QUrl Api::configuredBase(const Prefs& prefs) {
@@ -151,7 +148,7 @@ void Api::callStreamed(const QString& name, BodyMaker body, std::optional<QStrin
         return;
     }
     std::shared_ptr<QIODevice> device = body();
-    if (!device) return done(fail(1, "Couldn't read what was to be sent."));
+    if (!device) return done(fail(1, core::sentences::kCouldntReadBody));
     HttpExchange::Request request = frame(name, *token, timeoutSeconds);
     request.bodyDevice = std::move(device);
     exchange(std::move(request),
@@ -192,14 +189,14 @@ Error Api::transportError(QNetworkReply* reply) {
     const auto code = reply->error();
     QString message = reply->errorString();
     if (code == QNetworkReply::OperationCanceledError || code == QNetworkReply::TimeoutError) {
-        message = QStringLiteral("The request timed out.");
+        message = core::sentences::kTimedOut;
     }
     return Error{QStringLiteral("network"), static_cast<int>(code), message};
 }
 
 Result<QJsonObject> Api::read(const RawAnswer& answer) {
-    if (answer.noToken) return fail(401, kNoToken);
-    if (answer.notAKey) return fail(401, kNotAKey);
+    if (answer.noToken) return fail(401, core::sentences::kSignInFirst);
+    if (answer.notAKey) return fail(401, core::sentences::kNotAKey);
     if (answer.transport) return std::unexpected(*answer.transport);
     const auto object = json::parseObject(answer.body);
     if (!object) return QJsonObject{};

@@ -53,8 +53,6 @@ class Api : public QObject {
     Q_OBJECT
 public:
     static constexpr auto kDefaultBase = "https://api.pelix.app";
-    static constexpr auto kNoToken = "Sign in first: tray icon → Sign in…";
-    static constexpr auto kUnreachable = "Couldn't reach Pelix: ";
     // No answer of the backend comes near this; a longer one is cut off and fails.
     static constexpr qint64 kAnswerLimit = 32 * 1024 * 1024;
 
@@ -73,7 +71,8 @@ public:
     // Whether `error` is a transport failure (nothing or not all of an answer came back).
     static bool isTransport(const Error& error);
     // An error as the user reads it: transport failures as "Couldn't reach Pelix: " and their
-    // description, every other error as it stands.
+    // description, every other error as it stands. Every caller that shows a failure of the
+    // backend to the user shows it through this.
     static QString describe(const Error& error);
     // The error with its description as `describe` gives it, for callers that pass it on.
     static Error asShown(Error error) {
@@ -92,8 +91,9 @@ public:
     using RawDone = std::function<void(RawAnswer)>;
 
     // Calls one function with `token`, else the stored token, read afresh for every request.
-    // Without either, `done` gets a 401 error ("Sign in first…") and nothing is sent; so it does
-    // for a token that is not a Pelix key, and for a base address that is not safe (`unsafeBase`).
+    // Without either, `done` gets a 401 error (`core::sentences::kSignInFirst`) and nothing is
+    // sent; so it does for a token that is not a Pelix key, and for a base address that is not safe
+    // (`unsafeBase`).
     void call(const QString& name, const QJsonObject& body, std::optional<QString> token,
               double timeoutSeconds, Done done);
 

@@ -1,5 +1,7 @@
 #include "service/HttpExchange.h"
 
+#include "core/Sentences.h"
+
 #include <QIODevice>
 #include <QSslSocket>
 #include <QTcpSocket>
@@ -14,12 +16,11 @@ namespace {
 constexpr qint64 kReadAhead = 64 * 1024;
 // Bytes of a streamed body handed to the socket at a time.
 constexpr qint64 kWriteStep = 64 * 1024;
-constexpr qint64 kLineLimit = 8 * 1024;
 
 QString withFullStop(QString text) {
     text = text.trimmed();
     if (text.isEmpty() || text == QStringLiteral("Unknown error")) {
-        return QStringLiteral("The connection failed.");
+        return core::sentences::kConnectionFailed;
     }
     if (!QStringLiteral(".!?…").contains(text.back())) text += u'.';
     return text;
@@ -43,7 +44,7 @@ HttpExchange::HttpExchange(Request request, std::function<void(Answer)> done, QO
     limit_.setSingleShot(true);
     connect(&limit_, &QTimer::timeout, this, [this] {
         fail(Error{QStringLiteral("network"), QAbstractSocket::SocketTimeoutError,
-                   QStringLiteral("The request timed out.")});
+                   core::sentences::kTimedOut});
     });
 }
 
@@ -104,7 +105,7 @@ void HttpExchange::send() {
     for (const auto& [name, value] : request_.headers) {
         // A line break in a value would end the header and start another.
         if (value.contains('\r') || value.contains('\n')) {
-            return failed(kNotHttp, QStringLiteral("A request header held a line break."));
+            return failed(kNotHttp, core::sentences::kHeaderLineBreak);
         }
         head += name + ": " + value + "\r\n";
     }
@@ -124,7 +125,7 @@ void HttpExchange::sendMore() {
     while (socket_->bytesToWrite() < 4 * kWriteStep && sent_ < device->size()) {
         const QByteArray step = device->read(kWriteStep);
         if (step.isEmpty()) {
-            return fail(Error::pelix(1, QStringLiteral("Couldn't read what was to be sent.")));
+            return fail(Error::pelix(1, core::sentences::kCouldntReadBody));
         }
         sent_ += step.size();
         socket_->write(step);
@@ -146,9 +147,7 @@ bool HttpExchange::parseHead() {
     }
     if (end < 0) {
         if (buffer_.size() > kHeaderLimit) {
-            failed(kTooLarge, QStringLiteral("The answer's headers were larger than %1 KB, so it "
-                                             "was not read.")
-                                  .arg(kHeaderLimit / 1024));
+            failed(kTooLarge, core::sentences::headersTooLarge(kHeaderLimit / 1024));
             return false;
         }
         return true;
@@ -159,7 +158,7 @@ bool HttpExchange::parseHead() {
     bool ok = false;
     status_ = first.value(1).toInt(&ok);
     if (!first.value(0).startsWith("HTTP/1.") || !ok || status_ < 100 || status_ > 999) {
-        failed(kNotHttp, QStringLiteral("The answer was not HTTP."));
+        failed(kNotHttp, core::sentences::kNotHttp);
         return false;
     }
     // An interim answer ("100 Continue") is followed by the real one.
@@ -176,7 +175,7 @@ bool HttpExchange::parseHead() {
         } else if (name == "content-length") {
             length = value.toLongLong(&ok);
             if (!ok || length < 0) {
-                failed(kNotHttp, QStringLiteral("The answer was not HTTP."));
+                failed(kNotHttp, core::sentences::kNotHttp);
                 return false;
             }
         }
@@ -190,8 +189,7 @@ bool HttpExchange::parseHead() {
     } else if (length >= 0) {
         if (length > request_.answerLimit) {
             failed(kTooLarge,
-                   QStringLiteral("The answer was larger than %1 MB, so it was not read.")
-                       .arg(request_.answerLimit / (1024 * 1024)));
+                   core::sentences::answerTooLarge(request_.answerLimit / (1024 * 1024)));
             return false;
         }
         reading_ = Reading::sized;
@@ -226,7 +224,7 @@ bool HttpExchange::parse() {
                 const std::optional<QByteArray> line = takeLine(buffer_);
                 if (!line) {
                     if (buffer_.size() > kLineLimit) {
-                        failed(kNotHttp, QStringLiteral("The answer was not HTTP."));
+                        failed(kNotHttp, core::sentences::kNotHttp);
                         return false;
                     }
                     return true;
@@ -237,13 +235,12 @@ bool HttpExchange::parse() {
                 bool ok = false;
                 const qint64 size = digits.size() <= 15 ? digits.toLongLong(&ok, 16) : -1;
                 if (!ok || size < 0) {
-                    failed(kNotHttp, QStringLiteral("The answer was not HTTP."));
+                    failed(kNotHttp, core::sentences::kNotHttp);
                     return false;
                 }
                 if (size > request_.answerLimit - body_.size()) {
                     failed(kTooLarge,
-                           QStringLiteral("The answer was larger than %1 MB, so it was not read.")
-                               .arg(request_.answerLimit / (1024 * 1024)));
+                           core::sentences::answerTooLarge(request_.answerLimit / (1024 * 1024)));
                     return false;
                 }
                 remaining_ = size;
@@ -263,7 +260,7 @@ bool HttpExchange::parse() {
                 const std::optional<QByteArray> line = takeLine(buffer_);
                 if (!line) return true;
                 if (!line->isEmpty()) {
-                    failed(kNotHttp, QStringLiteral("The answer was not HTTP."));
+                    failed(kNotHttp, core::sentences::kNotHttp);
                     return false;
                 }
                 reading_ = Reading::chunkSize;
@@ -273,9 +270,7 @@ bool HttpExchange::parse() {
                 const std::optional<QByteArray> line = takeLine(buffer_);
                 if (!line) {
                     if (buffer_.size() > kLineLimit) {
-                        failed(kTooLarge, QStringLiteral("The answer's headers were larger than "
-                                                         "%1 KB, so it was not read.")
-                                              .arg(kHeaderLimit / 1024));
+                        failed(kTooLarge, core::sentences::headerLineTooLong(kLineLimit / 1024));
                         return false;
                     }
                     return true;
@@ -291,8 +286,7 @@ bool HttpExchange::parse() {
                 buffer_.clear();
                 if (body_.size() > request_.answerLimit) {
                     failed(kTooLarge,
-                           QStringLiteral("The answer was larger than %1 MB, so it was not read.")
-                               .arg(request_.answerLimit / (1024 * 1024)));
+                           core::sentences::answerTooLarge(request_.answerLimit / (1024 * 1024)));
                     return false;
                 }
                 return true;
@@ -309,9 +303,9 @@ void HttpExchange::closed() {
     }
     if (reading_ == Reading::head && status_ == 0 && buffer_.isEmpty()) {
         return fail(Error{QStringLiteral("network"), QAbstractSocket::RemoteHostClosedError,
-                          QStringLiteral("The server closed the connection without answering.")});
+                          core::sentences::kClosedWithoutAnswer});
     }
-    failed(kCutOff, QStringLiteral("The answer broke off before its end."));
+    failed(kCutOff, core::sentences::kBrokeOff);
 }
 
 void HttpExchange::failed(int code, const QString& message) {

@@ -38,14 +38,16 @@ namespace pelix {
 
 // One HTTP/1.1 POST and its answer over a connection of its own, read with firm limits: the
 // socket's read buffer is small, so a server that sends faster than the answer is read waits
-// on TCP instead of filling memory; the headers may take 64 KB and the body `answerLimit`
-// bytes; the time limit is the whole exchange's. Redirects are answers like any other; the
-// answer is asked for uncompressed, and the connection is closed after it. TLS (https) verifies
-// the server as Qt does by default. Lives on the thread that made it; `done` runs there once.
+// on TCP instead of filling memory; the headers may take 64 KB, a line of the chunked frame
+// (a chunk's size, a trailer) 8 KB, and the body `answerLimit` bytes; the time limit is the whole
+// exchange's. Redirects are answers like any other; the answer is asked for uncompressed, and the
+// connection is closed after it. TLS (https) verifies the server as Qt does by default. Lives on
+// the thread that made it; `done` runs there once.
 class HttpExchange : public QObject {
     Q_OBJECT
 public:
     static constexpr qint64 kHeaderLimit = 64 * 1024;
+    static constexpr qint64 kLineLimit = 8 * 1024;
 
     struct Answer {
         int status = 0;

@@ -14,14 +14,6 @@ namespace pelix {
 // would otherwise end the Authorization header and start another.
 bool isPelixKey(QStringView token);
 
-// Why a key is refused, said where one enters (a link, a pasted key, --token).
-inline constexpr auto kNotAKey =
-    "That is not a Pelix key: it begins pelix_ and holds only letters, digits, dots, dashes and "
-    "underscores.";
-inline constexpr auto kNotAKeyGiven =
-    "Couldn't use the key given with --token: a Pelix key begins pelix_ and holds only letters, "
-    "digits, dots, dashes and underscores.";
-
 // The old home of the token: one generic password in the desktop's secret store. Only read and
 // removed, to move the token into its file.
 class OldKeyring {

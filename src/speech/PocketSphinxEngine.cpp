@@ -1,6 +1,7 @@
 #include "speech/PocketSphinxEngine.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "speech/SpeechEngines.h"
 
 #include <QDir>
@@ -64,14 +65,14 @@ public:
 
     Status begin() {
         if (ps_start_utt(decoder_) < 0) {
-            return fail(kSpeechEngineFailed, "Couldn't start listening: PocketSphinx refused.");
+            return fail(kSpeechEngineFailed, core::sentences::kPocketSphinxRefused);
         }
         inUtterance_ = true;
         return {};
     }
 
     Status feed(std::span<const int16_t> samples) override {
-        if (cancelled_) return fail(kSpeechCancelled, "Listening was cancelled.");
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         while (!samples.empty()) {
             const auto chunk = samples.first(std::min(kChunk, samples.size()));
             samples = samples.subspan(chunk.size());
@@ -79,8 +80,7 @@ public:
                 if (Status s = begin(); !s) return s;
             }
             if (ps_process_raw(decoder_, chunk.data(), chunk.size(), FALSE, FALSE) < 0) {
-                return fail(kSpeechEngineFailed,
-                            "Couldn't make out the speech: PocketSphinx failed.");
+                return fail(kSpeechEngineFailed, core::sentences::kPocketSphinxFailed);
             }
             const bool speech = ps_get_in_speech(decoder_) != 0;
             if (heardSpeech_ && !speech) {
@@ -90,13 +90,13 @@ public:
                 reportPartial();
             }
             heardSpeech_ = speech;
-            if (cancelled_) return fail(kSpeechCancelled, "Listening was cancelled.");
+            if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         }
         return {};
     }
 
     Result<QString> finish() override {
-        if (cancelled_) return fail(kSpeechCancelled, "Listening was cancelled.");
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         if (inUtterance_) endUtterance();
         heardSpeech_ = false;
         return finals_.join(' ');
@@ -237,11 +237,10 @@ bool PocketSphinxEngine::installed(const QString& locale) const {
 
 QString PocketSphinxEngine::installHint(const QString& locale) const {
     if (normalizedLocale(locale) == kSystemLocale) {
-        return QStringLiteral("Transcribing needs a speech model: install %1.").arg(kSystemPackage);
+        return core::sentences::needsSpeechModel(kSystemPackage);
     }
-    return "Transcribing in " + localeDisplayName(locale) +
-           " needs a speech model: put its acoustic model, language model and dictionary into " +
-           QDir(userModels_).filePath(normalizedLocale(locale)) + ".";
+    return core::sentences::needsSpeechModelIn(
+        localeDisplayName(locale), QDir(userModels_).filePath(normalizedLocale(locale)));
 }
 
 Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& locale,
@@ -257,13 +256,12 @@ Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& 
                                    "-logfn", "/dev/null", nullptr);
     if (!config) {
         return fail(kSpeechEngineFailed,
-                    "Couldn't start PocketSphinx with the model in " + found->acoustic + ".");
+                    core::sentences::couldntStartPocketSphinx(found->acoustic));
     }
     ps_decoder_t* decoder = ps_init(config);
     if (!decoder) {
         cmd_ln_free_r(config);
-        return fail(kSpeechEngineFailed,
-                    "Couldn't load the speech model in " + found->acoustic + ".");
+        return fail(kSpeechEngineFailed, core::sentences::couldntLoadSpeechModel(found->acoustic));
     }
 
     // Names and terms to expect: words the dictionary knows are given a place in the language

@@ -1,13 +1,13 @@
 #include "speech/ServerAnswer.h"
 
 #include "core/Json.h"
+#include "core/Sentences.h"
 
 #include <QJsonObject>
 
 namespace pelix::server {
 namespace {
 
-constexpr auto kRefused = "Couldn't transcribe on the server: ";
 // A server's message longer than this is cut: it is meant for a status line.
 constexpr qsizetype kMessageLimit = 300;
 
@@ -54,7 +54,7 @@ QString withoutKey(QString text, const QString& key) {
 }
 
 QString unreachable(const QString& reason) {
-    return sentence("Couldn't reach the transcription server: " + reason);
+    return sentence(core::sentences::serverUnreachable(reason));
 }
 
 QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const QString& key) {
@@ -62,27 +62,11 @@ QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const 
         QString message = serverMessage(*object).trimmed();
         if (!message.isEmpty()) {
             if (message.size() > kMessageLimit) message = message.left(kMessageLimit) + "…";
-            return sentence(kRefused + withoutKey(message, key));
+            return sentence(core::sentences::serverRefusedSaying(withoutKey(message, key)));
         }
     }
-    QString why;
-    if (status == 200) {
-        why = "its answer couldn't be read";
-    } else if (status == 401 || status == 403) {
-        why = "it did not accept the key";
-    } else if (status == 404 || status == 405) {
-        why = "nothing transcribes at " +
-              endpoint.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
-    } else if (status == 413) {
-        why = "the sound was more than it takes at once";
-    } else if (status == 429) {
-        why = "it is busy or over its limit, try again later";
-    } else if (status >= 500) {
-        why = "something went wrong on its side";
-    } else {
-        why = "it refused the request";
-    }
-    return sentence(kRefused + why);
+    return sentence(core::sentences::serverRefused(
+        status, endpoint.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery)));
 }
 
 QList<Word> joinTokens(const QJsonArray& entries) {

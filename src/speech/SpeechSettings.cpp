@@ -1,5 +1,6 @@
 #include "speech/SpeechSettings.h"
 
+#include "core/Sentences.h"
 #include "speech/SpeechEngines.h"
 #include "speech/TranscriptionServerEngine.h"
 
@@ -50,7 +51,7 @@ void SpeechSettings::test(const Values& values,
                           std::function<void(const QString& line, bool heard)> done) {
     if (auto stop = std::exchange(stopTest_, nullptr)) stop();
     if (values.server.trimmed().isEmpty()) {
-        done(QStringLiteral("Type the server's address first."), false);
+        done(core::sentences::kTypeServerAddress, false);
         return;
     }
     ServerSettings settings;
@@ -66,11 +67,9 @@ void SpeechSettings::test(const Values& values,
             if (!text) return done(text.error().message, false);
             const QString heard = text->trimmed();
             if (heard.isEmpty()) {
-                return done(QStringLiteral("The server answered, but heard nothing in the test "
-                                           "recording."),
-                            false);
+                return done(core::sentences::kServerHeardNothing, false);
             }
-            done("The server heard: “" + heard + "”", true);
+            done(core::sentences::serverHeard(heard), true);
         });
 }
 

@@ -1,6 +1,7 @@
 #include "speech/TranscriptionServer.h"
 
 #include "core/PrivateFile.h"
+#include "core/Sentences.h"
 #include "service/Api.h"
 #include "speech/ServerAnswer.h"
 #include "speech/SpeechEngine.h"
@@ -60,14 +61,12 @@ Status SpeechKeyStore::write(const QString& key) const {
     const QString trimmed = key.trimmed();
     if (trimmed.isEmpty()) {
         if (QFile::exists(file()) && !QFile::remove(file())) {
-            return fail(kSpeechEngineFailed, "Couldn't remove the transcription server's key.");
+            return fail(kSpeechEngineFailed, core::sentences::kCouldntRemoveServerKey);
         }
         return {};
     }
     if (!isKey(trimmed)) {
-        return fail(kSpeechEngineFailed,
-                    "Couldn't keep the transcription server's key: a key is one word of letters, "
-                    "digits and punctuation.");
+        return fail(kSpeechEngineFailed, core::sentences::kServerKeyRefused);
     }
     return writePrivateFile(file(), trimmed.toUtf8());
 }
@@ -109,7 +108,7 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeout
     QNetworkReply* reply = nullptr;
     {
         std::lock_guard lock(mutex_);
-        if (cancelled_) return fail(kSpeechCancelled, QStringLiteral("Listening was cancelled."));
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         reply = send(network);
         inFlight_ = reply;
     }
@@ -127,7 +126,7 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeout
         inFlight_ = nullptr;
     }
     const std::unique_ptr<QNetworkReply> owned(reply);
-    if (cancelled_) return fail(kSpeechCancelled, QStringLiteral("Listening was cancelled."));
+    if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid()) {
         return fail(server::kUnreachable, server::unreachable(Api::transportError(reply).message));

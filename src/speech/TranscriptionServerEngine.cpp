@@ -1,6 +1,7 @@
 #include "speech/TranscriptionServerEngine.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "speech/AudioPieces.h"
 #include "speech/ServerAnswer.h"
 #include "speech/SpeechEngines.h"
@@ -36,7 +37,7 @@ constexpr double kSmallestPiece = 5;
 constexpr qsizetype kPromptLimit = 800;
 
 Error cancelled() {
-    return Error::pelix(kSpeechCancelled, QStringLiteral("Listening was cancelled."));
+    return Error::pelix(kSpeechCancelled, core::sentences::kListeningCancelled);
 }
 
 // The stretches of a piece from the server's answer, or the sentence of its refusal, without
@@ -153,8 +154,7 @@ bool TranscriptionServerEngine::installed(const QString&) const {
 }
 
 QString TranscriptionServerEngine::installHint(const QString&) const {
-    return QStringLiteral(
-        "Transcribing on a server needs its address: set the preference speech.server.");
+    return core::sentences::kServerNeedsAddress;
 }
 
 bool TranscriptionServerEngine::reachable() const {

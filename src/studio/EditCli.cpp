@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
+#include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "editor/EditOps.h"
 #include "editor/Emphasis.h"
@@ -114,8 +115,7 @@ Result<QJsonArray> readOps(const QString& name) {
     const bool opened = name == "-" ? file.open(stdin, QIODevice::ReadOnly)
                                     : (file.setFileName(name), file.open(QIODevice::ReadOnly));
     if (!opened) {
-        return fail(1, QStringLiteral("Couldn't read the operations in %1: %2.")
-                           .arg(name, file.errorString()));
+        return fail(1, core::sentences::couldntReadOperations(name, file.errorString()));
     }
     QJsonParseError error{};
     const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
@@ -123,9 +123,7 @@ Result<QJsonArray> readOps(const QString& name) {
     if (doc.isObject() && doc.object().value("ops").isArray()) {
         return doc.object().value("ops").toArray();
     }
-    return fail(1, QStringLiteral("Couldn't read the operations in %1: they are not a JSON list "
-                                  "of operations.")
-                       .arg(name));
+    return fail(1, core::sentences::operationsNotAList(name));
 }
 
 QJsonArray listing() {
@@ -153,14 +151,13 @@ struct Derived {
 
 int apply(const Opened& opened, const QStringList& words, const Args& args) {
     if (words.size() < 3) {
-        return failWith("Say which operations to apply: pelix --edit apply PROJECT OPS.json.");
+        return failWith(core::sentences::kSayWhichOperations);
     }
     const auto ops = readOps(words.at(2));
     if (!ops) return failWith(ops.error().message);
     const Applied applied = applyOps(*ops, opened.project);
     if (args.has("--write") && applied.project == opened.project) {
-        console::err("Nothing changed, so " + QFileInfo(opened.path).fileName() +
-                     " is left as it was.");
+        console::err(core::sentences::nothingChanged(QFileInfo(opened.path).fileName()));
     } else if (args.has("--write")) {
         const Status saved = ProjectStore::saveAs(applied.project, opened.path);
         if (!saved) return failWith(saved.error().message);
@@ -234,15 +231,11 @@ int runEditCli(const Args& args, ServiceContext& context) {
                                      "hook",  "popups",   "numbered", "apply"};
     static const QStringList working{"plan", "revise", "translate", "export"};
     if (!reading.contains(command) && !working.contains(command)) {
-        return failWith(
-            command.isEmpty()
-                ? QStringLiteral("Say what to do: pelix --edit help lists the commands.")
-                : QStringLiteral("The editor has no command %1; pelix --edit help "
-                                 "lists them.")
-                      .arg(command));
+        return failWith(command.isEmpty() ? QString(core::sentences::kSayWhatToDo)
+                                          : core::sentences::noEditorCommand(command));
     }
     if (words.size() < 2) {
-        return failWith(QStringLiteral("Say which project: pelix --edit %1 PROJECT.").arg(command));
+        return failWith(core::sentences::sayWhichProject(command));
     }
     const auto opened = openProject(words.at(1));
     if (!opened) return failWith(opened.error().message);

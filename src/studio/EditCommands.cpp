@@ -2,10 +2,12 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
+#include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "editor/EditorEngine.h"
 #include "editor/ProjectStore.h"
 #include "render/Renderer.h"
+#include "service/Api.h"
 #include "studio/ExportPath.h"
 #include "studio/Interrupt.h"
 #include "studio/NewVideo.h"
@@ -45,8 +47,7 @@ Result<QStringList> readRules(const QString& name) {
     const bool opened = name == "-" ? file.open(stdin, QIODevice::ReadOnly)
                                     : (file.setFileName(name), file.open(QIODevice::ReadOnly));
     if (!opened) {
-        return fail(1,
-                    "Couldn't read the style rules in " + name + ": " + file.errorString() + ".");
+        return fail(1, core::sentences::couldntReadRules(name, file.errorString()));
     }
     const QByteArray bytes = file.readAll();
     const QJsonDocument doc = QJsonDocument::fromJson(bytes);
@@ -54,8 +55,7 @@ Result<QStringList> readRules(const QString& name) {
     if (doc.isArray()) {
         for (const QJsonValue& rule : doc.array()) {
             if (!rule.isString()) {
-                return fail(1, "Couldn't read the style rules in " + name +
-                                   ": the list holds something that is not text.");
+                return fail(1, core::sentences::rulesNotText(name));
             }
             rules << rule.toString().trimmed();
         }
@@ -67,8 +67,8 @@ Result<QStringList> readRules(const QString& name) {
     return rules;
 }
 
-// Prints "Exporting… 40%"-style lines on standard error, one each time the whole percentage
-// passes a multiple of `step`.
+// Prints "Exporting… 40%"-style lines (`core::sentences::atPercent`) on standard error, one each
+// time the whole percentage passes a multiple of `step`.
 class Percent {
 public:
     Percent(QString what, int step) : what_(std::move(what)), step_(step) {}
@@ -76,7 +76,7 @@ public:
         const int percent = int(fraction * 100) / step_ * step_;
         if (percent == shown_) return;
         shown_ = percent;
-        console::err(QStringLiteral("%1 %2%").arg(what_).arg(percent));
+        console::err(core::sentences::atPercent(what_, percent));
     }
 
 private:
@@ -100,9 +100,7 @@ Result<Opened> openProject(const QString& name) {
     }
     const QUuid id = QUuid::fromString(name);
     if (id.isNull() || !QFileInfo(ProjectStore::fileFor(id)).isFile()) {
-        return fail(1, QStringLiteral("Couldn't find the project %1: it is neither a file nor "
-                                      "the id of a saved project.")
-                           .arg(name));
+        return fail(1, core::sentences::noSuchProject(name));
     }
     auto project = ProjectStore::open(id);
     if (!project) return std::unexpected(project.error());
@@ -123,8 +121,7 @@ int makeNew(const QStringList& words, const Args& args) {
     if (const auto format = args.value("--format")) {
         const auto chosen = fromRawValue<VideoFormat>(*format);
         if (!chosen) {
-            return failWith("There is no format " + *format +
-                            "; say reel, youtubeShort, rednote, youtube or original.");
+            return failWith(core::sentences::noSuchFormat(*format));
         }
         options.format = *chosen;
     }
@@ -135,7 +132,7 @@ int makeNew(const QStringList& words, const Args& args) {
     const SpeechEngines engines = SpeechEngines::standard();
     const auto project = newVideo(engines, options, QDateTime::currentDateTimeUtc());
     if (!project) return failWith(project.error().message);
-    if (interrupt.interrupted()) return failWith(QStringLiteral("Making the video was stopped."));
+    if (interrupt.interrupted()) return failWith(core::sentences::kMakingStopped);
     if (Status saved = ProjectStore::save(*project); !saved) return failWith(saved.error().message);
     console::out(upperUuid(project->id));
     return 0;
@@ -143,11 +140,11 @@ int makeNew(const QStringList& words, const Args& args) {
 
 int plan(ServiceContext& context, const Opened& opened) {
     const auto rules = loadRules(context);
-    if (!rules) return failWith(rules.error().message);
+    if (!rules) return failWith(Api::describe(rules.error()));
     const auto pass = await<Result<EditorEngine::FirstPass>>([&](auto done) {
         EditorEngine::plan(context.api(), opened.project, *rules, std::move(done));
     });
-    if (!pass) return failWith(pass.error().message);
+    if (!pass) return failWith(Api::describe(pass.error()));
     if (pass->project != opened.project) {
         if (Status saved = saveOpened(opened, pass->project); !saved) {
             return failWith(saved.error().message);
@@ -160,15 +157,14 @@ int plan(ServiceContext& context, const Opened& opened) {
 int revise(ServiceContext& context, const Opened& opened, const QStringList& words) {
     const QString instruction = words.mid(2).join(' ').trimmed();
     if (instruction.isEmpty()) {
-        return failWith(QStringLiteral(
-            "Say what to change: pelix --edit revise PROJECT \"cut the second line\"."));
+        return failWith(core::sentences::kSayWhatToChange);
     }
     const auto rules = loadRules(context);
-    if (!rules) return failWith(rules.error().message);
+    if (!rules) return failWith(Api::describe(rules.error()));
     const auto revised = await<Result<EditorEngine::Revision>>([&](auto done) {
         EditorEngine::revise(context.api(), instruction, *rules, opened.project, std::move(done));
     });
-    if (!revised) return failWith(revised.error().message);
+    if (!revised) return failWith(Api::describe(revised.error()));
 
     EditProject changed = revised->applied.project;
     changed.chat.push_back({instruction, true});
@@ -181,25 +177,23 @@ int revise(ServiceContext& context, const Opened& opened, const QStringList& wor
     if (merged == *rules) return 0;
     const Status stored = await<Status>(
         [&](auto done) { EditorEngine::saveRules(context.api(), merged, std::move(done)); });
-    if (!stored) return failWith("Couldn't save your style rules: " + stored.error().message);
+    if (!stored) return failWith(core::sentences::couldntSaveRules(Api::describe(stored.error())));
     return 0;
 }
 
 int translate(ServiceContext& context, const Opened& opened) {
     const CaptionLanguage language = opened.project.settings.captionLanguage;
     if (language == CaptionLanguage::original) {
-        console::out(
-            QStringLiteral("The captions are as spoken, so there is nothing to "
-                           "translate; set captionLanguage first."));
+        console::out(core::sentences::kNothingToTranslate);
         return 0;
     }
     const size_t missing = untranslated(opened.project).size();
     const auto result = await<Result<EditProject>>([&](auto done) {
         EditorEngine::translate(context.api(), opened.project, std::move(done));
     });
-    if (!result) return failWith(result.error().message);
+    if (!result) return failWith(Api::describe(result.error()));
     if (missing == 0) {
-        console::out("Every caption is already in " + label(language) + ".");
+        console::out(core::sentences::alreadyIn(label(language)));
         return 0;
     }
     if (*result != opened.project) {
@@ -210,10 +204,7 @@ int translate(ServiceContext& context, const Opened& opened) {
     const size_t now = stored == result->translations.end() ? 0 : stored->second.size();
     const auto before = opened.project.translations.find(id(language));
     const size_t had = before == opened.project.translations.end() ? 0 : before->second.size();
-    console::out(QStringLiteral("Translated %1 of %2 captions into %3.")
-                     .arg(now - had)
-                     .arg(missing)
-                     .arg(label(language)));
+    console::out(core::sentences::translated(qint64(now - had), qint64(missing), label(language)));
     return 0;
 }
 
@@ -223,12 +214,13 @@ int style(ServiceContext& context, const Args& args) {
         if (!rules) return failWith(rules.error().message);
         const Status stored = await<Status>(
             [&](auto done) { EditorEngine::saveRules(context.api(), *rules, std::move(done)); });
-        if (!stored) return failWith("Couldn't save your style rules: " + stored.error().message);
-        console::out(QStringLiteral("Saved %1 style rules.").arg(rules->size()));
+        if (!stored)
+            return failWith(core::sentences::couldntSaveRules(Api::describe(stored.error())));
+        console::out(core::sentences::savedRules(rules->size()));
         return 0;
     }
     const auto rules = loadRules(context);
-    if (!rules) return failWith(rules.error().message);
+    if (!rules) return failWith(Api::describe(rules.error()));
     console::raw(json::compact(QJsonArray::fromStringList(*rules)) + '\n');
     return 0;
 }
@@ -239,7 +231,7 @@ int exportVideo(const Opened& opened, const Args& args) {
         bool ok = false;
         options.scale = scale->toDouble(&ok);
         if (!ok || options.scale <= 0 || options.scale > 1) {
-            return failWith("The scale " + *scale + " is not a number above 0 and at most 1.");
+            return failWith(core::sentences::notAScale(*scale));
         }
     }
     QString target;
@@ -252,7 +244,7 @@ int exportVideo(const Opened& opened, const Args& args) {
     }
     const InterruptStop interrupt;
     options.stop = interrupt.token();
-    options.progress = Percent(QStringLiteral("Exporting…"), 5);
+    options.progress = Percent(core::sentences::kExporting, 5);
     const Status done = render::makeRenderer()->exportVideo(opened.project, target, options);
     if (!done) return failWith(done.error().message);
     console::out(target);

@@ -1,5 +1,6 @@
 #include "studio/EditorModel.h"
 
+#include "core/Sentences.h"
 #include "editor/ProjectStore.h"
 
 #include <QMetaObject>
@@ -183,7 +184,7 @@ void EditorModel::firstPass() {
     if (busy_) return;
     error_.clear();
     if (!assistant_) {
-        error_ = QStringLiteral("Couldn't make the first pass: the service is not available.");
+        error_ = core::sentences::kNoFirstPass;
         Q_EMIT failed(error_);
         return;
     }
@@ -213,7 +214,7 @@ void EditorModel::revise(const QString& instruction) {
     if (busy_ || said.isEmpty()) return;
     error_.clear();
     if (!assistant_) {
-        error_ = QStringLiteral("Couldn't change the edit: the service is not available.");
+        error_ = core::sentences::kNoRevision;
         Q_EMIT failed(error_);
         return;
     }

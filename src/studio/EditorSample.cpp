@@ -1,5 +1,6 @@
 #include "studio/EditorSample.h"
 
+#include "core/Sentences.h"
 #include "editor/SampleProject.h"
 #include "editor/Timeline.h"
 #include "studio/EditorModel.h"
@@ -99,7 +100,7 @@ std::unique_ptr<QWidget> sampleEditorWindow() {
     project.keywords[spoken[5].id] = QStringLiteral("honest every");
     project.settings.targetSeconds = 60;
     project.chat = {
-        {QStringLiteral("First pass done."), false},
+        {core::sentences::kFirstPassDone, false},
         {QStringLiteral("Make it snappier and cut the intro"), true},
         {QStringLiteral("Cut the first two lines and tightened the pace."), false},
     };

@@ -1,5 +1,6 @@
 #include "studio/EditorWindow.h"
 
+#include "core/Sentences.h"
 #include "dictation/LiveDictation.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
@@ -91,7 +92,7 @@ public:
         const QString keyword = index.data(kKeyword).toString();
         if (!keyword.isEmpty()) {
             painter->setFont(theme::font(theme::Type::small));
-            const QString chip = QStringLiteral("Pop-up: ") + keyword;
+            const QString chip = core::sentences::popUpChip(keyword);
             const int w = painter->fontMetrics().horizontalAdvance(chip) + 2 * theme::kSpace2;
             const QRect chipRect(textRect.left(), drawn.bottom() + theme::kSpace1 + 2, w,
                                  chipHeight());
@@ -313,9 +314,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
         preview_->showAt(model_.lineOutput(row));
     });
     middle->addWidget(transcript_, 1);
-    middle->addWidget(label(QStringLiteral("Click a line to cut or restore it, its number to "
-                                           "watch it · F2 corrects · Ctrl+Z undoes"),
-                            "faint"));
+    middle->addWidget(label(core::sentences::kTranscriptHint, "faint"));
     root->addLayout(middle, 1);
 
     // The preview and the export.
@@ -347,7 +346,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     right->addWidget(status_);
     auto* field = new QHBoxLayout;
     instruction_ = new QLineEdit;
-    instruction_->setPlaceholderText(QString::fromUtf8(kInstructionPlaceholder));
+    instruction_->setPlaceholderText(core::sentences::kTellTheEditor);
     send_ = new QPushButton(QStringLiteral("Send"));
     theme::setRole(send_, "primary");
     connect(send_, &QPushButton::clicked, this, &EditorWindow::send);
@@ -355,7 +354,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     mic_ = new QPushButton;
     mic_->setObjectName(QStringLiteral("microphone"));
     mic_->setIcon(ui::glyphIcon(ui::Glyph::microphone, theme::kText));
-    mic_->setToolTip(QStringLiteral("Say what to change"));
+    mic_->setToolTip(core::sentences::kSayWhatToChangeTip);
     mic_->setCheckable(true);
     connect(mic_, &QPushButton::clicked, this, &EditorWindow::microphone);
     field->addWidget(mic_);
@@ -375,7 +374,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     connect(&model_, &EditorModel::changed, this, &EditorWindow::showProject);
     connect(&model_, &EditorModel::busyChanged, this, [this] {
         send_->setEnabled(!model_.busy());
-        status_->setText(model_.busy() ? QStringLiteral("Working on the edit…") : QString());
+        status_->setText(model_.busy() ? QString(core::sentences::kWorkingOnTheEdit) : QString());
     });
     connect(&model_, &EditorModel::failed, status_, &QLabel::setText);
     showProject();
@@ -407,19 +406,18 @@ void EditorWindow::newVideo() {
 bool EditorWindow::addFiles(const QStringList& files) {
     if (files.isEmpty()) return false;
     if (import_) {
-        status_->setText(QStringLiteral("Still transcribing; drop more clips when it is done."));
+        status_->setText(core::sentences::kStillTranscribing);
         return false;
     }
     if (!tools_.engines) {
-        status_->setText(
-            QStringLiteral("Couldn't add the clips: speech recognition isn't available here."));
+        status_->setText(core::sentences::kNoClipsWithoutRecognition);
         return false;
     }
     const bool intoOpen = !model_.project().clips.empty();
     const EditSettings settings = model_.project().settings;
     import_ = std::make_unique<ClipImport>(*tools_.engines, files,
                                            settings.spokenLanguage.value_or(QString()));
-    importing_->setText(QStringLiteral("Getting ready…"));
+    importing_->setText(core::sentences::kGettingReady);
     importing_->show();
     connect(import_.get(), &ClipImport::progress, importing_, &QLabel::setText);
     connect(import_.get(), &ClipImport::finished, this,
@@ -448,7 +446,7 @@ bool EditorWindow::addFiles(const QStringList& files) {
 void EditorWindow::microphone() {
     if (!tools_.dictation) {
         mic_->setChecked(false);
-        status_->setText(QString::fromUtf8(LiveDictation::kUnavailable));
+        status_->setText(core::sentences::kRecognitionUnavailable);
         return;
     }
     LiveDictation& dictation = *tools_.dictation;
@@ -469,7 +467,7 @@ void EditorWindow::microphone() {
     }
     dictating_ = true;
     mic_->setChecked(true);
-    status_->setText(QStringLiteral("Listening… click the microphone again when you're done."));
+    status_->setText(core::sentences::kListeningForChange);
 }
 
 QWidget* EditorWindow::makeSettings() {

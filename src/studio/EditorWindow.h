@@ -54,7 +54,6 @@ class EditorWindow : public QWidget {
 public:
     static constexpr int kWidth = 1440;
     static constexpr int kHeight = 780;
-    static constexpr auto kInstructionPlaceholder = "Tell the editor what to change";
 
     explicit EditorWindow(EditorModel& model, EditorTools tools = {}, QWidget* parent = nullptr);
     ~EditorWindow() override;

@@ -1,6 +1,7 @@
 #include "studio/ExportPath.h"
 
 #include "core/Paths.h"
+#include "core/Sentences.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -31,7 +32,7 @@ QString exportName(const EditProject& project) {
 
 Result<QString> exportPath(const EditProject& project, const QString& folder) {
     if (!QDir().mkpath(folder)) {
-        return fail(1, "Couldn't make the folder " + folder + " for the video.");
+        return fail(1, core::sentences::couldntMakeFolderFor(folder));
     }
     const QString name = exportName(project);
     const QString base = name.chopped(4);  // without ".mp4"

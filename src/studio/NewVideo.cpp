@@ -1,5 +1,6 @@
 #include "studio/NewVideo.h"
 
+#include "core/Sentences.h"
 #include "media/FFmpeg.h"
 #include "media/Media.h"
 #include "render/FaceFinder.h"
@@ -18,7 +19,7 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
         if (options.progress) options.progress(line);
     };
     if (options.files.isEmpty()) {
-        return fail(1, QStringLiteral("Say which clips: pelix --edit new CLIP…"));
+        return fail(1, core::sentences::kSayWhichClips);
     }
     const QString locale =
         options.locale.isEmpty() ? VideoTranscriber::defaultLocale(engines) : options.locale;
@@ -31,7 +32,7 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
     std::vector<render::ClipInfo> infos;
     for (const QString& file : options.files) {
         if (!QFileInfo(file).isFile()) {
-            return fail(media::kNotMedia, "Couldn't find " + file + ": there is no such file.");
+            return fail(media::kNotMedia, core::sentences::noSuchClip(file));
         }
         auto info = render::probeClip(file);
         if (!info) return std::unexpected(info.error());
@@ -59,21 +60,21 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
             const int percent = std::clamp(int(piece.end / info.duration * 100), 0, 99);
             if (percent == shown) return;
             shown = percent;
-            say(QStringLiteral("%1: Listening… %2%").arg(name).arg(percent));
+            say(core::sentences::aboutClip(name, core::sentences::listeningAt(percent)));
         };
         auto spoken = VideoTranscriber::transcribe(
-            engines, file, locale, {}, [&](const QString& status) { say(name + ": " + status); },
-            heard, options.stop);
+            engines, file, locale, {},
+            [&](const QString& status) { say(core::sentences::aboutClip(name, status)); }, heard,
+            options.stop);
         if (!spoken) return std::unexpected(spoken.error());
         clip.transcribed = true;
-        say(name + ": Listening… 100%");
+        say(core::sentences::aboutClip(name, core::sentences::listeningAt(100)));
 
         if (!info.size.isEmpty()) {
             if (options.stop.stop_requested()) {
-                return fail(VideoTranscriber::kCancelled,
-                            QStringLiteral("Making the video was stopped."));
+                return fail(VideoTranscriber::kCancelled, core::sentences::kMakingStopped);
             }
-            say(name + ": Finding the speaker…");
+            say(core::sentences::aboutClip(name, core::sentences::kFindingTheSpeaker));
             const auto face = render::findFace(file);
             if (face) {
                 clip.faceX = face->x;

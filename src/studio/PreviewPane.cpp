@@ -1,5 +1,6 @@
 #include "studio/PreviewPane.h"
 
+#include "core/Sentences.h"
 #include "render/RenderPlan.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
@@ -62,12 +63,11 @@ protected:
         painter.setFont(theme::font(theme::Type::small));
         QString text = player_.problem();
         if (project.clips.empty()) {
-            text = QStringLiteral("Drop video files here to start a new video.");
+            text = core::sentences::kDropVideosHere;
         } else if (model_.total() <= 0) {
-            text = QStringLiteral("Every line is cut, so there is nothing to show.");
+            text = core::sentences::kNothingToShow;
         } else if (text.isEmpty()) {
-            text = drawn_ ? QStringLiteral("Drawing…")
-                          : QStringLiteral("The preview isn't available here.");
+            text = drawn_ ? core::sentences::kDrawing : core::sentences::kNoPreviewHere;
         }
         painter.drawText(frame.adjusted(theme::kSpace4, 0, -theme::kSpace4, 0),
                          Qt::AlignCenter | Qt::TextWordWrap, text);
@@ -225,7 +225,7 @@ bool PreviewPane::startExport() {
         job_.release()->deleteLater();
         if (status) {
             exported_ = target;
-            status_->setText(QStringLiteral("Exported %1.").arg(target));
+            status_->setText(core::sentences::exported(target));
         } else {
             status_->setText(status.error().message);
         }
@@ -233,7 +233,7 @@ bool PreviewPane::startExport() {
         Q_EMIT exportEnded(exported_);
     });
     progress_->setValue(0);
-    status_->setText(QStringLiteral("Exporting…"));
+    status_->setText(core::sentences::kExporting);
     showExport();
     return true;
 }

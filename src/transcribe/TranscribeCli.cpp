@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
+#include "core/Sentences.h"
 #include "core/Worker.h"
 #include "transcribe/StableId.h"
 #include "transcribe/VideoTranscriber.h"
@@ -38,7 +39,7 @@ Result<SpeechEngines> chosenEngines(const Args& args) {
         } else if (*engine == "server") {
             kind = SpeechEngines::Kind::server;
         } else {
-            return fail(2, "Couldn't transcribe: --engine is local or server.");
+            return fail(2, core::sentences::kEngineLocalOrServer);
         }
     }
     SpeechEngines engines = SpeechEngines::standard(kind);
@@ -76,11 +77,11 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
                 if (!spoken) return done(std::unexpected(spoken.error()));
                 text = VideoTranscriber::paragraphs(*spoken, kParagraphGap);
                 const QString summary =
-                    QString::asprintf("%d pieces in %.1fs", static_cast<int>(spoken->size()),
-                                      static_cast<double>(clock.elapsed()) / 1000.0);
+                    core::sentences::piecesIn(static_cast<int>(spoken->size()),
+                                              static_cast<double>(clock.elapsed()) / 1000.0);
                 if (text.trimmed().isEmpty()) {
                     // Said as the transcript window says it, rather than a blank line.
-                    console::err(VideoTranscriber::kNoSpeech);
+                    console::err(core::sentences::kNoSpeech);
                     return done(summary);
                 }
                 done(text + '\n' + summary);
@@ -88,7 +89,7 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
     });
     if (heard != 0 || !args.has("--save")) return heard;
     if (text.trimmed().isEmpty()) {
-        console::err("Nothing was saved to Pelix.");
+        console::err(core::sentences::kNothingSaved);
         return 0;
     }
 
@@ -99,7 +100,7 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
                                if (!answer) {
                                    return done(std::unexpected(Api::asShown(answer.error())));
                                }
-                               done(QStringLiteral("Saved to Pelix, in Videos."));
+                               done(core::sentences::kSavedInVideos);
                            });
     });
 }

@@ -3,6 +3,7 @@
 #include "core/Clock.h"
 #include "core/Json.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "service/Api.h"
 #include "text/CleanUp.h"
 #include "transcribe/StableId.h"
@@ -48,7 +49,7 @@ void TranscriptModel::setListening(bool on) {
 }
 
 void TranscriptModel::start() {
-    showStatus(QStringLiteral("Getting ready…"));
+    showStatus(core::sentences::kGettingReady);
     languages_ = VideoTranscriber::languages(engines_);
     const QString stored = prefs_.string(kLanguageKey).value_or(QString());
     const QString fallback = VideoTranscriber::defaultLocale(engines_);
@@ -133,7 +134,7 @@ void TranscriptModel::append(const Spoken& spoken) {
     Q_EMIT appended(piece);
     if (duration_ > 0) {
         const int percent = static_cast<int>(std::clamp(spoken.end / duration_ * 100, 0.0, 100.0));
-        showStatus(QStringLiteral("Listening… %1%").arg(percent));
+        showStatus(core::sentences::listeningAt(percent));
     }
 }
 
@@ -141,7 +142,7 @@ void TranscriptModel::finish(const QList<Spoken>& spoken) {
     setListening(false);
     const QString text = VideoTranscriber::paragraphs(spoken, kGap);
     Q_EMIT replaced(text);
-    if (text.trimmed().isEmpty()) return showStatus(QStringLiteral("No speech in this one."));
+    if (text.trimmed().isEmpty()) return showStatus(core::sentences::kNoSpeech);
     showStatus(finishedLine(wordCount(text), duration_));
 }
 
@@ -156,16 +157,16 @@ void TranscriptModel::save(const QString& text) {
     QPointer<TranscriptModel> self(this);
     api_.call("import-notes", body, std::nullopt, kSaveLimit, [self](Result<QJsonObject> answer) {
         if (!self) return;
-        if (!answer) return self->showStatus(answer.error().message);
+        if (!answer) return self->showStatus(Api::describe(answer.error()));
         self->saved_ = true;
-        self->showStatus(QStringLiteral("Saved to Pelix, in Videos."));
+        self->showStatus(core::sentences::kSavedInVideos);
         Q_EMIT self->savedToPelix();
     });
 }
 
 void TranscriptModel::sort(const QString& text) {
     if (text.trimmed().isEmpty()) return;
-    if (text.size() > kSortLimit) return showStatus(QString::fromUtf8(kTooMuch));
+    if (text.size() > kSortLimit) return showStatus(core::sentences::kTooMuchToSort);
     const QJsonObject body{
         {"text", text},
         {"context",
@@ -174,7 +175,8 @@ void TranscriptModel::sort(const QString& text) {
     api_.call("organize", body, std::nullopt, kSortLimitSeconds,
               [self](Result<QJsonObject> answer) {
                   if (!self) return;
-                  self->showStatus(answer ? QStringLiteral("In Pelix") : answer.error().message);
+                  self->showStatus(answer ? QString(core::sentences::kInPelix)
+                                          : Api::describe(answer.error()));
               });
 }
 
@@ -199,9 +201,7 @@ int TranscriptModel::wordCount(const QString& text) {
 }
 
 QString TranscriptModel::finishedLine(int words, double seconds) {
-    return QStringLiteral("%1 words from %2. Change anything you like, then save it.")
-        .arg(words)
-        .arg(clock(seconds));
+    return core::sentences::wordsFrom(words, clock(seconds));
 }
 
 QJsonObject TranscriptModel::noteBody(const QString& id, const QString& title, const QString& text,

@@ -28,8 +28,6 @@ public:
     static constexpr qsizetype kSortLimit = 12000;
     static constexpr double kSaveLimit = 90;
     static constexpr double kSortLimitSeconds = 90;
-    static constexpr auto kTooMuch =
-        "That's a lot for one go. Select the part with the plans in it, then sort that.";
 
     // The runs go on `worker`, made on this thread, which outlives the model; `engines` outlive
     // the worker's jobs.

@@ -1,5 +1,6 @@
 #include "transcribe/TranscriptWindow.h"
 
+#include "core/Sentences.h"
 #include "ui/Theme.h"
 
 #include <QClipboard>
@@ -40,7 +41,7 @@ TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Worker& worker,
     text_->setFont(theme::font(theme::Type::body));
     text_->setFrameShape(QFrame::NoFrame);
     text_->document()->setDocumentMargin(theme::kSpace3);
-    text_->setPlaceholderText(QStringLiteral("The words come here as the file is heard."));
+    text_->setPlaceholderText(core::sentences::kWordsComeHere);
     status_ = new QLabel;
     theme::setRole(status_, "muted");
     status_->setFont(theme::font(theme::Type::small));
@@ -112,8 +113,7 @@ QString TranscriptWindow::selectedOrAll() const {
 void TranscriptWindow::copyIt() {
     const bool selection = text_->textCursor().hasSelection();
     QGuiApplication::clipboard()->setText(selectedOrAll());
-    model_.showStatus(selection ? QStringLiteral("Copied the selection.")
-                                : QStringLiteral("Copied."));
+    model_.showStatus(selection ? core::sentences::kCopiedTheSelection : core::sentences::kCopied);
 }
 
 void TranscriptWindow::closeEvent(QCloseEvent* event) {

@@ -1,5 +1,6 @@
 #include "transcribe/VideoTranscriber.h"
 
+#include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "media/AudioDecoder.h"
 #include "media/Media.h"
@@ -17,7 +18,7 @@ namespace pelix::VideoTranscriber {
 namespace {
 
 Error cancelled() {
-    return Error::pelix(kCancelled, QStringLiteral("Transcribing was cancelled."));
+    return Error::pelix(kCancelled, core::sentences::kTranscribingCancelled);
 }
 
 // Removes the temporary sound file when the run ends, however it ends.
@@ -68,15 +69,14 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
                                  std::stop_token stop) {
     const std::optional<SpeechEngines::Choice> choice = resolve(engines, locale);
     if (!choice) {
-        return fail(kUnsupportedLocale, "This computer can't transcribe " +
-                                            localeDisplayName(locale) + ". Pick another language.");
+        return fail(kUnsupportedLocale, core::sentences::cantTranscribe(localeDisplayName(locale)));
     }
     // There is no model download here: a missing model is named, and nothing else happens.
     if (!choice->engine->installed(choice->locale)) {
         return fail(kNoModel, choice->engine->installHint(choice->locale));
     }
 
-    if (status) status(QStringLiteral("Getting the sound out…"));
+    if (status) status(core::sentences::kGettingTheSoundOut);
     // How long the file says its sound is, to tell a file that ends early (cut off while it was
     // copied, say) from a whole one.
     double stated = 0;
@@ -96,7 +96,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     };
     SessionOptions options;
     options.words = words;
-    if (status) status(QStringLiteral("Listening…"));
+    if (status) status(core::sentences::kListening);
     // An engine that takes the sound file as it is (a server) hears it whole when it can.
     if (const Result<double> seconds = media::duration(*sound)) {
         if (auto whole =
@@ -112,8 +112,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (stop.stop_requested()) return std::unexpected(cancelled());
     auto decoder = media::AudioDecoder::open(*sound, kSpeechSampleRate);
     if (!decoder) {
-        return fail(kUnreadable,
-                    "Couldn't read the sound from " + QFileInfo(file).fileName() + ".");
+        return fail(kUnreadable, core::sentences::couldntReadSoundFrom(QFileInfo(file).fileName()));
     }
     std::vector<int16_t> block;
     qint64 samples = 0;
@@ -131,8 +130,8 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (Result<QString> done = (*session)->finish(); !done) return std::unexpected(done.error());
     const double read = static_cast<double>(samples) / kSpeechSampleRate;
     if (status && stated - read > std::max(1.0, 0.02 * stated)) {
-        status(QFileInfo(file).fileName() + " ends early: only " + minutesAndSeconds(read) +
-               " of its " + minutesAndSeconds(stated) + " could be read.");
+        status(core::sentences::endsEarly(QFileInfo(file).fileName(), minutesAndSeconds(read),
+                                          minutesAndSeconds(stated)));
     }
     return spoken;
 }

@@ -32,7 +32,6 @@ enum : int {
 };
 
 // What the transcript shows for a file in which nothing was heard.
-inline constexpr auto kNoSpeech = "No speech in this one.";
 
 // The locale of the machine when an engine serves it, else "en-US".
 QString defaultLocale(const SpeechEngines& engines);

@@ -1,6 +1,7 @@
 #include "ui/BadgeWindow.h"
 
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "ui/Theme.h"
 
 #include <QDragEnterEvent>
@@ -64,7 +65,7 @@ BadgeWindow::BadgeWindow(Prefs* prefs, QWidget* parent)
                           Qt::WindowDoesNotAcceptFocus),
       prefs_(prefs) {
     setObjectName("pelixBadge");
-    setWindowTitle("Pelix");
+    setWindowTitle(core::sentences::kPelix);
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAcceptDrops(true);
@@ -73,7 +74,7 @@ BadgeWindow::BadgeWindow(Prefs* prefs, QWidget* parent)
     if (QGuiApplication::platformName() == QLatin1String("xcb")) {
         setMask(QRegion(rect(), QRegion::Ellipse));
     }
-    setToolTip("Pelix: click to tell or ask, drop a recording to send it");
+    setToolTip(core::sentences::kBadgeTip);
     setCursor(Qt::PointingHandCursor);
 }
 

@@ -1,5 +1,6 @@
 #include "ui/SpeechWindow.h"
 
+#include "core/Sentences.h"
 #include "ui/Theme.h"
 
 #include <QFormLayout>
@@ -42,16 +43,13 @@ SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
 
     auto* title = new QLabel(QStringLiteral("Where Pelix hears speech"));
     title->setFont(theme::font(theme::Type::title));
-    auto* about = new QLabel(QStringLiteral(
-        "On this computer, with nothing to set up. A transcription server (a whisper.cpp server, "
-        "speaches, or a hosted service) hears better: name it here and it transcribes files "
-        "and finishes each dictation."));
+    auto* about = new QLabel(core::sentences::kSpeechAbout);
     about->setWordWrap(true);
     theme::setRole(about, "muted");
 
     const SpeechSettings::Values stored = settings.stored();
     address_ = new QLineEdit(stored.server);
-    address_->setPlaceholderText(QStringLiteral("empty: on this computer"));
+    address_->setPlaceholderText(core::sentences::kServerAddressHint);
     model_ = new QLineEdit(stored.model);
     model_->setPlaceholderText(QString::fromLatin1(ServerSettings::kDefaultModel));
     key_ = new QLineEdit;
@@ -100,7 +98,7 @@ SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
     connect(cancel, &QPushButton::clicked, this, &QWidget::close);
     connect(forget_, &QPushButton::clicked, this, [this] {
         const Status forgotten = settings_.forgetKey();
-        status_->setText(forgotten ? QStringLiteral("The key is forgotten.")
+        status_->setText(forgotten ? QString(core::sentences::kKeyForgotten)
                                    : forgotten.error().message);
         showKeyState();
     });
@@ -113,14 +111,13 @@ SpeechSettings::Values SpeechWindow::values() const {
 
 void SpeechWindow::showKeyState() {
     const bool stored = settings_.keyStored();
-    key_->setPlaceholderText(stored ? QStringLiteral("a key is kept; type to replace it")
-                                    : QStringLiteral("none (a local server needs none)"));
+    key_->setPlaceholderText(stored ? core::sentences::kKeyKeptHint : core::sentences::kNoKeyHint);
     forget_->setVisible(stored);
 }
 
 void SpeechWindow::test() {
     test_->setEnabled(false);
-    status_->setText(QStringLiteral("Testing…"));
+    status_->setText(core::sentences::kTesting);
     QPointer<SpeechWindow> self(this);
     settings_.test(values(), [self](const QString& line, bool) {
         if (!self) return;

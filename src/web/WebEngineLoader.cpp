@@ -1,6 +1,7 @@
 #include "web/WebEngineLoader.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -29,7 +30,7 @@ Result<std::unique_ptr<WebSurface>> makeWebSurface(const WebSurfaceSetup& setup)
         if (!library->load()) {
             const QString reason = library->errorString();
             delete library;
-            return std::unexpected(Error{"pelix", 1, "Couldn't load the web engine: " + reason});
+            return std::unexpected(Error::pelix(1, core::sentences::couldntLoadWebEngine(reason)));
         }
         module = library;
         logLine("web", "engine loaded from " + module->fileName());
@@ -37,7 +38,7 @@ Result<std::unique_ptr<WebSurface>> makeWebSurface(const WebSurfaceSetup& setup)
     auto make = reinterpret_cast<MakeWebSurface>(module->resolve(kMakeWebSurface));
     if (!make) {
         return std::unexpected(
-            Error{"pelix", 1, "Couldn't load the web engine: " + module->errorString()});
+            Error::pelix(1, core::sentences::couldntLoadWebEngine(module->errorString())));
     }
     return std::unique_ptr<WebSurface>(make(&setup));
 }

@@ -1,6 +1,7 @@
 #include "web/WebRules.h"
 
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "relay/RelayAccounts.h"
 #include "service/TokenStore.h"
 
@@ -98,11 +99,12 @@ QString offlinePage(const QUrl& failed) {
                "p{color:#5b5c52;margin:0 0 20px;font-size:15px}"
                "a{color:#b8730f;font-weight:600;text-decoration:none;font-size:15px}"
                "</style></head><body><main>"
-               "<h1>Pelix can't reach the internet.</h1>"
-               "<p>Check the connection, then try again.</p>"
-               "<a id=\"again\" href=\"%1\">Try again</a>"
+               "<h1>%2</h1>"
+               "<p>%3</p>"
+               "<a id=\"again\" href=\"%1\">%4</a>"
                "</main></body></html>")
-        .arg(target);
+        .arg(target, escaped(core::sentences::kOffline),
+             escaped(core::sentences::kCheckTheConnection), escaped(core::sentences::kTryAgain));
 }
 
 }  // namespace pelix

@@ -77,6 +77,5 @@ QString offlinePage(const QUrl& failed);
 inline constexpr auto kPickHintScript =
     "(() => { const h = window.__pelixPick || ''; window.__pelixPick = ''; return h; })()";
 inline constexpr auto kVoiceMemosHint = "voice-memos";
-inline constexpr auto kVoiceMemosLabel = "Your voice memos";
 
 }  // namespace pelix

@@ -1,6 +1,7 @@
 #include "web/WebWindow.h"
 
 #include "core/Log.h"
+#include "core/Sentences.h"
 #include "memos/DropCatcher.h"
 #include "web/WebEngineLoader.h"
 
@@ -52,7 +53,7 @@ Result<std::unique_ptr<WebWindow>> WebWindow::make(WebWindowParts parts) {
 }
 
 WebWindow::WebWindow(WebWindowParts parts) : parts_(std::move(parts)) {
-    setWindowTitle(QString::fromLatin1(kTitle));
+    setWindowTitle(core::sentences::kPelix);
     resize(1100, 760);
 }
 
@@ -194,7 +195,7 @@ QStringList WebWindow::pick(const QString& hint, bool multiple, const QStringLis
     FilePick request{{}, {}, multiple, accept};
     if (hint == QLatin1String(kVoiceMemosHint)) {
         request.start = parts_.recordings;
-        request.label = QString::fromLatin1(kVoiceMemosLabel);
+        request.label = core::sentences::kYourVoiceMemos;
     }
     return parts_.chooseFiles(request);
 }

@@ -56,9 +56,6 @@ struct WebWindowParts {
 class WebWindow : public QWidget {
     Q_OBJECT
 public:
-    static constexpr auto kTitle = "Pelix";
-    static constexpr auto kDropTestTitle = "Pelix (drop test)";
-
     // The window, or why the web engine could not be loaded.
     static Result<std::unique_ptr<WebWindow>> make(WebWindowParts parts);
     ~WebWindow() override;

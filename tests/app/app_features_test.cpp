@@ -2,6 +2,7 @@
 
 #include "app/Menu.h"
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
 #include "memos/MemoSender.h"
@@ -164,7 +165,7 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
     ASSERT_EQ(items.size(), 2);
     EXPECT_EQ(items.at(0).text, "Send new voice memos to Pelix");
     EXPECT_TRUE(items.at(0).checked);
-    EXPECT_EQ(items.at(0).toolTip, kVoiceMemosTip);
+    EXPECT_EQ(items.at(0).toolTip, core::sentences::kVoiceMemosTip);
     EXPECT_EQ(items.at(1).text, "Send voice memos…");
 
     prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
@@ -210,7 +211,7 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     features.importNotes();
     ASSERT_EQ(shell.prompts.size(), 1u);
     EXPECT_EQ(shell.prompts.back().title, "Bring Apple Notes into Pelix?");
-    EXPECT_EQ(shell.prompts.back().text, kImportNotesTip);
+    EXPECT_EQ(shell.prompts.back().text, core::sentences::kImportNotesTip);
     shell.answerPrompt(PromptAnswer::reject);
     EXPECT_FALSE(features.importing());
     features.importNotes();

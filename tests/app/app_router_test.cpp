@@ -3,6 +3,7 @@
 #include "app/AppRouter.h"
 #include "app/Menu.h"
 #include "braindump/Braindump.h"
+#include "core/Sentences.h"
 #include "fakes/AppFakes.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
@@ -135,7 +136,7 @@ TEST_F(AppDelegateTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
             ++sends;
             EXPECT_TRUE(server.waitFor("braindump", sends)) << c.seconds;
         } else {
-            EXPECT_EQ(shell.lines, QStringList{braindump::kTooShort}) << c.seconds;
+            EXPECT_EQ(shell.lines, QStringList{core::sentences::kTooShort}) << c.seconds;
         }
         EXPECT_EQ(server.requests("braindump").size(), sends) << c.seconds;
         if (!c.sent) {
@@ -151,7 +152,7 @@ TEST_F(AppDelegateTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
     QFile(home.path() + "/pelix-2.m4a").open(QIODevice::WriteOnly);
     app().upload(home.path() + "/pelix-2.m4a", 2);
     EXPECT_TRUE(testing::waitUntil([&] { return shell.lines.size() == 2; }));
-    EXPECT_EQ(shell.lines, QStringList(2, braindump::kUnreadable));
+    EXPECT_EQ(shell.lines, QStringList(2, core::sentences::kRecordingUnreadable));
     testing::waitUntil([] { return false; }, 100);
     EXPECT_TRUE(server.requests("braindump").isEmpty());
 }
@@ -178,7 +179,7 @@ TEST_F(AppDelegateTest, EscapeDropsTheRecordingOtherKeysDoNot) {
     EXPECT_FALSE(app().recording());
     EXPECT_EQ(recorder.cancels, 1);
     EXPECT_FALSE(QFile::exists(recorder.path));
-    EXPECT_EQ(shell.lines, QStringList{braindump::kDropped});
+    EXPECT_EQ(shell.lines, QStringList{core::sentences::kDropped});
     EXPECT_EQ(timers.pending(), 0);
     // The next tap starts anew.
     tapAlt(100.5);
@@ -195,7 +196,7 @@ TEST_F(AppDelegateTest, StartsThatFailLeaveNoRecordingState) {
         QString line;
     };
     const QList<Case> cases{
-        {"noToken", false, std::nullopt, braindump::kNoToken},
+        {"noToken", false, std::nullopt, core::sentences::kSetTokenFirst},
         {"noMicrophone", true, Error::pelix(1, "There is no microphone."),
          "Couldn't start the microphone: There is no microphone."},
     };
@@ -272,13 +273,13 @@ TEST_F(AppDelegateTest, LinksConnectOnlyWithAPelixKey) {
         QStringList lines;
     };
     const QList<Case> cases{
-        {"pelix-mac://connect?token=pelix_new", "pelix_new", {AppRouter::kConnected}},
-        {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {AppRouter::kConnected}},
-        {"pelix-mac://connect?token=abc", std::nullopt, {AppRouter::kNotAKey}},
+        {"pelix-mac://connect?token=pelix_new", "pelix_new", {core::sentences::kConnected}},
+        {"PELIX-MAC://Connect?token=pelix_caps", "pelix_caps", {core::sentences::kConnected}},
+        {"pelix-mac://connect?token=abc", std::nullopt, {core::sentences::kLinkWithoutKey}},
         {"pelix-mac://connect?token=pelix_x%0D%0AX-Evil:%20injected",
          std::nullopt,
-         {AppRouter::kNotAKey}},
-        {"pelix-mac://connect", std::nullopt, {AppRouter::kNotAKey}},
+         {core::sentences::kLinkWithoutKey}},
+        {"pelix-mac://connect", std::nullopt, {core::sentences::kLinkWithoutKey}},
         {"https://connect?token=pelix_web", std::nullopt, {}},
         {"pelix-mac://somewhere?token=pelix_x", std::nullopt, {}},
         {"pelix-mac://editor", std::nullopt, {}},
@@ -369,16 +370,16 @@ TEST_F(AppDelegateTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {
     EXPECT_EQ(shell.prompts[1].title, "Sign in to Pelix again");
     EXPECT_EQ(shell.prompts[1].reject, "Cancel");
     shell.answerPrompt(PromptAnswer::other);
-    ASSERT_EQ(shell.secretLabels, QStringList{AppRouter::kKeyLabel});
+    ASSERT_EQ(shell.secretLabels, QStringList{core::sentences::kPasteTheKey});
 
     for (const char* bad : {"not a key", "pelix_x\r\nX-Evil: 1"}) {
         shell.enterSecret(bad);
-        EXPECT_EQ(shell.lines.last(), AppRouter::kNotAPastedKey) << bad;
+        EXPECT_EQ(shell.lines.last(), core::sentences::kNotAKey) << bad;
         EXPECT_EQ(tokens.read(), std::nullopt);
     }
     shell.enterSecret("  pelix_pasted \n");
     EXPECT_EQ(tokens.read(), "pelix_pasted");
-    EXPECT_EQ(shell.lines.last(), AppRouter::kConnected);
+    EXPECT_EQ(shell.lines.last(), core::sentences::kConnected);
 
     // Later (or closing the alert) does nothing more.
     app().promptToSignIn();

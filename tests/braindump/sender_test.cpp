@@ -1,5 +1,6 @@
 // The braindump sender against the loopback backend.
 #include "braindump/Braindump.h"
+#include "core/Sentences.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "service/TokenStore.h"
@@ -68,18 +69,19 @@ TEST_F(BraindumpSenderTest, EachAnswerGivesItsLineAndTheRecordingGoes) {
     Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
     BraindumpSender unreachable(nowhere);
     const QString path = recording();
-    EXPECT_TRUE(send(unreachable, path).value_or("failed").startsWith(braindump::kUnreachable));
+    EXPECT_TRUE(
+        send(unreachable, path).value_or("failed").startsWith(core::sentences::kCouldntReachPelix));
     EXPECT_FALSE(QFile::exists(path));
 }
 
 TEST_F(BraindumpSenderTest, AnUnreadableRecordingIsAFailureAndNothingIsSent) {
     const Result<QString> missing = send(sender, home.path() + "/pelix-1.m4a");
     ASSERT_FALSE(missing);
-    EXPECT_EQ(missing.error().message, braindump::kUnreadable);
+    EXPECT_EQ(missing.error().message, core::sentences::kRecordingUnreadable);
 
     QFile::remove(tokens.file("token"));
     const QString path = recording();
-    EXPECT_EQ(send(sender, path).value_or("failed"), braindump::kUnreadable);
+    EXPECT_EQ(send(sender, path).value_or("failed"), core::sentences::kRecordingUnreadable);
     EXPECT_TRUE(server.requests("braindump").isEmpty());
 }
 

@@ -1,5 +1,6 @@
 // Live dictation's rules over fake recognition, microphone and keyboard: debounce, correction,
 // completion, stopping and cancelling.
+#include "core/Sentences.h"
 #include "fakes/TextFakes.h"
 #include "support/TestSupport.h"
 #include "text/CleanUp.h"
@@ -161,7 +162,7 @@ TEST_F(LiveDictationTest, StartFailsCleanly) {
     Status started = live.start(true);
     ASSERT_FALSE(started);
     EXPECT_EQ(started.error().code, 1);
-    EXPECT_EQ(started.error().message, LiveDictation::kUnavailable);
+    EXPECT_EQ(started.error().message, core::sentences::kRecognitionUnavailable);
     EXPECT_EQ(microphone.starts, 0);
 
     recognizer.isReady = true;

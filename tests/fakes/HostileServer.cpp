@@ -249,4 +249,17 @@ HostileServer::Script HostileServer::endlessHeaders() {
     };
 }
 
+HostileServer::Script HostileServer::endlessTrailer() {
+    return [](Wire& wire) {
+        if (!wire.send(
+                head(200, "OK", {"Content-Type: application/json", "Transfer-Encoding: chunked"}) +
+                "2\r\n{}\r\n0\r\nX-Trailer: ")) {
+            return;
+        }
+        const QByteArray block(1024, 'x');
+        while (wire.send(block)) {
+        }
+    };
+}
+
 }  // namespace pelix::fakes

@@ -41,6 +41,8 @@ public:
     static Script chunkedCutShort();
     // A status line followed by header lines that never end.
     static Script endlessHeaders();
+    // A chunked 200 whose last chunk is followed by a trailer line that never ends.
+    static Script endlessTrailer();
 
     explicit HostileServer(Script script);
     ~HostileServer();

@@ -1,5 +1,6 @@
 #include "notes/NotesImport.h"
 
+#include "core/Sentences.h"
 #include "core/Worker.h"
 #include "fakes/LoopbackBackend.h"
 #include "memos/QStringPrinting.h"
@@ -166,9 +167,9 @@ TEST_F(ImportTest, EndsEarlyWithTheRightWords) {
         int requests;
     };
     const Case cases[] = {
-        {"empty", {}, true, {}, NotesImport::kEmpty, 0},
-        {"only trash", notes(3, "Recently Deleted"), true, {}, NotesImport::kEmpty, 0},
-        {"no token", notes(3), false, {}, Api::kNoToken, 0},
+        {"empty", {}, true, {}, core::sentences::kNotesEmpty, 0},
+        {"only trash", notes(3, "Recently Deleted"), true, {}, core::sentences::kNotesEmpty, 0},
+        {"no token", notes(3), false, {}, core::sentences::kSignInFirst, 0},
         {"second batch refused",
          notes(250),
          true,
@@ -204,9 +205,9 @@ TEST_F(ImportTest, ACancelledRunStopsBeforeItsNextBatch) {
 TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
     const std::pair<const char*, QString> cases[] = {
         {"execution error: Not authorized to send Apple events to Notes. (-1743)",
-         NotesImport::kNeedsPermission},
-        {"Error: NOT AUTHORIZED", NotesImport::kNeedsPermission},
-        {"execution error: Error: Can't get object. (-1728)", NotesImport::kNotSignedIn},
+         core::sentences::kNotesNeedPermission},
+        {"Error: NOT AUTHORIZED", core::sentences::kNotesNeedPermission},
+        {"execution error: Error: Can't get object. (-1728)", core::sentences::kNotesNotSignedIn},
         {"ssh: connect to host mac port 22: Connection refused",
          "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
         {"", "Couldn't read Apple Notes: the program failed (exit status 1) without saying why."},

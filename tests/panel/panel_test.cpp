@@ -1,5 +1,7 @@
 // The Tell/Ask panel's rules, and its model against the loopback backend with a manual clock.
 #include "panel/Panel.h"
+#include "core/Sentences.h"
+#include "fakes/HostileServer.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "panel/PanelModel.h"
@@ -154,7 +156,7 @@ protected:
 
 TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
     EXPECT_EQ(model.bubbles().size(), 1);
-    EXPECT_EQ(model.bubbles()[0].text, PanelModel::kGreeting);
+    EXPECT_EQ(model.bubbles()[0].text, core::sentences::kGreeting);
     ASSERT_TRUE(model.send("  What did I say about the intern role?  "));
     // The question and a waiting answer; Send stays off until it comes.
     ASSERT_EQ(model.bubbles().size(), 3);
@@ -220,9 +222,9 @@ TEST_F(PanelModelTest, TheChipChoosesTheModeForOneSendOnly) {
 TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     int loaded = 0;
     QObject::connect(&model, &PanelModel::insightsLoaded, [&](bool ok) { loaded += ok; });
-    EXPECT_EQ(model.insightsNote(), PanelModel::kNothingYet);
+    EXPECT_EQ(model.insightsNote(), core::sentences::kNothingYet);
     model.refreshInsights(false);
-    EXPECT_EQ(model.insightsNote(), PanelModel::kLoading);
+    EXPECT_EQ(model.insightsNote(), core::sentences::kHavingALook);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 1; }));
     EXPECT_EQ(model.insights().size(), 1);
     clock.set(clock.uptime() + 1800);
@@ -239,7 +241,7 @@ TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     model.refreshInsights(true);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 4; }));
     EXPECT_TRUE(model.insights().isEmpty());
-    EXPECT_EQ(model.insightsNote(), PanelModel::kNothingYet);
+    EXPECT_EQ(model.insightsNote(), core::sentences::kNothingYet);
 }
 
 TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
@@ -265,18 +267,43 @@ TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
     // Signed out: the client's own sentence, and nothing is sent.
     QFile::remove(home.dataDir() + "/token");
     sendAndWait("another note");
-    EXPECT_EQ(lastBubble(), Api::kNoToken);
+    EXPECT_EQ(lastBubble(), core::sentences::kSignInFirst);
     EXPECT_EQ(server.requests("organize").size(), 1);
 }
 
+// Every way of not getting an answer reads as the service client says it: the network's own
+// failures and the client's (an unsafe address, an answer cut short) alike, in the bubbles of a
+// Tell and an Ask and in place of the insights.
 TEST_F(PanelModelTest, AnUnreachableBackendSaysSo) {
-    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
-    PanelModel offline(nowhere, clock);
-    ASSERT_TRUE(offline.send("what's up"));
-    ASSERT_TRUE(testing::waitUntil([&] { return !offline.pending(); }));
-    EXPECT_TRUE(offline.bubbles().constLast().text.startsWith("Couldn't reach Pelix: "))
-        << offline.bubbles().constLast().text.toStdString();
-    EXPECT_FALSE(offline.send("   "));
+    fakes::HostileServer cutShort(fakes::HostileServer::cutShort(R"({"reply":"never whole"})", 5));
+    const struct {
+        const char* name;
+        QUrl base;
+    } cases[] = {
+        {"refused", QUrl("http://127.0.0.1:1")},
+        {"plain http elsewhere", QUrl("http://10.255.255.1")},
+        {"cut short", cutShort.base()},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Api nowhere(c.base, tokens, &network, &clock);
+        PanelModel offline(nowhere, clock);
+        for (const char* input : {"what's up", "the rent is paid"}) {
+            ASSERT_TRUE(offline.send(input));
+            ASSERT_TRUE(testing::waitUntil([&] { return !offline.pending(); }, 15000));
+            const QString shown = offline.bubbles().constLast().text;
+            EXPECT_TRUE(shown.startsWith(core::sentences::kCouldntReachPelix))
+                << shown.toStdString();
+            EXPECT_GT(shown.size(), QString(core::sentences::kCouldntReachPelix).size());
+        }
+        bool loaded = false;
+        QObject::connect(&offline, &PanelModel::insightsLoaded, [&] { loaded = true; });
+        offline.refreshInsights(true, 10);
+        ASSERT_TRUE(testing::waitUntil([&] { return loaded; }, 15000));
+        EXPECT_TRUE(offline.insightsNote().startsWith(core::sentences::kCouldntReachPelix))
+            << offline.insightsNote().toStdString();
+        EXPECT_FALSE(offline.send("   "));
+    }
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // The panel's window forwards what the user does to its model and shows what the model says.
+#include "core/Sentences.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "panel/PanelModel.h"
@@ -30,7 +31,7 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
 
     QPushButton* modeChip = nullptr;
     for (auto* button : window.findChildren<QPushButton*>()) {
-        if (button->toolTip() == PanelWindow::kChipTip) modeChip = button;
+        if (button->toolTip() == core::sentences::kModeChipTip) modeChip = button;
     }
     ASSERT_TRUE(modeChip);
     window.input()->setText("is it raining");
@@ -63,7 +64,7 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
     int taps = 0;
     QObject::connect(&model, &PanelModel::micTapped, [&] { ++taps; });
     for (auto* button : window.findChildren<QAbstractButton*>()) {
-        if (button->toolTip() == PanelWindow::kMicTip) button->click();
+        if (button->toolTip() == core::sentences::kMicTip) button->click();
     }
     EXPECT_EQ(taps, 1);
 }

@@ -2,6 +2,7 @@
 // limits hold, and the token goes nowhere but the configured address.
 #include "service/Api.h"
 
+#include "core/Sentences.h"
 #include "fakes/HostileServer.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
@@ -69,7 +70,8 @@ protected:
     // A transport failure shown to the user is one sentence naming Pelix, with no token in it.
     static void expectOneSentence(const pelix::Error& error) {
         const QString shown = Api::describe(error);
-        EXPECT_TRUE(shown.startsWith(Api::kUnreachable)) << shown.toStdString();
+        EXPECT_TRUE(shown.startsWith(pelix::core::sentences::kCouldntReachPelix))
+            << shown.toStdString();
         EXPECT_TRUE(shown.endsWith('.')) << shown.toStdString();
         EXPECT_FALSE(shown.contains("secret")) << shown.toStdString();
         EXPECT_EQ(shown.count(". "), 0) << shown.toStdString();
@@ -117,14 +119,31 @@ TEST_F(HostileApiTest, AnEndlessAnswerIsCutOffWithBoundedMemory) {
     EXPECT_LT(peakMegabytes() - before, 400);
 }
 
+// The sentence names the limit that was hit: the headers' whole, or one line of the chunked
+// frame's trailers.
 TEST_F(HostileApiTest, HeadersThatNeverEndFailWithinTheLimit) {
-    HostileServer server(HostileServer::endlessHeaders());
-    const qint64 before = peakMegabytes();
-    const Outcome o = call(server.base(), 3);
-    ASSERT_FALSE(o.answer.has_value());
-    EXPECT_LT(o.seconds, 4.0);
-    expectOneSentence(o.answer.error());
-    EXPECT_LT(peakMegabytes() - before, 400);
+    const struct {
+        const char* name;
+        HostileServer::Script script;
+        qint64 limit;
+    } cases[] = {
+        {"header lines", HostileServer::endlessHeaders(), pelix::HttpExchange::kHeaderLimit},
+        {"trailer line", HostileServer::endlessTrailer(), pelix::HttpExchange::kLineLimit},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        HostileServer server(c.script);
+        const qint64 before = peakMegabytes();
+        const Outcome o = call(server.base(), 3);
+        ASSERT_FALSE(o.answer.has_value());
+        EXPECT_LT(o.seconds, 4.0);
+        EXPECT_EQ(o.answer.error().code, Api::kTooLarge);
+        const QString said = o.answer.error().message;
+        EXPECT_TRUE(said.contains(QStringLiteral(" %1 KB").arg(c.limit / 1024)))
+            << said.toStdString();
+        expectOneSentence(o.answer.error());
+        EXPECT_LT(peakMegabytes() - before, 400);
+    }
 }
 
 TEST_F(HostileApiTest, AnAnswerCutShortIsATransportFailure) {
@@ -218,7 +237,7 @@ TEST_F(HostileApiTest, AKeyThatWouldInjectAHeaderIsNeverSent) {
     const Outcome o = call(backend.base(), 10, QString("pelix_x\r\nX-Evil: 1"));
     ASSERT_FALSE(o.answer.has_value());
     EXPECT_EQ(o.answer.error().code, 401);
-    EXPECT_EQ(o.answer.error().message, pelix::kNotAKey);
+    EXPECT_EQ(o.answer.error().message, pelix::core::sentences::kNotAKey);
     EXPECT_TRUE(backend.requests().isEmpty());
 }
 

@@ -1,6 +1,7 @@
 #include "service/Api.h"
 
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
@@ -112,7 +113,7 @@ TEST_F(ApiTest, WithoutATokenFailsAtOnceAndSendsNothing) {
     const auto answer = call("insights");
     ASSERT_FALSE(answer.has_value());
     EXPECT_EQ(answer.error().code, 401);
-    EXPECT_EQ(answer.error().message, Api::kNoToken);
+    EXPECT_EQ(answer.error().message, pelix::core::sentences::kSignInFirst);
     EXPECT_TRUE(backend.requests().isEmpty());
 }
 

@@ -1,6 +1,7 @@
 #include "transcribe/TranscriptWindow.h"
 
 #include "core/Prefs.h"
+#include "core/Sentences.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
 #include "media/TestMedia.h"
@@ -56,7 +57,7 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     cursor.select(QTextCursor::Document);
     window.text()->setTextCursor(cursor);
     window.sortButton()->click();
-    EXPECT_EQ(window.status()->text(), TranscriptModel::kTooMuch);
+    EXPECT_EQ(window.status()->text(), core::sentences::kTooMuchToSort);
     cursor.setPosition(1);
     cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
     window.text()->setTextCursor(cursor);

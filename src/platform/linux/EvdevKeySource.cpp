@@ -1,5 +1,7 @@
 #include "platform/linux/EvdevKeySource.h"
 
+#include "core/Sentences.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
@@ -141,10 +143,9 @@ Status EvdevKeySource::start(Handlers handlers) {
     rescan();
     if (!devices_.empty()) return {};
     if (paths.isEmpty()) {
-        return fail(1, QStringLiteral("No keyboard was found under /dev/input."));
+        return fail(1, core::sentences::kNoKeyboard);
     }
-    return fail(2, QStringLiteral("Pelix may not read the keyboards: add yourself to the input "
-                                  "group (sudo usermod -aG input $USER), then log in again."));
+    return fail(2, core::sentences::kKeyboardsForbidden);
 }
 
 void EvdevKeySource::rescan() {

@@ -1,5 +1,7 @@
 #include "platform/linux/GioApps.h"
 
+#include "core/Sentences.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -92,7 +94,7 @@ Status GioApps::open(const QUrl& url) {
     }
     const QString reason = error ? QString::fromUtf8(error->message) : QString();
     g_clear_error(&error);
-    return fail(1, QStringLiteral("Couldn't open the link: ") + reason);
+    return fail(1, core::sentences::couldntOpenLink(reason));
 }
 
 }  // namespace pelix::platform

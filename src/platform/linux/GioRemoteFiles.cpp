@@ -1,5 +1,7 @@
 #include "platform/linux/GioRemoteFiles.h"
 
+#include "core/Sentences.h"
+
 #include <QFile>
 
 #include <gio/gio.h>
@@ -23,10 +25,10 @@ Result<QString> GioRemoteFiles::fetch(const QUrl& location, const QString& targe
     GError* error = nullptr;
     if (!g_file_copy(source.get(), copy.get(), G_FILE_COPY_NONE, nullptr, nullptr, nullptr,
                      &error)) {
-        const QString why = error ? QString::fromUtf8(error->message) : QStringLiteral("no reason");
+        const QString why = error ? QString::fromUtf8(error->message) : QString();
         g_clear_error(&error);
         QFile::remove(target);
-        return fail(1, "Couldn't fetch " + name + ": " + why);
+        return fail(1, core::sentences::couldntFetch(name, why));
     }
     return target;
 }

@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxDesktop.h"
 
+#include "core/Sentences.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/DBusSession.h"
 #include "platform/linux/GioApps.h"
@@ -127,11 +128,10 @@ std::optional<QString> X11Desktop::displayProblem() {
     const QString display = qEnvironmentVariable("DISPLAY");
     if (display.isEmpty()) {
         if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) return std::nullopt;
-        return QStringLiteral("there is none here ($DISPLAY is not set)");
+        return core::sentences::kNoDisplaySet;
     }
     if (!X11KeySource::probe().display) {
-        return QStringLiteral("the display %1 does not answer (is its X server running?)")
-            .arg(display);
+        return core::sentences::displayNotAnswering(display);
     }
     return std::nullopt;
 }

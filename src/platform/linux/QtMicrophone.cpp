@@ -1,5 +1,7 @@
 #include "platform/linux/QtMicrophone.h"
 
+#include "core/Sentences.h"
+
 #include <QAudioDevice>
 #include <QAudioFormat>
 #include <QAudioSource>
@@ -12,12 +14,12 @@ namespace {
 QString describe(QAudio::Error error) {
     switch (error) {
         case QAudio::OpenError:
-            return QStringLiteral("The input device could not be opened.");
+            return core::sentences::kInputDeviceNotOpened;
         case QAudio::IOError:
-            return QStringLiteral("The input device stopped delivering sound.");
+            return core::sentences::kInputDeviceStopped;
         case QAudio::UnderrunError:
         case QAudio::FatalError:
-            return QStringLiteral("The sound server failed.");
+            return core::sentences::kSoundServerFailed;
         case QAudio::NoError:
             break;
     }
@@ -39,7 +41,7 @@ bool QtMicrophone::present() {
 Status QtMicrophone::start(int sampleRate, Samples samples) {
     stop();
     const QAudioDevice input = QMediaDevices::defaultAudioInput();
-    if (input.isNull()) return fail(1, QStringLiteral("There is no microphone."));
+    if (input.isNull()) return fail(1, core::sentences::kNoMicrophone);
     QAudioFormat format;
     format.setSampleRate(sampleRate);
     format.setChannelCount(1);
@@ -49,8 +51,7 @@ Status QtMicrophone::start(int sampleRate, Samples samples) {
     QIODevice* device = source->start();
     if (!device || source->error() != QAudio::NoError) {
         const QString why = describe(source->error());
-        return fail(2,
-                    why.isEmpty() ? QStringLiteral("The input device could not be opened.") : why);
+        return fail(2, why.isEmpty() ? QString(core::sentences::kInputDeviceNotOpened) : why);
     }
     source_ = std::move(source);
     device_ = device;

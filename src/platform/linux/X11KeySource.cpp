@@ -1,5 +1,7 @@
 #include "platform/linux/X11KeySource.h"
 
+#include "core/Sentences.h"
+
 #include <QSocketNotifier>
 
 #include <X11/XKBlib.h>
@@ -63,10 +65,10 @@ Status X11KeySource::start(Handlers handlers) {
     auto x = std::make_unique<Connection>();
     x->display = XOpenDisplay(nullptr);
     if (!x->display) {
-        return fail(1, QStringLiteral("There is no X display to watch the keys on."));
+        return fail(1, core::sentences::kNoXDisplay);
     }
     if (!hasXInput2(x->display, &x->opcode)) {
-        return fail(2, QStringLiteral("The X display has no XInput 2, so the keys can't be seen."));
+        return fail(2, core::sentences::kNoXInput2);
     }
     unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
     XISetMask(bits, XI_RawKeyPress);

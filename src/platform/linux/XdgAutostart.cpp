@@ -2,6 +2,7 @@
 
 #include "core/Paths.h"
 #include "core/PrivateFile.h"
+#include "core/Sentences.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,7 +31,9 @@ Status XdgAutostart::enable(const QString& program) {
         "[Desktop Entry]\n"
         "Type=Application\n"
         "Name=Pelix\n"
-        "Comment=Tap Alt, talk, then tap Alt again.\n"
+        "Comment=" +
+        QByteArray(core::sentences::kAutostartComment) +
+        "\n"
         "Exec=\"" +
         quoted.toUtf8() +
         "\"\n"
@@ -45,7 +48,7 @@ Status XdgAutostart::enable(const QString& program) {
 
 Status XdgAutostart::disable() {
     if (QFile::exists(file()) && !QFile::remove(file())) {
-        return fail(1, QStringLiteral("The file %1 could not be removed.").arg(file()));
+        return fail(1, core::sentences::couldntRemoveFile(file()));
     }
     return {};
 }
