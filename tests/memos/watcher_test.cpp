@@ -1,17 +1,9 @@
 #include "memos/VoiceMemoWatcher.h"
 
 #include "MemoTestSupport.h"
-#include "fakes/LoopbackBackend.h"
-#include "support/TestSupport.h"
+#include "fakes/BackendRig.h"
+#include "fakes/MemoFakes.h"
 
-#include <gtest/gtest.h>
-
-#include <QCryptographicHash>
-#include <QJsonArray>
-#include <QMutex>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
-#include <QThread>
 #include <climits>
 #include <cmath>
 
@@ -23,70 +15,19 @@ using fakes::Reply;
 using testing::waitUntil;
 using testing::writeFile;
 
-class TestClock final : public Clock {
-public:
-    double uptime() const override { return 0; }
-    QDateTime now() const override { return now_; }
-    QDateTime now_ = QDateTime::currentDateTimeUtc();
-};
-
-class HandTicker final : public Ticker {
-public:
-    void start(double, std::function<void()> tick) override { tick_ = std::move(tick); }
-    void stop() override { tick_ = nullptr; }
-    void tick() {
-        if (tick_) tick_();
-    }
-
-private:
-    std::function<void()> tick_;
-};
-
-// Media and on-device hearing stand-ins: lengths by file name, cuts that write what they cover,
-// a local transcript or failure.
-struct FakeTools {
-    QMutex lock;
-    QHash<QString, double> lengths;
-    int cuts = 0;
-    std::optional<QString> local = QString("heard here");
-    QList<std::pair<QString, QStringList>> heard;  // locale and expected words of each run
-    QTemporaryDir scratch;
-
-    MemoTools tools() {
-        return MemoTools{
-            [this](const QString& file) -> Result<double> {
-                QMutexLocker hold(&lock);
-                return lengths.value(QFileInfo(file).fileName(), 30);
-            },
-            [this](const QString&, double from, double length) -> Result<QString> {
-                QMutexLocker hold(&lock);
-                return writeFile(scratch.path(), QString("cut-%1.m4a").arg(++cuts),
-                                 QString("audio %1+%2").arg(from).arg(length).toUtf8());
-            },
-            [](const QString&) -> std::optional<QDateTime> { return std::nullopt; },
-            [this](const QString&, const QString& locale,
-                   const QStringList& words) -> Result<QString> {
-                QMutexLocker hold(&lock);
-                heard.push_back({locale, words});
-                if (!local) return fail(9, "No speech model.");
-                return *local;
-            },
-        };
-    }
-};
-
 bool transcribeOnly(const Recorded& request) {
     return request.json.value("transcribe_only").toBool();
 }
 
-class WatcherTest : public ::testing::Test {
+class WatcherTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
+    WatcherTest() : BackendRig("pelix_memo_token") {}
+
     void SetUp() override {
-        tokens.write("pelix_memo_token");
         prefs.setValue("voiceMemos.folder", folder.path());
         prefs.setValue("voiceMemos.on", true);
         prefs.setValue("voiceMemos.since", 0.0);
-        clock.now_ = QDateTime::currentDateTimeUtc().addSecs(600);
+        clock.setNow(QDateTime::currentDateTimeUtc().addSecs(600));
         hearByBackend("from the backend");
         backend.answerWith("braindump", [this](const Recorded& request) {
             if (transcribeOnly(request)) return heardReply;
@@ -117,16 +58,9 @@ protected:
         return waitUntil([&] { return done.has_value(); }) && *done;
     }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
     QTemporaryDir folder;
-    TestClock clock;
-    HandTicker ticker;
-    FakeTools fake;
-    QNetworkAccessManager network;
-    TokenStore tokens{home.dataDir()};
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
-    Api api{backend.base(), tokens, &network, &clock};
+    fakes::HandTicker ticker;
+    fakes::FakeMemoTools fake;
     VoiceMemoWatcher watcher{api, prefs, clock, fake.tools(), ticker};
     QStringList statuses;
     Reply heardReply;
@@ -137,12 +71,12 @@ TEST_F(WatcherTest, AMemoIsSentOnlyOnce90SecondsAfterItsLastWrite) {
     const QDateTime written = QDateTime::currentDateTimeUtc().addSecs(-5);
     writeFile(folder.path(), "fresh.m4a", "audio", written);
 
-    clock.now_ = written.addSecs(89);
+    clock.setNow(written.addSecs(89));
     watcher.look();
     ASSERT_TRUE(idle());
     EXPECT_TRUE(statuses.isEmpty());
 
-    clock.now_ = written.addMSecs(90001);
+    clock.setNow(written.addMSecs(90001));
     watcher.look();
     ASSERT_TRUE(waitForStatus("Your voice memo is in Pelix."));
     ASSERT_TRUE(idle());
