@@ -1,16 +1,11 @@
-#include "media/TestMedia.h"
 #include "fakes/FakeEngine.h"
+#include "media/TestMedia.h"
 #include "speech/PocketSphinxEngine.h"
 #include "support/TestSupport.h"
 #include "transcribe/StableId.h"
 #include "transcribe/VideoTranscriber.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QTemporaryDir>
-#include <QThread>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
