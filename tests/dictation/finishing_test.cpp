@@ -1,9 +1,8 @@
 // Live dictation with a finishing pass: the local recogniser types while the key is held, and
 // the pass's text, when it comes within the stop bound, is what the window ends with.
-#include "fakes/TextFakes.h"
 #include "dictation/FinishingRecognizer.h"
-
-#include <gtest/gtest.h>
+#include "fakes/TextFakes.h"
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {

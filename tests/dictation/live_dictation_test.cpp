@@ -4,8 +4,6 @@
 #include "support/TestSupport.h"
 #include "text/CleanUp.h"
 
-#include <gtest/gtest.h>
-
 namespace pelix {
 namespace {
 

@@ -1,9 +1,8 @@
 // Cutting text for typing, the prefix diff of dictation, and Insert's choices, without a display.
-#include "fakes/TextFakes.h"
 #include "core/Graphemes.h"
 #include "dictation/Insert.h"
-
-#include <gtest/gtest.h>
+#include "fakes/TextFakes.h"
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {
