@@ -4,6 +4,7 @@
 // AT-SPI, pastes, presses Return and reports to the backend.
 #include "fakes/BackendRig.h"
 #include "platform/Desktop.h"
+#include "platform/Typist.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

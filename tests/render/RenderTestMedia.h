@@ -27,11 +27,12 @@ inline QString faceVideo(const TestMedia& media, const QString& name, const QStr
                          int left) {
     const QString overlay =
         QStringLiteral("[0][1]overlay=x=%1:y=0:shortest=1,format=yuv420p[v]").arg(left);
-    runTool("ffmpeg", args("-v error -y -f lavfi -i color=c=0x404040:s=1280x720:r=25 -loop 1 -i") +
-                          QStringList{facePicture(), "-i", sound, "-filter_complex", overlay} +
-                          args("-map [v] -map 2:a -shortest -c:v libx264 -preset ultrafast -g 25 "
-                               "-c:a aac") +
-                          media.path(name));
+    runTool("ffmpeg",
+            args("-v error -y -f lavfi -i color=c=0x404040:s=1280x720:r=25 -loop 1 -i") +
+                    QStringList{facePicture(), "-i", sound, "-filter_complex", overlay} +
+                    args("-map [v] -map 2:a -shortest -c:v libx264 -preset ultrafast -g 25 "
+                         "-c:a aac")
+                << media.path(name));
     return media.path(name);
 }
 

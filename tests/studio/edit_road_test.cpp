@@ -4,8 +4,10 @@
 #include "editor/EditProject.h"
 #include "editor/Timeline.h"
 #include "fakes/BackendRig.h"
+#include "media/TestMedia.h"
 
 #include <QRegularExpression>
+#include <QSize>
 
 #include <signal.h>
 
