@@ -206,6 +206,7 @@ void BM_FinishingPass(benchmark::State& state) {
         pelix::SpeechEngines::standard(pelix::SpeechEngines::Kind::local);
     pelix::EngineRecognizer recognizer([&] { return pelix::dictationEngine(engines); });
     QObject home;
+    pelix::Worker serverWork(&home, 1);
     const TargetWindow& stopwatch = window;
     double answered = -1;  // when the server's text reached the main thread
     pelix::FinishingRecognizer finishing(
@@ -213,7 +214,7 @@ void BM_FinishingPass(benchmark::State& state) {
         [&](const QByteArray& sound, pelix::FinishingRecognizer::Heard done) {
             auto session = onServer.start("en-US", {}, {});
             return pelix::hearInBackground(
-                std::move(*session), sound, &home,
+                serverWork, std::move(*session), sound,
                 [&, done = std::move(done)](pelix::Result<QString> text) {
                     answered = stopwatch.elapsed();
                     done(std::move(text));

@@ -3,12 +3,12 @@
 // picture of it, and the memory the window takes with the three-hour project open.
 #include "BenchSupport.h"
 #include "core/Timers.h"
+#include "editor/SampleProject.h"
+#include "render/Renderer.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
-#include "editor/SampleProject.h"
-#include "render/Renderer.h"
 #include "ui/Theme.h"
 
 #include <QApplication>

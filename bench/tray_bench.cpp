@@ -1,7 +1,7 @@
 // The tray application's own work on the main thread: the Alt tap's rule per modifier change,
 // and building the body of a braindump of the longest recording (300 s at 64 kbit/s).
-#include "braindump/Braindump.h"
 #include "app/Gestures.h"
+#include "braindump/Braindump.h"
 
 #include <QFile>
 #include <QRandomGenerator>

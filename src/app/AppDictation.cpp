@@ -32,7 +32,8 @@ AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& m
           }),
       typist_(typist),
       clipboard_(clipboard),
-      live_(finishing_, microphone, typist_, timers) {
+      live_(finishing_, microphone, typist_, timers),
+      serverWork_(&live_) {
     finishing_.onTrouble = [this](const QString& sentence) { shell_.show(sentence); };
 }
 
@@ -51,7 +52,7 @@ std::function<void()> AppDictation::finishOnServer(const QByteArray& pcm,
         done(std::unexpected(session.error()));
         return [] {};
     }
-    return hearInBackground(std::move(*session), pcm, &live_, std::move(done));
+    return hearInBackground(serverWork_, std::move(*session), pcm, std::move(done));
 }
 
 Status AppDictation::start(bool typeIntoApp) {

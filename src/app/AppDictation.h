@@ -3,13 +3,14 @@
 #include "app/Shell.h"
 #include "core/Clock.h"
 #include "core/Timers.h"
+#include "core/Worker.h"
+#include "dictation/EngineRecognizer.h"
+#include "dictation/FinishingRecognizer.h"
+#include "dictation/LiveDictation.h"
 #include "platform/Microphone.h"
 #include "platform/Typist.h"
 #include "speech/SpeechEngines.h"
 #include "speech/TranscriptionServerEngine.h"
-#include "dictation/EngineRecognizer.h"
-#include "dictation/FinishingRecognizer.h"
-#include "dictation/LiveDictation.h"
 
 #include <optional>
 
@@ -51,6 +52,7 @@ private:
     platform::Typist& typist_;
     platform::Clipboard& clipboard_;
     LiveDictation live_;
+    Worker serverWork_;  // the server's hearing of a whole hold, handed back to `live_`
     bool typing_ = false;
     bool toClipboard_ = false;  // wanted typing where there is none
 };

@@ -5,6 +5,7 @@
 #include "core/Log.h"
 #include "core/Prefs.h"
 #include "memos/MemoChooserWindow.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "notes/NotesImport.h"
@@ -20,7 +21,7 @@
 namespace pelix {
 
 AppFeatures::AppFeatures(FeatureParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)) {}
+    : QObject(parent), parts_(std::move(parts)), worker_(this) {}
 
 AppFeatures::~AppFeatures() {
     if (importStop_) *importStop_ = true;
@@ -76,15 +77,10 @@ void AppFeatures::setFolder(const QString& folder) {
 void AppFeatures::chooseMemos() {
     if (!chooser_) {
         QPointer<AppFeatures> self(this);
-        VoiceMemoWatcher& watcher = parts_.watcher;
         chooser_ = std::make_unique<MemoChooserWindow>(MemoChooserWindow::Parts{
             .prefs = parts_.prefs,
             .timers = parts_.timers,
-            .send =
-                [&watcher](const QString& file, const std::optional<QString>& title,
-                           std::function<void(bool)> done) {
-                    watcher.send(file, title, std::move(done));
-                },
+            .send = parts_.sender.sendFunction(),
             .setAuto =
                 [self](bool on) {
                     if (self) self->setVoiceMemos(on);
@@ -111,12 +107,7 @@ void AppFeatures::sendDropped(const QStringList& files) {
     }
     if (sounds.isEmpty()) return;
     if (!dropped_) {
-        VoiceMemoWatcher& watcher = parts_.watcher;
-        dropped_ = std::make_unique<Drops::Sender>([&watcher](const QString& file,
-                                                              const std::optional<QString>& title,
-                                                              std::function<void(bool)> done) {
-            watcher.send(file, title, std::move(done));
-        });
+        dropped_ = std::make_unique<Drops::Sender>(parts_.sender.sendFunction());
         connect(dropped_.get(), &Drops::Sender::show, this,
                 [this](const QString& text, Drops::State state) {
                     parts_.shell.show(text);
@@ -140,7 +131,7 @@ void AppFeatures::importNotes() {
         }
         self->importing_ = true;
         self->importStop_ = NotesImport::run(
-            self->parts_.api, std::move(source),
+            self->worker_, self->parts_.api, std::move(source),
             [self](const QString& progress) {
                 if (self) self->parts_.shell.show(progress);
             },
@@ -153,8 +144,7 @@ void AppFeatures::importNotes() {
                 Q_EMIT self->importFinished(message);
             });
     };
-    if (std::optional<NotesImport::Source> source =
-            NotesImport::defaultSource(parts_.prefs)) {
+    if (std::optional<NotesImport::Source> source = NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = QStringLiteral("Bring Apple Notes into Pelix?"),
                             .text = QString::fromUtf8(kImportNotesTip),
                             .accept = QStringLiteral("Bring them over"),
@@ -167,9 +157,8 @@ void AppFeatures::importNotes() {
     }
     // No notes app to ask on this machine: the notes come from an exported file.
     parts_.shell.chooseFile(QStringLiteral("Choose the exported notes to bring over"),
-                            QStringLiteral("Exported notes (*.json)"), [run](const QString& file) {
-                                run(NotesImport::fileSource(file));
-                            });
+                            QStringLiteral("Exported notes (*.json)"),
+                            [run](const QString& file) { run(NotesImport::fileSource(file)); });
 }
 
 void AppFeatures::transcribeVideo() {
@@ -184,8 +173,8 @@ TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
     const QString key = QFileInfo(file).absoluteFilePath();
     auto found = transcripts_.find(key);
     if (found == transcripts_.end()) {
-        auto window = std::make_unique<TranscriptWindow>(parts_.engines, parts_.api, parts_.prefs,
-                                                         parts_.clock, key);
+        auto window = std::make_unique<TranscriptWindow>(parts_.engines, worker_, parts_.api,
+                                                         parts_.prefs, parts_.clock, key);
         QPointer<AppFeatures> self(this);
         // The window is let go once its close has run to the end.
         connect(window.get(), &TranscriptWindow::closed, this, [self, key] {

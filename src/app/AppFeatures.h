@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Timers.h"
+#include "core/Worker.h"
 #include "memos/Drops.h"
 
 #include <QObject>
@@ -17,6 +18,7 @@ namespace pelix {
 class Api;
 class Clock;
 class MemoChooserWindow;
+class MemoSender;
 class Prefs;
 class Shell;
 class SpeechEngines;
@@ -30,6 +32,7 @@ struct FeatureParts {
     Timers& timers;
     // The status line, sounds and the questions asked of the user.
     Shell& shell;
+    MemoSender& sender;
     VoiceMemoWatcher& watcher;
     const SpeechEngines& engines;
     Drops::Fetch fetch;
@@ -88,6 +91,8 @@ private:
     FeatureParts parts_;
     std::unique_ptr<MemoChooserWindow> chooser_;
     std::unique_ptr<Drops::Sender> dropped_;
+    // Reads notes and hears videos; the windows go first and stop their runs as they go.
+    Worker worker_;
     std::map<QString, std::unique_ptr<TranscriptWindow>> transcripts_;
     bool importing_ = false;
     std::shared_ptr<std::atomic_bool> importStop_;

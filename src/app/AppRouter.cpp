@@ -6,17 +6,17 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QFileInfo>
 #include <QPointer>
-#include <QThread>
 
 #include <cmath>
-#include <memory>
 
 namespace pelix {
 
 AppRouter::AppRouter(AppParts parts, QObject* parent)
-    : QObject(parent), parts_(std::move(parts)), panel_(parts_.api, parts_.clock) {
+    : QObject(parent),
+      parts_(std::move(parts)),
+      panel_(parts_.api, parts_.clock),
+      braindumps_(parts_.api) {
     // The panel's microphone starts a braindump, or ends whatever recording runs.
     connect(&panel_, &relay::PanelModel::micTapped, this, [this] {
         if (recording_) {
@@ -161,33 +161,13 @@ void AppRouter::discardRecording() {
 }
 
 void AppRouter::upload(const QString& path, double seconds) {
-    // Reading and encoding the file takes tens of milliseconds for a long recording: a worker
-    // does it, and the request goes out from here once it is done.
-    auto body = std::make_shared<Result<QByteArray>>();
-    QThread* worker = QThread::create([body, path, context = parts_.api.context("voice", seconds)] {
-        *body = braindumpBody(path, context);
+    // The sender is this router's own: it calls back only while the router is there.
+    braindumps_.send(path, seconds, [this](Result<QString> line) {
+        if (!line) return parts_.shell.show(line.error().message);
+        parts_.shell.show(*line);
+        filed(*line);
+        Q_EMIT uploaded(*line);
     });
-    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    connect(worker, &QThread::finished, this, [this, body, path, seconds] {
-        if (!*body) {
-            parts_.shell.show(braindump::kUnreadable);
-            return;
-        }
-        logLine("braindump", QStringLiteral("sending %1 (%2 s)")
-                                 .arg(QFileInfo(path).fileName())
-                                 .arg(seconds, 0, 'f', 1));
-        QPointer<AppRouter> self(this);
-        parts_.api.post("braindump", **body, std::nullopt, braindump::kUploadTimeout,
-                        [self, path](RawAnswer answer) {
-                            QFile::remove(path);
-                            const QString line = uploadLine(answer);
-                            if (!self) return;
-                            self->parts_.shell.show(line);
-                            self->filed(line);
-                            Q_EMIT self->uploaded(line);
-                        });
-    });
-    worker->start();
 }
 
 void AppRouter::filed(const QString& line) {

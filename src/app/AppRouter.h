@@ -3,14 +3,15 @@
 #include "app/Gestures.h"
 #include "app/Links.h"
 #include "app/Menu.h"
-#include "braindump/Recorder.h"
 #include "app/Shell.h"
+#include "braindump/Braindump.h"
+#include "braindump/Recorder.h"
 #include "core/Clock.h"
 #include "core/Prefs.h"
 #include "core/Timers.h"
+#include "panel/PanelModel.h"
 #include "platform/Autostart.h"
 #include "platform/Keys.h"
-#include "panel/PanelModel.h"
 #include "service/Api.h"
 #include "service/TokenStore.h"
 
@@ -123,6 +124,7 @@ private:
     std::unique_ptr<PendingTimer> maxTimer_;
     std::unique_ptr<PendingTimer> insightsTimer_;
     relay::PanelModel panel_;
+    BraindumpSender braindumps_;
     bool recording_ = false;
     bool fileIt_ = true;
 };

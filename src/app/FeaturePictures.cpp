@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Prefs.h"
+#include "core/Worker.h"
 #include "memos/DropCatcher.h"
 #include "memos/MemoChooserWindow.h"
 #include "service/ServiceContext.h"
@@ -147,14 +148,15 @@ std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
                      "; make it with scripts/make-sample (or name one in PELIX_SAMPLE_VIDEO).");
         return nullptr;
     }
-    // The window and the run it starts need the engines for as long as they live.
+    // The run the window starts needs the engines until its worker has ended it.
     struct Frame : PictureFrame {
         SpeechEngines engines = SpeechEngines::standard();
+        Worker worker{nullptr};
     };
     auto frame = std::make_unique<Frame>();
     auto* window =
-        new TranscriptWindow(frame->engines, services.api(), frame->prefs(), services.clock(),
-                             QFileInfo(video).absoluteFilePath(), frame.get());
+        new TranscriptWindow(frame->engines, frame->worker, services.api(), frame->prefs(),
+                             services.clock(), QFileInfo(video).absoluteFilePath(), frame.get());
     window->setFixedSize(kTranscriptSize);
     frame->setFixedSize(kTranscriptSize);
     window->start();

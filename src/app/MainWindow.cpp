@@ -2,10 +2,9 @@
 
 #include "core/Console.h"
 #include "core/Paths.h"
+#include "memos/MemoSender.h"
 #include "memos/MemoTools.h"
-#include "memos/Ticker.h"
 #include "memos/VoiceMemoLibrary.h"
-#include "memos/VoiceMemoWatcher.h"
 #include "platform/Desktop.h"
 #include "platform/RemoteFiles.h"
 #include "service/ServiceContext.h"
@@ -17,7 +16,7 @@
 namespace pelix {
 
 WebWindowParts mainWindowParts(platform::Desktop& desktop, ServiceContext& context, Timers& timers,
-                               VoiceMemoWatcher& watcher, std::function<void()> chime) {
+                               MemoSender& sender, std::function<void()> chime) {
     Prefs& prefs = context.prefs();
     platform::RemoteFiles& remote = desktop.remoteFiles();
     return WebWindowParts{
@@ -33,9 +32,7 @@ WebWindowParts mainWindowParts(platform::Desktop& desktop, ServiceContext& conte
         .fetch = [&remote](const QUrl& location,
                            const QString& target) { return remote.fetch(location, target); },
         .library = [&prefs] { return VoiceMemoLibrary::memos(VoiceMemoLibrary::folder(prefs)); },
-        .send = [&watcher](
-                    const QString& file, const std::optional<QString>& title,
-                    std::function<void(bool)> done) { watcher.send(file, title, std::move(done)); },
+        .send = sender.sendFunction(),
         .chime = std::move(chime),
     };
 }
@@ -50,13 +47,11 @@ QStringList chooseFilesInDialog(const FilePick& pick) {
 
 int runDropTest(platform::Desktop& desktop, ServiceContext& context) {
     QtTimers timers;
-    QtTicker ticker;
-    VoiceMemoWatcher watcher(context.api(), context.prefs(), context.clock(), machineTools(),
-                             ticker);
-    watcher.onStatus([](const QString& line) { console::err(line); });
+    MemoSender sender(context.api(), context.prefs(), context.clock(), machineTools());
+    sender.onStatus([](const QString& line) { console::err(line); });
     ui::Sounds sounds;
     Result<std::unique_ptr<WebWindow>> window = WebWindow::make(mainWindowParts(
-        desktop, context, timers, watcher, [&sounds] { sounds.play(ui::Sound::done); }));
+        desktop, context, timers, sender, [&sounds] { sounds.play(ui::Sound::done); }));
     if (!window) {
         console::err(window.error().message);
         return 1;

@@ -7,16 +7,16 @@
 namespace pelix {
 
 class ServiceContext;
-class VoiceMemoWatcher;
+class MemoSender;
 namespace platform {
 class Desktop;
 }
 
 // The web window's parts as the application makes them: the web app's address from the
 // preferences, the desktop's handlers, the recordings folder, dropped recordings sent through
-// the watcher, files chosen in a dialog.
+// the memo sender, files chosen in a dialog.
 WebWindowParts mainWindowParts(platform::Desktop& desktop, ServiceContext& context, Timers& timers,
-                               VoiceMemoWatcher& watcher, std::function<void()> chime);
+                               MemoSender& sender, std::function<void()> chime);
 
 // The file chooser of the web window: a dialog, starting in the pick's folder under its label.
 QStringList chooseFilesInDialog(const FilePick& pick);

@@ -1,5 +1,11 @@
 #pragma once
 
+// Snapshots always run on Qt's off-screen platform with the environment's scaling switched off,
+// and apply the theme first. Each file is written atomically. The pictures are the same bytes
+// from run to run; snapshot_tests compares them with tests/app/snapshots/, and
+// scripts/update-snapshots draws them anew when a look changes on purpose. With --framing the
+// modes table then runs render::runFramingSnapshot, a frame of a clip rather than a window.
+
 #include <QString>
 
 #include <functional>

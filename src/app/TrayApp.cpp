@@ -5,20 +5,21 @@
 #include "app/MainWindow.h"
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "studio/EditorModel.h"
-#include "studio/EditorWindow.h"
-#include "studio/EngineAssistant.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
+#include "panel/PanelModel.h"
+#include "panel/PanelWindow.h"
 #include "platform/Autostart.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
 #include "platform/RemoteFiles.h"
-#include "panel/PanelModel.h"
-#include "panel/PanelWindow.h"
 #include "relay/Relay.h"
 #include "relay/RelayBannerWindow.h"
 #include "render/Renderer.h"
 #include "speech/SpeechEngines.h"
+#include "studio/EditorModel.h"
+#include "studio/EditorWindow.h"
+#include "studio/EngineAssistant.h"
 #include "ui/BadgeWindow.h"
 #include "ui/TrayLook.h"
 
@@ -28,7 +29,6 @@
 #include <QDir>
 #include <QMenu>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace pelix {
 
@@ -61,11 +61,13 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
                                                 desktop.typist(), desktop.clipboard())),
       engines_(std::make_unique<SpeechEngines>(SpeechEngines::standard())),
       memoTicker_(std::make_unique<QtTicker>()),
-      watcher_(std::make_unique<VoiceMemoWatcher>(context.api(), context.prefs(), context.clock(),
-                                                  machineTools(), *memoTicker_)) {
+      memoSender_(std::make_unique<MemoSender>(context.api(), context.prefs(), context.clock(),
+                                               machineTools())),
+      watcher_(std::make_unique<VoiceMemoWatcher>(*memoSender_, context.prefs(), context.clock(),
+                                                  *memoTicker_)) {
     // On a desktop whose new windows take the focus, the status line must not be one.
     shell_.setOverlay(desktop.overlay());
-    watcher_->onStatus([this](const QString& line) { shell_.show(line); });
+    memoSender_->onStatus([this](const QString& line) { shell_.show(line); });
     platform::RemoteFiles& remote = desktop.remoteFiles();
     features_ = std::make_unique<AppFeatures>(FeatureParts{
         .prefs = context.prefs(),
@@ -73,6 +75,7 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .clock = context.clock(),
         .timers = timers_,
         .shell = shell_,
+        .sender = *memoSender_,
         .watcher = *watcher_,
         .engines = *engines_,
         .fetch = [&remote](const QUrl& location,
@@ -120,9 +123,9 @@ TrayApp::~TrayApp() {
     // The windows draw the delegate's panel model: they go first.
     panel_.reset();
     badge_.reset();
-    // Transcript windows stop their runs as they go; the runs use the engines until they notice.
+    // Transcript windows stop their runs as they go, and the features' worker waits for the runs,
+    // which use the engines until they notice, and for a notes import still reading.
     features_.reset();
-    QThreadPool::globalInstance()->waitForDone();
 }
 
 DesktopFacts TrayApp::facts(bool devices) const {
@@ -177,8 +180,7 @@ void TrayApp::start() {
     const bool askedBefore = context_.prefs().keysPromptShown();
     if (!askedBefore) context_.prefs().setKeysPromptShown(true);
     const Status listening = desktop_.keys().start({
-        .modifiersChanged = [this](Mods mods,
-                                   double now) { router_->modifiersChanged(mods, now); },
+        .modifiersChanged = [this](Mods mods, double now) { router_->modifiersChanged(mods, now); },
         .otherInput = [this](const platform::OtherInput& input) { router_->otherInput(input); },
     });
     if (!listening) {
@@ -291,7 +293,7 @@ void TrayApp::receive(const QString& message) {
 
 void TrayApp::openWeb() {
     if (!web_) {
-        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *watcher_,
+        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *memoSender_,
                                                [this] { shell_.play(ui::Sound::done); });
         parts.onMacLink = [this](const QUrl& url) { receive(url.toString()); };
         parts.onRelayAccount = [this](const RelayAccountMessage& message,

@@ -1,7 +1,16 @@
 #pragma once
 
-#include "app/AppRouter.h"
+// The start-up order: the tray icon and menu (or, without a tray, one sentence saying how to reach
+// the panel), the key source (its failure shown once, the first time, "keys.promptShown"), opening
+// at login (asked once, "login.asked", only for an installed copy), the panel and the badge (built
+// now, so that a click only shows them), the insights when a key is stored or the sign-in prompt
+// when none is, the voice memo watcher when "voiceMemos.on" is on, the relay when "relay.enabled"
+// is on; and 8 s later the icon once more, when a tray has come up since. A copy is installed when
+// its folder is the bin folder of the prefix it was built for (PELIX_INSTALL_BINDIR): /usr/bin for
+// the Debian package, or wherever `cmake --install` put it; a copy in a build folder never is.
+
 #include "app/AppFeatures.h"
+#include "app/AppRouter.h"
 #include "app/TrayShell.h"
 #include "core/Timers.h"
 #include "service/ServiceContext.h"
@@ -29,6 +38,7 @@ class EditorWindow;
 class AppDictation;
 class QtTicker;
 class SpeechEngines;
+class MemoSender;
 class VoiceMemoWatcher;
 class Relay;
 class RelayBanner;
@@ -86,6 +96,7 @@ private:
     std::unique_ptr<AppDictation> dictation_;
     std::unique_ptr<SpeechEngines> engines_;
     std::unique_ptr<QtTicker> memoTicker_;
+    std::unique_ptr<MemoSender> memoSender_;
     std::unique_ptr<VoiceMemoWatcher> watcher_;
     std::unique_ptr<AppFeatures> features_;
     std::unique_ptr<AppRouter> router_;

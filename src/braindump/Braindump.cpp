@@ -1,9 +1,14 @@
 #include "braindump/Braindump.h"
 
 #include "core/Json.h"
+#include "core/Log.h"
+#include "core/Worker.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
+
+#include <memory>
 
 namespace pelix {
 
@@ -29,6 +34,32 @@ QString uploadLine(const RawAnswer& answer) {
     }
     if (answer.status == 200) return braindump::kFiled;
     return QStringLiteral("Pelix answered %1.").arg(answer.status);
+}
+
+BraindumpSender::BraindumpSender(Api& api, QObject* parent)
+    : QObject(parent), api_(api), worker_(this) {}
+
+void BraindumpSender::send(const QString& path, double seconds,
+                           std::function<void(Result<QString>)> done) {
+    // Reading and encoding the file takes tens of milliseconds for a long recording: the worker
+    // does it, and the request goes out from here once it is done.
+    auto read = [path, context = api_.context("voice", seconds)] {
+        return braindumpBody(path, context);
+    };
+    worker_.run(std::move(read), [this, path, seconds,
+                                  done = std::move(done)](const Result<QByteArray>& body) mutable {
+        if (!body) return done(std::unexpected(body.error()));
+        logLine("braindump", QStringLiteral("sending %1 (%2 s)")
+                                 .arg(QFileInfo(path).fileName())
+                                 .arg(seconds, 0, 'f', 1));
+        QPointer<BraindumpSender> self(this);
+        api_.post("braindump", *body, std::nullopt, braindump::kUploadTimeout,
+                  [self, path, done = std::move(done)](RawAnswer answer) {
+                      QFile::remove(path);
+                      const QString line = uploadLine(answer);
+                      if (self) done(line);
+                  });
+    });
 }
 
 }  // namespace pelix

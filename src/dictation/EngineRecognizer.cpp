@@ -2,9 +2,6 @@
 
 #include "core/Log.h"
 
-#include <QMetaObject>
-#include <QPointer>
-
 #include <atomic>
 
 namespace pelix {
@@ -14,44 +11,30 @@ namespace pelix {
 struct EngineRecognizer::Run {
     SpeechEngines::Choice choice;
     Updates updates;
-    QPointer<QObject> home;
+    const Worker* worker = nullptr;
     std::unique_ptr<SpeechSession> session;
     std::atomic<bool> cancelled = false;
 
     // Hands an update to the main thread, where it is dropped if the run was cancelled meanwhile.
+    // From the worker's jobs only.
     static void report(const std::shared_ptr<Run>& run, Update update) {
-        if (run->cancelled || !run->home) return;
-        QMetaObject::invokeMethod(
-            run->home.data(),
-            [run, update = std::move(update)] {
-                if (!run->cancelled && run->updates) run->updates(update);
-            },
-            Qt::QueuedConnection);
+        if (run->cancelled) return;
+        run->worker->post([run, update = std::move(update)] {
+            if (!run->cancelled && run->updates) run->updates(update);
+        });
     }
 };
 
 EngineRecognizer::EngineRecognizer(Choose choose)
-    : choose_(std::move(choose)),
-      worker_(std::make_unique<QObject>()),
-      home_(std::make_unique<QObject>()) {
-    thread_.setObjectName("pelix-dictation");
-    worker_->moveToThread(&thread_);
-    thread_.start();
-}
+    : choose_(std::move(choose)), worker_(nullptr, 1) {}
 
 EngineRecognizer::~EngineRecognizer() {
     cancel();
-    thread_.quit();
-    thread_.wait();
 }
 
 bool EngineRecognizer::ready() const {
     const std::optional<SpeechEngines::Choice> choice = choose_();
     return choice && choice->engine && choice->engine->installed(choice->locale);
-}
-
-void EngineRecognizer::onWorker(std::function<void()> work) {
-    QMetaObject::invokeMethod(worker_.get(), std::move(work), Qt::QueuedConnection);
 }
 
 Status EngineRecognizer::begin(Updates updates) {
@@ -63,9 +46,9 @@ Status EngineRecognizer::begin(Updates updates) {
     auto run = std::make_shared<Run>();
     run->choice = *choice;
     run->updates = std::move(updates);
-    run->home = home_.get();
+    run->worker = &worker_;
     run_ = run;
-    onWorker([run] {
+    worker_.run([run] {
         if (run->cancelled) return;
         SessionEvents events;
         std::weak_ptr<Run> weak = run;
@@ -88,7 +71,7 @@ Status EngineRecognizer::begin(Updates updates) {
 
 void EngineRecognizer::append(const QByteArray& pcm) {
     if (!run_ || pcm.isEmpty()) return;
-    onWorker([run = run_, pcm] {
+    worker_.run([run = run_, pcm] {
         if (run->cancelled || !run->session) return;
         const std::span<const int16_t> samples(reinterpret_cast<const int16_t*>(pcm.constData()),
                                                static_cast<size_t>(pcm.size()) / 2);
@@ -101,7 +84,7 @@ void EngineRecognizer::append(const QByteArray& pcm) {
 
 void EngineRecognizer::endAudio() {
     if (!run_) return;
-    onWorker([run = run_] {
+    worker_.run([run = run_] {
         if (run->cancelled || !run->session) return;
         Result<QString> text = run->session->finish();
         run->session.reset();
@@ -118,7 +101,7 @@ void EngineRecognizer::cancel() {
     std::shared_ptr<Run> run = std::exchange(run_, nullptr);
     run->cancelled = true;
     // The session may be decoding right now: it stops at its next check, and goes on the worker.
-    onWorker([run] {
+    worker_.run([run] {
         if (run->session) run->session->cancel();
         run->session.reset();
     });

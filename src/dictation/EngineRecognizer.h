@@ -1,9 +1,8 @@
 #pragma once
 
-#include "speech/SpeechEngines.h"
+#include "core/Worker.h"
 #include "dictation/LiveDictation.h"
-
-#include <QThread>
+#include "speech/SpeechEngines.h"
 
 #include <functional>
 #include <memory>
@@ -13,7 +12,7 @@ namespace pelix {
 
 // Recognition by a `SpeechEngine` on a thread of its own: loading the model and decoding never
 // hold up the main thread. Audio is decoded in the order it was appended; texts come back to the
-// thread that began the recognition.
+// thread the recognizer was made on.
 class EngineRecognizer final : public Recognizer {
 public:
     // The engine and locale to use now (the user's language, else en-US); none when no engine
@@ -31,13 +30,11 @@ public:
 
 private:
     struct Run;
-    void onWorker(std::function<void()> work);
 
     Choose choose_;
-    QThread thread_;
-    std::unique_ptr<QObject> worker_;
-    std::unique_ptr<QObject> home_;
     std::shared_ptr<Run> run_;
+    // Serial: audio is decoded in the order it came. Last, so that it ends before the rest goes.
+    Worker worker_;
 };
 
 }  // namespace pelix

@@ -1,8 +1,8 @@
 #include "dictation/LiveDictation.h"
 
-#include "speech/SpeechEngine.h"
 #include "core/Graphemes.h"
 #include "dictation/Insert.h"
+#include "speech/SpeechEngine.h"
 #include "text/CleanUp.h"
 
 #include <QCoreApplication>

@@ -1,5 +1,12 @@
 #pragma once
 
+// How a session types: each text from the recogniser is cleaned (withoutActually) and applied
+// after kDebounceSeconds without a newer one, as the correction from what is typed to what is
+// wanted: n BackSpaces in one injection, then a pause of 1.5 ms per character erased (at most
+// 60 ms) so that the window catches up, then the new text through Insert::type. The final text
+// gets a trailing space, once per session. A new `start` drops whatever the previous session
+// still had pending, its stop bound too.
+
 #include "core/Error.h"
 #include "core/Timers.h"
 #include "platform/Microphone.h"

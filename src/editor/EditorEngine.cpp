@@ -3,8 +3,6 @@
 #include "editor/Captions.h"
 #include "service/Api.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
 
 #include <cmath>
@@ -161,38 +159,6 @@ QStringList mergedRules(const QStringList& saved, const QStringList& remember,
         if (!rules.contains(rule)) rules << rule;
     }
     return rules;
-}
-
-QString exportName(const EditProject& project) {
-    QString label;
-    switch (project.settings.format) {
-        case VideoFormat::reel:
-            label = QStringLiteral("Instagram Reel");
-            break;
-        case VideoFormat::youtubeShort:
-            label = QStringLiteral("YouTube Short");
-            break;
-        case VideoFormat::rednote:
-            label = QStringLiteral("RedNote");
-            break;
-        default:
-            label = QStringLiteral("YouTube");
-    }
-    return QString(project.name).replace('/', '-') + " - " + label + ".mp4";
-}
-
-Result<QString> exportPath(const EditProject& project, const QString& folder) {
-    if (!QDir().mkpath(folder)) {
-        return fail(1, "Couldn't make the folder " + folder + " for the video.");
-    }
-    const QString name = exportName(project);
-    const QString base = name.chopped(4);  // without ".mp4"
-    const QDir dir(folder);
-    QString path = dir.filePath(name);
-    for (int n = 2; QFileInfo::exists(path); ++n) {
-        path = dir.filePath(QStringLiteral("%1 %2.mp4").arg(base).arg(n));
-    }
-    return path;
 }
 
 }  // namespace pelix::EditorEngine

@@ -16,7 +16,7 @@ class Api;
 
 // The editor's conversation with the backend function "video-edit": the first pass over a new
 // project, revisions from an instruction, translation of caption lines and the user's style
-// rules; and the name of an exported file. Holds no state: each operation is one request whose
+// rules. Holds no state: each operation is one request whose
 // answer comes on the Api's thread. A failed request changes nothing.
 namespace EditorEngine {
 
@@ -59,13 +59,6 @@ EditProject translated(const EditProject& project, const QJsonObject& answer);
 // not already there appended, the order kept.
 QStringList mergedRules(const QStringList& saved, const QStringList& remember,
                         const QStringList& forget);
-
-// The exported file's name without a folder: the project's name with "/" made "-", " - ",
-// the format's label ("Instagram Reel", "YouTube Short", "RedNote", else "YouTube"), ".mp4".
-QString exportName(const EditProject& project);
-// The file to export to in `folder` (created with its parents): the name above, or with " 2",
-// " 3"… before ".mp4" when taken. Fails when the folder cannot be made.
-Result<QString> exportPath(const EditProject& project, const QString& folder);
 
 }  // namespace EditorEngine
 }  // namespace pelix

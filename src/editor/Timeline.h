@@ -1,5 +1,13 @@
 #pragma once
 
+// Everything here runs on every change of the edit, so the costs matter: `lines`, `keptWords`,
+// `segments` and the Timeline are linear (the check for a word lying across a gap is a binary
+// search over words in start order with a running maximum of ends, sorted only when the words are
+// not in order); `output` is a binary search over one clip's segment ends (a scan only for
+// hand-made timelines whose segments go back in time); `span` is a hash lookup; and LineIndex
+// matches a project's cuts, fixes, keywords and translations to lines in time linear in their
+// size. Two lines' segments joined back to back never reach past the clip's duration.
+
 #include "editor/EditProject.h"
 
 #include <QHash>

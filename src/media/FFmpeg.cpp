@@ -1,6 +1,7 @@
 #include "media/FFmpeg.h"
 
 #include "core/TempFiles.h"
+#include "media/Media.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -40,6 +41,63 @@ Input openInput(const QString& file) {
         if (type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_VIDEO) return input;
     }
     return nullptr;
+}
+
+Result<Input> openMedia(const QString& file) {
+    Input input = openInput(file);
+    if (!input) return fail(kNotMedia, notMediaMessage(file));
+    return input;
+}
+
+std::expected<Decoding, int> openStream(AVFormatContext* input, AVMediaType type, bool threads) {
+    const AVCodec* decoder = nullptr;
+    const int stream = av_find_best_stream(input, type, -1, -1, &decoder, 0);
+    if (stream < 0) return std::unexpected(stream);
+    if (!decoder) return std::unexpected(AVERROR_DECODER_NOT_FOUND);
+    const AVStream* chosen = input->streams[stream];
+    if (type == AVMEDIA_TYPE_VIDEO && (chosen->disposition & AV_DISPOSITION_ATTACHED_PIC)) {
+        return std::unexpected(AVERROR_STREAM_NOT_FOUND);
+    }
+    for (unsigned i = 0; i < input->nb_streams; ++i) {
+        if (int(i) != stream) input->streams[i]->discard = AVDISCARD_ALL;
+    }
+    Codec codec(avcodec_alloc_context3(decoder));
+    if (!codec) return std::unexpected(AVERROR(ENOMEM));
+    int rc = avcodec_parameters_to_context(codec.get(), chosen->codecpar);
+    if (threads) codec->thread_count = 0;  // as many as the machine has
+    if (rc >= 0) rc = avcodec_open2(codec.get(), decoder, nullptr);
+    if (rc < 0) return std::unexpected(rc);
+    return Decoding{stream, std::move(codec)};
+}
+
+bool noStream(int code) {
+    return code == AVERROR_STREAM_NOT_FOUND || code == AVERROR_DECODER_NOT_FOUND;
+}
+
+std::expected<bool, int> nextFrame(AVFormatContext* input, int stream, AVCodecContext* codec,
+                                   AVPacket* packet, AVFrame* frame, bool& draining) {
+    for (;;) {
+        const int got = avcodec_receive_frame(codec, frame);
+        if (got == 0) return true;
+        if (got == AVERROR_EOF) return false;
+        if (got != AVERROR(EAGAIN)) return std::unexpected(got);
+        if (draining) return false;
+        const int read = av_read_frame(input, packet);
+        if (read == AVERROR_EOF || (read == AVERROR(EIO) && avio_feof(input->pb))) {
+            avcodec_send_packet(codec, nullptr);
+            draining = true;
+            continue;
+        }
+        if (read < 0) return std::unexpected(read);
+        if (packet->stream_index == stream) {
+            const int sent = avcodec_send_packet(codec, packet);
+            if (sent < 0 && sent != AVERROR_INVALIDDATA && sent != AVERROR(EAGAIN)) {
+                av_packet_unref(packet);
+                return std::unexpected(sent);
+            }
+        }
+        av_packet_unref(packet);
+    }
 }
 
 Result<QString> createPartial(const QString& target) {

@@ -14,6 +14,7 @@ extern "C" {
 
 #include <QString>
 
+#include <expected>
 #include <memory>
 
 namespace pelix::media::ff {
@@ -54,6 +55,29 @@ void quiet();
 
 // Opens a file and reads its stream information; null when it is not media FFmpeg can read.
 Input openInput(const QString& file);
+// The same, failing with media::kNotMedia and `notMediaMessage`.
+Result<Input> openMedia(const QString& file);
+
+// One stream of an input and the decoder opened for it.
+struct Decoding {
+    int stream = -1;
+    Codec codec;
+};
+// The best stream of `type` in `input` with its decoder opened (on as many threads as the
+// machine has with `threads`); every other stream is discarded, so reading skips their packets.
+// Cover art is no video stream. FFmpeg's code on failure: AVERROR_STREAM_NOT_FOUND when there
+// is no such stream, AVERROR_DECODER_NOT_FOUND when nothing here decodes it, else why the
+// decoder did not open.
+std::expected<Decoding, int> openStream(AVFormatContext* input, AVMediaType type,
+                                        bool threads = false);
+// Whether openStream's code means there is nothing of that type to decode.
+bool noStream(int code);
+
+// Reads packets of `stream` into `codec` until it gives a frame into `frame`; false at the end
+// of the stream. `draining` is set once the input has ended and the decoder is being emptied
+// (clear it after a seek). A damaged packet is skipped, as players do. FFmpeg's code on failure.
+std::expected<bool, int> nextFrame(AVFormatContext* input, int stream, AVCodecContext* codec,
+                                   AVPacket* packet, AVFrame* frame, bool& draining);
 
 // A hidden file beside `target` to write into before the file is whole: made empty, with mode
 // 0600 and exclusively (nothing of that name may be there), and tracked as temporary. Its name

@@ -1,5 +1,12 @@
 #pragma once
 
+// Everything that reads or writes sound goes through FFmpeg's libraries (libavformat,
+// libavcodec, libavutil, libswresample); nothing here knows about speech. Every file this layer
+// writes starts as a hidden file beside its target, made with O_EXCL and mode 0600 before FFmpeg
+// opens it (so it is private from its first byte and no planted file or link is written through)
+// and tracked by core/TempFiles until it is moved into place, so an interrupted run leaves none.
+// `cut` decodes, trims and encodes again: a stream copy would land on 1024-sample AAC packets.
+
 #include "core/Error.h"
 
 #include <QDateTime>

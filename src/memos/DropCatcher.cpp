@@ -19,22 +19,19 @@ DropCatcher::DropCatcher(QWidget* host, Timers& timers, Drops::Fetch fetch, Drop
       host_(host),
       timers_(timers),
       fetch_(std::move(fetch)),
-      library_(std::move(library)) {
+      library_(std::move(library)),
+      worker_(this, 1) {
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setAttribute(Qt::WA_NoSystemBackground);
     setFocusPolicy(Qt::NoFocus);
     host_->setAcceptDrops(true);
     host_->installEventFilter(this);
     setGeometry(host_->rect());
-    pool_.setMaxThreadCount(1);
     QWidget::show();
     raise();
 }
 
-DropCatcher::~DropCatcher() {
-    // A fetch still running posts to this object; once it is done, the post dies with it.
-    pool_.waitForDone();
-}
+DropCatcher::~DropCatcher() = default;
 
 QRect DropCatcher::pillRect() const {
     if (!pill_) return {};
@@ -166,14 +163,11 @@ void DropCatcher::dropped(QDropEvent* event) {
     }
     const QList<QUrl> locations = Drops::audioLocations(*data);
     const QStringList names = Drops::suggestedNames(*data);
-    pool_.start([this, locations, names, fetch = fetch_, library = library_] {
-        Drops::Received received = Drops::receive(locations, names, fetch, library);
-        QMetaObject::invokeMethod(
-            this,
-            [this, received] {
-                if (!received.files.isEmpty()) Q_EMIT audio(received.files, received.source);
-            },
-            Qt::QueuedConnection);
+    auto receive = [locations, names, fetch = fetch_, library = library_] {
+        return Drops::receive(locations, names, fetch, library);
+    };
+    worker_.run(std::move(receive), [this](const Drops::Received& received) {
+        if (!received.files.isEmpty()) Q_EMIT audio(received.files, received.source);
     });
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "core/Timers.h"
+#include "core/Worker.h"
 #include "memos/Drops.h"
 
 #include <QPointer>
-#include <QThreadPool>
 #include <QWidget>
 
 #include <functional>
@@ -76,7 +76,7 @@ private:
     bool veiled_ = false;
     std::optional<Pill> pill_;
     std::unique_ptr<PendingTimer> pillHide_;
-    QThreadPool pool_;
+    Worker worker_;  // fetches, one at a time
 };
 
 }  // namespace pelix

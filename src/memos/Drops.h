@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Error.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 
 #include <QList>
@@ -78,14 +79,13 @@ Received receive(const QList<QUrl>& locations, const QStringList& names, const F
 QString finalMessage(int sent, int count, const QString& name);
 State finalState(int sent, int count);
 
-// Sends dropped recordings one at a time through the memo pipeline, shows "Sending i of n…"
+// Sends dropped recordings one at a time through the memo sender, shows "Sending i of n…"
 // before each and a final message after the last, and removes received copies once they have
 // been tried. A drop that comes while another is being sent waits for it. Main thread.
 class Sender : public QObject {
     Q_OBJECT
 public:
-    using Send = std::function<void(const QString& file, const std::optional<QString>& title,
-                                    std::function<void(bool)> done)>;
+    using Send = MemoSender::Send;
 
     explicit Sender(Send send, QObject* parent = nullptr);
 

@@ -1,7 +1,6 @@
 #include "memos/MemoChooserModel.h"
 
 #include "core/Prefs.h"
-#include "memos/VoiceMemoWatcher.h"
 
 #include <QFileInfo>
 
@@ -13,14 +12,10 @@ MemoChooserModel::MemoChooserModel(Prefs& prefs, Send send, std::function<void(b
       prefs_(prefs),
       send_(std::move(send)),
       setAuto_(std::move(setAuto)),
-      auto_(prefs.value("voiceMemos.on", false).toBool()) {
-    pool_.setMaxThreadCount(1);
-}
+      auto_(prefs.value("voiceMemos.on", false).toBool()),
+      worker_(this, 1) {}
 
-MemoChooserModel::~MemoChooserModel() {
-    // A listing still running posts to this object; once it is done, the post dies with it.
-    pool_.waitForDone();
-}
+MemoChooserModel::~MemoChooserModel() = default;
 
 QString MemoChooserModel::nameOf(const VoiceMemo& memo) {
     return QFileInfo(memo.url.toLocalFile()).fileName();
@@ -35,12 +30,8 @@ void MemoChooserModel::load() {
     // The switch may have been flipped from the tray menu meanwhile.
     auto_ = prefs_.value("voiceMemos.on", false).toBool();
     folder_ = VoiceMemoLibrary::folder(prefs_);
-    pool_.start([this, folder = folder_] {
-        std::optional<QList<VoiceMemo>> memos = VoiceMemoLibrary::memos(folder);
-        QMetaObject::invokeMethod(
-            this, [this, memos = std::move(memos)]() mutable { loaded(std::move(memos)); },
-            Qt::QueuedConnection);
-    });
+    worker_.run([folder = folder_] { return VoiceMemoLibrary::memos(folder); },
+                [this](std::optional<QList<VoiceMemo>> memos) { loaded(std::move(memos)); });
 }
 
 void MemoChooserModel::loaded(std::optional<QList<VoiceMemo>> memos) {
@@ -128,7 +119,7 @@ void MemoChooserModel::sendNext() {
     setStatus("Sending " + memo.title + "…");
     send_(memo.url.toLocalFile(), memo.title, [this, memo, name](bool ok) {
         if (ok) {
-            VoiceMemoWatcher::markSent(prefs_, name);
+            MemoSender::markSent(prefs_, name);
             ++batchSent_;
         }
         states_.insert(name, ok ? State::sent : State::failed);

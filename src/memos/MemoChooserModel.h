@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Worker.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoLibrary.h"
 
 #include <QHash>
@@ -7,7 +9,6 @@
 #include <QObject>
 #include <QSet>
 #include <QString>
-#include <QThreadPool>
 
 #include <functional>
 #include <optional>
@@ -26,9 +27,7 @@ public:
 
     static constexpr qsizetype kMost = 300;
 
-    // The memo sending pipeline: `done(true)` once the memo is in the account.
-    using Send = std::function<void(const QString& file, const std::optional<QString>& title,
-                                    std::function<void(bool)> done)>;
+    using Send = MemoSender::Send;
 
     MemoChooserModel(Prefs& prefs, Send send, std::function<void(bool)> setAuto,
                      QObject* parent = nullptr);
@@ -97,7 +96,7 @@ private:
     QString status_;
     bool loading_ = false;
     bool loadAgain_ = false;
-    QThreadPool pool_;
+    Worker worker_;  // listings, one at a time
 };
 
 }  // namespace pelix

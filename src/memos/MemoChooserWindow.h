@@ -23,7 +23,7 @@ public:
     struct Parts {
         Prefs& prefs;
         Timers& timers;
-        // The memo sending pipeline.
+        // Sends one memo: the memo sender's `send`.
         MemoChooserModel::Send send;
         // Switches automatic sending on or off.
         std::function<void(bool)> setAuto;

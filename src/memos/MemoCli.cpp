@@ -1,7 +1,7 @@
 #include "memos/MemoCli.h"
 
 #include "core/Console.h"
-#include "memos/VoiceMemoWatcher.h"
+#include "memos/MemoSender.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -15,17 +15,17 @@ namespace {
 // The piece length given with --piece: a number of seconds, at least one. Anything that is not
 // a positive number falls back to the default (saying so); a length under a second is refused.
 Result<double> pieceLength(const std::optional<QString>& given) {
-    if (!given) return VoiceMemoWatcher::kPiece;
+    if (!given) return MemoSender::kPiece;
     bool ok = false;
     const double seconds = given->trimmed().toDouble(&ok);
     if (!ok || !std::isfinite(seconds) || seconds <= 0) {
         console::err(QStringLiteral("--piece %1 is not a length in seconds, so the pieces are "
                                     "%2 s long.")
                          .arg(*given)
-                         .arg(VoiceMemoWatcher::kPiece));
-        return VoiceMemoWatcher::kPiece;
+                         .arg(MemoSender::kPiece));
+        return MemoSender::kPiece;
     }
-    if (seconds < VoiceMemoWatcher::kShortestPiece) {
+    if (seconds < MemoSender::kShortestPiece) {
         return fail(1, QStringLiteral("Couldn't send pieces of %1 s: a piece is at least 1 s "
                                       "long.")
                            .arg(*given));
@@ -63,8 +63,8 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
         console::err(seconds.error().message);
         return 1;
     }
-    const qint64 count = VoiceMemoWatcher::pieceCount(*seconds, *piece);
-    if (*seconds / *piece > VoiceMemoWatcher::kMostPieces) {
+    const qint64 count = MemoSender::pieceCount(*seconds, *piece);
+    if (*seconds / *piece > MemoSender::kMostPieces) {
         console::err(QStringLiteral("Couldn't send %1: %2 pieces of %3 s are too many; give a "
                                     "longer --piece.")
                          .arg(info.fileName())
@@ -74,14 +74,13 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     }
     console::err(QStringLiteral("%1 s, %2 pieces").arg(static_cast<qint64>(*seconds)).arg(count));
 
-    QtTicker ticker;
-    VoiceMemoWatcher watcher(backend.api(), backend.prefs(), backend.clock(), tools, ticker);
+    MemoSender sender(backend.api(), backend.prefs(), backend.clock(), tools);
     return console::runUntilAnswered([&](console::Answer done) {
-        watcher.hear(file, *seconds, *piece, token,
-                     [done = std::move(done)](std::optional<QString> text) {
-                         if (text && !text->isEmpty()) return done(*text);
-                         done(fail(1, "could not be heard"));
-                     });
+        sender.hear(file, *seconds, *piece, token,
+                    [done = std::move(done)](std::optional<QString> text) {
+                        if (text && !text->isEmpty()) return done(*text);
+                        done(fail(1, "could not be heard"));
+                    });
     });
 }
 

@@ -3,11 +3,11 @@
 #include "core/Prefs.h"
 
 #include <QDir>
-#include <QStandardPaths>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
+#include <QStandardPaths>
 
 #include <sqlite3.h>
 #include <unicode/datefmt.h>

@@ -1,5 +1,12 @@
 #pragma once
 
+// The database is the recorder's table ZCLOUDRECORDING, read with SQLite opened
+// SQLITE_OPEN_READONLY: its columns are found with PRAGMA table_info, the title is a COALESCE
+// over the name columns the table has, and dates count from referenceDate(). Any failure, a
+// database that breaks off half-way included, gives no rows rather than some; a missing, locked,
+// corrupt or foreign database never fails the listing. Birth times come from statx through
+// QFileInfo::birthTime, the modification time where the file system keeps none.
+
 #include <QDateTime>
 #include <QHash>
 #include <QList>

@@ -1,111 +1,38 @@
 #include "memos/VoiceMemoWatcher.h"
 
-#include "core/Json.h"
 #include "core/Log.h"
-#include "core/TempFiles.h"
-#include "service/FileBody.h"
+#include "memos/MemoSender.h"
 
-#include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QPointer>
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 
 namespace pelix {
 namespace {
 
-constexpr auto kLog = "voice memos";
-constexpr auto kSending = "Sending a voice memo…";
-constexpr auto kNotHeard = "A voice memo could not be heard. It will be tried again.";
-constexpr auto kNoWords = "A voice memo had no words in it.";
-
-// Ends a description with a full stop so the sentence after it starts cleanly.
-QString sentence(QString text) {
-    text = text.trimmed();
-    if (text.isEmpty() || !QStringLiteral(".!?…").contains(text.back())) text += '.';
-    return text;
-}
-
-QString couldNotBeSent(const QString& why) {
-    return "A voice memo could not be sent: " + sentence(why) + " It will be tried again.";
-}
-
-bool insideFolder(const QString& file, const QString& folder) {
-    const QString root = QDir::cleanPath(QFileInfo(folder).absoluteFilePath()) + '/';
-    return QFileInfo(file).absoluteFilePath().startsWith(root);
-}
-
-void addOnce(Prefs& prefs, const char* key, const QString& name) {
-    QStringList names = prefs.value(key).toStringList();
-    if (names.contains(name)) return;
-    names << name;
-    prefs.setValue(key, names);
-}
+constexpr auto kMemoLog = "voice memos";
 
 }  // namespace
 
-struct VoiceMemoWatcher::Memo {
-    QString file;
-    QString name;
-    std::optional<QString> title;
-    QDateTime recorded;
-    double seconds = 0;
-    QString recorderKey;
-    QString text;
-};
-
-struct VoiceMemoWatcher::Hearing {
-    QString file;
-    QList<VoiceMemoWatcher::Piece> pieces;
-    qsizetype next = 0;
-    std::optional<QString> token;
-    QStringList texts;
-    std::function<void(std::optional<QString>)> done;
-};
-
-VoiceMemoWatcher::VoiceMemoWatcher(Api& api, Prefs& prefs, const Clock& clock, MemoTools tools,
+VoiceMemoWatcher::VoiceMemoWatcher(MemoSender& sender, Prefs& prefs, const Clock& clock,
                                    Ticker& ticker, QObject* parent)
     : QObject(parent),
-      api_(api),
+      sender_(sender),
       prefs_(prefs),
       clock_(clock),
-      tools_(std::move(tools)),
-      ticker_(ticker) {
-    pool_.setMaxThreadCount(2);
-}
+      ticker_(ticker),
+      worker_(this, 1) {}
 
 VoiceMemoWatcher::~VoiceMemoWatcher() {
     ticker_.stop();
-    // Workers post their results to this object; once they are done, pending posts die with it.
-    pool_.waitForDone();
-}
-
-template <class T>
-void VoiceMemoWatcher::offMain(std::function<T()> work, std::function<void(T)> then) {
-    pool_.start([this, work = std::move(work), then = std::move(then)]() mutable {
-        T value = work();
-        QMetaObject::invokeMethod(
-            this,
-            [then = std::move(then), value = std::move(value)]() mutable {
-                then(std::move(value));
-            },
-            Qt::QueuedConnection);
-    });
-}
-
-void VoiceMemoWatcher::status(const QString& text) {
-    if (onStatus_) onStatus_(text);
 }
 
 void VoiceMemoWatcher::start() {
     if (!prefs_.contains("voiceMemos.since")) {
         prefs_.setValue("voiceMemos.since", clock_.now().toMSecsSinceEpoch() / 1000.0);
     }
-    logLine(kLog, "watching");
+    logLine(kMemoLog, "watching");
     ticker_.start(kLookEvery, [this] { look(); });
     look();
 }
@@ -124,251 +51,46 @@ void VoiceMemoWatcher::look() {
     for (const char* key : {"voiceMemos.sent", "voiceMemos.refused"}) {
         for (const QString& name : prefs_.value(key).toStringList()) done.insert(name);
     }
-    offMain<QList<FolderFile>>(
+    worker_.run(
         [folder = folder(), since, done, now = clock_.now()] {
             const auto files = VoiceMemoLibrary::listFolder(folder);
             return files ? waiting(*files, since, done, now) : QList<FolderFile>();
         },
-        [this](QList<FolderFile> queue) {
-            if (queue.isEmpty() || !on()) {
-                busy_ = false;
-                return;
-            }
-            logLine(kLog, "sending one");
-            status(kSending);
-            const QString name = queue.first().name;
-            sendFor(queue.first().path, std::nullopt, [this, name](Outcome outcome) {
-                busy_ = false;
-                switch (outcome) {
-                    case Outcome::sent:
-                        logLine(kLog, "sent");
-                        markSent(prefs_, name);
-                        look();
-                        break;
-                    case Outcome::refused:
-                        logLine(kLog, "refused, will not try again by itself");
-                        markRefused(prefs_, name);
-                        look();
-                        break;
-                    case Outcome::failed:
-                        logLine(kLog, "not sent, will try again");
-                        break;
-                }
-            });
-        });
+        [this](const QList<FolderFile>& queue) { sendFirst(queue); });
+}
+
+void VoiceMemoWatcher::sendFirst(const QList<FolderFile>& queue) {
+    if (queue.isEmpty() || !on()) {
+        busy_ = false;
+        return;
+    }
+    logLine(kMemoLog, "sending one");
+    const QString name = queue.first().name;
+    // The sender may outlive this watcher.
+    QPointer<VoiceMemoWatcher> self(this);
+    sender_.sendFor(queue.first().path, std::nullopt, [self, name](MemoSender::Outcome outcome) {
+        if (!self) return;
+        self->busy_ = false;
+        switch (outcome) {
+            case MemoSender::Outcome::sent:
+                logLine(kMemoLog, "sent");
+                MemoSender::markSent(self->prefs_, name);
+                self->look();
+                break;
+            case MemoSender::Outcome::refused:
+                logLine(kMemoLog, "refused, will not try again by itself");
+                MemoSender::markRefused(self->prefs_, name);
+                self->look();
+                break;
+            case MemoSender::Outcome::failed:
+                logLine(kMemoLog, "not sent, will try again");
+                break;
+        }
+    });
 }
 
 bool VoiceMemoWatcher::on() const {
     return prefs_.value("voiceMemos.on", false).toBool();
-}
-
-void VoiceMemoWatcher::send(const QString& file, const std::optional<QString>& title,
-                            std::function<void(bool)> done) {
-    sendFor(file, title,
-            [done = std::move(done)](Outcome outcome) { done(outcome == Outcome::sent); });
-}
-
-void VoiceMemoWatcher::sendFor(const QString& file, const std::optional<QString>& title,
-                               std::function<void(Outcome)> done) {
-    status(kSending);
-    auto memo = std::make_shared<Memo>();
-    memo->file = file;
-    memo->name = QFileInfo(file).fileName();
-    memo->title = title;
-    offMain<std::shared_ptr<Memo>>(
-        [memo, tools = tools_, folder = folder(), now = clock_.now()] {
-            if (auto seconds = tools.duration(memo->file)) memo->seconds = *seconds;
-            std::optional<QDateTime> recorded =
-                tools.createdInside ? tools.createdInside(memo->file) : std::nullopt;
-            if (!recorded) {
-                const QDateTime born = QFileInfo(memo->file).birthTime();
-                recorded = born.isValid() ? born : now;
-            }
-            memo->recorded = *recorded;
-            memo->recorderKey = insideFolder(memo->file, folder)
-                                    ? "voice-memo:" + memo->name
-                                    : "voice-file:" + fingerprint(memo->file);
-            return memo;
-        },
-        [this, done = std::move(done)](std::shared_ptr<Memo> memo) mutable {
-            hear(memo->file, memo->seconds, kPiece, std::nullopt,
-                 [this, memo, done = std::move(done)](std::optional<QString> text) {
-                     if (!text) return finish(Outcome::failed, kNotHeard, done);
-                     memo->text = text->trimmed();
-                     if (memo->text.isEmpty()) return finish(Outcome::refused, kNoWords, done);
-                     fileMemo(memo, done);
-                 });
-        });
-}
-
-void VoiceMemoWatcher::fileMemo(std::shared_ptr<Memo> memo, std::function<void(Outcome)> done) {
-    QJsonObject context = api_.context("voice", memo->seconds);
-    context.insert("recorded_at", json::isoDate(memo->recorded));
-    context.insert("source", "voice-memos");
-    context.insert("filename", memo->name);
-    context.insert("recorder_key", memo->recorderKey);
-    if (memo->title && !memo->title->isEmpty()) context.insert("memo_title", *memo->title);
-    const QJsonObject body{
-        {"transcript", memo->text}, {"filename", memo->name}, {"context", context}};
-
-    QPointer<VoiceMemoWatcher> self(this);
-    api_.post("braindump", json::compact(body), std::nullopt, kSendLimit,
-              [self, memo, done = std::move(done)](RawAnswer answer) {
-                  if (!self) return;
-                  if (!answer.transport && answer.status == 422) {
-                      return self->finish(Outcome::refused, kNoWords, done);
-                  }
-                  const auto result = Api::read(answer);
-                  if (!result) {
-                      return self->finish(Outcome::failed, couldNotBeSent(result.error().message),
-                                          done);
-                  }
-                  self->finish(Outcome::sent, sentText(memo->seconds), done);
-              });
-}
-
-void VoiceMemoWatcher::finish(Outcome outcome, const QString& text,
-                              const std::function<void(Outcome)>& done) {
-    status(text);
-    done(outcome);
-}
-
-void VoiceMemoWatcher::hear(const QString& file, double seconds, double piece,
-                            const std::optional<QString>& token,
-                            std::function<void(std::optional<QString>)> done) {
-    QPointer<VoiceMemoWatcher> self(this);
-    heardByPelix(file, seconds, piece, token,
-                 [self, file, token, done = std::move(done)](std::optional<QString> text) mutable {
-                     if (!self) return;
-                     if (text) return done(text);
-                     self->heardHere(file, token, [done = std::move(done)](Result<QString> here) {
-                         if (!here) {
-                             logLine(kLog, "not heard on this machine: " + here.error().message);
-                             return done(std::nullopt);
-                         }
-                         done(*here);
-                     });
-                 });
-}
-
-void VoiceMemoWatcher::heardByPelix(const QString& file, double seconds, double piece,
-                                    const std::optional<QString>& token,
-                                    std::function<void(std::optional<QString>)> done) {
-    auto hearing = std::make_shared<Hearing>();
-    hearing->file = file;
-    hearing->pieces = pieces(seconds, piece);
-    hearing->token = token;
-    hearing->done = std::move(done);
-    if (hearing->pieces.isEmpty()) {
-        logLine(kLog, QStringLiteral("%1 s is too long to send in pieces of %2 s")
-                          .arg(static_cast<qint64>(seconds))
-                          .arg(piece));
-        return hearing->done(std::nullopt);
-    }
-    nextPiece(hearing);
-}
-
-void VoiceMemoWatcher::nextPiece(std::shared_ptr<Hearing> hearing) {
-    if (hearing->next == hearing->pieces.size()) {
-        hearing->texts.removeAll(QString());
-        return hearing->done(hearing->texts.join(' '));
-    }
-    const Piece piece = hearing->pieces.at(hearing->next++);
-    struct Audio {
-        QString path;
-        bool temporary = false;
-    };
-    offMain<Result<Audio>>(
-        [tools = tools_, file = hearing->file, piece]() -> Result<Audio> {
-            const QFileInfo info(file);
-            // A recording as the folder holds them goes as it is; a large or other file (a long
-            // WAV, say) is cut like any piece, which also makes it a small M4A.
-            if (piece.whole && VoiceMemoLibrary::isRecording(info.fileName()) &&
-                info.size() <= kWholeLimit) {
-                return Audio{file, false};
-            }
-            auto cut = tools.cut(file, piece.from, piece.length);
-            if (!cut) return std::unexpected(cut.error());
-            return Audio{*cut, true};
-        },
-        [this, hearing, piece](Result<Audio> audio) {
-            if (!audio) {
-                logLine(kLog, "could not cut piece " + QString::number(piece.number) + ": " +
-                                  audio.error().message);
-                return hearing->done(std::nullopt);
-            }
-            const QJsonObject rest{{"filename", "piece-" + QString::number(piece.number) + ".m4a"},
-                                   {"transcribe_only", true}};
-            QPointer<VoiceMemoWatcher> self(this);
-            // The body is read from the file while it is sent, so a piece of any size costs
-            // little memory.
-            api_.callStreamed(
-                "braindump",
-                [rest, path = audio->path] {
-                    return Base64FileBody::open(rest, "audio_base64", path);
-                },
-                hearing->token, kSendLimit,
-                [self, hearing, piece, audio = *audio](Result<QJsonObject> answer) {
-                    if (audio.temporary) tempfiles::remove(audio.path);
-                    if (!self) return;
-                    const QJsonValue text = answer ? answer->value("text") : QJsonValue();
-                    if (!text.isString()) {
-                        logLine(kLog, "the backend did not hear piece " +
-                                          QString::number(piece.number) +
-                                          (answer ? QString() : ": " + answer.error().message));
-                        return hearing->done(std::nullopt);
-                    }
-                    hearing->texts << text.toString().trimmed();
-                    self->nextPiece(hearing);
-                });
-        });
-}
-
-void VoiceMemoWatcher::heardHere(const QString& file, const std::optional<QString>& token,
-                                 std::function<void(Result<QString>)> done) {
-    const QString locale = prefs_.string("transcribeLanguage").value_or(QString());
-    peopleNames(token, [this, file, locale, done = std::move(done)](QStringList names) mutable {
-        offMain<Result<QString>>(
-            [hear = tools_.hear, file, locale, names]() -> Result<QString> {
-                auto text = hear(file, locale, names);
-                if (!text) return text;
-                return text->trimmed();
-            },
-            std::move(done));
-    });
-}
-
-void VoiceMemoWatcher::peopleNames(const std::optional<QString>& token,
-                                   std::function<void(QStringList)> done) {
-    QPointer<VoiceMemoWatcher> self(this);
-    api_.call("desktop", QJsonObject{{"want", "people"}}, token, kPeopleLimit,
-              [self, done = std::move(done)](Result<QJsonObject> answer) {
-                  if (!self) return;
-                  QStringList names;
-                  if (answer) {
-                      for (const QJsonValue& person : answer->value("people").toArray()) {
-                          const QJsonValue name = person.toObject().value("name");
-                          if (name.isString()) names << name.toString();
-                      }
-                  }
-                  done(names);
-              });
-}
-
-void VoiceMemoWatcher::markSent(Prefs& prefs, const QString& name) {
-    addOnce(prefs, "voiceMemos.sent", name);
-}
-
-void VoiceMemoWatcher::markRefused(Prefs& prefs, const QString& name) {
-    addOnce(prefs, "voiceMemos.refused", name);
-}
-
-QString VoiceMemoWatcher::fingerprint(const QString& file) {
-    QFile in(file);
-    if (!in.open(QIODevice::ReadOnly)) return {};
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    if (!hash.addData(&in)) return {};
-    return QString::fromLatin1(hash.result().toHex());
 }
 
 QList<FolderFile> VoiceMemoWatcher::waiting(const QList<FolderFile>& files, const QDateTime& since,
@@ -385,35 +107,6 @@ QList<FolderFile> VoiceMemoWatcher::waiting(const QList<FolderFile>& files, cons
         return a.created < b.created;
     });
     return out;
-}
-
-QList<VoiceMemoWatcher::Piece> VoiceMemoWatcher::pieces(double seconds, double piece) {
-    if (piece > 0) piece = std::max(piece, kShortestPiece);
-    if (!(piece > 0) || !(seconds > piece)) return {Piece{1, 0, seconds, true}};
-    if (seconds / piece > kMostPieces) return {};
-    QList<Piece> out;
-    // A tail shorter than this holds no speech worth a request.
-    constexpr double kTail = 0.05;
-    for (int n = 0;; ++n) {
-        const double from = n * piece;
-        if (!(seconds - from > kTail)) break;
-        out.push_back(Piece{n + 1, from, std::min(piece, seconds - from), false});
-    }
-    return out;
-}
-
-int VoiceMemoWatcher::pieceCount(double seconds, double piece) {
-    if (!(piece > 0)) return 1;
-    const double count = seconds / piece;
-    if (!(count >= 1)) return 1;
-    return count >= INT_MAX ? INT_MAX : static_cast<int>(count);
-}
-
-QString VoiceMemoWatcher::sentText(double seconds) {
-    const double minutes = std::round(seconds / 60);
-    if (minutes < 2) return QStringLiteral("Your voice memo is in Pelix.");
-    return QStringLiteral("Your %1-minute voice memo is in Pelix.")
-        .arg(static_cast<qint64>(minutes));
 }
 
 }  // namespace pelix

@@ -1,6 +1,7 @@
 #include "notes/ImportNotesCli.h"
 
 #include "core/Console.h"
+#include "core/Worker.h"
 #include "notes/NotesImport.h"
 #include "service/Api.h"
 
@@ -13,8 +14,7 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
     if (const auto file = args.value("--from")) {
         source = NotesImport::fileSource(*file);
     } else if (const auto command = args.value("--command")) {
-        source =
-            NotesImport::commandSource(*command, NotesImport::readLimit(backend.prefs()));
+        source = NotesImport::commandSource(*command, NotesImport::readLimit(backend.prefs()));
     } else {
         source = NotesImport::defaultSource(backend.prefs());
     }
@@ -25,9 +25,10 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
         return 1;
     }
 
+    Worker worker(nullptr);
     return console::runUntilAnswered([&](console::Answer done) {
         NotesImport::run(
-            backend.api(), *source, [](const QString& text) { console::err(text); },
+            worker, backend.api(), *source, [](const QString& text) { console::err(text); },
             [done = std::move(done)](Result<QString> outcome) {
                 if (outcome) return done(outcome);
                 done(std::unexpected(Api::asShown(outcome.error())));

@@ -1,6 +1,7 @@
 #include "notes/NotesImport.h"
 
 #include "core/Prefs.h"
+#include "core/Worker.h"
 #include "service/Api.h"
 
 #include <QDeadlineTimer>
@@ -9,7 +10,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QThreadPool>
 
 #include <cmath>
 
@@ -266,35 +266,32 @@ QString finalMessage(const Totals& totals) {
     return message;
 }
 
-std::shared_ptr<std::atomic_bool> run(Api& api, Source source, Progress progress, Done done) {
+std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
+                                      Done done) {
     auto state = std::make_shared<Run>();
     state->api = &api;
     state->progress = std::move(progress);
     state->done = std::move(done);
     state->cancelled = std::make_shared<std::atomic_bool>(false);
     state->progress("Reading Apple Notes…");
-    QThreadPool::globalInstance()->start([state, source = std::move(source)] {
-        // Reading and converting take seconds for a large library: off the Api's thread.
-        Result<QList<Item>> items = source();
-        Result<QList<QJsonObject>> notes = QList<QJsonObject>();
-        if (!items) {
-            notes = std::unexpected(items.error());
-        } else {
-            notes->reserve(items->size());
+    // Reading and converting take seconds for a large library: off the Api's thread.
+    worker.run(
+        [source = std::move(source)] {
+            Result<QList<Item>> items = source();
+            if (!items) return Result<QList<QJsonObject>>(std::unexpected(items.error()));
+            QList<QJsonObject> notes;
+            notes.reserve(items->size());
             for (const Item& item : *items) {
-                if (!trashNames().contains(item.folder)) notes->push_back(noteJson(item));
+                if (!trashNames().contains(item.folder)) notes.push_back(noteJson(item));
             }
-        }
-        QMetaObject::invokeMethod(
-            state->api,
-            [state, notes = std::move(notes)]() mutable {
-                if (!notes) return state->done(std::unexpected(notes.error()));
-                if (notes->isEmpty()) return state->done(QString(kEmpty));
-                state->notes = std::move(*notes);
-                state->next(state);
-            },
-            Qt::QueuedConnection);
-    });
+            return Result<QList<QJsonObject>>(std::move(notes));
+        },
+        [state](Result<QList<QJsonObject>> notes) {
+            if (!notes) return state->done(std::unexpected(notes.error()));
+            if (notes->isEmpty()) return state->done(QString(kEmpty));
+            state->notes = std::move(*notes);
+            state->next(state);
+        });
     return state->cancelled;
 }
 

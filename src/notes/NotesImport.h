@@ -1,5 +1,20 @@
 #pragma once
 
+// How plainText (PlainText.cpp) stays linear: its twenty replacements run in order over an
+// icu::UnicodeString, each in one pass with exactly the result of the replace-all that defines
+// it (detail::plainTextByPatterns; the ICU patterns compiled once in a function-local static).
+// Plain replace-alls are quadratic on hostile notes: a tag that never ends is scanned to the end
+// from every start. Here the literal parts of a tag pattern ("<script", "</object>"...) are found
+// by the engine itself (case-insensitive matching folds some letters outside ASCII onto ASCII
+// ones), and the rest is decided from sorted positions with forward-only cursors: an enclosed tag
+// ends at the first closing tag after it, <img, <li and the list tags at the first ">", <object>
+// at the first closing tag when no line ends before it (what "." without the dot-all flag
+// allows), "<...>" at the first ">" when something lies between. Bounded patterns (<br\s*/?>,
+// closing tags, numeric references) stay plain replace-alls, which are linear for them; entities
+// are replaced in one pass each, and trailing blanks by a scan. A tag rule is skipped when a
+// quick scan finds no "<" (or "</") followed by a letter it could start with. A test and the
+// plain-text fuzz target compare the two on random input.
+
 #include "core/Error.h"
 
 #include <QJsonObject>
@@ -16,6 +31,7 @@ namespace pelix {
 
 class Api;
 class Prefs;
+class Worker;
 
 // Copies every note of a notes app into the account: same folders, the notes' own dates,
 // nothing changed or deleted at the source. Notes come from a source that yields a JSON array
@@ -110,11 +126,12 @@ QString finalMessage(const Totals& totals);
 using Progress = std::function<void(const QString&)>;
 using Done = std::function<void(Result<QString>)>;
 
-// The whole import. Reading and converting run on a worker thread; the batches go one after
-// the other, each with the token read afresh. `progress` and `done` are called on the Api's
-// thread; `done` exactly once. Setting the returned flag stops the run before its next batch;
-// batches already sent stay in the account.
-std::shared_ptr<std::atomic_bool> run(Api& api, Source source, Progress progress, Done done);
+// The whole import. Reading and converting run on `worker`, whose owner's thread is the Api's;
+// the batches go one after the other, each with the token read afresh. `progress` and `done` are
+// called on that thread; `done` exactly once while the worker lives. Setting the returned flag
+// stops the run before its next batch; batches already sent stay in the account.
+std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
+                                      Done done);
 
 }  // namespace NotesImport
 }  // namespace pelix

@@ -1,8 +1,8 @@
 #include "relay/Relay.h"
 
 #include "core/Log.h"
-#include "relay/RelayAccounts.h"
 #include "dictation/Insert.h"
+#include "relay/RelayAccounts.h"
 
 #include <QJsonValue>
 #include <QPointer>

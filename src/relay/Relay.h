@@ -1,5 +1,18 @@
 #pragma once
 
+// The focus checks of a delivery. The applications expected in front are RelayPlaces' list plus,
+// for the Claude app, the handler of the Claude app's link (what opens the link is the app) and,
+// for the browser, the handler of ChatGPT's address (the default browser); the application in
+// front matches by desktop entry or window class, whatever the case. Accessibility is switched on
+// just before the link is opened, so that the assistant it starts exposes its interface; the
+// focused element is then asked of AT-SPI (platform/linux/AtspiAccessibility.h) and must pass
+// safeToType. A window that names no process cannot be inspected and is typed into, as is an
+// application whose focused element cannot be found. A locked screen delivers nothing. Every
+// path reports "done" exactly once (a guard in `report`), and a sent prompt asks again 2 s later.
+// The log says "relay: <id>: counting down for <label>" and "relay: <id>: <result>", never the
+// prompt's text. PELIX_RELAY_QUICK in the environment gives the tray RelayTimings::quick(), for
+// the desktop tests.
+
 #include "core/Clock.h"
 #include "core/Prefs.h"
 #include "core/Timers.h"

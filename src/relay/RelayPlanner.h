@@ -1,5 +1,11 @@
 #pragma once
 
+// Two rules of the plan that are easy to break. Schemes are compared as written: the URL parser
+// lower-cases them, so the text before the first ":" is what is compared. The "q" value of a link
+// is encoded with everything but the unreserved characters escaped, so "&", "=", "+" and "#" in a
+// prompt stay inside the one value, while kMostInLink counts the encoding of a query's allowed
+// set (queryEncodedLength); a prompt that cannot be encoded (a lone surrogate) is pasted.
+
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>

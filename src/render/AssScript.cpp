@@ -219,7 +219,7 @@ QString assText(const QString& text) {
 }
 
 QString assScript(const EditProject& project, const Timeline& timeline,
-                      const std::vector<Line>& lines, QSize size) {
+                  const std::vector<Line>& lines, QSize size) {
     if (timeline.total() <= 0) return {};
     Writer writer(project, size);
     if (project.settings.captions) writer.captions(captions(project, timeline, lines));

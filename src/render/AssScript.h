@@ -25,7 +25,7 @@ inline constexpr double kPopUpSeconds = 0.8;
 // pop-up phrases while their line is spoken, the hook over the opening seconds and the progress
 // bar. Empty when there is nothing to draw.
 QString assScript(const EditProject& project, const Timeline& timeline,
-                      const std::vector<Line>& lines, QSize size);
+                  const std::vector<Line>& lines, QSize size);
 
 // An ASS time ("0:00:03.25"), to the hundredth of a second.
 QString assTime(double seconds);

@@ -1,6 +1,5 @@
 #include "render/Decoding.h"
 
-#include "media/Media.h"
 #include "render/RenderPlan.h"
 #include "render/Renderer.h"
 
@@ -25,100 +24,86 @@ double startOf(const AVFormatContext* input) {
     return input->start_time == AV_NOPTS_VALUE ? 0.0 : double(input->start_time) / AV_TIME_BASE;
 }
 
-// Reads packets of `stream` into `codec` until it has a frame for `frame`. False at the end.
-Result<bool> receive(AVFormatContext* input, int stream, AVCodecContext* codec, AVPacket* packet,
-                     AVFrame* frame, bool& draining, const std::function<Error(int)>& failure) {
-    for (;;) {
-        const int got = avcodec_receive_frame(codec, frame);
-        if (got == 0) return true;
-        if (got == AVERROR_EOF) return false;
-        if (got != AVERROR(EAGAIN)) return std::unexpected(failure(got));
-        if (draining) return false;
-        const int read = av_read_frame(input, packet);
-        if (read == AVERROR_EOF || (read == AVERROR(EIO) && avio_feof(input->pb))) {
-            avcodec_send_packet(codec, nullptr);
-            draining = true;
-            continue;
-        }
-        if (read < 0) return std::unexpected(failure(read));
-        if (packet->stream_index == stream) {
-            const int sent = avcodec_send_packet(codec, packet);
-            // A damaged packet is skipped, as players do.
-            if (sent < 0 && sent != AVERROR_INVALIDDATA && sent != AVERROR(EAGAIN)) {
-                av_packet_unref(packet);
-                return std::unexpected(failure(sent));
-            }
-        }
-        av_packet_unref(packet);
-    }
-}
-
-Result<ff::Codec> openDecoder(const AVStream* stream, const AVCodec* decoder, bool threads) {
-    ff::Codec codec(avcodec_alloc_context3(decoder));
-    int rc = avcodec_parameters_to_context(codec.get(), stream->codecpar);
-    if (threads) codec->thread_count = 0;  // as many as the machine has
-    if (rc >= 0) rc = avcodec_open2(codec.get(), decoder, nullptr);
-    if (rc < 0) return fail(kRenderFailed, ff::describe(rc));
-    return codec;
-}
-
 }  // namespace
+
+// --- one stream ---
+
+Result<bool> DecodedStream::open(const QString& name, AVMediaType type, bool threads) {
+    file = name;
+    auto opened = ff::openMedia(file);
+    if (!opened) return std::unexpected(opened.error());
+    input = std::move(*opened);
+    auto decoding = ff::openStream(input.get(), type, threads);
+    if (!decoding) {
+        if (ff::noStream(decoding.error())) return false;
+        return std::unexpected(failure(decoding.error()));
+    }
+    stream = decoding->stream;
+    codec = std::move(decoding->codec);
+    timeBase = av_q2d(input->streams[stream]->time_base);
+    start = startOf(input.get());
+    return true;
+}
+
+Status DecodedStream::seek(double t) {
+    const auto ts = int64_t(std::floor((std::max(t, 0.0) + start) / timeBase));
+    if (const int rc = av_seek_frame(input.get(), stream, ts, AVSEEK_FLAG_BACKWARD); rc < 0) {
+        // Some files only seek to their start; decoding through from there still works.
+        if (av_seek_frame(input.get(), stream, 0, AVSEEK_FLAG_BACKWARD) < 0)
+            return std::unexpected(failure(rc));
+    }
+    avcodec_flush_buffers(codec.get());
+    draining = false;
+    return {};
+}
+
+Result<bool> DecodedStream::next(AVFrame* frame) {
+    auto got = ff::nextFrame(input.get(), stream, codec.get(), packet.get(), frame, draining);
+    if (!got) return std::unexpected(failure(got.error()));
+    return *got;
+}
+
+std::optional<double> DecodedStream::timeOf(const AVFrame* frame) const {
+    int64_t pts = frame->best_effort_timestamp;
+    if (pts == AV_NOPTS_VALUE) pts = frame->pts;
+    if (pts == AV_NOPTS_VALUE) return std::nullopt;
+    return double(pts) * timeBase - start;
+}
+
+Error DecodedStream::failure(int code) const {
+    return Error::pelix(kRenderFailed, "Couldn't read the " + what + " of " + ff::nameOf(file) +
+                                           ": " + ff::describe(code));
+}
 
 // --- pictures ---
 
 Result<std::unique_ptr<VideoReader>> VideoReader::open(const QString& file) {
     std::unique_ptr<VideoReader> reader(new VideoReader);
-    reader->file_ = file;
-    reader->input_ = ff::openInput(file);
-    if (!reader->input_) return fail(media::kNotMedia, ff::notMediaMessage(file));
-    AVFormatContext* input = reader->input_.get();
-    const AVCodec* decoder = nullptr;
-    const int stream = av_find_best_stream(input, AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
+    reader->in_.what = QStringLiteral("pictures");
     // Cover art in a sound file is no picture to play.
-    if (stream < 0 || !decoder ||
-        (input->streams[stream]->disposition & AV_DISPOSITION_ATTACHED_PIC)) {
-        return nullptr;
-    }
-    reader->stream_ = stream;
-    for (unsigned i = 0; i < input->nb_streams; ++i) {
-        if (int(i) != stream) input->streams[i]->discard = AVDISCARD_ALL;
-    }
-    auto codec = openDecoder(input->streams[stream], decoder, true);
-    if (!codec)
-        return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file) + ": " +
-                                       codec.error().message);
-    reader->codec_ = std::move(*codec);
-    reader->timeBase_ = av_q2d(input->streams[stream]->time_base);
-    reader->start_ = startOf(input);
+    auto found = reader->in_.open(file, AVMEDIA_TYPE_VIDEO, true);
+    if (!found) return std::unexpected(found.error());
+    if (!*found) return nullptr;
     return reader;
 }
 
 double VideoReader::duration() const {
-    return input_->duration == AV_NOPTS_VALUE ? 0.0 : double(input_->duration) / AV_TIME_BASE;
-}
-
-Error VideoReader::failure(int code) const {
-    return Error::pelix(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file_) + ": " +
-                                           ff::describe(code));
+    const AVFormatContext* input = in_.input.get();
+    return input->duration == AV_NOPTS_VALUE ? 0.0 : double(input->duration) / AV_TIME_BASE;
 }
 
 double VideoReader::timeOf(const AVFrame* frame) const {
-    int64_t pts = frame->best_effort_timestamp;
-    if (pts == AV_NOPTS_VALUE) pts = frame->pts;
-    if (pts == AV_NOPTS_VALUE) return previousTime_ + 1.0 / kFrameRate;
-    return double(pts) * timeBase_ - start_;
+    return in_.timeOf(frame).value_or(previousTime_ + 1.0 / kFrameRate);
+}
+
+Result<const AVFrame*> VideoReader::noneAt(double t) const {
+    return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(in_.file) +
+                                   ": there are none at " + QString::number(t, 'f', 2) + " s.");
 }
 
 Status VideoReader::seek(double t) {
-    const auto ts = int64_t(std::floor((std::max(t, 0.0) + start_) / timeBase_));
-    if (const int rc = av_seek_frame(input_.get(), stream_, ts, AVSEEK_FLAG_BACKWARD); rc < 0) {
-        // Some files only seek to their start; decoding through from there still works.
-        if (const int again = av_seek_frame(input_.get(), stream_, 0, AVSEEK_FLAG_BACKWARD);
-            again < 0)
-            return std::unexpected(failure(rc));
-    }
-    avcodec_flush_buffers(codec_.get());
-    hasCurrent_ = hasNext_ = ended_ = draining_ = false;
+    if (Status s = in_.seek(t); !s) return s;
+    hasCurrent_ = hasNext_ = ended_ = false;
     started_ = true;
     lastTime_ = -1e9;
     previousTime_ = -1;
@@ -127,8 +112,7 @@ Status VideoReader::seek(double t) {
 
 Result<bool> VideoReader::decode() {
     if (ended_) return false;
-    auto got = receive(input_.get(), stream_, codec_.get(), packet_.get(), next_.get(), draining_,
-                       [this](int code) { return failure(code); });
+    auto got = in_.next(next_.get());
     if (!got) return got;
     if (!*got) {
         ended_ = true;
@@ -158,18 +142,14 @@ Result<const AVFrame*> VideoReader::at(double t) {
     }
     if (hasCurrent_) return current_.get();
     if (hasNext_) return next_.get();
-    return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file_) +
-                                   ": there are none at " + QString::number(t, 'f', 2) + " s.");
+    return noneAt(t);
 }
 
 Result<const AVFrame*> VideoReader::near(double t) {
     if (Status s = seek(t); !s) return std::unexpected(s.error());
     auto more = decode();
     if (!more) return std::unexpected(more.error());
-    if (!*more) {
-        return fail(kRenderFailed, "Couldn't read the pictures of " + ff::nameOf(file_) +
-                                       ": there are none at " + QString::number(t, 'f', 2) + " s.");
-    }
+    if (!*more) return noneAt(t);
     return next_.get();
 }
 
@@ -177,28 +157,14 @@ Result<const AVFrame*> VideoReader::near(double t) {
 
 Result<std::unique_ptr<AudioReader>> AudioReader::open(const QString& file) {
     std::unique_ptr<AudioReader> reader(new AudioReader);
-    reader->file_ = file;
-    reader->input_ = ff::openInput(file);
-    if (!reader->input_) return fail(media::kNotMedia, ff::notMediaMessage(file));
-    AVFormatContext* input = reader->input_.get();
-    const AVCodec* decoder = nullptr;
-    const int stream = av_find_best_stream(input, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
-    if (stream < 0 || !decoder) return nullptr;
-    reader->stream_ = stream;
-    for (unsigned i = 0; i < input->nb_streams; ++i) {
-        if (int(i) != stream) input->streams[i]->discard = AVDISCARD_ALL;
-    }
-    auto codec = openDecoder(input->streams[stream], decoder, false);
-    if (!codec)
-        return fail(kRenderFailed, "Couldn't read the sound of " + ff::nameOf(file) + ": " +
-                                       codec.error().message);
-    reader->codec_ = std::move(*codec);
-    reader->timeBase_ = av_q2d(input->streams[stream]->time_base);
-    reader->start_ = startOf(input);
+    reader->in_.what = QStringLiteral("sound");
+    auto found = reader->in_.open(file, AVMEDIA_TYPE_AUDIO, false);
+    if (!found) return std::unexpected(found.error());
+    if (!*found) return nullptr;
 
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
     AVChannelLayout inLayout{};
-    const AVCodecContext* c = reader->codec_.get();
+    const AVCodecContext* c = reader->in_.codec.get();
     if (c->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
         av_channel_layout_default(&inLayout, std::max(1, c->ch_layout.nb_channels));
     } else {
@@ -212,30 +178,18 @@ Result<std::unique_ptr<AudioReader>> AudioReader::open(const QString& file) {
     // A mono voice plays at its own level on both sides, not 3 dB down.
     if (rc >= 0) av_opt_set_double(swr, "center_mix_level", 1.0, 0);
     if (rc >= 0) rc = swr_init(swr);
-    if (rc < 0) return std::unexpected(reader->failure(rc));
+    if (rc < 0) return std::unexpected(reader->in_.failure(rc));
     reader->fifo_.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, 2, kSampleRate));
     return reader;
 }
 
-Error AudioReader::failure(int code) const {
-    return Error::pelix(kRenderFailed, "Couldn't read the sound of " + ff::nameOf(file_) + ": " +
-                                           ff::describe(code));
-}
-
 Status AudioReader::seek(int64_t from) {
     // A little early: the first frame after a seek lacks the overlap of the one before.
-    const double t = double(from) / kSampleRate - 0.1;
-    const auto ts = int64_t(std::floor((std::max(t, 0.0) + start_) / timeBase_));
-    if (const int rc = av_seek_frame(input_.get(), stream_, ts, AVSEEK_FLAG_BACKWARD); rc < 0) {
-        if (const int again = av_seek_frame(input_.get(), stream_, 0, AVSEEK_FLAG_BACKWARD);
-            again < 0)
-            return std::unexpected(failure(rc));
-    }
-    avcodec_flush_buffers(codec_.get());
+    if (Status s = in_.seek(double(from) / kSampleRate - 0.1); !s) return s;
     swr_close(resampler_.get());
-    if (const int rc = swr_init(resampler_.get()); rc < 0) return std::unexpected(failure(rc));
+    if (const int rc = swr_init(resampler_.get()); rc < 0) return std::unexpected(in_.failure(rc));
     av_audio_fifo_reset(fifo_.get());
-    placed_ = ended_ = draining_ = false;
+    placed_ = ended_ = false;
     started_ = true;
     return {};
 }
@@ -251,16 +205,15 @@ Status AudioReader::convert(const AVFrame* frame) {
     const int made =
         swr_convert(resampler_.get(), planes, room,
                     frame ? const_cast<const uint8_t**>(frame->extended_data) : nullptr, in);
-    if (made < 0) return std::unexpected(failure(made));
+    if (made < 0) return std::unexpected(in_.failure(made));
     if (made > 0 && av_audio_fifo_write(fifo_.get(), reinterpret_cast<void**>(planes), made) < made)
-        return std::unexpected(failure(AVERROR(ENOMEM)));
+        return std::unexpected(in_.failure(AVERROR(ENOMEM)));
     return {};
 }
 
 Result<bool> AudioReader::decode() {
     if (ended_) return false;
-    auto got = receive(input_.get(), stream_, codec_.get(), packet_.get(), frame_.get(), draining_,
-                       [this](int code) { return failure(code); });
+    auto got = in_.next(frame_.get());
     if (!got) return got;
     if (!*got) {
         if (Status s = convert(nullptr); !s) return std::unexpected(s.error());
@@ -268,9 +221,7 @@ Result<bool> AudioReader::decode() {
         return false;
     }
     if (!placed_) {
-        int64_t pts = frame_->best_effort_timestamp;
-        if (pts == AV_NOPTS_VALUE) pts = frame_->pts;
-        const double t = pts == AV_NOPTS_VALUE ? 0.0 : double(pts) * timeBase_ - start_;
+        const double t = in_.timeOf(frame_.get()).value_or(0.0);
         fifoStart_ = std::llround(t * kSampleRate) - av_audio_fifo_size(fifo_.get());
         placed_ = true;
     }
@@ -389,8 +340,9 @@ QImage toImage(const AVFrame* frame) {
 }
 
 Result<ClipInfo> probeClip(const QString& file) {
-    const ff::Input input = ff::openInput(file);
-    if (!input) return fail(media::kNotMedia, ff::notMediaMessage(file));
+    const auto opened = ff::openMedia(file);
+    if (!opened) return std::unexpected(opened.error());
+    const ff::Input& input = *opened;
     ClipInfo info;
     if (input->duration != AV_NOPTS_VALUE) info.duration = double(input->duration) / AV_TIME_BASE;
     for (unsigned i = 0; i < input->nb_streams; ++i) {

@@ -1,7 +1,10 @@
 #pragma once
 
 // Reading pictures and sound out of media files for the renderer and the face finder, and
-// scaling pictures into the output. For this folder only.
+// scaling pictures into the output. For this folder only. The picture reader decodes forward and
+// seeks only when a time lies behind or more than 2 s ahead; the sound reader has a demuxer of its
+// own, so pictures and sound seek independently. The crop is cut by moving the plane pointers (on
+// even pixels for 4:2:0) before libswscale scales it into the output.
 
 #include "core/Error.h"
 #include "media/FFmpeg.h"
@@ -15,12 +18,39 @@ extern "C" {
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace pelix::render {
 
 struct SwsFreer {
     void operator()(SwsContext* s) const { sws_freeContext(s); }
+};
+
+// One stream of a file opened for decoding, which each reader below reads from.
+struct DecodedStream {
+    QString file;
+    QString what;  // "pictures" or "sound", for the failure sentences
+    media::ff::Input input;
+    int stream = -1;
+    media::ff::Codec codec;
+    media::ff::Packet packet{av_packet_alloc()};
+    bool draining = false;
+    double timeBase = 0;
+    double start = 0;  // the file's start time, seconds
+
+    // Opens the best stream of `type` in the file `name`: false (and no error) when it has none;
+    // fails when the file is not media or its decoder does not open.
+    Result<bool> open(const QString& name, AVMediaType type, bool threads);
+    // Seeks to the key frame at or before `t` seconds from the file's start (to the start when
+    // the file seeks nowhere else) and empties the decoder.
+    Status seek(double t);
+    // Decodes the next frame into `frame`; false at the end of the stream.
+    Result<bool> next(AVFrame* frame);
+    // Seconds from the file's start of a decoded frame; none when it carries no time.
+    std::optional<double> timeOf(const AVFrame* frame) const;
+    // "Couldn't read the pictures of NAME: " and FFmpeg's sentence for `code`.
+    Error failure(int code) const;
 };
 
 // The pictures of a file's video track, asked for by time.
@@ -44,22 +74,15 @@ private:
     // Decodes the next picture into next_; false at the end of the track.
     Result<bool> decode();
     double timeOf(const AVFrame* frame) const;
-    Error failure(int code) const;
+    Result<const AVFrame*> noneAt(double t) const;
 
-    QString file_;
-    media::ff::Input input_;
-    int stream_ = -1;
-    media::ff::Codec codec_;
-    media::ff::Packet packet_{av_packet_alloc()};
+    DecodedStream in_;
     media::ff::Frame current_{av_frame_alloc()};
     media::ff::Frame next_{av_frame_alloc()};
     bool hasCurrent_ = false;
     bool hasNext_ = false;
     bool ended_ = false;
-    bool draining_ = false;
     bool started_ = false;
-    double timeBase_ = 0;
-    double start_ = 0;          // the file's start time, seconds
     double lastTime_ = 0;       // of the newest picture decoded
     double previousTime_ = -1;  // for pictures without a time
 };
@@ -80,24 +103,16 @@ private:
     // Decodes one more frame into the buffer; false at the end of the track.
     Result<bool> decode();
     Status convert(const AVFrame* frame);
-    Error failure(int code) const;
 
-    QString file_;
-    media::ff::Input input_;
-    int stream_ = -1;
-    media::ff::Codec codec_;
+    DecodedStream in_;
     media::ff::Resampler resampler_;
-    media::ff::Packet packet_{av_packet_alloc()};
     media::ff::Frame frame_{av_frame_alloc()};
     media::ff::Fifo fifo_;
     std::vector<float> left_, right_;
     int64_t fifoStart_ = 0;  // source sample of the buffer's first sample
     bool placed_ = false;    // fifoStart_ is known: a frame came since the last seek
     bool ended_ = false;
-    bool draining_ = false;
     bool started_ = false;
-    double timeBase_ = 0;
-    double start_ = 0;
 };
 
 // Scales the `crop` part of `in` onto the whole of `out` (4:2:0, BT.709), reusing `cache`.

@@ -1,3 +1,16 @@
+// The export, over FFmpeg's libraries (nothing runs the ffmpeg program). For each output frame of
+// each piece of the plan: the picture showing at the matching source time, cropped and scaled at
+// the eased zoom (cubic over kZoomEase, from the zoom of the piece before in the same clip; a new
+// clip starts at its own); drawn over by FFmpeg's "ass" filter (libass, in a graph of that one
+// filter fed with the script written to a temporary file); encoded by libx264 (the options'
+// preset and CRF, veryfast and 21 by default, a key frame every 2 s); then the sound up to that
+// frame's end, so that the muxer interleaves as it goes. Sound is cut on exact samples at the
+// segment edges and faded over kFade on both sides of every cut; segments that continue each
+// other in the source play on without a seam or a fade. AAC-LC at 128 kbit/s. The MP4 goes to a
+// hidden ".part-" file beside the target with movflags=+faststart, tracked by core/TempFiles, and
+// is renamed over the target when whole; a failure or a stop (checked before every frame)
+// removes it. A missing clip fails before anything is written.
+
 #include "core/TempFiles.h"
 #include "render/Decoding.h"
 #include "render/RenderModule.h"

@@ -1,5 +1,11 @@
 #pragma once
 
+// The finder looks at the key frame each seek lands on (so nothing is decoded in between), scaled
+// to 640 pixels wide in gray and equalised, with OpenCV's Haar cascade
+// haarcascade_frontalface_alt2.xml; the largest face of each picture counts. The default cascade
+// missed the test face at that size and the LBP one missed it at every size. The detector itself
+// (FaceDetector.cpp) is in the renderer's module, so that the tray maps no OpenCV.
+
 #include "core/Error.h"
 
 #include <QString>

@@ -6,6 +6,11 @@
 // rendered or framed. `makeRenderer`, `framedPicture` and `findFace` load the module; the
 // module is `$PELIX_RENDER_MODULE` when set, else "pelix-render.so" beside the program, else in
 // the installed library folder, else in the build tree.
+//
+// The module links its own copies of the static libraries it uses with --exclude-libs,ALL, so
+// nothing in it binds to the program's copies. The one piece of process-wide state among them,
+// the temporary files removed on signals (core/TempFiles), chains: the module's handler removes
+// its files (an export's partial file) and then hands the signal to the one that was there.
 #include "core/Error.h"
 #include "render/FaceFinder.h"
 #include "render/Renderer.h"

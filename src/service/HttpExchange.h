@@ -1,5 +1,21 @@
 #pragma once
 
+// Why the backend client speaks HTTP itself instead of through QNetworkAccessManager: Qt's HTTP
+// thread reads an answer as fast as the server sends it, whatever the reader does. With
+// QNetworkAccessManager, a 64 KB setReadBufferSize, no redirects and the same 32 MB limit, every
+// hostile server test (tests/service/api_hostile_test.cpp) passes but the endless answer: in four
+// runs the server got to send 0.5 to 4.8 GB, and the process grew by 0.7 to 6.4 GB, before the
+// abort reached Qt's HTTP thread (Qt 6.4). Here the socket reads at most 64 KB ahead, so a fast
+// server waits on TCP.
+//
+// Failures are one sentence each: "The request timed out." (one timer from the start, not a
+// limit on silence), "The answer was larger than 32 MB, so it was not read.", "The answer broke
+// off before its end." (fewer bytes than Content-Length, or a chunked body cut in the middle:
+// never a success with half a body) and "The answer was not HTTP.". A 3xx is an answer like any
+// other, so the token never travels to another address and a POST never turns into a GET.
+// Whether the status and body mean success is the Api's to decide (Api::read). A proxy set on
+// the process's QNetworkAccessManager is passed in by the Api and applies here too.
+
 #include "core/Error.h"
 
 #include <QByteArray>

@@ -46,9 +46,9 @@ public:
     explicit TokenStore(QString folder, OldKeyring oldKeyring = OldKeyring())
         : folder_(std::move(folder)), oldKeyring_(oldKeyring) {}
 
-    // The stored token with white space trimmed; else one moved over from the old keyring entry; else
-    // none. White space alone counts as none, and so does a file that does not hold a Pelix key
-    // (which is logged).
+    // The stored token with white space trimmed; else one moved over from the old keyring entry;
+    // else none. White space alone counts as none, and so does a file that does not hold a Pelix
+    // key (which is logged).
     std::optional<QString> read() const;
     // Stores the token atomically with mode 0600 in a 0700 folder; a failure keeps the old file.
     // Anything but a Pelix key is refused (and logged) without touching the file.

@@ -5,13 +5,9 @@
 #include "speech/PocketSphinxEngine.h"
 #include "speech/TranscriptionServerEngine.h"
 
-#include <QPointer>
-#include <QThread>
-
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
-#include <mutex>
 #include <span>
 
 namespace pelix {
@@ -68,48 +64,25 @@ QStringList SpeechEngines::locales() const {
     return all;
 }
 
-std::function<void()> hearInBackground(std::unique_ptr<SpeechSession> session, QByteArray pcm,
-                                       QObject* context,
-                                       std::function<void(Result<QString>)> done) {
-    // Shared by the caller's thread and the worker: whether to stop, and the session to cancel.
-    struct Hearing {
-        std::mutex mutex;
-        std::shared_ptr<SpeechSession> session;
-        bool stopped = false;
-    };
-    auto hearing = std::make_shared<Hearing>();
-    hearing->session = std::move(session);
-    QPointer<QObject> owner(context);
-    QThread* worker = QThread::create([hearing, pcm = std::move(pcm), owner, done] {
-        std::shared_ptr<SpeechSession> session;
-        {
-            std::lock_guard lock(hearing->mutex);
-            session = hearing->session;
-        }
-        const std::span samples(reinterpret_cast<const int16_t*>(pcm.constData()),
-                                static_cast<size_t>(pcm.size()) / 2);
-        Result<QString> text = [&]() -> Result<QString> {
-            if (Status fed = session->feed(samples); !fed) return std::unexpected(fed.error());
-            return session->finish();
-        }();
-        {
-            std::lock_guard lock(hearing->mutex);
-            hearing->session.reset();
-        }
-        if (!owner) return;
-        QMetaObject::invokeMethod(
-            owner.data(),
-            [hearing, done, text = std::move(text)] {
-                if (!hearing->stopped) done(text);
-            },
-            Qt::QueuedConnection);
-    });
-    QObject::connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    worker->start();
-    return [hearing] {
-        std::lock_guard lock(hearing->mutex);
-        hearing->stopped = true;
-        if (hearing->session) hearing->session->cancel();
+std::function<void()> hearInBackground(Worker& worker, std::unique_ptr<SpeechSession> session,
+                                       QByteArray pcm, std::function<void(Result<QString>)> done) {
+    std::shared_ptr<SpeechSession> hearing = std::move(session);
+    auto stopped = std::make_shared<bool>(false);  // the owner's thread only
+    std::stop_source stop = worker.run(
+        [hearing, pcm = std::move(pcm)](std::stop_token stop) -> Result<QString> {
+            // A stop cancels the session, which then ends the call it is in.
+            const std::stop_callback cancel(stop, [&hearing] { hearing->cancel(); });
+            const std::span samples(reinterpret_cast<const int16_t*>(pcm.constData()),
+                                    static_cast<size_t>(pcm.size()) / 2);
+            if (Status fed = hearing->feed(samples); !fed) return std::unexpected(fed.error());
+            return hearing->finish();
+        },
+        [stopped, done = std::move(done)](Result<QString> text) {
+            if (!*stopped) done(text);
+        });
+    return [stopped, stop]() mutable {
+        *stopped = true;
+        stop.request_stop();
     };
 }
 

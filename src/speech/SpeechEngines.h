@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Worker.h"
 #include "speech/SpeechEngine.h"
 
 #include <QObject>
@@ -48,12 +49,11 @@ private:
     std::vector<std::unique_ptr<SpeechEngine>> engines_;
 };
 
-// Runs `session` over the whole of `pcm` (16 kHz mono 16-bit) on a thread of its own and calls
-// `done` with its text on the thread of `context`, unless `context` is gone by then. The returned
-// function, called on that same thread, stops the work: the session is cancelled and `done` is
-// not called.
-std::function<void()> hearInBackground(std::unique_ptr<SpeechSession> session, QByteArray pcm,
-                                       QObject* context, std::function<void(Result<QString>)> done);
+// Runs `session` over the whole of `pcm` (16 kHz mono 16-bit) on `worker` and calls `done` with
+// its text on the worker's owner's thread. The returned function, called on that same thread,
+// stops the work: the session is cancelled and `done` is not called.
+std::function<void()> hearInBackground(Worker& worker, std::unique_ptr<SpeechSession> session,
+                                       QByteArray pcm, std::function<void(Result<QString>)> done);
 
 // "en_us", "EN-us" → "en-US": the spelling locales are compared in.
 QString normalizedLocale(const QString& identifier);

@@ -9,7 +9,7 @@
 namespace pelix {
 
 SpeechSettings::SpeechSettings(Prefs prefs, SpeechKeyStore keys, QObject* parent)
-    : QObject(parent), prefs_(std::move(prefs)), keys_(std::move(keys)) {}
+    : QObject(parent), prefs_(std::move(prefs)), keys_(std::move(keys)), worker_(this) {}
 
 SpeechSettings::~SpeechSettings() {
     if (stopTest_) stopTest_();
@@ -60,7 +60,7 @@ void SpeechSettings::test(const Values& values,
     settings.key =
         values.key.trimmed().isEmpty() ? keys_.read().value_or(QString()) : values.key.trimmed();
     stopTest_ = hearInBackground(
-        serverSession(settings, QStringLiteral("en-US"), {}, {}), sample(), this,
+        worker_, serverSession(settings, QStringLiteral("en-US"), {}, {}), sample(),
         [this, done = std::move(done)](Result<QString> text) {
             stopTest_ = nullptr;
             if (!text) return done(text.error().message, false);

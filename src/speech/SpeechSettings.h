@@ -2,6 +2,7 @@
 
 #include "core/Error.h"
 #include "core/Prefs.h"
+#include "core/Worker.h"
 #include "speech/TranscriptionServer.h"
 
 #include <QObject>
@@ -13,7 +14,7 @@ namespace pelix {
 
 // What the speech settings window edits: where speech is heard (on this computer, or on a
 // transcription server with its model and key) and a test of a server with a short recording
-// built into Pelix. Main thread; the test runs on a thread of its own.
+// built into Pelix. Main thread; the test runs on a worker thread.
 class SpeechSettings : public QObject {
 public:
     struct Values {
@@ -45,6 +46,7 @@ private:
     Prefs prefs_;
     SpeechKeyStore keys_;
     std::function<void()> stopTest_;
+    Worker worker_;
 };
 
 }  // namespace pelix

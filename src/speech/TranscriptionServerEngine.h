@@ -1,5 +1,11 @@
 #pragma once
 
+// Pieces go as 16 kHz WAV: every server reads WAV, and whisper.cpp's reads nothing else without
+// ffmpeg. A piece is sent as soon as more than a piece's worth has come, so memory holds one piece
+// and a file's pieces go while it is still being decoded. A 413 answer sends the piece again in
+// two, cut at a pause near its middle, and later pieces smaller. Each request may take 60 s plus
+// twice the piece's length.
+
 #include "core/Prefs.h"
 #include "speech/SpeechEngine.h"
 #include "speech/TranscriptionServer.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/Error.h"
-#include "editor/EditOps.h"
 #include "editor/EditProject.h"
+#include "editor/EditorEngine.h"
 
 #include <QString>
 #include <QStringList>
@@ -14,17 +14,11 @@ namespace pelix {
 // What the editor asks of the service: a first pass over a new project, a revision from an
 // instruction, the translation of caption lines, and keeping the user's style rules. Each call
 // answers once through its callback, on any thread; a failure carries the service's sentence and
-// changes nothing.
+// changes nothing. The answers are the engine's.
 class EditAssistant {
 public:
-    struct FirstPass {
-        EditProject project;
-        QString reply;
-    };
-    struct Revision {
-        Applied applied;
-        QString reply;
-    };
+    using FirstPass = EditorEngine::FirstPass;
+    using Revision = EditorEngine::Revision;
 
     virtual ~EditAssistant() = default;
 

@@ -3,11 +3,11 @@
 #include "core/Console.h"
 #include "core/Json.h"
 #include "editor/Captions.h"
-#include "studio/EditCommands.h"
 #include "editor/EditOps.h"
 #include "editor/Emphasis.h"
 #include "editor/ProjectStore.h"
 #include "editor/Timeline.h"
+#include "studio/EditCommands.h"
 
 #include <QFile>
 #include <QFileInfo>

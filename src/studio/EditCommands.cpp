@@ -2,15 +2,14 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
-#include "core/Paths.h"
 #include "editor/Captions.h"
 #include "editor/EditorEngine.h"
-#include "studio/Interrupt.h"
-#include "studio/NewVideo.h"
 #include "editor/ProjectStore.h"
 #include "render/Renderer.h"
+#include "studio/ExportPath.h"
+#include "studio/Interrupt.h"
+#include "studio/NewVideo.h"
 
-#include <QDir>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
@@ -247,8 +246,7 @@ int exportVideo(const Opened& opened, const Args& args) {
     if (const auto out = args.value("--out")) {
         target = QFileInfo(*out).absoluteFilePath();
     } else {
-        const auto path =
-            EditorEngine::exportPath(opened.project, QDir(paths::videosDir()).filePath("Pelix"));
+        const auto path = exportPath(opened.project, defaultExportFolder());
         if (!path) return failWith(path.error().message);
         target = *path;
     }

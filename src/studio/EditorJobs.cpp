@@ -1,59 +1,52 @@
 #include "studio/EditorJobs.h"
 
-#include "studio/NewVideo.h"
 #include "render/Renderer.h"
+#include "studio/NewVideo.h"
 
 #include <QDateTime>
 #include <QFileInfo>
-#include <QMetaObject>
-
-#include <atomic>
 #include <cmath>
 
 namespace pelix {
 
 ClipImport::ClipImport(const SpeechEngines& engines, QStringList files, QString locale,
                        QObject* parent)
-    : QObject(parent), files_(std::move(files)) {
+    : QObject(parent), files_(std::move(files)), worker_(this, 1) {
     NewVideoOptions options;
     options.files = files_;
     options.name = QFileInfo(files_.value(0)).completeBaseName();
     options.locale = std::move(locale);
     options.progress = [this](const QString& line) {
-        QMetaObject::invokeMethod(
-            this, [this, line] { Q_EMIT progress(line); }, Qt::QueuedConnection);
+        worker_.post([this, line] { Q_EMIT progress(line); });
     };
-    worker_ = std::jthread([this, &engines,
-                            options = std::move(options)](std::stop_token stop) mutable {
-        options.stop = stop;
-        Result<EditProject> made = newVideo(engines, options, QDateTime::currentDateTimeUtc());
-        if (stop.stop_requested()) return;
-        QMetaObject::invokeMethod(
-            this, [this, made = std::move(made)] { Q_EMIT finished(made); }, Qt::QueuedConnection);
-    });
+    // Stopped only as the object goes, and then nothing comes back.
+    worker_.run(
+        [&engines, options = std::move(options)](std::stop_token stop) mutable {
+            options.stop = stop;
+            return newVideo(engines, options, QDateTime::currentDateTimeUtc());
+        },
+        [this](const Result<EditProject>& made) { Q_EMIT finished(made); });
 }
 
 ClipImport::~ClipImport() = default;
 
 VideoExport::VideoExport(render::Renderer& renderer, const EditProject& project, QString target,
                          QObject* parent)
-    : QObject(parent), target_(std::move(target)) {
-    worker_ = std::jthread([this, &renderer, project](std::stop_token stop) {
-        render::RenderOptions options;
-        options.stop = stop;
-        int shown = -1;
-        options.progress = [this, &shown](double done) {
-            const int percent = int(std::floor(done * 100));
-            if (percent == shown) return;
-            shown = percent;
-            QMetaObject::invokeMethod(
-                this, [this, percent] { Q_EMIT progress(percent); }, Qt::QueuedConnection);
-        };
-        Status status = renderer.exportVideo(project, target_, options);
-        QMetaObject::invokeMethod(
-            this, [this, status = std::move(status)] { Q_EMIT finished(status); },
-            Qt::QueuedConnection);
-    });
+    : QObject(parent), target_(std::move(target)), worker_(this, 1) {
+    job_ = worker_.run(
+        [this, &renderer, project](std::stop_token stop) {
+            render::RenderOptions options;
+            options.stop = stop;
+            int shown = -1;
+            options.progress = [this, &shown](double done) {
+                const int percent = int(std::floor(done * 100));
+                if (percent == shown) return;
+                shown = percent;
+                worker_.post([this, percent] { Q_EMIT progress(percent); });
+            };
+            return renderer.exportVideo(project, target_, options);
+        },
+        [this](const Status& status) { Q_EMIT finished(status); });
 }
 
 VideoExport::~VideoExport() = default;

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "core/Error.h"
+#include "core/Worker.h"
 #include "editor/EditProject.h"
 
 #include <QObject>
 #include <QString>
 #include <QStringList>
 
-#include <thread>
+#include <stop_token>
 
 namespace pelix {
 
@@ -16,7 +17,7 @@ namespace render {
 class Renderer;
 }
 
-// The editor's long work, each on a thread of its own with its progress and its end reported on
+// The editor's long work, each on a worker of its own with its progress and its end reported on
 // the object's thread. Dropping the object stops the work and waits for it to end.
 
 // Media files into a new project: transcription and face finding, clip by clip.
@@ -34,7 +35,7 @@ Q_SIGNALS:
 
 private:
     QStringList files_;
-    std::jthread worker_;
+    Worker worker_;
 };
 
 // A project into a finished video file.
@@ -45,7 +46,7 @@ public:
                 QObject* parent = nullptr);
     ~VideoExport() override;
     const QString& target() const { return target_; }
-    void cancel() { worker_.request_stop(); }
+    void cancel() { job_.request_stop(); }
 
 Q_SIGNALS:
     // Whole percent, each once.
@@ -54,7 +55,8 @@ Q_SIGNALS:
 
 private:
     QString target_;
-    std::jthread worker_;
+    Worker worker_;
+    std::stop_source job_;
 };
 
 }  // namespace pelix

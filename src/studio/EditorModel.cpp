@@ -165,15 +165,7 @@ void EditorModel::recompute() {
 }
 
 void EditorModel::scheduleSave() {
-    saveTimer_ = timers_.after(kSaveDelay, [this] {
-        saveTimer_.reset();
-        if (const Status status = ProjectStore::save(project_); !status) {
-            saveError_ = status.error().message;
-            return;
-        }
-        saveError_.clear();
-        Q_EMIT saved();
-    });
+    saveTimer_ = timers_.after(kSaveDelay, [this] { flush(); });
 }
 
 void EditorModel::flush() {

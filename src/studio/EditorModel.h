@@ -2,10 +2,10 @@
 
 #include "core/Timers.h"
 #include "editor/Captions.h"
-#include "studio/EditAssistant.h"
 #include "editor/EditProject.h"
 #include "editor/Emphasis.h"
 #include "editor/Timeline.h"
+#include "studio/EditAssistant.h"
 
 #include <QObject>
 #include <QString>

@@ -1,11 +1,11 @@
 #include "studio/EditorSample.h"
 
+#include "editor/SampleProject.h"
+#include "editor/Timeline.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
-#include "editor/SampleProject.h"
-#include "editor/Timeline.h"
 #include "ui/Theme.h"
 
 #include <QLinearGradient>

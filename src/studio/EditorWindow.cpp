@@ -1,11 +1,11 @@
 #include "studio/EditorWindow.h"
 
-#include "core/Paths.h"
+#include "dictation/LiveDictation.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
+#include "studio/ExportPath.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
-#include "dictation/LiveDictation.h"
 #include "ui/Glyphs.h"
 #include "ui/Theme.h"
 
@@ -14,7 +14,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDesktopServices>
-#include <QDir>
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
@@ -227,7 +226,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     setAutoFillBackground(true);
     setAcceptDrops(true);
     if (tools_.exportFolder.isEmpty()) {
-        tools_.exportFolder = QDir(paths::videosDir()).filePath(QStringLiteral("Pelix"));
+        tools_.exportFolder = defaultExportFolder();
     }
     if (!tools_.showInFolder) {
         tools_.showInFolder = [](const QString& file) {

@@ -7,21 +7,13 @@ namespace pelix {
 
 void EngineAssistant::plan(const EditProject& project, const QStringList& style,
                            std::function<void(Result<FirstPass>)> done) {
-    EditorEngine::plan(api_, project, style,
-                       [done = std::move(done)](Result<EditorEngine::FirstPass> result) {
-                           if (!result) return done(std::unexpected(result.error()));
-                           done(FirstPass{std::move(result->project), std::move(result->reply)});
-                       });
+    EditorEngine::plan(api_, project, style, std::move(done));
 }
 
 void EngineAssistant::revise(const QString& instruction, const QStringList& style,
                              const EditProject& project,
                              std::function<void(Result<Revision>)> done) {
-    EditorEngine::revise(api_, instruction, style, project,
-                         [done = std::move(done)](Result<EditorEngine::Revision> result) {
-                             if (!result) return done(std::unexpected(result.error()));
-                             done(Revision{std::move(result->applied), std::move(result->reply)});
-                         });
+    EditorEngine::revise(api_, instruction, style, project, std::move(done));
 }
 
 void EngineAssistant::translate(const EditProject& project,

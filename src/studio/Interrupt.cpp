@@ -3,7 +3,7 @@
 namespace pelix {
 namespace {
 
-// A signal handler may only post a semaphore; a thread of the guard waits on it.
+// A signal handler may only post a semaphore; a job of the guard's worker waits on it.
 sem_t signalled;
 
 void onSignal(int) {
@@ -12,13 +12,15 @@ void onSignal(int) {
 
 }  // namespace
 
-InterruptStop::InterruptStop() {
+InterruptStop::InterruptStop() : watcher_(nullptr, 1) {
     sem_init(&signalled, 0, 0);
-    watcher_ = std::jthread([this] {
+    watcher_.run([this](std::stop_token stop) {
+        // The guard's end wakes the wait, and the loop ends.
+        const std::stop_callback wake(stop, [] { sem_post(&signalled); });
         for (;;) {
             while (sem_wait(&signalled) != 0) {
             }
-            if (closing_) return;
+            if (stop.stop_requested()) return;
             source_.request_stop();
         }
     });
@@ -32,9 +34,7 @@ InterruptStop::InterruptStop() {
 InterruptStop::~InterruptStop() {
     sigaction(SIGINT, &oldInt_, nullptr);
     sigaction(SIGTERM, &oldTerm_, nullptr);
-    closing_ = true;
-    sem_post(&signalled);
-    watcher_.join();
+    watcher_.stop();
     sem_destroy(&signalled);
 }
 

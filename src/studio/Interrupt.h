@@ -1,11 +1,11 @@
 #pragma once
 
+#include "core/Worker.h"
+
 #include <semaphore.h>
 #include <signal.h>
 
-#include <atomic>
 #include <stop_token>
-#include <thread>
 
 namespace pelix {
 
@@ -24,8 +24,7 @@ public:
 
 private:
     std::stop_source source_;
-    std::atomic<bool> closing_{false};
-    std::jthread watcher_;
+    Worker watcher_;
     struct sigaction oldInt_ {};
     struct sigaction oldTerm_ {};
 };

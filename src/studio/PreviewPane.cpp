@@ -1,11 +1,11 @@
 #include "studio/PreviewPane.h"
 
-#include "editor/EditorEngine.h"
+#include "render/RenderPlan.h"
 #include "studio/EditorJobs.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
+#include "studio/ExportPath.h"
 #include "studio/PreviewPlayer.h"
-#include "render/RenderPlan.h"
 #include "ui/Theme.h"
 
 #include <QHBoxLayout>
@@ -212,7 +212,7 @@ void PreviewPane::showPosition() {
 
 bool PreviewPane::startExport() {
     if (job_ || !renderer_ || model_.total() <= 0) return false;
-    auto target = EditorEngine::exportPath(model_.project(), exportFolder_);
+    auto target = exportPath(model_.project(), exportFolder_);
     if (!target) {
         status_->setText(target.error().message);
         return false;

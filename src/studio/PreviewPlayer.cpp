@@ -3,26 +3,19 @@
 #include "render/RenderPlan.h"
 #include "render/Renderer.h"
 
-#include <QMetaObject>
-
 #include <algorithm>
 
 namespace pelix {
 
 PreviewPlayer::PreviewPlayer(render::Renderer* renderer, QSize box, QObject* parent)
-    : QObject(parent), renderer_(renderer), box_(box) {
+    : QObject(parent), renderer_(renderer), box_(box), worker_(this, 1) {
     ticker_.setInterval(1000 / kPlayRate);
     connect(&ticker_, &QTimer::timeout, this, &PreviewPlayer::tick);
-    if (renderer_) worker_ = std::jthread([this](std::stop_token stop) { work(stop); });
+    // One loop for the player's life; the wait in it ends when the worker stops it.
+    if (renderer_) worker_.run([this](std::stop_token stop) { work(stop); });
 }
 
-PreviewPlayer::~PreviewPlayer() {
-    if (worker_.joinable()) {
-        worker_.request_stop();
-        wake_.notify_all();
-        worker_.join();
-    }
-}
+PreviewPlayer::~PreviewPlayer() = default;
 
 void PreviewPlayer::setProject(const EditProject& project, double duration) {
     project_ = std::make_shared<const EditProject>(project);
@@ -113,20 +106,17 @@ void PreviewPlayer::work(std::stop_token stop) {
         }
         framesOf = job.generation;
         auto picture = frames->at(job.t);
-        QMetaObject::invokeMethod(
-            this,
-            [this, generation = job.generation, picture = std::move(picture)]() mutable {
-                if (generation != generation_) return;  // the project changed meanwhile
-                shownGeneration_ = generation;
-                if (picture) {
-                    picture_ = std::move(*picture);
-                    problem_.clear();
-                } else {
-                    problem_ = picture.error().message;
-                }
-                Q_EMIT pictureChanged();
-            },
-            Qt::QueuedConnection);
+        worker_.post([this, generation = job.generation, picture = std::move(picture)]() mutable {
+            if (generation != generation_) return;  // the project changed meanwhile
+            shownGeneration_ = generation;
+            if (picture) {
+                picture_ = std::move(*picture);
+                problem_.clear();
+            } else {
+                problem_ = picture.error().message;
+            }
+            Q_EMIT pictureChanged();
+        });
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Worker.h"
 #include "editor/EditProject.h"
 
 #include <QElapsedTimer>
@@ -13,7 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
+#include <stop_token>
 
 namespace pelix {
 
@@ -21,7 +22,7 @@ namespace render {
 class Renderer;
 }
 
-// Plays the edit as it will be exported, small: pictures come from the renderer on a thread of
+// Plays the edit as it will be exported, small: pictures come from the renderer on a worker of
 // the player's own, one at a time and only where the playhead is. A request waiting there is
 // replaced by a newer one, and pictures of a project that has changed since are dropped, so a
 // change shows as soon as one picture is drawn. Positions are on the output time axis.
@@ -90,7 +91,7 @@ private:
     std::mutex mutex_;
     std::condition_variable_any wake_;
     std::optional<Job> next_;
-    std::jthread worker_;  // last: stopped and joined first
+    Worker worker_;  // last: stopped and waited for first
 };
 
 }  // namespace pelix

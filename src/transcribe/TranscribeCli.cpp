@@ -2,6 +2,7 @@
 
 #include "core/Console.h"
 #include "core/Json.h"
+#include "core/Worker.h"
 #include "transcribe/StableId.h"
 #include "transcribe/VideoTranscriber.h"
 
@@ -63,9 +64,11 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
     clock.start();
     QString text;
     QObject owner;
+    Worker worker(&owner);
     const int heard = console::runUntilAnswered([&](console::Answer done) {
         VideoTranscriber::start(
-            engines, file, locale, {}, &owner, [](const QString& status) { console::err(status); },
+            worker, engines, file, locale, {}, &owner,
+            [](const QString& status) { console::err(status); },
             [](const Spoken& piece) {
                 console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
             },

@@ -21,20 +21,19 @@ constexpr auto kLanguageKey = "transcribeLanguage";
 
 }  // namespace
 
-TranscriptModel::TranscriptModel(const SpeechEngines& engines, Api& api, Prefs& prefs,
-                                 const Clock& clock, QString file, QObject* parent)
+TranscriptModel::TranscriptModel(const SpeechEngines& engines, Worker& worker, Api& api,
+                                 Prefs& prefs, const Clock& clock, QString file, QObject* parent)
     : QObject(parent),
       engines_(engines),
+      worker_(worker),
       api_(api),
       prefs_(prefs),
       clock_(clock),
-      file_(std::move(file)) {
-    pool_.setMaxThreadCount(1);
-}
+      file_(std::move(file)) {}
 
 TranscriptModel::~TranscriptModel() {
+    // The run notices at its next check; nothing it hands back reaches this object any more.
     stop_.request_stop();
-    pool_.waitForDone();
 }
 
 void TranscriptModel::showStatus(const QString& text) {
@@ -88,7 +87,7 @@ void TranscriptModel::transcribe() {
         if (run != run_) return;
         duration_ = facts_->duration;
         stop_ = VideoTranscriber::start(
-            engines_, file_, language_, {}, this,
+            worker_, engines_, file_, language_, {}, this,
             [this, run](const QString& text) {
                 if (run == run_) showStatus(text);
             },
@@ -106,19 +105,19 @@ void TranscriptModel::transcribe() {
     };
     if (facts_) return hear();
     // The length and the identifier need the file opened and read: not here.
-    pool_.start([this, hear, file = file_] {
-        Facts facts;
-        facts.duration = VideoTranscriber::duration(file).value_or(0);
-        facts.id = stableId(file);
-        facts.made = madeOn(file);
-        QMetaObject::invokeMethod(
-            this,
-            [this, hear, facts] {
-                facts_ = facts;
-                hear();
-            },
-            Qt::QueuedConnection);
-    });
+    worker_.run(
+        [file = file_] {
+            Facts facts;
+            facts.duration = VideoTranscriber::duration(file).value_or(0);
+            facts.id = stableId(file);
+            facts.made = madeOn(file);
+            return facts;
+        },
+        [self = QPointer<TranscriptModel>(this), hear](const Facts& facts) {
+            if (!self) return;
+            self->facts_ = facts;
+            hear();
+        });
 }
 
 void TranscriptModel::append(const Spoken& spoken) {

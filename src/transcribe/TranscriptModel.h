@@ -7,7 +7,6 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
-#include <QThreadPool>
 
 #include <optional>
 #include <stop_token>
@@ -21,7 +20,7 @@ class Prefs;
 // The transcript window's state for one media file: the language, the run that hears the file
 // (live text as stretches become final, then the whole text in paragraphs), the status line, and
 // saving and sorting the text through the backend. Main thread; the run and the file's facts
-// are worked out on other threads. Dropping the model stops its run.
+// are worked out on a worker of the caller's. Dropping the model stops its run.
 class TranscriptModel : public QObject {
     Q_OBJECT
 public:
@@ -32,9 +31,10 @@ public:
     static constexpr auto kTooMuch =
         "That's a lot for one go. Select the part with the plans in it, then sort that.";
 
-    // `engines` must outlive the model and any run it started.
-    TranscriptModel(const SpeechEngines& engines, Api& api, Prefs& prefs, const Clock& clock,
-                    QString file, QObject* parent = nullptr);
+    // The runs go on `worker`, made on this thread, which outlives the model; `engines` outlive
+    // the worker's jobs.
+    TranscriptModel(const SpeechEngines& engines, Worker& worker, Api& api, Prefs& prefs,
+                    const Clock& clock, QString file, QObject* parent = nullptr);
     ~TranscriptModel() override;
 
     // Loads the languages and starts hearing the file in the remembered one.
@@ -93,6 +93,7 @@ private:
     void setListening(bool on);
 
     const SpeechEngines& engines_;
+    Worker& worker_;
     Api& api_;
     Prefs& prefs_;
     const Clock& clock_;
@@ -108,7 +109,6 @@ private:
     bool saved_ = false;
     int run_ = 0;
     std::stop_source stop_;
-    QThreadPool pool_;
 };
 
 }  // namespace pelix

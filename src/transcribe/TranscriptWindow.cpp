@@ -19,9 +19,10 @@ namespace pelix {
 
 namespace theme = ui::theme;
 
-TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Api& api, Prefs& prefs,
-                                   const Clock& clock, const QString& file, QWidget* parent)
-    : QWidget(parent), model_(engines, api, prefs, clock, file) {
+TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Worker& worker, Api& api,
+                                   Prefs& prefs, const Clock& clock, const QString& file,
+                                   QWidget* parent)
+    : QWidget(parent), model_(engines, worker, api, prefs, clock, file) {
     setWindowTitle(title(file));
     setAttribute(Qt::WA_DeleteOnClose, false);
     resize(620, 560);

@@ -17,9 +17,10 @@ namespace pelix {
 class TranscriptWindow : public QWidget {
     Q_OBJECT
 public:
-    // `engines` must outlive the window.
-    TranscriptWindow(const SpeechEngines& engines, Api& api, Prefs& prefs, const Clock& clock,
-                     const QString& file, QWidget* parent = nullptr);
+    // The transcription goes on `worker`, made on this thread, which outlives the window;
+    // `engines` outlive the worker's jobs.
+    TranscriptWindow(const SpeechEngines& engines, Worker& worker, Api& api, Prefs& prefs,
+                     const Clock& clock, const QString& file, QWidget* parent = nullptr);
     ~TranscriptWindow() override;
 
     // Loads the languages and starts hearing the file.

@@ -10,7 +10,6 @@
 #include <QLocale>
 #include <QPointer>
 #include <QSet>
-#include <QThreadPool>
 
 #include <algorithm>
 
@@ -138,28 +137,33 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     return spoken;
 }
 
-std::stop_source start(const SpeechEngines& engines, const QString& file, const QString& locale,
-                       const QStringList& words, QObject* context, StatusCallback status,
-                       HeardCallback heard, std::function<void(Result<QList<Spoken>>)> done) {
-    std::stop_source source;
-    QPointer<QObject> owner(context);
-    QThreadPool::globalInstance()->start([=, &engines, stop = source.get_token()] {
-        auto onOwner = [owner](auto call) {
-            if (owner)
-                QMetaObject::invokeMethod(owner.data(), std::move(call), Qt::QueuedConnection);
-        };
-        auto result = transcribe(
-            engines, file, locale, words,
-            [&](const QString& text) {
-                if (status) onOwner([status, text] { status(text); });
-            },
-            [&](const Spoken& piece) {
-                if (heard) onOwner([heard, piece] { heard(piece); });
-            },
-            stop);
-        if (done) onOwner([done, result = std::move(result)] { done(result); });
-    });
-    return source;
+std::stop_source start(Worker& worker, const SpeechEngines& engines, const QString& file,
+                       const QString& locale, const QStringList& words, QObject* context,
+                       StatusCallback status, HeardCallback heard,
+                       std::function<void(Result<QList<Spoken>>)> done) {
+    // Looked at on the owner's thread only, where `context` lives.
+    const QPointer<QObject> owner(context);
+    return worker.run(
+        [=, &worker, &engines](std::stop_token stop) {
+            return transcribe(
+                engines, file, locale, words,
+                [&](const QString& text) {
+                    if (!status) return;
+                    worker.post([owner, status, text] {
+                        if (owner) status(text);
+                    });
+                },
+                [&](const Spoken& piece) {
+                    if (!heard) return;
+                    worker.post([owner, heard, piece] {
+                        if (owner) heard(piece);
+                    });
+                },
+                stop);
+        },
+        [owner, done](const Result<QList<Spoken>>& result) {
+            if (owner && done) done(result);
+        });
 }
 
 QString paragraphs(const QList<Spoken>& spoken, double gap) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Error.h"
+#include "core/Worker.h"
 #include "speech/SpeechEngines.h"
 
 #include <QList>
@@ -59,12 +60,13 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
                                  const StatusCallback& status, const HeardCallback& heard,
                                  std::stop_token stop = {});
 
-// The same run on a worker thread. `status`, `heard` and `done` are called on the thread of
-// `context` (queued), and not at all once `context` is gone. `engines` must outlive the run.
-// Returns the source to request a stop with.
-std::stop_source start(const SpeechEngines& engines, const QString& file, const QString& locale,
-                       const QStringList& words, QObject* context, StatusCallback status,
-                       HeardCallback heard, std::function<void(Result<QList<Spoken>>)> done);
+// The same run as a job of `worker`. `status`, `heard` and `done` are called on the worker's
+// owner's thread, where `context` lives (queued), and not at all once `context` is gone.
+// `engines` must outlive the worker's jobs. Returns the source to request a stop with.
+std::stop_source start(Worker& worker, const SpeechEngines& engines, const QString& file,
+                       const QString& locale, const QStringList& words, QObject* context,
+                       StatusCallback status, HeardCallback heard,
+                       std::function<void(Result<QList<Spoken>>)> done);
 
 // The stretches as text: a blank line where the pause before a stretch is longer than `gap`
 // seconds, else a space; stretches without text are skipped and do not count for the pause. The

@@ -1,5 +1,12 @@
 #pragma once
 
+// The font is Inter (Debian's fonts-inter, SIL Open Font License, fonts/OFL.txt) in Regular and
+// SemiBold, cut down to Latin and punctuation without hinting and renamed "Pelix Sans" by
+// scripts/make-font, so that an Inter installed on the machine never stands in for it; it is
+// compiled in as a Qt resource (about 48 KB a weight). Text outside it falls back to the machine's
+// fonts. With this font and no hinting, snapshot pictures are the same bytes from machine to
+// machine on the same Debian release.
+
 #include <QColor>
 #include <QFont>
 #include <QString>

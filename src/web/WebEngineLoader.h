@@ -1,5 +1,11 @@
 #pragma once
 
+// The tray application maps no part of the engine until the window is first opened (a test reads
+// the tray's /proc/PID/maps). Window modes set Qt::AA_ShareOpenGLContexts before the application
+// object exists, since Qt WebEngine 6.4 loaded later without it crashes on the missing shared
+// context; the tray's idle memory and start-up do not change measurably with it. Without the
+// module the web app opens in the browser.
+
 #include "core/Error.h"
 #include "web/WebSurface.h"
 

@@ -1,5 +1,14 @@
 #pragma once
 
+// The web window's rules, pure and on the program's side of the engine. A navigation is decided in
+// this order: no address is allowed; the scheme "pelix-mac" goes to the link handler; a scheme
+// other than http, https, about, blob and data to the desktop's handler; a Google sign-in to
+// sign-in in the browser; the web app's host, or a host equal to or under the backend's domain, is
+// allowed; about, blob and data pages are allowed; another host opens in the default browser when
+// it was clicked and is allowed otherwise (a frame's own load). Relay messages count only from the
+// main frame of an https page of the web app's host, and carry a user and, at most, a Pelix key
+// (what the service client sends): anything else is answered "off".
+
 #include <QJsonValue>
 #include <QString>
 #include <QUrl>

@@ -4,6 +4,7 @@
 #include "fakes/AppFakes.h"
 #include "fakes/BackendRig.h"
 #include "fakes/MemoFakes.h"
+#include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "speech/SpeechEngines.h"
 
@@ -51,9 +52,10 @@ protected:
     fakes::ManualTimers timers{clock};
     fakes::FakeShell shell;
     fakes::FakeMemoTools tools;
-    VoiceMemoWatcher watcher{api, prefs, clock, tools.tools(), ticker};
+    MemoSender sender{api, prefs, clock, tools.tools()};
+    VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
     SpeechEngines engines;
-    FeatureParts parts{prefs, api, clock, timers, shell, watcher, engines, nullptr};
+    FeatureParts parts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr};
     AppFeatures features{parts};
 };
 

@@ -111,35 +111,6 @@ TEST_F(AppRouterTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
     EXPECT_EQ(backend.requests("braindump").size(), 1);
 }
 
-TEST_F(AppRouterTest, EachAnswerGivesItsLineAndTheFileGoes) {
-    const std::pair<fakes::Reply, QString> cases[] = {
-        {fakes::Reply::json({}), "In Pelix"},
-        {fakes::Reply::json({{"error", "Your storage is full."}}, 200), "Your storage is full."},
-        {fakes::Reply::json({{"error", "Token expired"}}, 401), "Token expired"},
-        {fakes::Reply::text("", 201), "Pelix answered 201."},
-        {fakes::Reply::text("<html>oops</html>", 500), "Pelix answered 500."},
-    };
-    for (const auto& [reply, line] : cases) {
-        backend.answer("braindump", reply);
-        const double start = clock.uptime() + 10;
-        tapAlt(start);
-        tapAlt(start + 2);
-        EXPECT_EQ(answered(), line);
-        EXPECT_FALSE(QFile::exists(recorder.path)) << line.toStdString();
-    }
-}
-
-TEST_F(AppRouterTest, AnUnreachableBackendSaysSoAndStillDeletesTheFile) {
-    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
-    router = std::make_unique<AppRouter>(
-        AppParts{clock, prefs, tokens, nowhere, timers, recorder, shell, autostart});
-    QObject::connect(router.get(), &AppRouter::uploaded, [this] { ++answers; });
-    tapAlt(100);
-    tapAlt(102);
-    EXPECT_TRUE(answered().startsWith(braindump::kUnreachable));
-    EXPECT_FALSE(QFile::exists(recorder.path));
-}
-
 TEST_F(AppRouterTest, AnUnreadableRecordingOrTokenIsSaidAndNothingIsSent) {
     app().upload(home.path() + "/pelix-1.m4a", 2);  // no such file
     EXPECT_TRUE(testing::waitUntil([&] { return !shell.lines.isEmpty(); }));

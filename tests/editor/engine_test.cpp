@@ -190,30 +190,5 @@ TEST_F(Engine, StyleRulesAreLoadedSavedAndMerged) {
     EXPECT_EQ(EditorEngine::mergedRules({"A"}, {}, {"a"}), QStringList{"A"});  // exact text only
 }
 
-TEST(ExportPath, NamesByProjectAndFormatAndCountsUp) {
-    QTemporaryDir dir;
-    EditProject project = tenWordLines();
-    const QString folder = dir.filePath("Videos/Pelix");
-    const auto first = EditorEngine::exportPath(project, folder);
-    ASSERT_TRUE(first);
-    EXPECT_EQ(*first, folder + "/a-b - Instagram Reel.mp4");
-    QFile(*first).open(QIODevice::WriteOnly);
-    EXPECT_EQ(*EditorEngine::exportPath(project, folder), folder + "/a-b - Instagram Reel 2.mp4");
-    QFile(folder + "/a-b - Instagram Reel 2.mp4").open(QIODevice::WriteOnly);
-    EXPECT_EQ(*EditorEngine::exportPath(project, folder), folder + "/a-b - Instagram Reel 3.mp4");
-
-    const struct {
-        VideoFormat format;
-        const char* label;
-    } labels[] = {{VideoFormat::youtubeShort, "YouTube Short"},
-                  {VideoFormat::rednote, "RedNote"},
-                  {VideoFormat::youtube, "YouTube"},
-                  {VideoFormat::original, "YouTube"}};
-    for (const auto& l : labels) {
-        project.settings.format = l.format;
-        EXPECT_EQ(EditorEngine::exportName(project), QStringLiteral("a-b - %1.mp4").arg(l.label));
-    }
-}
-
 }  // namespace
 }  // namespace pelix

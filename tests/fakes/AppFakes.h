@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/AppRouter.h"
-#include "braindump/Recorder.h"
 #include "app/Shell.h"
+#include "braindump/Recorder.h"
 #include "fakes/ManualTime.h"
 
 #include <QFile>

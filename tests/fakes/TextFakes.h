@@ -1,8 +1,8 @@
 #pragma once
 
 // Stand-ins for the desktop and the recogniser, for typing and live dictation without a display.
-#include "fakes/ManualTime.h"
 #include "dictation/LiveDictation.h"
+#include "fakes/ManualTime.h"
 
 #include <QStringList>
 

@@ -1,7 +1,7 @@
 #include "memos/DropCatcher.h"
 #include "memos/MemoChooserView.h"
 #include "memos/MemoChooserWindow.h"
-#include "memos/VoiceMemoWatcher.h"
+#include "memos/MemoSender.h"
 
 #include "MemoTestSupport.h"
 #include "fakes/BackendRig.h"
@@ -20,12 +20,6 @@ namespace {
 using fakes::Recorded;
 using fakes::Reply;
 using testing::waitUntil;
-
-class NoTicker final : public Ticker {
-public:
-    void start(double, std::function<void()>) override {}
-    void stop() override {}
-};
 
 // The memo chooser with the real sending pipeline against the loopback backend; recordings are
 // tones made by ffmpeg, heard by the backend.
@@ -87,16 +81,14 @@ protected:
     static inline QString notes_;
 
     QTemporaryDir folder;
-    NoTicker ticker;
     fakes::ManualTimers timers{clock};
-    VoiceMemoWatcher watcher{api, prefs, clock, machineTools(), ticker};
+    MemoSender sender{api, prefs, clock, machineTools()};
     int chimes = 0;
     QString refuse;
     MemoChooserWindow window{MemoChooserWindow::Parts{
         .prefs = prefs,
         .timers = timers,
-        .send = [this](const QString& file, const std::optional<QString>& title,
-                       std::function<void(bool)> done) { watcher.send(file, title, done); },
+        .send = sender.sendFunction(),
         .setAuto = [](bool) {},
         .fetch = nullptr,
         .chime = [this] { ++chimes; },

@@ -1,5 +1,6 @@
 #include "notes/NotesImport.h"
 
+#include "core/Worker.h"
 #include "fakes/BackendRig.h"
 
 #include <QElapsedTimer>
@@ -8,9 +9,9 @@
 namespace pelix {
 namespace {
 
-using NotesImport::Item;
 using fakes::Recorded;
 using fakes::Reply;
+using NotesImport::Item;
 using testing::waitUntil;
 
 QList<Item> notes(int count, const QString& folder = "Notes") {
@@ -36,7 +37,7 @@ protected:
                               std::shared_ptr<std::atomic_bool>* cancel = nullptr) {
         std::optional<Result<QString>> result;
         auto flag = NotesImport::run(
-            api, std::move(source), [this](const QString& text) { progress << text; },
+            worker, api, std::move(source), [this](const QString& text) { progress << text; },
             [&result](Result<QString> r) { result = std::move(r); });
         if (cancel) *cancel = flag;
         if (!waitUntil([&] { return result.has_value(); }, 30000)) {
@@ -45,6 +46,7 @@ protected:
         return *result;
     }
 
+    Worker worker{nullptr};
     QStringList progress;
 };
 

@@ -199,10 +199,11 @@ TEST_F(Transcribe, CancellingStopsTheRunAndRemovesTheSound) {
 
 TEST_F(Transcribe, StartedRunReportsOnTheCallersThread) {
     QObject context;
+    Worker worker(&context);
     QStringList order;
     std::optional<Result<QList<Spoken>>> outcome;
     VT::start(
-        engines_, talk_, "en-US", {}, &context,
+        worker, engines_, talk_, "en-US", {}, &context,
         [&](const QString& s) {
             EXPECT_EQ(QThread::currentThread(), context.thread());
             order << s;

@@ -33,7 +33,7 @@ protected:
     }
 
     std::unique_ptr<TranscriptModel> open(const QString& file) {
-        auto model = std::make_unique<TranscriptModel>(engines, api, prefs, clock, file);
+        auto model = std::make_unique<TranscriptModel>(engines, worker, api, prefs, clock, file);
         QObject::connect(model.get(), &TranscriptModel::cleared, [this] { text.clear(); });
         QObject::connect(model.get(), &TranscriptModel::appended,
                          [this](const QString& piece) { text += piece; });
@@ -57,6 +57,7 @@ protected:
     static inline QString silence_;
 
     SpeechEngines engines;
+    Worker worker{nullptr};
     QString text;
     QString liveAtTheEnd;
     QStringList statuses;

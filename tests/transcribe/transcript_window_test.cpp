@@ -23,7 +23,8 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     engines.add(
         std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(), QString()));
 
-    TranscriptWindow window(engines, rig.api, rig.prefs, rig.clock, silence);
+    Worker worker(nullptr);
+    TranscriptWindow window(engines, worker, rig.api, rig.prefs, rig.clock, silence);
     window.show();
     window.start();
     EXPECT_EQ(window.windowTitle(), "quiet.m4a — Transcript");

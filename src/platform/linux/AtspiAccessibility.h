@@ -1,5 +1,15 @@
 #pragma once
 
+// Roles as the relay's focus check reads them: push buttons and push-button menus are buttons;
+// links; menus and menu items; check boxes; radio buttons; page tabs; toggle buttons; combo boxes;
+// entry, text, password text and edit bar are a one-line field unless the element says it is
+// multi-line (Qt's line edits are plain "text", told from text areas only by that state);
+// anything else is other. The texts kept are the name, the description (Qt puts a placeholder
+// there) and the attributes placeholder-text (GTK, Chromium) and id (Firefox's urlbar-input).
+// Every use of libatspi happens on the lookup's own thread, which owns the library's bus
+// connection in its GLib context; a walk without the Collection interface (Qt has none) goes
+// through what is showing, the active window first, and stops after 4,000 elements.
+
 #include "platform/Accessibility.h"
 
 #include <QObject>
@@ -26,6 +36,10 @@ public:
 
 private:
     class Worker;
+    // A thread of its own rather than a core Worker's job: libatspi binds itself to the GLib
+    // main context of the thread that starts it and reads the bus's answers there, the looks
+    // between tries are timers, and atspi_exit must run on that same thread. That takes a
+    // thread running an event loop for the object's whole life, which a pool's jobs are not.
     QThread thread_;
     Worker* worker_;
     // Answers come back through this object's thread and end with it.

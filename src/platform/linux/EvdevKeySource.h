@@ -1,5 +1,10 @@
 #pragma once
 
+// One ModTracker per device, so two keyboards holding Ctrl hold it until both let go.
+// Auto-repeat is ignored; a SYN_DROPPED asks the device which keys are down. A folder that
+// changes is read again a second later, when a new node has its group. Event times are put on
+// CLOCK_MONOTONIC (EVIOCSCLOCKID), the clock of the gestures.
+
 #include "core/Clock.h"
 #include "platform/KeySource.h"
 

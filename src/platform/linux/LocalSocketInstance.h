@@ -1,5 +1,11 @@
 #pragma once
 
+// The socket's folder is one only this user can enter: $XDG_RUNTIME_DIR/pelix, else
+// $TMPDIR/pelix-<uid> (made 0700, used only when it is a real folder owned by this user, not a
+// link), else $XDG_CACHE_HOME/Pelix/run. Both ends check the other's user id (SO_PEERCRED): a
+// link, which may carry a key, is handed only to a Pelix of the same user and accepted only from
+// one.
+
 #include "platform/SingleInstance.h"
 
 #include <memory>

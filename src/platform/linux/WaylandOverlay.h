@@ -1,5 +1,9 @@
 #pragma once
 
+// Qt 6.4 on Debian 12 has no layer-shell integration of its own, and its tool windows could take
+// the focus: so the status line's widget is rendered into a QImage and its picture copied into a
+// wl_shm buffer of this surface.
+
 #include "platform/Overlay.h"
 
 #include <memory>

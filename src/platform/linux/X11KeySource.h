@@ -1,5 +1,11 @@
 #pragma once
 
+// Read through a QSocketNotifier, never by polling. Caps Lock's lock follows XKB state events,
+// since the lock changes after its key's raw event is delivered. Wheel buttons (4 to 7) are not
+// clicks. Known limit: events are told apart from the program's own by time (ignoreUntil), so a
+// key the user presses while Pelix is typing (a few milliseconds a burst) is taken for Pelix's
+// own; an Escape that lands there does not drop the dictation.
+
 #include "core/Clock.h"
 #include "platform/KeySource.h"
 

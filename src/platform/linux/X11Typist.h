@@ -1,5 +1,17 @@
 #pragma once
 
+// The figures (X11Typist.cpp): up to 24 key codes are borrowed; after giving a code a new keysym
+// the typist waits 1.2 ms so that clients read the map again before the press; a text with more
+// such characters than there are codes waits 40 ms (after an XSync) before it first gives a code
+// pressed in the same text a new keysym, once per round of codes, so a slow application reads its
+// queued presses with the keysyms they were typed with. The codes are noted in
+// $XDG_CACHE_HOME/Pelix/borrowed-keys with the display's name; at the next start a code whose
+// mapping still looks like ours is cleared. X11Desktop points `setInjected` at the key source's
+// ignoreUntil, 5 ms on (server times are whole milliseconds), so typing under a held Ctrl does
+// not end the hold. The window in front is _NET_ACTIVE_WINDOW, else the input focus walked up to
+// the window with a WM_CLASS; Xlib errors (a window gone between two requests) are ignored rather
+// than ending the process.
+
 #include "platform/Typist.h"
 
 #include <QString>

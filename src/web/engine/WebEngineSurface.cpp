@@ -1,6 +1,17 @@
 // The web engine's side of the web window: a QWebEngineView whose page asks its owner about
 // every navigation, new window, file choice and failed load, and carries the relay bridge.
 // Built as a module of its own and loaded when the window is first opened.
+//
+// The view keeps a persistent profile "pelix" (so the web app's sign-in lasts), adds " Pelix/"
+// and the version to the user agent and draws on a transparent background. The page asks
+// `navigate` for every main-frame navigation and every clicked link in a frame (other frame loads
+// go ahead), `newWindow` for pages that open windows (a throw-away page learns the address), and
+// `unreachable` when a main-frame load fails for the connection or the host name (not for
+// certificate errors, which keep the engine's page, nor for cancelled loads). The file chooser
+// first runs the hint script in the page, in a nested event loop of at most 5 s (the engine asks
+// for files synchronously), then asks `pick`. The bridge's script is injected at document
+// creation into the main world of the main frame only, so scripts in a frame find no
+// window.webkit; a message that is ignored is never answered.
 #include "web/WebSurface.h"
 
 #include <QEventLoop>

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "core/Error.h"
+#include "editor/EditProject.h"
+
+#include <QString>
+
+namespace pelix {
+
+// Where an exported video goes, for the --edit command line and the editor window alike.
+
+// "Pelix" in the user's videos folder, where exports go unless told otherwise.
+QString defaultExportFolder();
+// The exported file's name without a folder: the project's name with "/" made "-", " - ",
+// the format's label ("Instagram Reel", "YouTube Short", "RedNote", else "YouTube"), ".mp4".
+QString exportName(const EditProject& project);
+// The file to export to in `folder` (created with its parents): the name above, or with " 2",
+// " 3"… before ".mp4" when taken. Fails when the folder cannot be made.
+Result<QString> exportPath(const EditProject& project, const QString& folder);
+
+}  // namespace pelix
