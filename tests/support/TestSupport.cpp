@@ -163,8 +163,8 @@ Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnv
 
 bool makeCertificate(const QString& dir) {
     QProcess openssl;
-    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
-                              "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
+    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2",
+                              "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
                               "-keyout", dir + "/key.pem", "-out", dir + "/cert.pem"});
     if (openssl.waitForFinished(60000) && openssl.exitCode() == 0) return true;
     std::fprintf(stderr, "openssl could not make a certificate (scripts/setup installs it): %s\n",
