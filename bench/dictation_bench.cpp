@@ -4,7 +4,7 @@
 // standing in the window; from the release of the key to a transcription server's text standing
 // in the window. Needs the test session (scripts/with-desktop) and the typing target from the
 // tests of the same build (or its path in PELIX_TYPING_TARGET).
-#include "../tests/dictation/TargetWindow.h"
+#include "BenchSupport.h"
 #include "app/AppDictation.h"
 #include "core/Prefs.h"
 #include "dictation/EngineRecognizer.h"
@@ -29,12 +29,11 @@
 
 namespace {
 
+using namespace pelix::bench;
 using pelix::testing::TargetWindow;
 
 QString targetProgram() {
-    const QString configured = qEnvironmentVariable("PELIX_TYPING_TARGET");
-    if (!configured.isEmpty()) return configured;
-    return QCoreApplication::applicationDirPath() + "/../tests/dictation/pelix-typing-target";
+    return builtProgram("PELIX_TYPING_TARGET", "tests/dictation/pelix-typing-target");
 }
 
 std::unique_ptr<TargetWindow> window;
@@ -47,30 +46,11 @@ TargetWindow& target() {
     return *window;
 }
 
-double median(std::vector<double> values) {
-    if (values.empty()) return -1;
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 void typeText(benchmark::State& state, const QString& text) {
     QTemporaryDir dir;
     pelix::SystemClock clock;
     const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
-    pelix::platform::Typist& typist = desktop->typist();
-    TargetWindow& window = target();
-    for (auto _ : state) {
-        window.clear();
-        const qint64 start = window.elapsed();
-        pelix::Insert::type(typist, text);
-        if (!window.waitForText(text, 60000)) {
-            state.SkipWithError("the window did not receive the text");
-            return;
-        }
-        state.SetIterationTime((window.elapsed() - start) / 1000.0);
-    }
-    state.counters["chars_per_s"] =
-        benchmark::Counter(double(text.size()) * state.iterations(), benchmark::Counter::kIsRate);
+    pelix::bench::typeText(state, desktop->typist(), target(), text);
 }
 
 void BM_TypeEnglish(benchmark::State& state) {
@@ -115,10 +95,13 @@ private:
 
 // The sentence both benchmarks dictate, spoken by flite into `wav`.
 bool speak(const QString& wav) {
-    return QProcess::execute("flite", {"-voice", "slt", "-t",
-                                       "The weather is nice today and we will go for a walk in "
-                                       "the park.",
-                                       "-o", wav}) == 0;
+    try {
+        pelix::bench::speak("The weather is nice today and we will go for a walk in the park.",
+                            wav);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 void BM_DictationLatency(benchmark::State& state) {

@@ -17,6 +17,8 @@
 #include "service/Api.h"
 #include "service/TokenStore.h"
 
+#include "BenchSupport.h"
+
 #include <QApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -115,9 +117,7 @@ private:
 };
 
 QString targetProgram() {
-    const QString configured = qEnvironmentVariable("PELIX_RELAY_TARGET");
-    if (!configured.isEmpty()) return configured;
-    return QCoreApplication::applicationDirPath() + "/../tests/relay/pelix-relay-target";
+    return bench::builtProgram("PELIX_RELAY_TARGET", "tests/relay/pelix-relay-target");
 }
 
 void BM_RelayBannerEndToReturn(benchmark::State& state) {
@@ -221,10 +221,7 @@ void BM_RelayBannerEndToReturn(benchmark::State& state) {
         for (QLocalSocket* socket : reports.findChildren<QLocalSocket*>()) socket->abort();
         spin([] { return false; }, 300);
     }
-    auto median = [](std::vector<double> v) {
-        std::sort(v.begin(), v.end());
-        return v.empty() ? -1 : v[v.size() / 2];
-    };
+    using bench::median;
     state.counters["own_ms"] = median(own);
     state.counters["own_max_ms"] = own.empty() ? -1 : *std::max_element(own.begin(), own.end());
     state.counters["focus_check_ms"] = median(check);

@@ -22,15 +22,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-
-#include <chrono>
 #include <stdexcept>
-
-extern char** environ;
 
 namespace {
 
@@ -38,14 +30,7 @@ using pelix::render::RenderPlan;
 
 constexpr double kReelSeconds = 60.0;
 
-using pelix::bench::run;
-
-QString pelixProgram() {
-    const QString configured = qEnvironmentVariable("PELIX_BIN");
-    if (!configured.isEmpty()) return configured;
-    const QString self = QFileInfo("/proc/self/exe").canonicalFilePath();
-    return QFileInfo(self).dir().filePath("../src/app/pelix");
-}
+using namespace pelix::bench;
 
 const QStringList kWords =
     QStringLiteral(
@@ -63,48 +48,24 @@ struct Media {
     RenderPlan plan;
 
     Media() {
-        const QString text =
-            "The quick brown fox jumps over the lazy dog. Please bring the report and a cup of "
-            "coffee. The weather is nice today, so we can walk to the park. We talked about the "
-            "budget for next year and agreed to spend less on travel. The team will meet again "
-            "on Monday morning to look at the numbers. Remember to call the bank before noon. "
-            "The children played in the garden until it was dark. She said the train was late "
-            "again, and everyone waited on the platform. I would like to read a good book this "
-            "weekend. The new office has large windows and a view of the river. Write down three "
-            "things you want to finish this week. The store closes at six in the evening. We "
-            "should plant more trees along the street. The music was loud, but the food was "
-            "very good. My sister moved to a small town near the coast last spring.";
-        const QString spoken = folder.filePath("spoken.wav");
-        run("flite", {"-voice", "slt", "-t", text, "-o", spoken});
+        const QString spoken = speak(kMinuteOfText, folder.filePath("spoken.wav"));
         source = folder.filePath("source.mp4");
         const QString face = "/usr/lib/python3/dist-packages/skimage/data/astronaut.png";
-        QStringList args{
-            "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=30",
-            "-i", spoken};
+        QStringList args =
+            QString("-v error -y -f lavfi -i testsrc2=size=1920x1080:rate=30 -i").split(' ')
+            << spoken;
         if (QFile::exists(face)) {
             args << "-loop"
                  << "1"
-                 << "-i" << face << "-filter_complex"
-                 << "[0][2]overlay=x=700:y=200[v]"
-                 << "-map"
-                 << "[v]"
-                 << "-map"
-                 << "1:a";
+                 << "-i" << face
+                 << QString("-filter_complex [0][2]overlay=x=700:y=200[v] -map [v] -map 1:a")
+                        .split(' ');
         }
-        args << "-af"
-             << "apad"
-             << "-t"
-             << "100"
-             << "-c:v"
-             << "libx264"
-             << "-preset"
-             << "veryfast"
-             << "-pix_fmt"
-             << "yuv420p"
-             << "-c:a"
-             << "aac"
-             << "-ar"
-             << "44100" << source;
+        args << QString(
+                    "-af apad -t 100 -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac "
+                    "-ar 44100")
+                    .split(' ')
+             << source;
         run("ffmpeg", args);
         minute = folder.filePath("minute.mp4");
         run("ffmpeg", {"-v", "error", "-y", "-i", source, "-t", "60", "-c", "copy", minute});
@@ -192,56 +153,6 @@ QString ffmpegGraph(const RenderPlan& plan, const QString& overlay) {
     graph += ";" + joined +
              QStringLiteral("concat=n=%1:v=1:a=1[v][a];[v]ass=%2[out]").arg(n).arg(overlay);
     return graph;
-}
-
-struct Outcome {
-    double seconds = 0;
-    double cpuSeconds = 0;
-    double peakMegabytes = 0;
-};
-
-// Runs a program to its end, its output thrown away: wall time, CPU time and peak memory.
-Outcome measure(const QStringList& command) {
-    std::vector<QByteArray> bytes;
-    for (const QString& part : command) bytes.push_back(part.toLocal8Bit());
-    std::vector<char*> argv;
-    for (QByteArray& part : bytes) argv.push_back(part.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    const auto began = std::chrono::steady_clock::now();
-    pid_t child = 0;
-    if (posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-        posix_spawn_file_actions_destroy(&actions);
-        throw std::runtime_error("could not start " + bytes[0].toStdString());
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        throw std::runtime_error(bytes[0].toStdString() + " did not succeed");
-    }
-    const auto cpu = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
-    return {took.count(), cpu(usage.ru_utime) + cpu(usage.ru_stime), usage.ru_maxrss / 1024.0};
-}
-
-void report(benchmark::State& state, const QStringList& command, double mediaSeconds) {
-    Outcome total;
-    for (auto _ : state) {
-        const Outcome one = measure(command);
-        state.SetIterationTime(one.seconds);
-        total.seconds += one.seconds;
-        total.cpuSeconds += one.cpuSeconds;
-        total.peakMegabytes = std::max(total.peakMegabytes, one.peakMegabytes);
-    }
-    const double runs = double(state.iterations());
-    state.counters["rtf"] = total.seconds / runs / mediaSeconds;
-    state.counters["cpu_s"] = total.cpuSeconds / runs;
-    state.counters["peak_MB"] = total.peakMegabytes;
 }
 
 void PelixExport(benchmark::State& state) {

@@ -26,7 +26,7 @@ namespace {
 
 constexpr double kMinutes = 10;
 
-using pelix::bench::run;
+using namespace pelix::bench;
 
 // The memo and a home whose preferences name the server, made once.
 struct Setup {
@@ -36,11 +36,10 @@ struct Setup {
     pelix::fakes::FakeTranscriptionServer server;
 
     Setup() {
-        const QString spoken = folder.filePath("spoken.wav");
-        run("flite", {"-voice", "slt", "-t",
-                      "We talked about the budget for next year and agreed to spend less on "
-                      "travel. The team will meet again on Monday morning to look at the numbers.",
-                      "-o", spoken});
+        const QString spoken = speak(
+            "We talked about the budget for next year and agreed to spend less on travel. "
+            "The team will meet again on Monday morning to look at the numbers.",
+            folder.filePath("spoken.wav"));
         memo = folder.filePath("memo.m4a");
         run("ffmpeg", {"-v", "error", "-y", "-stream_loop", "-1", "-i", spoken, "-t",
                        QString::number(kMinutes * 60), "-ar", "44100", "-ac", "1", "-c:a", "aac",
@@ -60,13 +59,6 @@ struct Setup {
 Setup& setup() {
     static Setup made;
     return made;
-}
-
-QString pelixProgram() {
-    const QString configured = qEnvironmentVariable("PELIX_BIN");
-    if (!configured.isEmpty()) return configured;
-    const QString self = QFileInfo("/proc/self/exe").canonicalFilePath();
-    return QFileInfo(self).dir().filePath("../src/app/pelix");
 }
 
 void timed(benchmark::State& state, const QString& program, const QStringList& args,

@@ -3,8 +3,8 @@
 // source over input devices: from an input_event written into a pipe to the modifier change
 // reaching its handler, against a bare poll() and read() of the same pipe. Needs sway (Debian's
 // package) and the typing target from the tests of the same build (or PELIX_TYPING_TARGET).
-#include "../tests/dictation/TargetWindow.h"
 #include "../tests/support/HeadlessSway.h"
+#include "BenchSupport.h"
 #include "dictation/Insert.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
@@ -32,16 +32,10 @@ using pelix::testing::HeadlessSway;
 using pelix::testing::TargetWindow;
 using Clock = std::chrono::steady_clock;
 
-QString targetProgram() {
-    const QString configured = qEnvironmentVariable("PELIX_TYPING_TARGET");
-    if (!configured.isEmpty()) return configured;
-    return QCoreApplication::applicationDirPath() + "/../tests/dictation/pelix-typing-target";
-}
+using namespace pelix::bench;
 
-double median(std::vector<double> values) {
-    if (values.empty()) return -1;
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+QString targetProgram() {
+    return builtProgram("PELIX_TYPING_TARGET", "tests/dictation/pelix-typing-target");
 }
 
 void typeText(benchmark::State& state, const QString& text) {
@@ -63,18 +57,7 @@ void typeText(benchmark::State& state, const QString& text) {
         state.SkipWithError("the typing target never got the focus");
         return;
     }
-    for (auto _ : state) {
-        window.clear();
-        const qint64 start = window.elapsed();
-        pelix::Insert::type(typist, text);
-        if (!window.waitForText(text, 60000)) {
-            state.SkipWithError("the window did not receive the text");
-            return;
-        }
-        state.SetIterationTime((window.elapsed() - start) / 1000.0);
-    }
-    state.counters["chars_per_s"] =
-        benchmark::Counter(double(text.size()) * state.iterations(), benchmark::Counter::kIsRate);
+    pelix::bench::typeText(state, typist, window, text);
 }
 
 void BM_WaylandTypeEnglish(benchmark::State& state) {

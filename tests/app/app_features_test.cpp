@@ -1,23 +1,13 @@
 #include "app/AppFeatures.h"
 
 #include "app/Menu.h"
-#include "core/Prefs.h"
 #include "core/Sentences.h"
 #include "fakes/AppFakes.h"
-#include "fakes/LoopbackBackend.h"
+#include "fakes/BackendRig.h"
+#include "fakes/MemoFakes.h"
 #include "memos/MemoSender.h"
 #include "memos/VoiceMemoWatcher.h"
 #include "speech/SpeechEngines.h"
-#include "support/TestSupport.h"
-
-#include <QDir>
-#include <QFile>
-#include <QJsonArray>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
-#include <QTemporaryFile>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
@@ -26,48 +16,11 @@ using fakes::Recorded;
 using fakes::Reply;
 using testing::waitUntil;
 
-class WallClock final : public Clock {
-public:
-    double uptime() const override { return 0; }
-    // Far enough ahead that every file written by the test has settled.
-    QDateTime now() const override { return QDateTime::currentDateTimeUtc().addSecs(600); }
-};
-
-class HandTicker final : public Ticker {
-public:
-    void start(double, std::function<void()> tick) override { tick_ = std::move(tick); }
-    void stop() override { tick_ = nullptr; }
-    bool running() const { return bool(tick_); }
-    void tick() {
-        if (tick_) tick_();
-    }
-
-private:
-    std::function<void()> tick_;
-};
-
-MemoTools quickTools() {
-    return MemoTools{
-        [](const QString&) -> Result<double> { return 20.0; },
-        // A piece "cut" to a small file of its own, as the sender removes it after sending.
-        [](const QString&, double, double) -> Result<QString> {
-            QTemporaryFile piece(QDir::temp().filePath("pelix-test-piece-XXXXXX.m4a"));
-            piece.setAutoRemove(false);
-            if (!piece.open()) return fail(1, "no room for a piece");
-            piece.write("piece");
-            return piece.fileName();
-        },
-        [](const QString&) -> std::optional<QDateTime> { return std::nullopt; },
-        [](const QString&, const QString&, const QStringList&) -> Result<QString> {
-            return fail(1, "not here");
-        },
-    };
-}
-
-class FeaturesTest : public ::testing::Test {
+class FeaturesTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
     void SetUp() override {
-        tokens.write("pelix_features_token");
+        // Far enough ahead that every file written by the test has settled.
+        clock.setNow(QDateTime::currentDateTimeUtc().addSecs(600));
         prefs.setValue("voiceMemos.folder", folder.path());
         prefs.setValue("voiceMemos.since", 0.0);
         backend.answerWith("braindump", [](const Recorded& request) {
@@ -80,45 +33,35 @@ protected:
 
     QStringList filed() const {
         QStringList names;
-        for (const Recorded& r : backend.requests("braindump")) {
-            if (!r.json.value("transcribe_only").toBool()) {
-                names << r.json.value("filename").toString();
-            }
+        for (const QJsonObject& body : sent("braindump")) {
+            if (!body.value("transcribe_only").toBool()) names << body.value("filename").toString();
         }
         return names;
     }
-    QString write(const QString& name) {
-        const QString path = QDir(folder.path()).filePath(name);
+    static QString write(const QString& path, const QByteArray& bytes = "audio") {
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("audio");
+        file.write(bytes);
         return path;
     }
     bool settled() {
         return waitUntil([&] { return !watcher.busy(); });
     }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
     QTemporaryDir folder;
-    WallClock clock;
-    HandTicker ticker;
-    fakes::ManualClock manual;
-    fakes::ManualTimers timers{manual};
+    fakes::HandTicker ticker;
+    fakes::ManualTimers timers{clock};
     fakes::FakeShell shell;
-    QNetworkAccessManager network;
-    TokenStore tokens{home.dataDir()};
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
-    Api api{backend.base(), tokens, &network, &clock};
-    MemoSender sender{api, prefs, clock, quickTools()};
+    fakes::FakeMemoTools tools;
+    MemoSender sender{api, prefs, clock, tools.tools()};
     VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
     SpeechEngines engines;
-    AppFeatures features{
-        FeatureParts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr}};
+    FeatureParts parts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr};
+    AppFeatures features{parts};
 };
 
 TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
-    write("first.m4a");
+    write(folder.filePath("first.m4a"));
     features.start();
     EXPECT_FALSE(ticker.running()) << "off by default: nothing watches";
 
@@ -131,15 +74,14 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
     features.toggleVoiceMemos();
     EXPECT_FALSE(prefs.value("voiceMemos.on").toBool());
     EXPECT_FALSE(ticker.running());
-    write("second.m4a");
+    write(folder.filePath("second.m4a"));
     watcher.look();
     ASSERT_TRUE(settled());
     EXPECT_EQ(filed(), QStringList{"first.m4a"});
 
     // A start-up that finds the switch on starts watching: the waiting memo goes at once.
     prefs.setValue("voiceMemos.on", true);
-    AppFeatures later{
-        FeatureParts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr}};
+    AppFeatures later{parts};
     later.start();
     EXPECT_TRUE(ticker.running());
     ASSERT_TRUE(waitUntil([&] { return filed().size() == 2; }));
@@ -148,7 +90,10 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
 }
 
 TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
-    auto memoItems = [](const DesktopFacts& facts) {
+    const auto memoItems = [this] {
+        DesktopFacts facts;
+        facts.voiceMemosOn = true;
+        facts.recordingsReadable = features.recordingsReadable();
         QList<MenuItem> out;
         for (const MenuItem& item : menuItems(facts)) {
             if (item.action == MenuAction::toggleVoiceMemos ||
@@ -158,10 +103,7 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
         }
         return out;
     };
-    DesktopFacts facts;
-    facts.voiceMemosOn = true;
-    facts.recordingsReadable = features.recordingsReadable();
-    QList<MenuItem> items = memoItems(facts);
+    QList<MenuItem> items = memoItems();
     ASSERT_EQ(items.size(), 2);
     EXPECT_EQ(items.at(0).text, "Send new voice memos to Pelix");
     EXPECT_TRUE(items.at(0).checked);
@@ -169,8 +111,7 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
     EXPECT_EQ(items.at(1).text, "Send voice memos…");
 
     prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
-    facts.recordingsReadable = features.recordingsReadable();
-    items = memoItems(facts);
+    items = memoItems();
     ASSERT_EQ(items.size(), 2);
     EXPECT_EQ(items.at(0).text, "⚠ Allow Pelix to read the recordings folder…");
 
@@ -185,12 +126,9 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
 
 TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     QTemporaryDir exported;
-    const QString file = QDir(exported.path()).filePath("notes.json");
-    QFile json(file);
-    ASSERT_TRUE(json.open(QIODevice::WriteOnly));
-    json.write(R"([{"id":"n1","name":"Milk","body":"<p>Buy milk</p>","folder":"Notes",
-                    "created":null,"modified":null}])");
-    json.close();
+    const QString file = write(exported.filePath("notes.json"),
+                               R"([{"id":"n1","name":"Milk","body":"<p>Buy milk</p>",
+                                    "folder":"Notes","created":null,"modified":null}])");
     backend.answer("import-notes", Reply::json({{"created", 1}, {"unchanged", 0}}, 200));
 
     // Without a notes app on this machine, the notes come from an exported file.
@@ -223,27 +161,16 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
 
 TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheStatusLine) {
     QTemporaryDir dropped;
-    const QString a = QDir(dropped.path()).filePath("a.mp3");
-    const QString b = QDir(dropped.path()).filePath("b.WAV");
-    for (const QString& path : {a, b}) QFile(path).open(QIODevice::WriteOnly);
-    features.sendDropped({QDir(dropped.path()).filePath("notes.txt")});
+    const QString a = write(dropped.filePath("a.mp3")), b = write(dropped.filePath("b.WAV"));
+    const QString notes = write(dropped.filePath("notes.txt"));
+    features.sendDropped({notes});
     EXPECT_TRUE(shell.lines.isEmpty());
 
-    features.sendDropped({a, QDir(dropped.path()).filePath("notes.txt"), b});
+    features.sendDropped({a, notes, b});
     ASSERT_TRUE(waitUntil([&] { return shell.lines.contains("Complete: all 2 are in Pelix"); }));
     EXPECT_TRUE(shell.lines.contains("Sending 2 of 2…"));
     EXPECT_EQ(filed(), (QStringList{"a.mp3", "b.WAV"}));
     EXPECT_EQ(shell.sounds, std::vector<ui::Sound>{ui::Sound::done});
-}
-
-TEST(TranscribableFilter, NamesVideoAndSoundFiles) {
-    const QString filter = AppFeatures::transcribableFilter();
-    for (const char* pattern : {"*.mp4", "*.mov", "*.mkv", "*.m4a", "*.mp3", "*.wav"}) {
-        EXPECT_TRUE(filter.contains(QString(" ") + pattern) ||
-                    filter.contains(QString("(") + pattern))
-            << pattern;
-    }
-    EXPECT_FALSE(filter.contains("*.txt"));
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 // The Alt tap and the Ctrl hold, fed with modifier changes at chosen times.
 #include "app/Gestures.h"
-
-#include <gtest/gtest.h>
-
-#include <vector>
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {
@@ -15,6 +12,10 @@ struct Step {
     double at;
     Outcome want;
 };
+
+Step at(int mods, double time, Outcome want) {
+    return {mods, time, want};
+}
 
 struct TapCase {
     const char* name;
@@ -37,38 +38,30 @@ constexpr Outcome N = Outcome::nothing, F = Outcome::startFiled, T = Outcome::st
 INSTANTIATE_TEST_SUITE_P(
     Tap, TapTable,
     ::testing::Values(
-        TapCase{"quickTapStarts", {{A, 10.0, N}, {0, 10.1, F}}},
-        TapCase{"tapJustUnderTapMaxCounts", {{A, 10.0, N}, {0, 10.39, F}}},
-        TapCase{"halfSecondPressDoesNothing", {{A, 10.0, N}, {0, 10.5, N}}},
-        TapCase{
-            "secondTapWithinSettleIsIgnoredThirdStops",
-            {{A, 10.0, N}, {0, 10.1, F}, {A, 10.3, N}, {0, 10.4, N}, {A, 10.9, N}, {0, 11.0, X}}},
+        TapCase{"quickTapStarts", {at(A, 10.0, N), at(0, 10.1, F)}},
+        TapCase{"tapJustUnderTapMaxCounts", {at(A, 10.0, N), at(0, 10.39, F)}},
+        TapCase{"halfSecondPressDoesNothing", {at(A, 10.0, N), at(0, 10.5, N)}},
+        TapCase{"secondTapWithinSettleIsIgnoredThirdStops",
+                {at(A, 10.0, N), at(0, 10.1, F), at(A, 10.3, N), at(0, 10.4, N), at(A, 10.9, N),
+                 at(0, 11.0, X)}},
         TapCase{"superDuringPressSpoilsIt",
-                {{A, 10.0, N},
-                 {A | O, 10.1, N},
-                 {A, 10.15, N},
-                 {0, 10.2, N},
-                 {A, 11.0, N},
-                 {0, 11.1, F}}},
-        TapCase{"pressBegunWithCapsLockOnIsSpoiled", {{A | O, 10.0, N}, {O, 10.1, N}}},
-        TapCase{"shiftHeldStillTaps", {{S, 9.0, N}, {A | S, 10.0, N}, {S, 10.1, F}}},
+                {at(A, 10.0, N), at(A | O, 10.1, N), at(A, 10.15, N), at(0, 10.2, N),
+                 at(A, 11.0, N), at(0, 11.1, F)}},
+        TapCase{"pressBegunWithCapsLockOnIsSpoiled", {at(A | O, 10.0, N), at(O, 10.1, N)}},
+        TapCase{"shiftHeldStillTaps", {at(S, 9.0, N), at(A | S, 10.0, N), at(S, 10.1, F)}},
         TapCase{"shiftAddedDuringPressStillTaps",
-                {{A, 10.0, N}, {A | S, 10.05, N}, {A, 10.1, N}, {0, 10.2, F}}},
+                {at(A, 10.0, N), at(A | S, 10.05, N), at(A, 10.1, N), at(0, 10.2, F)}},
         TapCase{"ctrlAddedDuringPressStartsTyped",
-                {{A, 10.0, N}, {A | C, 10.1, N}, {C, 10.2, T}, {0, 10.3, N}}},
-        TapCase{"ctrlHeldBeforeAltStartsTyped", {{C, 9.0, N}, {A | C, 10.0, N}, {C, 10.1, T}}},
+                {at(A, 10.0, N), at(A | C, 10.1, N), at(C, 10.2, T), at(0, 10.3, N)}},
+        TapCase{"ctrlHeldBeforeAltStartsTyped",
+                {at(C, 9.0, N), at(A | C, 10.0, N), at(C, 10.1, T)}},
         TapCase{"typedChoiceDoesNotLeakIntoNextStart",
-                {{A | C, 10.0, N},
-                 {C, 10.1, T},
-                 {0, 10.2, N},
-                 {A, 11.0, N},
-                 {0, 11.1, X},
-                 {A, 12.0, N},
-                 {0, 12.1, F}}},
-        TapCase{
-            "longPressWhileRecordingDoesNotStop",
-            {{A, 10.0, N}, {0, 10.1, F}, {A, 11.0, N}, {0, 12.0, N}, {A, 13.0, N}, {0, 13.1, X}}},
-        TapCase{"releaseWithoutPressIsNothing", {{0, 10.0, N}, {S, 10.1, N}}}),
+                {at(A | C, 10.0, N), at(C, 10.1, T), at(0, 10.2, N), at(A, 11.0, N), at(0, 11.1, X),
+                 at(A, 12.0, N), at(0, 12.1, F)}},
+        TapCase{"longPressWhileRecordingDoesNotStop",
+                {at(A, 10.0, N), at(0, 10.1, F), at(A, 11.0, N), at(0, 12.0, N), at(A, 13.0, N),
+                 at(0, 13.1, X)}},
+        TapCase{"releaseWithoutPressIsNothing", {at(0, 10.0, N), at(S, 10.1, N)}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(TapGesture, KeyTypedWhileAltIsDownSpoilsThePress) {

@@ -3,12 +3,7 @@
 #include "media/TestMedia.h"
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QDir>
-#include <QFile>
 #include <QImage>
-#include <QTemporaryDir>
 
 using pelix::testing::runPelix;
 

@@ -1,7 +1,6 @@
 #include "app/Usage.h"
 #include "app/Cli.h"
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix::usage {
 namespace {

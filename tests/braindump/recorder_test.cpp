@@ -3,11 +3,7 @@
 #include "fakes/AppFakes.h"
 #include "media/Media.h"
 #include "platform/Microphone.h"
-
-#include <QDir>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {

@@ -1,23 +1,13 @@
 // The braindump sender against the loopback backend.
 #include "braindump/Braindump.h"
 #include "core/Sentences.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
-#include "service/TokenStore.h"
-#include "support/TestSupport.h"
-
-#include <QFile>
-#include <QNetworkAccessManager>
-
-#include <gtest/gtest.h>
+#include "fakes/BackendRig.h"
 
 namespace pelix {
 namespace {
 
-class BraindumpSenderTest : public ::testing::Test {
+class BraindumpSenderTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    BraindumpSenderTest() { tokens.write("pelix_test"); }
-
     // A recording of `bytes` in the home folder.
     QString recording(const QByteArray& bytes = "m4a bytes") {
         const QString path = home.path() + "/pelix-1790000000.m4a";
@@ -34,12 +24,6 @@ protected:
         return answer.value_or(fail(0, "no answer"));
     }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend server;
-    QNetworkAccessManager network;
-    fakes::ManualClock clock;
-    TokenStore tokens{home.dataDir()};
-    Api api{server.base(), tokens, &network, &clock};
     BraindumpSender sender{api};
 };
 
@@ -56,12 +40,12 @@ TEST_F(BraindumpSenderTest, EachAnswerGivesItsLineAndTheRecordingGoes) {
         {fakes::Reply::text("<html>oops</html>", 500), "Pelix answered 500."},
     };
     for (const Case& c : cases) {
-        server.answer("braindump", c.reply);
+        backend.answer("braindump", c.reply);
         const QString path = recording();
         EXPECT_EQ(send(sender, path).value_or("failed"), c.line);
         EXPECT_FALSE(QFile::exists(path)) << c.line.toStdString();
     }
-    const fakes::Recorded first = server.requests("braindump").at(0);
+    const fakes::Recorded first = backend.requests("braindump").at(0);
     EXPECT_EQ(QByteArray::fromBase64(first.json.value("audio_base64").toString().toLatin1()),
               "m4a bytes");
     EXPECT_EQ(first.json.value("filename").toString(), "pelix-1790000000.m4a");
@@ -79,22 +63,22 @@ TEST_F(BraindumpSenderTest, AnUnreadableRecordingIsAFailureAndNothingIsSent) {
     ASSERT_FALSE(missing);
     EXPECT_EQ(missing.error().message, core::sentences::kRecordingUnreadable);
 
-    QFile::remove(tokens.file("token"));
+    signOut();
     const QString path = recording();
     EXPECT_EQ(send(sender, path).value_or("failed"), core::sentences::kRecordingUnreadable);
-    EXPECT_TRUE(server.requests("braindump").isEmpty());
+    EXPECT_TRUE(backend.requests("braindump").isEmpty());
 }
 
 TEST_F(BraindumpSenderTest, ASenderGoneBeforeTheAnswerCallsNoOneButTheRecordingStillGoes) {
     fakes::Reply slow = fakes::Reply::json({});
     slow.delayMs = 300;
-    server.answer("braindump", slow);
+    backend.answer("braindump", slow);
     const QString path = recording();
     bool called = false;
     {
         BraindumpSender early(api);
         early.send(path, 2, [&](Result<QString>) { called = true; });
-        ASSERT_TRUE(server.waitFor("braindump", 1));
+        ASSERT_TRUE(backend.waitFor("braindump", 1));
     }
     EXPECT_TRUE(testing::waitUntil([&] { return !QFile::exists(path); }));
     EXPECT_FALSE(called);

@@ -1,63 +1,82 @@
 #include "core/Prefs.h"
 #include "core/PrivateFile.h"
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 #include <QSettings>
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-
+namespace pelix {
 namespace {
 
 class PrefsTest : public ::testing::Test {
 protected:
     QTemporaryDir dir;
-    pelix::Prefs prefs{dir.filePath("Pelix/Pelix.conf")};
+    Prefs prefs{dir.filePath("Pelix/Pelix.conf")};
 };
 
-TEST_F(PrefsTest, AbsentKeysTakeTheirDefaults) {
-    EXPECT_TRUE(prefs.relay());
-    EXPECT_TRUE(prefs.insertIntoApp());
-    EXPECT_FALSE(prefs.keysPromptShown());
-    EXPECT_FALSE(prefs.loginAsked());
-}
-
-TEST_F(PrefsTest, StoredFalseIsFalseNotAbsent) {
+TEST_F(PrefsTest, SwitchesKeepAStoredFalseUnderTheirDottedKeys) {
     prefs.setRelay(false);
     prefs.setInsertIntoApp(false);
-    EXPECT_FALSE(pelix::Prefs(prefs.file()).relay());
-    EXPECT_FALSE(pelix::Prefs(prefs.file()).insertIntoApp());
+    EXPECT_FALSE(Prefs(prefs.file()).relay());
+    EXPECT_FALSE(Prefs(prefs.file()).insertIntoApp());
+    QFile file(prefs.file());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    EXPECT_TRUE(text.contains("relay.enabled=false")) << text.toStdString();
+    EXPECT_TRUE(text.contains("insert.enabled=false")) << text.toStdString();
 }
 
 TEST_F(PrefsTest, KeysPromptFallsBackToTheOlderKeysOnlyWhileAbsent) {
+    EXPECT_FALSE(prefs.keysPromptShown());
     prefs.setLoginAsked(true);
     EXPECT_TRUE(prefs.keysPromptShown());
-    {
-        QSettings old(prefs.file(), QSettings::IniFormat);
-        old.setValue("ax.asked", false);
-    }
+    QSettings(prefs.file(), QSettings::IniFormat).setValue("ax.asked", false);
     EXPECT_FALSE(prefs.keysPromptShown());
     prefs.setKeysPromptShown(true);
     EXPECT_TRUE(prefs.keysPromptShown());
     EXPECT_TRUE(prefs.loginAsked());
 }
 
-TEST_F(PrefsTest, KeysAreSpelledWithDotsInTheFile) {
-    prefs.setRelay(false);
-    QFile file(prefs.file());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(file.readAll().contains("relay.enabled=false"));
+// Every call reads the file afresh: two objects (two processes) on one file see each other's
+// changes at once, and neither writes back a value the other removed.
+TEST_F(PrefsTest, TwoObjectsOnOneFileShareEveryChange) {
+    Prefs other(prefs.file());
+    prefs.setValue("voiceMemos.folder", "/music/Recordings");
+    EXPECT_EQ(other.string("voiceMemos.folder"), "/music/Recordings");
+    other.setRelay(false);
+    EXPECT_FALSE(prefs.relay());
+    prefs.setValue("speech.server", "http://127.0.0.1:8080");
+    other.remove("voiceMemos.folder");
+    EXPECT_FALSE(prefs.contains("voiceMemos.folder"));
+    prefs.setValue("badge.x", 12);  // written after the removal, by the object that had it
+    EXPECT_FALSE(other.contains("voiceMemos.folder"));
+    EXPECT_EQ(other.string("speech.server"), "http://127.0.0.1:8080");
+    EXPECT_EQ(other.value("badge.x").toInt(), 12);
+    EXPECT_EQ(other.string("never.written"), std::nullopt);
+}
+
+// A file that is not an INI file reads as the defaults and takes new values.
+TEST_F(PrefsTest, AMalformedFileGivesTheDefaultsAndTakesNewValues) {
+    QDir().mkpath(dir.filePath("Pelix"));
+    for (const QByteArray& junk : {QByteArray("\x00\xff\xfe garbage\n[[[\n=\n", 18),
+                                   QByteArray("relay.enabled\n[General")}) {
+        QFile file(prefs.file());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(junk);
+        file.close();
+        EXPECT_TRUE(prefs.relay());
+        EXPECT_TRUE(prefs.insertIntoApp());
+        EXPECT_FALSE(prefs.keysPromptShown());
+        prefs.setRelay(false);
+        EXPECT_FALSE(Prefs(prefs.file()).relay());
+    }
 }
 
 TEST(PrivateFile, WritesWithPrivateModesAndReplacesAtomically) {
     QTemporaryDir dir;
     const QString folder = dir.filePath("a/b/Pelix");
     const QString path = folder + "/secret";
-    ASSERT_TRUE(pelix::writePrivateFile(path, "one").has_value());
-    ASSERT_TRUE(pelix::writePrivateFile(path, "two").has_value());
+    ASSERT_TRUE(writePrivateFile(path, "one"));
+    ASSERT_TRUE(writePrivateFile(path, "two"));
 
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -70,17 +89,13 @@ TEST(PrivateFile, WritesWithPrivateModesAndReplacesAtomically) {
     EXPECT_FALSE(folderMode & (QFileDevice::ReadGroup | QFileDevice::ReadOther));
     // No temporary file is left beside it.
     EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{"secret"});
-}
 
-TEST(PrivateFile, AFolderThatCannotBeMadeGivesASentence) {
-    QTemporaryDir dir;
-    QFile blocker(dir.filePath("Pelix"));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));  // a file where the folder should be
-    blocker.close();
-    const auto written = pelix::writePrivateFile(dir.filePath("Pelix/token"), "x");
-    ASSERT_FALSE(written.has_value());
+    // A file where the folder should be: one sentence.
+    const auto written = writePrivateFile(path + "/token", "x");
+    ASSERT_FALSE(written);
     EXPECT_TRUE(written.error().message.startsWith("Couldn't create the folder"));
     EXPECT_TRUE(written.error().message.endsWith("."));
 }
 
 }  // namespace
+}  // namespace pelix

@@ -2,11 +2,7 @@
 
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QCoreApplication>
 #include <QSet>
-#include <QThread>
 
 #include <atomic>
 #include <semaphore>

@@ -2,8 +2,7 @@
 // the pass's text, when it comes within the stop bound, is what the window ends with.
 #include "dictation/FinishingRecognizer.h"
 #include "fakes/TextFakes.h"
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {

@@ -5,8 +5,6 @@
 #include "support/TestSupport.h"
 #include "text/CleanUp.h"
 
-#include <gtest/gtest.h>
-
 namespace pelix {
 namespace {
 

@@ -1,77 +1,25 @@
 // Typing and pasting into a real Qt window on the test session's X display, through XTest.
-#include "TargetWindow.h"
 #include "dictation/Insert.h"
 #include "platform/Desktop.h"
-#include "support/TestSupport.h"
 
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-// X headers last: their macros (None, Status, Bool) clash with the names of the others.
-#include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
+#include "support/DesktopSession.h"
 
 namespace pelix {
 namespace {
 
-using testing::waitUntil;
-
-void pause(int ms) {
-    waitUntil([] { return false; }, ms);
-}
-
-// The user's hands on the keyboard, through XTest.
-class Hands {
-public:
-    Hands() : display_(XOpenDisplay(nullptr)) {}
-    ~Hands() {
-        if (display_) XCloseDisplay(display_);
-    }
-    bool ok() const { return display_; }
-    void key(KeySym keysym, bool down) {
-        XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, keysym), down, CurrentTime);
-        XSync(display_, False);
-    }
-    bool isDown(KeySym keysym) {
-        char keys[32];
-        XQueryKeymap(display_, keys);
-        const KeyCode code = XKeysymToKeycode(display_, keysym);
-        return keys[code / 8] & (1 << (code % 8));
-    }
-    // The key code that carries `keysym` now, 0 for none; asks the server afresh.
-    int codeOf(KeySym keysym) {
-        int min = 0, max = 0, per = 0;
-        XDisplayKeycodes(display_, &min, &max);
-        KeySym* syms = XGetKeyboardMapping(display_, KeyCode(min), max - min + 1, &per);
-        int found = 0;
-        for (int i = 0; syms && i < (max - min + 1) * per; ++i) {
-            if (syms[i] == keysym) {
-                found = min + i / per;
-                break;
-            }
-        }
-        if (syms) XFree(syms);
-        return found;
-    }
-
-private:
-    Display* display_;
-};
+using testing::pause;
 
 class TypingEndToEnd : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
-            << "No X display: run the tests inside scripts/with-desktop.";
+        ASSERT_TRUE(testing::desktopPresent(false));
         ASSERT_TRUE(hands.ok()) << "XTest can't open the display.";
         ASSERT_TRUE(desktop->probe().typing) << "The display has no XTest.";
         ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
     }
 
     QTemporaryDir dir;
-    Hands hands;
+    testing::Keyboard hands;
     SystemClock clock;
     std::unique_ptr<platform::Desktop> desktop =
         platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});

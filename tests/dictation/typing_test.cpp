@@ -2,8 +2,7 @@
 #include "core/Graphemes.h"
 #include "dictation/Insert.h"
 #include "fakes/TextFakes.h"
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {

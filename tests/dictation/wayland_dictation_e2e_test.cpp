@@ -1,20 +1,18 @@
 // Live dictation into a Qt window on a headless sway: flite speech played into the test
 // session's virtual microphone, heard by PocketSphinx and typed through the virtual keyboard
 // while it is spoken.
-#include "TargetWindow.h"
 #include "core/Clock.h"
 #include "core/Timers.h"
 #include "dictation/EngineRecognizer.h"
 #include "dictation/LiveDictation.h"
+#include "media/TestMedia.h"
 #include "platform/Desktop.h"
 #include "speech/SpeechEngines.h"
 #include "support/HeadlessSway.h"
+#include "support/TargetWindow.h"
 #include "support/TestSupport.h"
 
 #include <QProcess>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
@@ -29,9 +27,7 @@ TEST(WaylandDictation, TheSentenceIsTypedIntoTheWindowWhileItIsSpoken) {
     ASSERT_TRUE(pactl.waitForFinished(5000) && pactl.exitCode() == 0)
         << "No sound server: run the tests inside scripts/with-desktop.";
     QTemporaryDir dir;
-    const QString speech = dir.filePath("speech.wav");
-    ASSERT_EQ(QProcess::execute("flite", {"-voice", "slt", "-t", kSentence, "-o", speech}), 0)
-        << "flite could not make speech";
+    const QString speech = testing::TestMedia(dir.path()).said("speech.wav", kSentence);
 
     SystemClock clock;
     const auto desktop = platform::makeDesktop({.clock = clock,
@@ -56,7 +52,7 @@ TEST(WaylandDictation, TheSentenceIsTypedIntoTheWindowWhileItIsSpoken) {
     EXPECT_TRUE(testing::waitUntil([&] { return !target.text().isEmpty(); }, 8000));
     const bool typedWhileSpoken = player.state() == QProcess::Running;
     testing::waitUntil([&] { return player.state() == QProcess::NotRunning; }, 20000);
-    testing::waitUntil([] { return false; }, 1500);
+    testing::pause(1500);
     std::optional<QString> done;
     live.stop([&](const QString& text) { done = text; });
     ASSERT_TRUE(testing::waitUntil([&] { return done.has_value(); }, 5000));

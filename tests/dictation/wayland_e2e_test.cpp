@@ -1,26 +1,18 @@
 // Typing, pasting and the window in front on Wayland: a Qt window on a headless sway, typed
 // into through the virtual-keyboard protocol, with the clipboard through data control.
-#include "TargetWindow.h"
 #include "core/Clock.h"
 #include "dictation/Insert.h"
 #include "platform/Desktop.h"
 #include "platform/Overlay.h"
 #include "support/HeadlessSway.h"
+#include "support/TargetWindow.h"
 #include "support/TestSupport.h"
 #include "ui/Hud.h"
-
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <memory>
 
 namespace pelix {
 namespace {
 
-void pause(int ms) {
-    testing::waitUntil([] { return false; }, ms);
-}
+using testing::pause;
 
 class WaylandEndToEnd : public ::testing::Test {
 protected:

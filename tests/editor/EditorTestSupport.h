@@ -1,6 +1,7 @@
 #pragma once
 
 #include "editor/EditProject.h"
+#include "support/TestSupport.h"
 
 #include <initializer_list>
 #include <tuple>
@@ -38,6 +39,20 @@ inline EditProject projectOf(std::vector<SourceClip> clips) {
     project.created = QDateTime::fromMSecsSinceEpoch(1'700'000'000'000, Qt::UTC);
     project.clips = std::move(clips);
     return project;
+}
+
+// Three lines of one transcribed clip of 8 s, apart by pauses longer than a line allows:
+// "Hello there.", "Um this is long." and "Bye now.".
+inline EditProject threeLines() {
+    SourceClip clip = evenClip({"Hello", "there.", "Um", "this", "is", "long.", "Bye", "now."});
+    for (size_t i = 2; i < clip.words.size(); ++i) {
+        const double shift = i >= 6 ? 2.0 : 1.0;
+        clip.words[i].start += shift;
+        clip.words[i].end += shift;
+    }
+    clip.duration = 8;
+    clip.transcribed = true;
+    return projectOf({clip});
 }
 
 }  // namespace pelix::testing

@@ -1,8 +1,6 @@
 #include "editor/Captions.h"
 #include "EditorTestSupport.h"
 
-#include <gtest/gtest.h>
-
 namespace pelix {
 namespace {
 
@@ -10,10 +8,11 @@ using testing::clipOf;
 using testing::evenClip;
 using testing::projectOf;
 
-std::vector<QStringList> wordsOf(const std::vector<CaptionCue>& cues) {
-    std::vector<QStringList> words;
-    for (const CaptionCue& cue : cues) words.push_back(cue.words);
-    return words;
+// The cues' words, cues apart by " | ".
+QString wordsOf(const std::vector<CaptionCue>& cues) {
+    QStringList words;
+    for (const CaptionCue& cue : cues) words << cue.words.join(' ');
+    return words.join(" | ");
 }
 
 std::vector<CaptionCue> captionsOf(const EditProject& project) {
@@ -22,29 +21,24 @@ std::vector<CaptionCue> captionsOf(const EditProject& project) {
 
 TEST(Captions, ACommaClosesABoldCueButNotACleanOne) {
     EditProject project = projectOf({evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05)});
-    EXPECT_EQ(wordsOf(captionsOf(project)),
-              (std::vector<QStringList>{{"So,"}, {"here's", "the", "thing."}}));
+    EXPECT_EQ(wordsOf(captionsOf(project)), "So, | here's the thing.");
     project.settings.captionStyle = CaptionStyle::clean;
-    EXPECT_EQ(wordsOf(captionsOf(project)),
-              (std::vector<QStringList>{{"So,", "here's", "the", "thing."}}));
+    EXPECT_EQ(wordsOf(captionsOf(project)), "So, here's the thing.");
 }
 
 TEST(Captions, CuesFollowTheSpokenWords) {
     const struct {
         const char* name;
         SourceClip clip;
-        std::vector<QStringList> want;
+        const char* want;
     } cases[] = {
         {"five quick words make cues of 3 and 2 under bold",
-         evenClip({"one", "two", "three", "four", "five"}, 0.2, 0.05),
-         {{"one", "two", "three"}, {"four", "five"}}},
+         evenClip({"one", "two", "three", "four", "five"}, 0.2, 0.05), "one two three | four five"},
         {"18 characters with spaces fit a bold cue, 19 do not",
-         evenClip({"abcdefgh", "ijklmnopq", "rs", "t"}, 0.2, 0.05),
-         {{"abcdefgh", "ijklmnopq"}, {"rs", "t"}}},
-        {"fillers are not shown", evenClip({"we", "um", "go"}, 0.2, 0.05), {{"we", "go"}}},
+         evenClip({"abcdefgh", "ijklmnopq", "rs", "t"}, 0.2, 0.05), "abcdefgh ijklmnopq | rs t"},
+        {"fillers are not shown", evenClip({"we", "um", "go"}, 0.2, 0.05), "we go"},
         {"a pause over 0.6 s starts a new cue",
-         clipOf({{0, 0.3, "wait"}, {1.0, 1.2, "for"}, {1.25, 1.4, "it"}}),
-         {{"wait"}, {"for", "it"}}},
+         clipOf({{0, 0.3, "wait"}, {1.0, 1.2, "for"}, {1.25, 1.4, "it"}}), "wait | for it"},
     };
     for (const auto& c : cases) {
         EditProject project = projectOf({c.clip});
@@ -70,7 +64,7 @@ TEST(Captions, OnlyTheKeptPartOfALineIsCaptioned) {
     const EditProject project =
         projectOf({clipOf({{0, 0.5, "a"}, {0.6, 1, "b"}, {1.1, 1.5, "c"}, {1.6, 2, "d"}})});
     const Timeline half({{0, 1.05, 2.1, "1F0C7A2B:0"}});
-    EXPECT_EQ(wordsOf(captions(project, half)), (std::vector<QStringList>{{"c", "d"}}));
+    EXPECT_EQ(wordsOf(captions(project, half)), "c d");
 
     EditProject cut = project;
     cut.cut = {"1F0C7A2B:0"};
@@ -97,7 +91,7 @@ TEST(Captions, TranslationThenCorrectionThenSpokenWords) {
     project.fixes[line] = "so the bigger idea";
 
     auto cues = captionsOf(project);
-    EXPECT_EQ(wordsOf(cues), (std::vector<QStringList>{{"donc", "la", "grande"}, {"idée"}}));
+    EXPECT_EQ(wordsOf(cues), "donc la grande | idée");
     EXPECT_FALSE(cues[0].times);
     // Time is shared by length: "donclagrande" is 12 characters, "idée" 4.
     const double length = cues[1].end - cues[0].start;
@@ -105,12 +99,12 @@ TEST(Captions, TranslationThenCorrectionThenSpokenWords) {
 
     project.translations.erase("fr");
     cues = captionsOf(project);
-    EXPECT_EQ(wordsOf(cues), (std::vector<QStringList>{{"so", "the", "bigger"}, {"idea"}}));
+    EXPECT_EQ(wordsOf(cues), "so the bigger | idea");
     EXPECT_FALSE(cues[0].times);
 
     project.fixes.clear();
     cues = captionsOf(project);
-    EXPECT_EQ(wordsOf(cues), (std::vector<QStringList>{{"so", "the", "big"}, {"idea"}}));
+    EXPECT_EQ(wordsOf(cues), "so the big | idea");
     EXPECT_TRUE(cues[0].times);
 }
 
@@ -125,77 +119,44 @@ TEST(Captions, ChineseTranslationIsUnspacedAndChunkedByCharacters) {
     EXPECT_TRUE(cues[0].unspaced);
 }
 
+// Chunks written as text: pieces apart by spaces, chunks by " | ".
 TEST(Chunk, Table) {
     const struct {
         const char* name;
         const char* text;
         bool unspaced;
         int pieces, chars;
-        std::vector<QStringList> want;
+        const char* want;
     } cases[] = {
-        {"twenty Chinese characters, bold",
-         "一二三四五六七八九十一二三四五六七八九十",
-         true,
-         3,
-         8,
-         {{"一", "二", "三", "四", "五", "六", "七", "八"},
-          {"九", "十", "一", "二", "三", "四", "五", "六"},
-          {"七", "八", "九", "十"}}},
-        {"white space is removed from unspaced text",
-         "我 们\n好",
-         true,
-         3,
-         8,
-         {{"我", "们", "好"}}},
-        {"a break mark ends an unspaced chunk of four or more",
-         "我们今天，很好",
-         true,
-         3,
-         8,
-         {{"我", "们", "今", "天", "，"}, {"很", "好"}}},
-        {"but not a shorter one", "你好，世界", true, 3, 8, {{"你", "好", "，", "世", "界"}}},
-        {"spaced text by pieces",
-         "one two three four five",
-         false,
-         3,
-         18,
-         {{"one", "two", "three"}, {"four", "five"}}},
-        {"spaced text by characters, the spaces counted",
-         "extraordinary wonderful",
-         false,
-         9,
-         18,
-         {{"extraordinary"}, {"wonderful"}}},
-        {"a word longer than the limit stays whole",
-         "supercalifragilistic",
-         false,
-         3,
-         8,
-         {{"supercalifragilistic"}}},
-        {"a break mark ends a spaced chunk of two or more",
-         "Hello, world. Again",
-         false,
-         9,
-         44,
-         {{"Hello,", "world."}, {"Again"}}},
-        {"a dash never starts a chunk",
-         "Hello, world. — next",
-         false,
-         9,
-         44,
-         {{"Hello,", "world.", "—"}, {"next"}}},
-        {"punctuation joins the chunk it follows",
-         "one two three !",
-         false,
-         3,
-         18,
-         {{"one", "two", "three", "!"}}},
-        {"empty text", "", false, 3, 18, {}},
-        {"only spaces", "  \n ", true, 3, 8, {}},
+        {"twenty Chinese characters, bold", "一二三四五六七八九十一二三四五六七八九十", true, 3, 8,
+         "一 二 三 四 五 六 七 八 | 九 十 一 二 三 四 五 六 | 七 八 九 十"},
+        {"white space is removed from unspaced text", "我 们\n好", true, 3, 8, "我 们 好"},
+        {"a break mark ends an unspaced chunk of four or more", "我们今天，很好", true, 3, 8,
+         "我 们 今 天 ， | 很 好"},
+        {"but not a shorter one", "你好，世界", true, 3, 8, "你 好 ， 世 界"},
+        {"spaced text by pieces", "one two three four five", false, 3, 18,
+         "one two three | four five"},
+        {"spaced text by characters, the spaces counted", "extraordinary wonderful", false, 9, 18,
+         "extraordinary | wonderful"},
+        {"a word longer than the limit stays whole", "supercalifragilistic", false, 3, 8,
+         "supercalifragilistic"},
+        {"a break mark ends a spaced chunk of two or more", "Hello, world. Again", false, 9, 44,
+         "Hello, world. | Again"},
+        {"a dash never starts a chunk", "Hello, world. — next", false, 9, 44,
+         "Hello, world. — | next"},
+        {"punctuation joins the chunk it follows", "one two three !", false, 3, 18,
+         "one two three !"},
+        {"empty text", "", false, 3, 18, ""},
+        {"only spaces", "  \n ", true, 3, 8, ""},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(chunk(QString::fromUtf8(c.text), c.unspaced, c.pieces, c.chars), c.want)
-            << c.name;
+        QStringList chunks;
+        for (const QStringList& pieces :
+             chunk(QString::fromUtf8(c.text), c.unspaced, c.pieces, c.chars)) {
+            chunks << pieces.join(' ');
+        }
+        EXPECT_EQ(chunks.join(" | "), QString::fromUtf8(c.want)) << c.name;
+        EXPECT_FALSE(chunks.contains("")) << c.name;
     }
 }
 

@@ -1,8 +1,6 @@
 #include "editor/Emphasis.h"
 #include "EditorTestSupport.h"
 
-#include <gtest/gtest.h>
-
 namespace pelix {
 namespace {
 

@@ -1,18 +1,7 @@
 #include "editor/EditorEngine.h"
 
 #include "EditorTestSupport.h"
-#include "core/Clock.h"
-#include "fakes/LoopbackBackend.h"
-#include "memos/QStringPrinting.h"
-#include "service/Api.h"
-#include "support/TestSupport.h"
-
-#include <QDir>
-#include <QJsonArray>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "fakes/BackendRig.h"
 
 namespace pelix {
 namespace {
@@ -35,34 +24,16 @@ QString lineId(int n) {
     return QStringLiteral("1F0C7A2B:%1").arg(n - 1);
 }
 
-class Engine : public ::testing::Test {
+class Engine : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    void SetUp() override { tokens.write("pelix_test_token"); }
-
     // Runs one engine operation and waits for its answer.
     template <class T, class Start>
     T run(Start start) {
-        std::optional<T> result;
-        start([&](T value) { result = std::move(value); });
-        EXPECT_TRUE(testing::waitUntil([&] { return result.has_value(); }, 15000));
-        return std::move(*result);
+        return testing::awaited<T>(start).value_or(T(std::unexpected(Error::pelix(-1, "none"))));
     }
-
-    // The "video-edit" requests of one action.
     QList<QJsonObject> sent(const QString& action = {}) const {
-        QList<QJsonObject> bodies;
-        for (const Recorded& r : backend.requests(EditorEngine::kFunction)) {
-            if (action.isEmpty() || r.json.value("action") == action) bodies << r.json;
-        }
-        return bodies;
+        return BackendRig::sent(EditorEngine::kFunction, action);
     }
-
-    QTemporaryDir home;
-    fakes::LoopbackBackend backend;
-    SystemClock clock;
-    QNetworkAccessManager network;
-    TokenStore tokens{home.filePath("Pelix")};
-    Api api{backend.base(), tokens, &network, &clock};
 };
 
 TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {

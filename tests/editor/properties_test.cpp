@@ -3,10 +3,7 @@
 #include "editor/EditOps.h"
 #include "editor/SampleProject.h"
 #include "editor/Timeline.h"
-
-#include <QJsonDocument>
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 #include <random>
 

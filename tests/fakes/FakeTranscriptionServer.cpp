@@ -1,12 +1,8 @@
 #include "fakes/FakeTranscriptionServer.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "support/TestSupport.h"
+
 #include <QRegularExpression>
-#include <QThread>
 #include <QtEndian>
 
 #include <httplib.h>
@@ -242,15 +238,7 @@ QList<TranscriptionCall> FakeTranscriptionServer::calls() const {
 }
 
 bool FakeTranscriptionServer::waitFor(int count, int timeoutMs) const {
-    QDeadlineTimer deadline(timeoutMs);
-    while (calls().size() < count) {
-        if (deadline.hasExpired()) return false;
-        if (QCoreApplication::instance()) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        }
-        QThread::msleep(5);
-    }
-    return true;
+    return testing::waitUntil([&] { return calls().size() >= count; }, timeoutMs);
 }
 
 void FakeTranscriptionServer::takeAnySound() {

@@ -1,9 +1,6 @@
 #include "fakes/LoopbackBackend.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QJsonDocument>
-#include <QThread>
+#include "support/TestSupport.h"
 
 #include <httplib.h>
 
@@ -113,15 +110,7 @@ QList<Recorded> LoopbackBackend::requests(const QString& function) const {
 }
 
 bool LoopbackBackend::waitFor(const QString& function, int count, int timeoutMs) const {
-    QDeadlineTimer deadline(timeoutMs);
-    while (requests(function).size() < count) {
-        if (deadline.hasExpired()) return false;
-        if (QCoreApplication::instance()) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        }
-        QThread::msleep(5);
-    }
-    return true;
+    return testing::waitUntil([&] { return requests(function).size() >= count; }, timeoutMs);
 }
 
 void LoopbackBackend::clear() {

@@ -18,6 +18,8 @@ public:
     double uptime() const override { return uptime_; }
     QDateTime now() const override { return wall_.addMSecs(static_cast<qint64>(uptime_ * 1000)); }
     void set(double uptime) { uptime_ = uptime; }
+    // The wall-clock time is `t` now, and moves on with the up-time.
+    void setNow(const QDateTime& t) { wall_ = t.addMSecs(-static_cast<qint64>(uptime_ * 1000)); }
 
 private:
     double uptime_ = 100;

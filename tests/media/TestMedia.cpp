@@ -10,6 +10,13 @@
 #include <stdexcept>
 
 namespace pelix::testing {
+namespace {
+
+// ffmpeg's arguments for the test picture as an H.264 video stream.
+const QStringList kPicture{"-f", "lavfi", "-i", "testsrc=size=160x120:rate=25"};
+const QStringList kH264{"-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p"};
+
+}  // namespace
 
 QByteArray runTool(const QString& program, const QStringList& args) {
     QProcess process;
@@ -28,20 +35,29 @@ QByteArray runTool(const QString& program, const QStringList& args) {
 }
 
 QString TestMedia::tone(const QString& name, double seconds, int rate, int channels) const {
-    const QString out = path(name);
-    runTool("ffmpeg",
-            {"-v", "error", "-y", "-f", "lavfi", "-i",
-             QString("sine=frequency=440:sample_rate=%1:duration=%2").arg(rate).arg(seconds), "-ac",
-             QString::number(channels), out});
-    return out;
+    const QString tone =
+        QString("sine=frequency=440:sample_rate=%1:duration=%2").arg(rate).arg(seconds);
+    runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", tone, "-ac",
+                       QString::number(channels), path(name)});
+    return path(name);
+}
+
+QString TestMedia::silence(const QString& name, double seconds) const {
+    runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-t", QString::number(seconds), "-i",
+                       "anullsrc=r=16000:cl=mono", path(name)});
+    return path(name);
 }
 
 QString TestMedia::silentVideo(const QString& name, double seconds) const {
-    const QString out = path(name);
-    runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=25",
-                       "-t", QString::number(seconds), "-c:v", "libx264", "-preset", "ultrafast",
-                       "-pix_fmt", "yuv420p", out});
-    return out;
+    runTool("ffmpeg", QStringList{"-v", "error", "-y"} + kPicture +
+                          QStringList{"-t", QString::number(seconds)} + kH264 +
+                          QStringList{path(name)});
+    return path(name);
+}
+
+QString TestMedia::said(const QString& name, const QString& text) const {
+    runTool("flite", {"-voice", "slt", "-t", text, "-o", path(name)});
+    return path(name);
 }
 
 QString TestMedia::speech(const QString& name, std::vector<Sentence>& sentences,
@@ -51,52 +67,35 @@ QString TestMedia::speech(const QString& name, std::vector<Sentence>& sentences,
     int n = 0;
     double at = 0;
     auto silence = [&](double seconds) {
-        inputs << "-f"
-               << "lavfi"
-               << "-t" << QString::number(seconds) << "-i"
-               << "anullsrc=r=16000:cl=mono";
+        inputs << QStringList{
+            "-f", "lavfi", "-t", QString::number(seconds), "-i", "anullsrc=r=16000:cl=mono"};
         graph += QString("[%1]").arg(n++);
         at += seconds;
     };
     for (size_t i = 0; i < sentences.size(); ++i) {
         Sentence& sentence = sentences[i];
         if (sentence.pauseBefore > 0) silence(sentence.pauseBefore);
-        const QString wav = path(QString("sentence-%1.wav").arg(i));
-        runTool("flite", {"-voice", "slt", "-t", sentence.text, "-o", wav});
+        const QString wav = said(QString("sentence-%1.wav").arg(i), sentence.text);
         sentence.placedAt = at;
-        const QByteArray length = runTool(
-            "ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", wav});
-        at += length.trimmed().toDouble();
+        at += runTool("ffprobe",
+                      {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", wav})
+                  .trimmed()
+                  .toDouble();
         inputs << "-i" << wav;
         graph += QString("[%1]").arg(n++);
     }
     if (tail > 0) silence(tail);
     graph += QString("concat=n=%1:v=0:a=1[a]").arg(n);
-    const QString out = path(name);
-    QStringList args{"-v", "error", "-y"};
-    args << inputs;
+    QStringList args = QStringList{"-v", "error", "-y"} + inputs;
     if (name.endsWith(".mp4")) {
-        args << "-f"
-             << "lavfi"
-             << "-i"
-             << "testsrc=size=160x120:rate=25";
-        args << "-filter_complex" << graph << "-map"
-             << "[a]"
-             << "-map" << QString("%1:v").arg(n) << "-shortest"
-             << "-c:v"
-             << "libx264"
-             << "-preset"
-             << "ultrafast"
-             << "-pix_fmt"
-             << "yuv420p"
-             << "-c:a"
-             << "aac" << out;
+        args << kPicture << QStringList{"-filter_complex",      graph,      "-map", "[a]", "-map",
+                                        QString("%1:v").arg(n), "-shortest"}
+             << kH264 << QStringList{"-c:a", "aac"};
     } else {
-        args << "-filter_complex" << graph << "-map"
-             << "[a]" << out;
+        args << QStringList{"-filter_complex", graph, "-map", "[a]"};
     }
-    runTool("ffmpeg", args);
-    return out;
+    runTool("ffmpeg", args << path(name));
+    return path(name);
 }
 
 QString TestMedia::textFile(const QString& name) const {
@@ -111,11 +110,9 @@ QMap<QString, QString> TestMedia::probeAudio(const QString& file) const {
         "ffprobe", {"-v", "error", "-select_streams", "a:0", "-show_streams", "-of", "json", file});
     const QJsonArray streams = QJsonDocument::fromJson(out).object().value("streams").toArray();
     QMap<QString, QString> fields;
-    if (streams.isEmpty()) return fields;
-    const QJsonObject stream = streams.first().toObject();
     for (const char* key :
          {"codec_name", "profile", "sample_rate", "channels", "bit_rate", "duration"}) {
-        fields[key] = stream.value(key).toVariant().toString();
+        fields[key] = streams.at(0).toObject().value(key).toVariant().toString();
     }
     return fields;
 }

@@ -2,12 +2,9 @@
 #include "media/AacWriter.h"
 #include "media/AudioDecoder.h"
 #include "media/TestMedia.h"
+#include "support/TestSupport.h"
 
-#include <QDir>
 #include <QRegularExpression>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <numbers>

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "memos/QStringPrinting.h"
+#include "memos/Drops.h"
+#include "support/TestSupport.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -28,17 +29,15 @@ inline void makeDatabase(const QString& path, const QByteArray& sql) {
     if (status != SQLITE_OK) throw std::runtime_error("test database SQL failed: " + message);
 }
 
-// Writes a file with `bytes`; with a valid `modified`, sets its modification time.
-inline QString writeFile(const QString& folder, const QString& name, const QByteArray& bytes = "x",
-                         const QDateTime& modified = {}) {
-    const QString path = QDir(folder).filePath(name);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
-        throw std::runtime_error("cannot write a test file");
+// The lines of the drops' log, each without the time that starts it.
+inline QStringList dropLog() {
+    QFile log(Drops::logFile());
+    QStringList lines;
+    if (!log.open(QIODevice::ReadOnly)) return lines;
+    for (const QByteArray& line : log.readAll().split('\n')) {
+        if (!line.isEmpty()) lines << QString::fromUtf8(line.mid(line.indexOf(' ') + 1));
     }
-    file.flush();  // a flush at close would move the time again
-    if (modified.isValid()) file.setFileTime(modified, QFileDevice::FileModificationTime);
-    return path;
+    return lines;
 }
 
 }  // namespace pelix::testing

@@ -2,10 +2,6 @@
 
 #include "MemoTestSupport.h"
 #include "core/Prefs.h"
-#include "support/TestSupport.h"
-
-#include <gtest/gtest.h>
-#include <QTemporaryDir>
 
 namespace pelix {
 namespace {

@@ -1,28 +1,12 @@
-#include "memos/Drops.h"
 
 #include "MemoTestSupport.h"
-#include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-#include <QDir>
 #include <QMimeData>
-#include <QTemporaryDir>
 
 namespace pelix {
 namespace {
 
 using testing::writeFile;
-
-QStringList logLines() {
-    QFile log(Drops::logFile());
-    if (!log.open(QIODevice::ReadOnly)) return {};
-    QStringList lines;
-    for (const QByteArray& line : log.readAll().split('\n')) {
-        // "<time> <text>": the time is one word.
-        if (!line.isEmpty()) lines << QString::fromUtf8(line.mid(line.indexOf(' ') + 1));
-    }
-    return lines;
-}
 
 TEST(DragContents, SoundFilesLocationsAndNames) {
     QMimeData data;
@@ -85,18 +69,18 @@ TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheL
     got = Drops::receive({phone}, {"New Recording 14"}, refuses, [] { return std::nullopt; });
     EXPECT_TRUE(got.files.isEmpty());
 
-    EXPECT_EQ(logLines(), (QStringList{
-                              "drop: 1 promised, names [\"New Recording 14\"]",
-                              "promise New Recording 14.m4a kept",
-                              "drop: 1 promised, names []",
-                              "promise New Recording 14 2.m4a kept",
-                              "drop: 1 promised, names [\"new recording 14\"]",
-                              "promise failed: The device is locked.",
-                              "library fallback found 1",
-                              "drop: 1 promised, names [\"New Recording 14\"]",
-                              "promise failed: The device is locked.",
-                              "library closed (it cannot be read)",
-                          }));
+    EXPECT_EQ(testing::dropLog(), (QStringList{
+                                      "drop: 1 promised, names [\"New Recording 14\"]",
+                                      "promise New Recording 14.m4a kept",
+                                      "drop: 1 promised, names []",
+                                      "promise New Recording 14 2.m4a kept",
+                                      "drop: 1 promised, names [\"new recording 14\"]",
+                                      "promise failed: The device is locked.",
+                                      "library fallback found 1",
+                                      "drop: 1 promised, names [\"New Recording 14\"]",
+                                      "promise failed: The device is locked.",
+                                      "library closed (it cannot be read)",
+                                  }));
     EXPECT_EQ(QFileInfo(Drops::logFile()).permissions() & 0x0077, 0);
 }
 
@@ -145,7 +129,7 @@ TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
         for (const QString& file : files.mid(1)) EXPECT_TRUE(QFileInfo::exists(file));
         EXPECT_FALSE(sender.busy());
     }
-    const QStringList lines = logLines();
+    const QStringList lines = testing::dropLog();
     EXPECT_EQ(lines.count("memo sent to Pelix"), 5);
     EXPECT_EQ(lines.count("memo could not be sent"), 2);
 }

@@ -2,12 +2,6 @@
 
 #include "MemoTestSupport.h"
 
-#include <gtest/gtest.h>
-#include <QDir>
-#include <QFileInfo>
-#include <QTemporaryDir>
-#include <QThread>
-
 namespace pelix {
 namespace {
 
@@ -17,21 +11,24 @@ using testing::writeFile;
 // Seconds after the reference date of the rows below.
 constexpr double kDayOne = 700000000;
 
-QDateTime at(double sinceReference) {
-    return VoiceMemoLibrary::referenceDate().addMSecs(static_cast<qint64>(sinceReference * 1000));
+// One memo as "file title date seconds": the title "dated" when it is the text of its date, the
+// date as seconds after kDayOne, "zero" for the reference date itself or "born" for the file's
+// birth time.
+QString described(const VoiceMemo& memo) {
+    const QFileInfo file(memo.url.toLocalFile());
+    const QDateTime day = VoiceMemoLibrary::referenceDate();
+    const QString date = memo.date == file.birthTime() ? "born"
+                         : memo.date == day            ? "zero"
+                                            : QString::number(day.secsTo(memo.date) - kDayOne);
+    const QString title =
+        memo.title == VoiceMemoLibrary::dateTitle(memo.date) ? "dated" : memo.title;
+    return QStringList{file.fileName(), title, date, QString::number(memo.seconds)}.join(' ');
 }
-
-struct Expected {
-    QString file;
-    QString title;  // empty: the date-and-time text of `date`
-    QDateTime date;
-    double seconds = 0;
-};
 
 struct Shape {
     const char* name;
-    QByteArray sql;         // when it does not start with "CREATE": the file's bytes as they are
-    QList<Expected> memos;  // newest first
+    QByteArray sql;     // when it does not start with "CREATE": the file's bytes as they are
+    QStringList memos;  // newest first
 };
 void PrintTo(const Shape& c, std::ostream* out) {
     *out << c.name;
@@ -40,6 +37,7 @@ void PrintTo(const Shape& c, std::ostream* out) {
 const QByteArray kAllColumns =
     "CREATE TABLE ZCLOUDRECORDING (Z_PK INTEGER PRIMARY KEY, ZPATH TEXT, ZENCRYPTEDTITLE TEXT, "
     "ZCUSTOMLABELFORSORTING TEXT, ZCUSTOMLABEL TEXT, ZDATE REAL, ZDURATION REAL);";
+const QStringList kFilesAlone{"c.m4a dated born 0", "b.m4a dated born 0", "a.m4a dated born 0"};
 
 class LibraryShapes : public ::testing::TestWithParam<Shape> {};
 
@@ -57,21 +55,11 @@ TEST_P(LibraryShapes, ListsEveryRecordingWithTheColumnsItHas) {
     } else {
         writeFile(folder.path(), "CloudRecordings.db", shape.sql);
     }
-
     const auto memos = VoiceMemoLibrary::memos(folder.path());
     ASSERT_TRUE(memos);
-    ASSERT_EQ(memos->size(), shape.memos.size());
-    for (qsizetype i = 0; i < memos->size(); ++i) {
-        const VoiceMemo& memo = memos->at(i);
-        const Expected& want = shape.memos.at(i);
-        const QString path = QDir(folder.path()).filePath(want.file);
-        const QDateTime date = want.date.isValid() ? want.date : QFileInfo(path).birthTime();
-        EXPECT_EQ(memo.url, QUrl::fromLocalFile(path)) << i;
-        EXPECT_EQ(memo.date, date) << want.file.toStdString();
-        EXPECT_EQ(memo.title, want.title.isEmpty() ? VoiceMemoLibrary::dateTitle(date) : want.title)
-            << want.file.toStdString();
-        EXPECT_EQ(memo.seconds, want.seconds) << want.file.toStdString();
-    }
+    QStringList listed;
+    for (const VoiceMemo& memo : *memos) listed << described(memo);
+    EXPECT_EQ(listed, shape.memos);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -86,45 +74,35 @@ INSTANTIATE_TEST_SUITE_P(
                   "700000200, 12);"
                   "INSERT INTO ZCLOUDRECORDING VALUES (3, 'c.m4a', '', '', NULL, 700000100, 3);"
                   "INSERT INTO ZCLOUDRECORDING VALUES (4, NULL, 'gone', '', '', 700000400, 3);",
-              {{"a.m4a", "Walk home", at(kDayOne + 300), 61.5},
-               {"b.m4a", "Secret", at(kDayOne + 200), 12},
-               {"c.m4a", "", at(kDayOne + 100), 3}}},
+              {"a.m4a Walk home 300 61.5", "b.m4a Secret 200 12", "c.m4a dated 100 3"}},
         Shape{"NoTitleColumns",
               "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZDATE REAL, ZDURATION REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 700000300, 1);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('b.m4a', 700000200, 2);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('c.m4a', 700000100, 3);",
-              {{"a.m4a", "", at(kDayOne + 300), 1},
-               {"b.m4a", "", at(kDayOne + 200), 2},
-               {"c.m4a", "", at(kDayOne + 100), 3}}},
+              {"a.m4a dated 300 1", "b.m4a dated 200 2", "c.m4a dated 100 3"}},
+        // c.m4a is not in the database yet: its own birth time, which is newer.
         Shape{"OnlyCustomLabel",
               "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT, ZDATE REAL, "
               "ZDURATION REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'Idea', 700000300, 1);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('b.m4a', NULL, 700000200, 2);",
-              // c.m4a is not in the database yet: its own birth time, which is newer.
-              {{"c.m4a", "", {}, 0},
-               {"a.m4a", "Idea", at(kDayOne + 300), 1},
-               {"b.m4a", "", at(kDayOne + 200), 2}}},
+              {"c.m4a dated born 0", "a.m4a Idea 300 1", "b.m4a dated 200 2"}},
         // Without a date column every row is dated at the reference date itself.
         Shape{"NoDate",
               "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT, ZDURATION REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'A', 5);",
-              {{"c.m4a", "", {}, 0}, {"b.m4a", "", {}, 0}, {"a.m4a", "A", at(0), 5}}},
+              {"c.m4a dated born 0", "b.m4a dated born 0", "a.m4a A zero 5"}},
         Shape{"NoDuration",
               "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT, ZDATE REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'A', 700000300);",
-              {{"c.m4a", "", {}, 0}, {"b.m4a", "", {}, 0}, {"a.m4a", "A", at(kDayOne + 300), 0}}},
+              {"c.m4a dated born 0", "b.m4a dated born 0", "a.m4a A 300 0"}},
         Shape{"NoPath",
               "CREATE TABLE ZCLOUDRECORDING (ZCUSTOMLABEL TEXT, ZDATE REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('A', 700000300);",
-              {{"c.m4a", "", {}, 0}, {"b.m4a", "", {}, 0}, {"a.m4a", "", {}, 0}}},
-        Shape{"NoTable",
-              "CREATE TABLE OTHER (ZPATH TEXT);",
-              {{"c.m4a", "", {}, 0}, {"b.m4a", "", {}, 0}, {"a.m4a", "", {}, 0}}},
-        Shape{"NotSqlite",
-              "this is not a database\n",
-              {{"c.m4a", "", {}, 0}, {"b.m4a", "", {}, 0}, {"a.m4a", "", {}, 0}}}),
+              kFilesAlone},
+        Shape{"NoTable", "CREATE TABLE OTHER (ZPATH TEXT);", kFilesAlone},
+        Shape{"NotSqlite", "this is not a database\n", kFilesAlone}),
     [](const ::testing::TestParamInfo<Shape>& info) { return std::string(info.param.name); });
 
 TEST(Library, KeepsOnlyRecordingsByExtensionInAnyCase) {

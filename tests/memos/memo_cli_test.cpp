@@ -1,14 +1,10 @@
+// pelix --memo: a recording heard on the machine or sent in pieces to the backend.
 #include "MemoTestSupport.h"
+#include "fakes/BackendRig.h"
 #include "fakes/HostileServer.h"
-#include "fakes/LoopbackBackend.h"
 #include "media/Media.h"
-#include "service/TokenStore.h"
-#include "support/TestSupport.h"
+#include "media/TestMedia.h"
 
-#include <gtest/gtest.h>
-#include <QProcess>
-#include <QStandardPaths>
-#include <QTemporaryDir>
 #include <csignal>
 
 namespace pelix {
@@ -17,42 +13,36 @@ namespace {
 using fakes::Recorded;
 using fakes::Reply;
 
-// Runs a helper program that the tests need; a missing one fails the test by name.
-void make(const QString& program, const QStringList& arguments) {
-    const QString path = QStandardPaths::findExecutable(program);
-    ASSERT_FALSE(path.isEmpty()) << program.toStdString()
-                                 << " is missing: install it (scripts/setup) to run these tests";
-    QProcess process;
-    process.start(path, arguments);
-    ASSERT_TRUE(process.waitForFinished(60000)) << program.toStdString();
-    ASSERT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
-}
-
-class MemoCli : public ::testing::Test {
+class MemoCli : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    void SetUp() override {
-        speech = dir.filePath("speech.wav");
-        make("flite", {"-voice", "slt", "-t",
-                       "The quick brown fox jumps over the lazy dog. Please bring the milk home.",
-                       "-o", speech});
+    MemoCli() : BackendRig("pelix_stored") {}
+
+    static void SetUpTestSuite() {
+        folder_ = new QTemporaryDir;
+        speech_ =
+            testing::TestMedia(folder_->path())
+                .said("speech.wav",
+                      "The quick brown fox jumps over the lazy dog. Please bring the milk home.");
     }
-    QProcessEnvironment at(const QString& base) const {
+    static void TearDownTestSuite() { delete folder_; }
+
+    // Runs pelix --memo against `base` (by default a port nobody answers on).
+    testing::ProcessResult memo(const QStringList& args,
+                                const QString& base = "http://127.0.0.1:9") {
         QProcessEnvironment env;
         env.insert("PELIX_API_BASE", base);
-        return env;
+        return testing::runPelix(QStringList{"--memo"} + args, {}, env);
     }
 
-    testing::IsolatedHome home;
+    static inline QTemporaryDir* folder_ = nullptr;
+    static inline QString speech_;
     QTemporaryDir dir;
-    QString speech;
 };
 
 TEST_F(MemoCli, HearsTheRecordingOnTheMachineWhenNoBackendAnswers) {
-    // Port 9 (discard) is closed on the loopback interface.
-    const auto run =
-        testing::runPelix({"--memo", speech, "--token", "pelix_x"}, {}, at("http://127.0.0.1:9"));
+    const auto run = memo({speech_, "--token", "pelix_x"});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    const auto seconds = media::duration(speech);
+    const auto seconds = media::duration(speech_);
     ASSERT_TRUE(seconds);
     EXPECT_TRUE(run.err.startsWith(QString("%1 s, 1 pieces\n").arg(int(*seconds)).toUtf8()))
         << run.err.toStdString();
@@ -63,23 +53,16 @@ TEST_F(MemoCli, HearsTheRecordingOnTheMachineWhenNoBackendAnswers) {
 }
 
 TEST_F(MemoCli, SendsPiecesOfTheGivenLengthToTheBackendInOrder) {
-    fakes::LoopbackBackend backend;
     int piece = 0;
     backend.answerWith("braindump", [&piece](const Recorded&) {
         return Reply::json({{"text", QString("part %1").arg(++piece)}});
     });
-    TokenStore(home.dataDir()).write("pelix_stored");
-
-    const auto run =
-        testing::runPelix({"--memo", speech, "--piece", "2"}, {}, at(backend.base().toString()));
+    const auto run = memo({speech_, "--piece", "2"}, backend.base().toString());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-    const auto seconds = media::duration(speech);
-    ASSERT_TRUE(seconds);
-    const int pieces = static_cast<int>(std::ceil(*seconds / 2));
-    EXPECT_TRUE(run.err.startsWith(QString("%1 s, %2 pieces\n")
-                                       .arg(static_cast<int>(*seconds))
-                                       .arg(static_cast<int>(*seconds / 2))
-                                       .toUtf8()))
+    const double seconds = media::duration(speech_).value_or(0);
+    const int pieces = static_cast<int>(std::ceil(seconds / 2));
+    EXPECT_TRUE(run.err.startsWith(
+        QString("%1 s, %2 pieces\n").arg(int(seconds)).arg(int(seconds / 2)).toUtf8()))
         << run.err.toStdString();
 
     const QList<Recorded> requests = backend.requests("braindump");
@@ -93,70 +76,53 @@ TEST_F(MemoCli, SendsPiecesOfTheGivenLengthToTheBackendInOrder) {
         const QString audio = testing::writeFile(
             dir.path(), QString("got-%1.m4a").arg(i + 1),
             QByteArray::fromBase64(body.value("audio_base64").toString().toLatin1()));
-        const auto length = media::duration(audio);
-        ASSERT_TRUE(length) << i;
-        EXPECT_NEAR(*length, i + 1 < pieces ? 2.0 : *seconds - 2 * (pieces - 1), 0.05) << i;
+        EXPECT_NEAR(media::duration(audio).value_or(-1),
+                    i + 1 < pieces ? 2.0 : seconds - 2 * (pieces - 1), 0.05)
+            << i;
         texts << QString("part %1").arg(i + 1);
     }
     EXPECT_EQ(run.out, (texts.join(' ') + "\n").toUtf8());
 }
 
 // What --piece says about itself: a length under a second is refused before anything is done;
-// anything that is not a positive number falls back to 360 s, saying so.
-TEST_F(MemoCli, PieceLengthsAreCheckedAndExplained) {
-    fakes::LoopbackBackend backend;
+// anything that is not a positive number falls back to 360 s, saying so. The path is checked too.
+TEST_F(MemoCli, PieceLengthsAndPathsAreCheckedAndExplained) {
     backend.answer("braindump", Reply::json({{"text", "heard"}}));
-    const struct {
-        const char* piece;
-        int exitCode;
-        const char* errStart;
-    } cases[] = {
+    const QString fallback = " is not a length in seconds, so the pieces are 360 s long.\n";
+    const std::tuple<const char*, int, QString> cases[] = {
         {"1e-9", 1, "Couldn't send pieces of 1e-9 s: a piece is at least 1 s long.\n"},
         {"0.001", 1, "Couldn't send pieces of 0.001 s: a piece is at least 1 s long.\n"},
-        {"abc", 0, "--piece abc is not a length in seconds, so the pieces are 360 s long.\n"},
-        {"-1", 0, "--piece -1 is not a length in seconds, so the pieces are 360 s long.\n"},
-        {"0", 0, "--piece 0 is not a length in seconds, so the pieces are 360 s long.\n"},
-        {"nan", 0, "--piece nan is not a length in seconds, so the pieces are 360 s long.\n"},
+        {"abc", 0, "--piece abc" + fallback},
+        {"-1", 0, "--piece -1" + fallback},
+        {"0", 0, "--piece 0" + fallback},
+        {"nan", 0, "--piece nan" + fallback},
         {"1", 0, ""},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.piece);
+    for (const auto& [piece, exitCode, errStart] : cases) {
+        SCOPED_TRACE(piece);
         const auto run =
-            testing::runPelix({"--memo", speech, "--piece", c.piece, "--token", "pelix_x"}, {},
-                              at(backend.base().toString()));
-        EXPECT_EQ(run.exitCode, c.exitCode) << run.err.toStdString();
-        EXPECT_TRUE(run.err.startsWith(c.errStart)) << run.err.toStdString();
-        if (c.exitCode == 0) {
-            EXPECT_TRUE(run.out.startsWith("heard"));
-        }
+            memo({speech_, "--piece", piece, "--token", "pelix_x"}, backend.base().toString());
+        EXPECT_EQ(run.exitCode, exitCode) << run.err.toStdString();
+        EXPECT_TRUE(run.err.startsWith(errStart.toUtf8())) << run.err.toStdString();
+        EXPECT_TRUE(exitCode != 0 || run.out.startsWith("heard"));
     }
-}
-
-TEST_F(MemoCli, SaysWhatIsWrongWithThePath) {
-    const struct {
-        QString path;
-        QByteArray err;
-    } cases[] = {
-        {dir.path(),
-         "Couldn't read " + dir.path().toUtf8() + ": it is a folder, not a recording.\n"},
-        {dir.filePath("gone.m4a"),
-         "Couldn't read " + dir.filePath("gone.m4a").toUtf8() + ": there is no such file.\n"},
-    };
-    for (const auto& c : cases) {
-        const auto run = testing::runPelix({"--memo", c.path}, {}, at("http://127.0.0.1:9"));
+    for (const auto& [path, says] :
+         {std::pair{dir.path(), ": it is a folder, not a recording.\n"},
+          std::pair{dir.filePath("gone.m4a"), ": there is no such file.\n"}}) {
+        const auto run = memo({path});
         EXPECT_EQ(run.exitCode, 1);
-        EXPECT_EQ(run.err, c.err);
+        EXPECT_EQ(run.err, "Couldn't read " + path.toUtf8() + says);
     }
 }
 
 // Ctrl+C while a piece is on its way: the piece cut for it was private and is gone.
 TEST_F(MemoCli, AnInterruptedRunLeavesNoPieceBehind) {
     fakes::HostileServer slow(fakes::HostileServer::trickle(R"({"text":"late"})", 1000));
-    QTemporaryDir tmp;
-    QProcessEnvironment env = at(slow.base().toString());
-    env.insert("TMPDIR", tmp.path());
+    QProcessEnvironment env;
+    env.insert("PELIX_API_BASE", slow.base().toString());
+    env.insert("TMPDIR", dir.path());
     const auto run = testing::interruptOnceAFileAppears(
-        {"--memo", speech, "--piece", "2", "--token", "pelix_x"}, env, tmp.path(), SIGINT);
+        {"--memo", speech_, "--piece", "2", "--token", "pelix_x"}, env, dir.path(), SIGINT);
     ASSERT_FALSE(run.file.isEmpty()) << run.err.toStdString();
     EXPECT_EQ(run.mode, 0600) << run.file.toStdString();
     EXPECT_TRUE(run.endedBySignal);
@@ -164,10 +130,7 @@ TEST_F(MemoCli, AnInterruptedRunLeavesNoPieceBehind) {
 }
 
 TEST_F(MemoCli, SilenceCannotBeHeard) {
-    const QString silence = dir.filePath("silence.wav");
-    make("ffmpeg", {"-loglevel", "error", "-f", "lavfi", "-i", "anullsrc=r=16000:cl=mono", "-t",
-                    "2", silence});
-    const auto run = testing::runPelix({"--memo", silence}, {}, at("http://127.0.0.1:9"));
+    const auto run = memo({testing::TestMedia(dir.path()).silence("silence.wav", 2)});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.out, "");
     EXPECT_TRUE(run.err.startsWith("2 s, 1 pieces\n")) << run.err.toStdString();

@@ -4,22 +4,15 @@
 #include "memos/MemoSender.h"
 
 #include "MemoTestSupport.h"
-#include "core/Prefs.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
+#include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
-#include "support/TestSupport.h"
 
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QListView>
 #include <QMimeData>
-#include <QNetworkAccessManager>
 #include <QPushButton>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
@@ -28,25 +21,9 @@ using fakes::Recorded;
 using fakes::Reply;
 using testing::waitUntil;
 
-class RealClock final : public Clock {
-public:
-    double uptime() const override { return 0; }
-    QDateTime now() const override { return QDateTime::currentDateTime(); }
-};
-
-QStringList logLines() {
-    QFile log(Drops::logFile());
-    if (!log.open(QIODevice::ReadOnly)) return {};
-    QStringList lines;
-    for (const QByteArray& line : log.readAll().split('\n')) {
-        if (!line.isEmpty()) lines << QString::fromUtf8(line.mid(line.indexOf(' ') + 1));
-    }
-    return lines;
-}
-
 // The memo chooser with the real sending pipeline against the loopback backend; recordings are
 // tones made by ffmpeg, heard by the backend.
-class MemoWindowTest : public ::testing::Test {
+class MemoWindowTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
     static void SetUpTestSuite() {
         media_ = new QTemporaryDir;
@@ -57,7 +34,7 @@ protected:
     static void TearDownTestSuite() { delete media_; }
 
     void SetUp() override {
-        tokens.write("pelix_drop_token");
+        clock.setNow(QDateTime::currentDateTime());
         prefs.setValue("voiceMemos.folder", folder.path());
         backend.answerWith("braindump", [this](const Recorded& request) {
             if (request.json.value("transcribe_only").toBool()) {
@@ -103,16 +80,8 @@ protected:
     static inline QTemporaryDir* media_ = nullptr;
     static inline QString notes_;
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
     QTemporaryDir folder;
-    RealClock clock;
-    fakes::ManualClock manual;
-    fakes::ManualTimers timers{manual};
-    QNetworkAccessManager network;
-    TokenStore tokens{home.dataDir()};
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
-    Api api{backend.base(), tokens, &network, &clock};
+    fakes::ManualTimers timers{clock};
     MemoSender sender{api, prefs, clock, machineTools()};
     int chimes = 0;
     QString refuse;
@@ -141,7 +110,7 @@ TEST_F(MemoWindowTest, TwoDroppedFilesEndComplete) {
     timers.advance(0.2);
     EXPECT_FALSE(window.drops().pillShown());
 
-    const QStringList lines = logLines();
+    const QStringList lines = testing::dropLog();
     EXPECT_EQ(lines.first(), "drag over the window: sound=true ready=false kinds=text/uri-list");
     EXPECT_EQ(lines.count("memo sent to Pelix"), 2);
 }
@@ -157,15 +126,15 @@ TEST_F(MemoWindowTest, OneFailureOfThreeAsksForTheOthersAgain) {
     EXPECT_TRUE(window.drops().pillShown());
     timers.advance(0.2);
     EXPECT_FALSE(window.drops().pillShown());
-    EXPECT_EQ(logLines().count("memo could not be sent"), 1);
+    EXPECT_EQ(testing::dropLog().count("memo could not be sent"), 1);
 }
 
 TEST_F(MemoWindowTest, OtherDragsAreRefusedWithoutAVeil) {
     EXPECT_FALSE(drag({QUrl::fromLocalFile(notes_)}, "some notes"));
     EXPECT_FALSE(window.drops().veiled());
     EXPECT_FALSE(window.drops().pillShown());
-    EXPECT_EQ(logLines(), QStringList{"drag over the window: sound=false ready=false "
-                                      "kinds=text/uri-list, text/plain"});
+    EXPECT_EQ(testing::dropLog(), QStringList{"drag over the window: sound=false ready=false "
+                                              "kinds=text/uri-list, text/plain"});
 }
 
 TEST_F(MemoWindowTest, AFailedFetchFindsTheRecordingInTheLibraryByItsName) {
@@ -178,7 +147,7 @@ TEST_F(MemoWindowTest, AFailedFetchFindsTheRecordingInTheLibraryByItsName) {
     ASSERT_TRUE(drag({QUrl("mtp://Phone/Recordings/New%20Recording%2014.m4a")}));
     ASSERT_TRUE(pillSays("Complete: 20260101 101010.m4a is in Pelix"));
     EXPECT_EQ(filings(), 1);
-    const QStringList lines = logLines();
+    const QStringList lines = testing::dropLog();
     EXPECT_TRUE(lines.contains("drag over the window: sound=false ready=true kinds=text/uri-list"));
     EXPECT_TRUE(lines.contains("library fallback found 1"));
 }

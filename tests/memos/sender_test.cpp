@@ -2,9 +2,6 @@
 
 #include "SendingTestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QJsonArray>
 #include <climits>
 #include <cmath>
 

@@ -2,10 +2,6 @@
 
 #include "SendingTestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QThread>
-
 namespace pelix {
 namespace {
 
@@ -14,25 +10,13 @@ using fakes::Reply;
 using testing::waitUntil;
 using testing::writeFile;
 
-class HandTicker final : public Ticker {
-public:
-    void start(double, std::function<void()> tick) override { tick_ = std::move(tick); }
-    void stop() override { tick_ = nullptr; }
-    void tick() {
-        if (tick_) tick_();
-    }
-
-private:
-    std::function<void()> tick_;
-};
-
 class WatcherTest : public testing::SendingTest {
 protected:
     bool idle() {
         return waitUntil([&] { return !watcher.busy(); });
     }
 
-    HandTicker ticker;
+    fakes::HandTicker ticker;
     VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
 };
 
@@ -40,12 +24,12 @@ TEST_F(WatcherTest, AMemoIsSentOnlyOnce90SecondsAfterItsLastWrite) {
     const QDateTime written = QDateTime::currentDateTimeUtc().addSecs(-5);
     writeFile(folder.path(), "fresh.m4a", "audio", written);
 
-    clock.now_ = written.addSecs(89);
+    clock.setNow(written.addSecs(89));
     watcher.look();
     ASSERT_TRUE(idle());
     EXPECT_TRUE(statuses.isEmpty());
 
-    clock.now_ = written.addMSecs(90001);
+    clock.setNow(written.addMSecs(90001));
     watcher.look();
     ASSERT_TRUE(waitForStatus("Your voice memo is in Pelix."));
     ASSERT_TRUE(idle());

@@ -2,21 +2,10 @@
 
 #include "core/Sentences.h"
 #include "core/Worker.h"
-#include "fakes/LoopbackBackend.h"
-#include "memos/QStringPrinting.h"
-#include "service/Api.h"
-#include "support/TestSupport.h"
+#include "fakes/BackendRig.h"
 
-#include <gtest/gtest.h>
-
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QMutex>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
 
 namespace pelix {
 namespace {
@@ -40,9 +29,9 @@ NotesImport::Source fixed(QList<Item> items) {
     return [items] { return Result<QList<Item>>(items); };
 }
 
-class ImportTest : public ::testing::Test {
+class ImportTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    void SetUp() override { tokens.write("pelix_first"); }
+    ImportTest() : BackendRig("pelix_first") {}
 
     // Runs an import to its end; the final message or the error's text.
     Result<QString> runImport(NotesImport::Source source,
@@ -58,12 +47,6 @@ protected:
         return *result;
     }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
-    QNetworkAccessManager network;
-    SystemClock clock;
-    TokenStore tokens{home.dataDir()};
-    Api api{backend.base(), tokens, &network, &clock};
     Worker worker{nullptr};
     QStringList progress;
 };
@@ -181,7 +164,7 @@ TEST_F(ImportTest, EndsEarlyWithTheRightWords) {
         backend.clear();
         backend.answerInTurn("import-notes",
                              c.replies.isEmpty() ? QList{Reply::json({})} : c.replies);
-        if (!c.signedIn) QFile::remove(tokens.file("token"));
+        if (!c.signedIn) signOut();
         const auto result = runImport(fixed(c.items));
         EXPECT_EQ(result ? *result : result.error().message, c.message) << c.name;
         EXPECT_EQ(backend.requests("import-notes").size(), c.requests) << c.name;
@@ -281,11 +264,8 @@ TEST(NotesSource, ReadsTheJsonArrayOfItems) {
     EXPECT_TRUE(missing.error().message.startsWith("Couldn't read notes.json: "));
 }
 
-TEST(ImportNotesCli, ImportsAFileAndPrintsTheFinalMessage) {
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
+TEST_F(ImportTest, ThePelixProgramImportsAFileAndPrintsTheFinalMessage) {
     backend.answer("import-notes", Reply::json({{"created", 1}, {"unchanged", 4}}));
-    TokenStore(home.dataDir()).write("pelix_cli");
     QJsonArray array;
     for (const Item& item : notes(5)) {
         array.append(QJsonObject{{"id", item.id},
@@ -295,16 +275,9 @@ TEST(ImportNotesCli, ImportsAFileAndPrintsTheFinalMessage) {
                                  {"created", *item.created},
                                  {"modified", QJsonValue::Null}});
     }
-    QTemporaryDir dir;
-    const QString file = dir.filePath("notes.json");
-    QFile out(file);
-    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-    out.write(QJsonDocument(array).toJson());
-    out.close();
-
-    QProcessEnvironment env;
-    env.insert("PELIX_API_BASE", backend.base().toString());
-    const auto run = testing::runPelix({"--import-notes", "--from", file}, {}, env);
+    const QString file =
+        testing::writeFile(home.path(), "notes.json", QJsonDocument(array).toJson());
+    const auto run = testing::runPelix({"--import-notes", "--from", file}, {}, backendEnv());
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, "Brought over 5 pearls: 1 new, 4 already here.\n");
     EXPECT_EQ(run.err, "Reading Apple Notes…\nBringing over 5 of 5…\n");

@@ -1,17 +1,9 @@
 // The Tell/Ask panel's rules, and its model against the loopback backend with a manual clock.
 #include "panel/Panel.h"
 #include "core/Sentences.h"
+#include "fakes/BackendRig.h"
 #include "fakes/HostileServer.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
 #include "panel/PanelModel.h"
-#include "service/Api.h"
-#include "support/TestSupport.h"
-
-#include <gtest/gtest.h>
-
-#include <QJsonArray>
-#include <QNetworkAccessManager>
 
 namespace pelix::relay {
 namespace {
@@ -19,54 +11,21 @@ namespace {
 using fakes::Reply;
 
 TEST(LooksLikeAsk, OpeningsQuestionMarksAndLookAlikes) {
-    const struct {
-        const char* text;
-        bool ask;
-    } cases[] = {
-        // Every opening, in any case, after white space.
-        {"what now", true},
-        {"When is it", true},
-        {"where", true},
-        {"who said", true},
-        {"why not", true},
-        {"How come", true},
-        {"which one", true},
-        {"did she", true},
-        {"do I need", true},
-        {"does it", true},
-        {"is it raining", true},
-        {"Are we", true},
-        {"can you", true},
-        {"could we", true},
-        {"should I", true},
-        {"have I paid", true},
-        {"has it", true},
-        {"remind me what the plumber said", true},
-        {"Tell me about Maya", true},
-        {"any idea when", true},
-        {"anything about rent", true},
-        {"  \n what\t", true},
-        {"whatever works", true},
-        // The openings that keep their space do not take words that merely begin alike.
-        {"domain renewed", false},
-        {"Island trip booked", false},
-        {"area code changed", false},
-        {"candle shop", false},
-        {"hash browns", false},
-        {"is", false},
-        {"do", false},
-        // A question mark at the end, after trimming, asks whatever the words.
-        {"done?", true},
-        {"Done.", false},
-        {"Paid the rent?  ", true},
-        {"? not at the end", false},
-        {"", false},
-        {"   ", false},
-        {"havoc", false},
-        {"tell me", false},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(looksLikeAsk(QString::fromUtf8(c.text)), c.ask) << c.text;
+    // Every opening, in any case, after white space.
+    for (const char* ask : {"what now", "When is it", "where", "who said", "why not", "How come",
+                            "which one", "did she", "do I need", "does it", "is it raining",
+                            "Are we", "can you", "could we", "should I", "have I paid", "has it",
+                            "remind me what the plumber said", "Tell me about Maya",
+                            "any idea when", "anything about rent", "  \n what\t", "whatever works",
+                            // A question mark at the end, after trimming, asks whatever the words.
+                            "done?", "Paid the rent?  "}) {
+        EXPECT_TRUE(looksLikeAsk(QString::fromUtf8(ask))) << ask;
+    }
+    // The openings that keep their space do not take words that merely begin alike.
+    for (const char* tell :
+         {"domain renewed", "Island trip booked", "area code changed", "candle shop", "hash browns",
+          "is", "do", "Done.", "? not at the end", "", "   ", "havoc", "tell me"}) {
+        EXPECT_FALSE(looksLikeAsk(QString::fromUtf8(tell))) << tell;
     }
 }
 
@@ -127,13 +86,11 @@ TEST(PanelPosition, UnderOrOverTheIconElseTopRightAlwaysOnScreen) {
     EXPECT_EQ(panelPosition(QRect(), QRect(0, 0, 300, 500), panel), QPoint(8, 8));
 }
 
-class PanelModelTest : public ::testing::Test {
+class PanelModelTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    PanelModelTest()
-        : tokens(home.dataDir()), api(server.base(), tokens, &network, &clock), model(api, clock) {
-        tokens.write("pelix_test");
-        server.answer("chat", Reply::json({{"reply", "Unpaid, stealth, NDA first."}}));
-        server.answer(
+    PanelModelTest() {
+        backend.answer("chat", Reply::json({{"reply", "Unpaid, stealth, NDA first."}}));
+        backend.answer(
             "insights",
             Reply::json({{"insights", QJsonArray{QJsonObject{{"id", "1"}, {"title", "Maya"}}}}}));
     }
@@ -145,13 +102,7 @@ protected:
     }
     QString lastBubble() const { return model.bubbles().constLast().text; }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend server;
-    QNetworkAccessManager network;
-    fakes::ManualClock clock;
-    TokenStore tokens;
-    Api api;
-    PanelModel model;
+    PanelModel model{api, clock};
 };
 
 TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
@@ -171,7 +122,7 @@ TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
     EXPECT_FALSE(model.bubbles().constLast().waiting);
 
     sendAndWait("And the posting?");
-    const auto sent = server.requests("chat");
+    const auto sent = backend.requests("chat");
     ASSERT_EQ(sent.size(), 2);
     const QJsonArray expected{
         QJsonObject{{"role", "user"}, {"content", "What did I say about the intern role?"}},
@@ -180,14 +131,14 @@ TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
     };
     EXPECT_EQ(sent[1].json, (QJsonObject{{"messages", expected}}));
     EXPECT_EQ(model.history().size(), 4);
-    EXPECT_TRUE(server.requests("organize").isEmpty());
+    EXPECT_TRUE(backend.requests("organize").isEmpty());
 }
 
 TEST_F(PanelModelTest, TellsFileTheTrimmedTextAsTypedAndRefetchInsights) {
     sendAndWait("  Island trip booked for June \n");
     EXPECT_EQ(model.bubbles()[1].text, "Island trip booked for June");
     EXPECT_EQ(lastBubble(), "In Pelix");
-    const auto sent = server.requests("organize");
+    const auto sent = backend.requests("organize");
     ASSERT_EQ(sent.size(), 1);
     EXPECT_EQ(sent[0].json.value("text").toString(), "Island trip booked for June");
     const QJsonObject context = sent[0].json.value("context").toObject();
@@ -196,11 +147,11 @@ TEST_F(PanelModelTest, TellsFileTheTrimmedTextAsTypedAndRefetchInsights) {
     EXPECT_EQ(context.value("platform").toString(), "linux");
     EXPECT_TRUE(model.history().isEmpty());
     // Filing something new always asks for insights again, however recent the last fetch.
-    ASSERT_TRUE(server.waitFor("insights", 1));
+    ASSERT_TRUE(backend.waitFor("insights", 1));
     ASSERT_TRUE(testing::waitUntil([&] { return model.insights().size() == 1; }));
     sendAndWait("Paid the plumber");
-    ASSERT_TRUE(server.waitFor("insights", 2));
-    EXPECT_EQ(server.requests("insights")[0].json, QJsonObject{});
+    ASSERT_TRUE(backend.waitFor("insights", 2));
+    EXPECT_EQ(backend.requests("insights")[0].json, QJsonObject{});
 }
 
 TEST_F(PanelModelTest, TheChipChoosesTheModeForOneSendOnly) {
@@ -210,12 +161,12 @@ TEST_F(PanelModelTest, TheChipChoosesTheModeForOneSendOnly) {
     EXPECT_EQ(model.manualMode(), PanelModel::Mode::ask);
     EXPECT_EQ(model.modeFor("anything at all"), PanelModel::Mode::ask);
     sendAndWait("Island trip");
-    EXPECT_EQ(server.requests("chat").size(), 1);
+    EXPECT_EQ(backend.requests("chat").size(), 1);
     EXPECT_FALSE(model.manualMode().has_value());
     // And a question can be filed as a Tell.
     model.switchMode("what a day");
     sendAndWait("what a day");
-    EXPECT_EQ(server.requests("organize").size(), 1);
+    EXPECT_EQ(backend.requests("organize").size(), 1);
     EXPECT_EQ(model.modeFor("what a day"), PanelModel::Mode::ask);
 }
 
@@ -232,12 +183,12 @@ TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     clock.set(clock.uptime() + 0.001);
     model.refreshInsights(false);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 2; }));
-    EXPECT_EQ(server.requests("insights").size(), 2);
+    EXPECT_EQ(backend.requests("insights").size(), 2);
     model.refreshInsights(true);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 3; }));
-    EXPECT_EQ(server.requests("insights").size(), 3);
+    EXPECT_EQ(backend.requests("insights").size(), 3);
 
-    server.answer("insights", Reply::json({{"insights", QJsonArray{}}}));
+    backend.answer("insights", Reply::json({{"insights", QJsonArray{}}}));
     model.refreshInsights(true);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 4; }));
     EXPECT_TRUE(model.insights().isEmpty());
@@ -245,9 +196,9 @@ TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
 }
 
 TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
-    server.answer("chat", Reply::json({{"error", "Pelix is thinking too hard."}}, 503));
-    server.answer("organize", Reply::json({{"error", "Too long."}}, 413));
-    server.answer("insights", Reply::json({{"error", "Insights are resting."}}, 500));
+    backend.answer("chat", Reply::json({{"error", "Pelix is thinking too hard."}}, 503));
+    backend.answer("organize", Reply::json({{"error", "Too long."}}, 413));
+    backend.answer("insights", Reply::json({{"error", "Insights are resting."}}, 500));
     bool failed = false;
     QObject::connect(&model, &PanelModel::insightsLoaded, [&](bool ok) { failed = !ok; });
 
@@ -257,7 +208,7 @@ TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
     EXPECT_TRUE(model.history().isEmpty());
     sendAndWait("a note");
     EXPECT_EQ(lastBubble(), "Too long.");
-    EXPECT_TRUE(server.requests("insights").isEmpty());
+    EXPECT_TRUE(backend.requests("insights").isEmpty());
 
     model.refreshInsights(true);
     ASSERT_TRUE(testing::waitUntil([&] { return failed; }));
@@ -265,10 +216,10 @@ TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
     EXPECT_EQ(model.insightsNote(), "Insights are resting.");
 
     // Signed out: the client's own sentence, and nothing is sent.
-    QFile::remove(home.dataDir() + "/token");
+    signOut();
     sendAndWait("another note");
     EXPECT_EQ(lastBubble(), core::sentences::kSignInFirst);
-    EXPECT_EQ(server.requests("organize").size(), 1);
+    EXPECT_EQ(backend.requests("organize").size(), 1);
 }
 
 // Every way of not getting an answer reads as the service client says it: the network's own

@@ -1,32 +1,20 @@
 // The panel's window forwards what the user does to its model and shows what the model says.
 #include "core/Sentences.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
+#include "fakes/BackendRig.h"
 #include "panel/PanelModel.h"
 #include "panel/PanelWindow.h"
-#include "service/Api.h"
-#include "support/TestSupport.h"
-
-#include <gtest/gtest.h>
 
 #include <QAbstractButton>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
 #include <QPushButton>
 
 namespace pelix::relay {
 namespace {
 
 TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend server;
-    server.answer("chat", fakes::Reply::json({{"reply", "Yes."}}));
-    QNetworkAccessManager network;
-    fakes::ManualClock clock;
-    TokenStore tokens(home.dataDir());
-    tokens.write("pelix_test");
-    Api api(server.base(), tokens, &network, &clock);
-    PanelModel model(api, clock);
+    fakes::BackendRig rig;
+    rig.backend.answer("chat", fakes::Reply::json({{"reply", "Yes."}}));
+    PanelModel model(rig.api, rig.clock);
     PanelWindow window(model);
 
     QPushButton* modeChip = nullptr;
@@ -46,7 +34,7 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
     EXPECT_FALSE(window.sendButton()->isEnabled());
     EXPECT_EQ(modeChip->text(), "Tell");
     ASSERT_TRUE(testing::waitUntil([&] { return window.sendButton()->isEnabled(); }));
-    EXPECT_EQ(server.requests("chat").size(), 1);
+    EXPECT_EQ(rig.backend.requests("chat").size(), 1);
 
     // Nothing typed: nothing sent, the field stays as it was.
     window.input()->setText("   ");
@@ -58,8 +46,8 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
     window.open(QRect());
     window.hide();
     window.open(QRect());
-    ASSERT_TRUE(server.waitFor("insights", 1));
-    EXPECT_EQ(server.requests("insights").size(), 1);
+    ASSERT_TRUE(rig.backend.waitFor("insights", 1));
+    EXPECT_EQ(rig.backend.requests("insights").size(), 1);
 
     int taps = 0;
     QObject::connect(&model, &PanelModel::micTapped, [&] { ++taps; });

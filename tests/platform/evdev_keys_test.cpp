@@ -5,11 +5,7 @@
 #include "platform/KeySource.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
 #include <QLocalServer>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <linux/input.h>
@@ -17,15 +13,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <memory>
-#include <vector>
-
-// Readable QStrings in test failures.
-QT_BEGIN_NAMESPACE
-inline void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
-QT_END_NAMESPACE
 
 namespace pelix::platform {
 namespace {
@@ -66,7 +53,7 @@ public:
         event.value = value;
         const auto* bytes = reinterpret_cast<const char*>(&event);
         ASSERT_EQ(::write(fd_, bytes, 10), 10);
-        testing::waitUntil([] { return false; }, 20);
+        testing::pause(20);
         ASSERT_EQ(::write(fd_, bytes + 10, sizeof event - 10), ssize_t(sizeof event - 10));
     }
     void unplug() {
@@ -127,7 +114,7 @@ protected:
     // Waits until `count` reports have come, then a moment longer for any that should not.
     QStringList waitFor(qsizetype count) {
         testing::waitUntil([&] { return seen.size() >= count; }, 3000);
-        testing::waitUntil([] { return false; }, 30);
+        testing::pause(30);
         return seen;
     }
 
@@ -140,79 +127,62 @@ protected:
 
 struct Step {
     int keyboard;  // which of two keyboards
-    int type;
-    int code;
-    int value;
+    int type, code, value;
     double at;
 };
-
-struct Gesture {
-    const char* name;
-    std::vector<Step> steps;
-    QStringList expected;
-};
+// A key going down (1), auto-repeating (2) or up (0) at `at`, on the first keyboard unless told.
+Step key(int code, int value, double at, int keyboard = 0) {
+    return {keyboard, EV_KEY, code, value, at};
+}
+Step capsLight(int on, double at) {
+    return {0, EV_LED, LED_CAPSL, on, at};
+}
 
 TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
-    const std::vector<Gesture> gestures = {
+    const struct {
+        const char* name;
+        std::vector<Step> steps;
+        QStringList expected;
+    } gestures[] = {
         {"alt tap",
-         {{0, EV_KEY, KEY_LEFTALT, 1, 1.0}, {0, EV_KEY, KEY_LEFTALT, 0, 1.2}},
+         {key(KEY_LEFTALT, 1, 1.0), key(KEY_LEFTALT, 0, 1.2)},
          {"mods 1 at 1.00", "mods 0 at 1.20"}},
         {"right ctrl hold, auto-repeat is no news",
-         {{0, EV_KEY, KEY_RIGHTCTRL, 1, 2.0},
-          {0, EV_KEY, KEY_RIGHTCTRL, 2, 2.3},
-          {0, EV_KEY, KEY_RIGHTCTRL, 0, 2.5}},
+         {key(KEY_RIGHTCTRL, 1, 2.0), key(KEY_RIGHTCTRL, 2, 2.3), key(KEY_RIGHTCTRL, 0, 2.5)},
          {"mods 8 at 2.00", "mods 0 at 2.50"}},
         {"shift during alt",
-         {{0, EV_KEY, KEY_LEFTALT, 1, 3.0},
-          {0, EV_KEY, KEY_RIGHTSHIFT, 1, 3.1},
-          {0, EV_KEY, KEY_RIGHTSHIFT, 0, 3.2},
-          {0, EV_KEY, KEY_RIGHTALT, 1, 3.25},
-          {0, EV_KEY, KEY_LEFTALT, 0, 3.3},
-          {0, EV_KEY, KEY_RIGHTALT, 0, 3.35}},
+         {key(KEY_LEFTALT, 1, 3.0), key(KEY_RIGHTSHIFT, 1, 3.1), key(KEY_RIGHTSHIFT, 0, 3.2),
+          key(KEY_RIGHTALT, 1, 3.25), key(KEY_LEFTALT, 0, 3.3), key(KEY_RIGHTALT, 0, 3.35)},
          {"mods 1 at 3.00", "mods 3 at 3.10", "mods 1 at 3.20", "mods 1 at 3.25", "mods 1 at 3.30",
           "mods 0 at 3.35"}},
         {"super spoils ctrl",
-         {{0, EV_KEY, KEY_LEFTCTRL, 1, 4.0},
-          {0, EV_KEY, KEY_LEFTMETA, 1, 4.1},
-          {0, EV_KEY, KEY_LEFTMETA, 0, 4.2},
-          {0, EV_KEY, KEY_LEFTCTRL, 0, 4.3}},
+         {key(KEY_LEFTCTRL, 1, 4.0), key(KEY_LEFTMETA, 1, 4.1), key(KEY_LEFTMETA, 0, 4.2),
+          key(KEY_LEFTCTRL, 0, 4.3)},
          {"mods 8 at 4.00", "mods 12 at 4.10", "mods 8 at 4.20", "mods 0 at 4.30"}},
         {"escape, a letter, a click; releases, num lock and touches are not input",
-         {{0, EV_KEY, KEY_ESC, 1, 5.0},
-          {0, EV_KEY, KEY_ESC, 0, 5.05},
-          {0, EV_KEY, KEY_A, 1, 5.1},
-          {0, EV_KEY, KEY_A, 2, 5.15},
-          {0, EV_KEY, KEY_NUMLOCK, 1, 5.2},
-          {1, EV_KEY, BTN_TOUCH, 1, 5.25},
-          {1, EV_KEY, BTN_LEFT, 1, 5.3},
-          {1, EV_KEY, BTN_LEFT, 0, 5.35}},
+         {key(KEY_ESC, 1, 5.0), key(KEY_ESC, 0, 5.05), key(KEY_A, 1, 5.1), key(KEY_A, 2, 5.15),
+          key(KEY_NUMLOCK, 1, 5.2), key(BTN_TOUCH, 1, 5.25, 1), key(BTN_LEFT, 1, 5.3, 1),
+          key(BTN_LEFT, 0, 5.35, 1)},
          {"key ff1b at 5.00", "key 0 at 5.10", "click at 5.30"}},
         {"caps lock's light counts as another modifier",
-         {{0, EV_LED, LED_CAPSL, 1, 6.0},
-          {0, EV_LED, LED_CAPSL, 1, 6.05},
-          {0, EV_KEY, KEY_LEFTCTRL, 1, 6.1},
-          {0, EV_LED, LED_CAPSL, 0, 6.2},
-          {0, EV_KEY, KEY_LEFTCTRL, 0, 6.3}},
+         {capsLight(1, 6.0), capsLight(1, 6.05), key(KEY_LEFTCTRL, 1, 6.1), capsLight(0, 6.2),
+          key(KEY_LEFTCTRL, 0, 6.3)},
          {"mods 4 at 6.00", "mods 12 at 6.10", "mods 8 at 6.20", "mods 0 at 6.30"}},
         {"ctrl on two keyboards is held until both let go",
-         {{0, EV_KEY, KEY_LEFTCTRL, 1, 7.0},
-          {1, EV_KEY, KEY_LEFTCTRL, 1, 7.1},
-          {1, EV_KEY, KEY_LEFTCTRL, 0, 7.2},
-          {0, EV_KEY, KEY_LEFTCTRL, 0, 7.3}},
+         {key(KEY_LEFTCTRL, 1, 7.0), key(KEY_LEFTCTRL, 1, 7.1, 1), key(KEY_LEFTCTRL, 0, 7.2, 1),
+          key(KEY_LEFTCTRL, 0, 7.3)},
          {"mods 8 at 7.00", "mods 8 at 7.10", "mods 8 at 7.20", "mods 0 at 7.30"}},
     };
     PipeKeyboard first(folder, "event0");
     PipeKeyboard second(folder, "event1");
     KeySource& source = start();
     ASSERT_TRUE(source.listening());
-    for (const Gesture& gesture : gestures) {
+    for (const auto& gesture : gestures) {
         seen.clear();
         for (size_t i = 0; i < gesture.steps.size(); ++i) {
             const Step& step = gesture.steps[i];
             // Two devices are read in turn: a step on the other one waits for the first's.
-            if (i > 0 && step.keyboard != gesture.steps[i - 1].keyboard) {
-                testing::waitUntil([] { return false; }, 30);
-            }
+            if (i > 0 && step.keyboard != gesture.steps[i - 1].keyboard) testing::pause(30);
             (step.keyboard == 0 ? first : second).send(step.type, step.code, step.value, step.at);
         }
         EXPECT_EQ(waitFor(gesture.expected.size()), gesture.expected) << gesture.name;

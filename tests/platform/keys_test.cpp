@@ -1,7 +1,6 @@
 // From X keys to the four modifier bits, and from server times to up-time.
 #include "platform/Keys.h"
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix::platform {
 namespace {
@@ -11,8 +10,8 @@ TEST(Keys, KeysymsTakeTheirRoles) {
         std::uint32_t keysym;
         KeyRole role;
     } cases[] = {
-        {0xffe9, KeyRole::alt},   {0xffea, KeyRole::alt},   // Alt_L, Alt_R
-        {0xffe7, KeyRole::alt},                                // Meta_L
+        {0xffe9, KeyRole::alt},      {0xffea, KeyRole::alt},      // Alt_L, Alt_R
+        {0xffe7, KeyRole::alt},                                   // Meta_L
         {0xffe1, KeyRole::shift},    {0xffe4, KeyRole::control},  // Shift_L, Control_R
         {0xffeb, KeyRole::other},    {0xfe03, KeyRole::other},    // Super_L, AltGr
         {0xffe5, KeyRole::capsLock}, {0xff7f, KeyRole::ignored},  // Caps Lock, Num Lock
@@ -36,8 +35,33 @@ TEST(Keys, TrackerCombinesKeysAndCapsLock) {
     EXPECT_EQ(t.change(50, KeyRole::shift, true).bits, Mods::kOther | Mods::kShift);
     EXPECT_EQ(t.setCapsLocked(false).bits, Mods::kShift);
     EXPECT_EQ(t.change(50, KeyRole::shift, false).bits, 0);
-    // Key codes out of range change nothing.
-    EXPECT_EQ(t.change(300, KeyRole::alt, true).bits, 0);
+}
+
+// What the gestures are fed: each key code counts under the role it went down with, the whole
+// range of X key codes is kept apart, and codes outside it, keys of no modifier role and releases
+// of keys never pressed change nothing.
+TEST(Keys, TrackerKeepsEveryKeyCodeApartAndIgnoresTheRest) {
+    ModTracker t;
+    EXPECT_EQ(t.change(0, KeyRole::control, true).bits, Mods::kControl);
+    EXPECT_EQ(t.change(63, KeyRole::control, true).bits, Mods::kControl);
+    EXPECT_EQ(t.change(64, KeyRole::shift, true).bits, Mods::kControl | Mods::kShift);
+    EXPECT_EQ(t.change(255, KeyRole::other, true).bits,
+              Mods::kControl | Mods::kShift | Mods::kOther);
+    EXPECT_EQ(t.change(0, KeyRole::control, false).bits,
+              Mods::kControl | Mods::kShift | Mods::kOther);  // 63 still holds it
+    EXPECT_EQ(t.change(63, KeyRole::control, false).bits, Mods::kShift | Mods::kOther);
+    for (const int code : {256, 300, -1, 100000}) {
+        EXPECT_EQ(t.change(code, KeyRole::alt, true).bits, Mods::kShift | Mods::kOther) << code;
+    }
+    for (const KeyRole role : {KeyRole::plain, KeyRole::ignored, KeyRole::capsLock}) {
+        EXPECT_EQ(t.change(10, role, true).bits, Mods::kShift | Mods::kOther);
+    }
+    EXPECT_EQ(t.change(64, KeyRole::alt, false).bits, Mods::kShift | Mods::kOther);  // not down
+    EXPECT_EQ(t.change(64, KeyRole::shift, false).bits, Mods::kOther);
+    t.setCapsLocked(true);
+    t.reset();
+    EXPECT_EQ(t.current().bits, 0);
+    EXPECT_FALSE(t.capsLocked());
 }
 
 TEST(Keys, ServerTimesBecomeUptime) {

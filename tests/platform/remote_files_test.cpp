@@ -1,11 +1,6 @@
 #include "platform/Desktop.h"
 #include "platform/RemoteFiles.h"
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {

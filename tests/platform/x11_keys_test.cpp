@@ -2,17 +2,8 @@
 #include "core/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/KeySource.h"
-#include "support/TestSupport.h"
 
-#include <QCoreApplication>
-
-#include <gtest/gtest.h>
-
-#include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
-
-#include <vector>
+#include "support/DesktopSession.h"
 
 namespace pelix::platform {
 namespace {
@@ -28,11 +19,9 @@ struct Seen {
 class X11Keys : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
-            << "No X display: run the tests inside scripts/with-desktop.";
-        display = XOpenDisplay(nullptr);
-        ASSERT_NE(display, nullptr)
-            << "The X display " << qgetenv("DISPLAY").constData() << " does not answer.";
+        ASSERT_TRUE(testing::desktopPresent(false));
+        ASSERT_TRUE(keys.ok()) << "The X display " << qgetenv("DISPLAY").constData()
+                               << " does not answer.";
         ASSERT_TRUE(source.start({
             .modifiersChanged =
                 [this](Mods m, double t) {
@@ -43,23 +32,6 @@ protected:
                     seen.push_back({false, 0, in.keysym, in.isKey, in.uptime});
                 },
         }));
-    }
-    void TearDown() override {
-        if (display) XCloseDisplay(display);
-    }
-
-    void key(KeySym keysym, bool down) {
-        XTestFakeKeyEvent(display, XKeysymToKeycode(display, keysym), down, CurrentTime);
-        XFlush(display);
-    }
-    void press(KeySym keysym) {
-        key(keysym, true);
-        key(keysym, false);
-    }
-    void click() {
-        XTestFakeButtonEvent(display, 1, True, CurrentTime);
-        XTestFakeButtonEvent(display, 1, False, CurrentTime);
-        XFlush(display);
     }
     // Waits for `count` reports in all.
     bool waitFor(size_t count) {
@@ -76,20 +48,20 @@ protected:
     SystemClock clock;
     std::unique_ptr<Desktop> desktop = makeDesktop({.clock = clock, .cacheDir = QString()});
     KeySource& source = desktop->keys();
-    Display* display = nullptr;
+    testing::Keyboard keys;
     std::vector<Seen> seen;
 };
 
 TEST_F(X11Keys, ModifierChangesCarryTheFourBitsAndTheMonotonicTime) {
     const double before = clock.uptime();
-    key(XK_Alt_L, true);
-    key(XK_Shift_L, true);
-    key(XK_Control_R, true);
-    key(XK_Super_L, true);
-    key(XK_Super_L, false);
-    key(XK_Control_R, false);
-    key(XK_Shift_L, false);
-    key(XK_Alt_L, false);
+    keys.key(XK_Alt_L, true);
+    keys.key(XK_Shift_L, true);
+    keys.key(XK_Control_R, true);
+    keys.key(XK_Super_L, true);
+    keys.key(XK_Super_L, false);
+    keys.key(XK_Control_R, false);
+    keys.key(XK_Shift_L, false);
+    keys.key(XK_Alt_L, false);
     ASSERT_TRUE(waitFor(8));
     EXPECT_EQ(flagBits(), (std::vector{1, 3, 11, 15, 11, 3, 1, 0}));
     for (const Seen& s : seen) {
@@ -99,13 +71,13 @@ TEST_F(X11Keys, ModifierChangesCarryTheFourBitsAndTheMonotonicTime) {
 }
 
 TEST_F(X11Keys, KeysAndClicksAreOtherInputNumLockIsNothing) {
-    press(XK_Num_Lock);
-    press(XK_Num_Lock);
-    press(XK_a);
-    press(XK_Escape);
-    click();
+    keys.press(XK_Num_Lock);
+    keys.press(XK_Num_Lock);
+    keys.press(XK_a);
+    keys.press(XK_Escape);
+    keys.click();
     ASSERT_TRUE(waitFor(3));
-    testing::waitUntil([] { return false; }, 200);
+    testing::pause(200);
     ASSERT_EQ(seen.size(), 3u);
     EXPECT_TRUE(!seen[0].flags && seen[0].isKey && seen[0].keysym == XK_a);
     EXPECT_TRUE(!seen[1].flags && seen[1].isKey && seen[1].keysym == XK_Escape);
@@ -113,26 +85,26 @@ TEST_F(X11Keys, KeysAndClicksAreOtherInputNumLockIsNothing) {
 }
 
 TEST_F(X11Keys, CapsLockOnCountsAsAnotherModifier) {
-    press(XK_Caps_Lock);
-    key(XK_Alt_L, true);
-    key(XK_Alt_L, false);
-    press(XK_Caps_Lock);
-    key(XK_Alt_L, true);
-    key(XK_Alt_L, false);
+    keys.press(XK_Caps_Lock);
+    keys.key(XK_Alt_L, true);
+    keys.key(XK_Alt_L, false);
+    keys.press(XK_Caps_Lock);
+    keys.key(XK_Alt_L, true);
+    keys.key(XK_Alt_L, false);
     ASSERT_TRUE(waitFor(6));
     EXPECT_EQ(flagBits(), (std::vector{4, 5, 4, 0, 1, 0}));
 }
 
 TEST_F(X11Keys, ItsOwnSyntheticKeysMoveTheStateButAreNotReported) {
     source.ignoreUntil(clock.uptime() + 60);
-    key(XK_Control_L, true);
-    press(XK_v);
-    testing::waitUntil([] { return false; }, 300);
+    keys.key(XK_Control_L, true);
+    keys.press(XK_v);
+    testing::pause(300);
     EXPECT_TRUE(seen.empty());
     source.ignoreUntil(0);
-    key(XK_Alt_L, true);
-    key(XK_Control_L, false);
-    key(XK_Alt_L, false);
+    keys.key(XK_Alt_L, true);
+    keys.key(XK_Control_L, false);
+    keys.key(XK_Alt_L, false);
     ASSERT_TRUE(waitFor(3));
     EXPECT_EQ(flagBits(), (std::vector{9, 1, 0}));
 }

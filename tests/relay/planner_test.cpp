@@ -3,11 +3,9 @@
 #include "relay/Relay.h"
 #include "relay/RelayAccounts.h"
 #include "relay/RelayPlanner.h"
+#include "support/TestSupport.h"
 
-#include <QJsonDocument>
 #include <QUrlQuery>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 

@@ -2,19 +2,14 @@
 // prompt, counts down, has the desktop open the assistant (a small target program registered
 // as the handler of the Claude app's links in a private XDG home), checks its focus through
 // AT-SPI, pastes, presses Return and reports to the backend.
-#include "core/Clock.h"
-#include "dictation/TargetWindow.h"
-#include "fakes/LoopbackBackend.h"
+#include "fakes/BackendRig.h"
 #include "platform/Desktop.h"
 #include "platform/Typist.h"
-#include "service/TokenStore.h"
 
 #include <QClipboard>
 #include <QDBusConnection>
 #include <QDBusInterface>
 #include <QDBusReply>
-#include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -22,7 +17,7 @@
 #include <mutex>
 
 // Last: it brings in the X headers, whose macros clash with the names of the others.
-#include "app/DesktopSession.h"
+#include "support/DesktopSession.h"
 
 namespace pelix {
 namespace {
@@ -32,12 +27,10 @@ using testing::waitUntil;
 const QString kNotFound =
     "hud: Could not find where to type in the conversation. It is still on your phone.";
 
-class RelayEndToEnd : public ::testing::Test {
+class RelayEndToEnd : public ::testing::Test, protected fakes::BackendRig {
 protected:
     void SetUp() override {
         ASSERT_TRUE(testing::desktopPresent());
-        ASSERT_FALSE(qEnvironmentVariableIsEmpty("PELIX_BIN"))
-            << "PELIX_BIN is not set: run by ctest.";
         QDBusInterface bus("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus",
                            QDBusConnection::sessionBus());
         ASSERT_TRUE(QDBusReply<QString>(bus.call("GetAddress")).isValid())
@@ -53,13 +46,12 @@ protected:
                 }
             });
         });
-        TokenStore(home.dataDir()).write("pelix_test");
-        server.answerWith("relay", [this](const fakes::Recorded& request) {
+        backend.answerWith("relay", [this](const fakes::Recorded& request) {
             std::lock_guard lock(mutex);
             if (request.json["action"] != "next" || held.isEmpty()) return fakes::Reply::json({});
             return fakes::Reply::json({{"prompt", held.takeFirst()}});
         });
-        env.insert("PELIX_API_BASE", server.base().toString());
+        env = backendEnv();
         env.insert("PELIX_RELAY_QUICK", "1");
         QGuiApplication::clipboard()->setText("kept words");
     }
@@ -90,13 +82,8 @@ protected:
     }
     // The "done" report, once it has come.
     QJsonObject done() {
-        for (int waited = 0; waited < 200; ++waited) {
-            for (const auto& request : server.requests("relay")) {
-                if (request.json["action"] == "done") return request.json;
-            }
-            testing::pause(100);
-        }
-        return {};
+        waitUntil([&] { return !sent("relay", "done").isEmpty(); }, 20000);
+        return sent("relay", "done").value(0);
     }
     bool targetSaid(const QByteArray& line, int timeoutMs = 15000) {
         return waitUntil([&] { return lines.contains(line); }, timeoutMs);
@@ -110,8 +97,6 @@ protected:
     }
     QString clipboardText() const { return QGuiApplication::clipboard()->text(); }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend server;
     QProcessEnvironment env;
     QLocalServer reports;
     QLocalSocket* target = nullptr;
@@ -169,7 +154,7 @@ TEST_F(RelayEndToEnd, NothingIsPastedOnAButtonOrIntoAnAddressBar) {
     for (const QString where : {"button", "address"}) {
         SCOPED_TRACE(where.toStdString());
         lines.clear();
-        server.clear();
+        backend.clear();
         registerTarget(where);
         hold(conversation("r3"));
         testing::PelixProcess pelix(env);

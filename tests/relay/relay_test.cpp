@@ -1,18 +1,10 @@
 // The relay's delivery with the desktop faked, a manual clock, and the loopback backend holding
 // the prompts.
 #include "relay/Relay.h"
+#include "fakes/BackendRig.h"
 #include "fakes/DesktopFakes.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
 #include "fakes/TextFakes.h"
 #include "relay/RelayAccounts.h"
-#include "support/TestSupport.h"
-
-#include <QCoreApplication>
-#include <QJsonArray>
-#include <QNetworkAccessManager>
-
-#include <gtest/gtest.h>
 
 #include <mutex>
 
@@ -25,11 +17,10 @@ const platform::FrontApp kClaude{"Claude", 42, "claude-desktop.desktop"};
 const platform::FrontApp kBrowser{"firefox-esr", 77, "firefox-esr.desktop"};
 const platform::FrontApp kTerminal{"XTerm", 9, ""};
 
-// One relay with everything it works with.
-struct Rig {
-    Rig() : tokens(home.dataDir()), prefs(home.configDir() + "/Pelix.conf"), timers(clock) {
-        tokens.write("pelix_main");
-        server.answerWith("relay", [this](const fakes::Recorded& request) {
+// One relay with everything it works with; the backend hands out the prompts held for each key.
+struct Rig : fakes::BackendRig {
+    Rig() : BackendRig("pelix_main") {
+        backend.answerWith("relay", [this](const fakes::Recorded& request) {
             std::lock_guard lock(mutex);
             if (request.json["action"] != "next") return fakes::Reply::json({});
             const QString key = request.headers.value("authorization").mid(7);
@@ -52,15 +43,15 @@ struct Rig {
     }
     QList<fakes::Recorded> calls(const QString& action) const {
         QList<fakes::Recorded> found;
-        for (const auto& request : server.requests("relay")) {
+        for (const auto& request : backend.requests("relay")) {
             if (request.json["action"] == action) found << request;
         }
         return found;
     }
     QStringList done() const {
         QStringList reports;
-        for (const auto& request : calls("done")) {
-            reports << request.json["id"].toString() + " " + request.json["result"].toString();
+        for (const QJsonObject& body : sent("relay", "done")) {
+            reports << body["id"].toString() + " " + body["result"].toString();
         }
         return reports;
     }
@@ -72,15 +63,25 @@ struct Rig {
             QCoreApplication::processEvents();
         }
     }
+    RelayParts parts(Api& through) {
+        return RelayParts{
+            .clock = clock,
+            .timers = timers,
+            .prefs = prefs,
+            .tokens = tokens,
+            .windowKeys = WindowKeyStore(home.dataDir()),
+            .api = through,
+            .apps = apps,
+            .accessibility = accessibility,
+            .session = session,
+            .typist = typist,
+            .clipboard = clipboard,
+            .banner = banner,
+            .show = [this](const QString& line) { lines << line; },
+        };
+    }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend server;
-    QNetworkAccessManager network;
-    fakes::ManualClock clock;
-    TokenStore tokens;
-    Prefs prefs;
-    Api api{server.base(), tokens, &network, &clock};
-    fakes::ManualTimers timers;
+    fakes::ManualTimers timers{clock};
     fakes::FakeApps apps;
     fakes::FakeAccessibility accessibility;
     fakes::FakeSession session;
@@ -88,21 +89,7 @@ struct Rig {
     fakes::FakeClipboard clipboard;
     RelayBanner banner{timers};
     QStringList lines;
-    Relay relay{RelayParts{
-        .clock = clock,
-        .timers = timers,
-        .prefs = prefs,
-        .tokens = tokens,
-        .windowKeys = WindowKeyStore(home.dataDir()),
-        .api = api,
-        .apps = apps,
-        .accessibility = accessibility,
-        .session = session,
-        .typist = typist,
-        .clipboard = clipboard,
-        .banner = banner,
-        .show = [this](const QString& line) { lines << line; },
-    }};
+    Relay relay{parts(api)};
     QStringList results;
     std::mutex mutex;
     QList<std::pair<QString, QJsonObject>> waiting;
@@ -159,112 +146,54 @@ TEST(Relay, ANewClaudeChatCarriesItsTextAndOnlyReturnIsPressed) {
     rig.timers.advance(1.9);
     QCoreApplication::processEvents();
     rig.timers.advance(0.1);
-    ASSERT_TRUE(rig.server.waitFor("relay", 3));
+    ASSERT_TRUE(rig.backend.waitFor("relay", 3));
     EXPECT_EQ(rig.calls("next").size(), 2);
 }
 
 TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
-    const auto unsafe = [](platform::ElementRole role, QString description = {}) {
-        return platform::FocusedElement{role, {}, description, {}, {}};
-    };
     const QString notFound =
-        "Could not find where to type in the conversation. It is still "
-        "on your phone.";
+        "Could not find where to type in the conversation. It is still on your phone.";
     const QString late = "the conversation did not open in time. It is still on your phone.";
+    const auto focusOn = [](platform::ElementRole role, QString description = {}) {
+        return [=](Rig& r) {
+            r.accessibility.focused = platform::FocusedElement{role, {}, description, {}, {}};
+        };
+    };
+    const auto front = [](platform::FrontApp app) { return [=](Rig& r) { r.apps.inFront = app; }; };
+    const QString sent = "Sent to the conversation.";
     struct Case {
         const char* what;
-        QJsonObject prompt;
-        std::function<void(Rig&)> arrange;
         // Seconds after the open at which the browser comes to the front; none: never.
         std::optional<double> frontAt;
-        QString result;
-        QStringList lines;
-        QStringList typed;
+        QString result;  // "sent" pastes and presses Return
+        QString line;
+        std::function<void(Rig&)> arrange = {};
         qint64 pid = kBrowser.pid;
     } cases[] = {
-        {"no plan",
-         {{"id", "x"}, {"target", "ChatGPT"}, {"prompt", "hi"}},
-         {},
-         0.0,
-         "x failed",
-         {},
-         {}},
-        {"cancelled",
-         conversation("x"),
-         [](Rig& r) { r.banner.cancel(); },
-         0.0,
-         "x cancelled",
-         {},
-         {}},
-        {"locked during the countdown",
-         conversation("x"),
-         [](Rig& r) { r.session.locked = true; },
-         0.0,
-         "x failed",
-         {},
-         {}},
-        {"can't open",
-         conversation("x"),
-         [](Rig& r) { r.apps.refuse = Error::pelix(1, "no handler"); },
-         0.0,
-         "x failed",
-         {"Could not open the conversation."},
-         {}},
-        {"never in front", conversation("x"), {}, std::nullopt, "x failed", {late}, {}},
-        {"someone else in front",
-         conversation("x"),
-         [](Rig& r) { r.apps.inFront = kTerminal; },
-         std::nullopt,
-         "x failed",
-         {late},
-         {}},
-        {"in front after 10 s", conversation("x"), {}, 10.0, "x failed", {late}, {}},
-        {"in front after 9.9 s",
-         conversation("x"),
-         {},
-         9.9,
-         "x sent",
-         {"Sent to the conversation."},
-         {"ctrl+v", "enter"}},
-        {"focus on a button",
-         conversation("x"),
-         [&](Rig& r) { r.accessibility.focused = unsafe(platform::ElementRole::button); },
-         0.0,
-         "x failed",
-         {notFound},
-         {}},
-        {"focus in the address bar",
-         conversation("x"),
-         [&](Rig& r) {
-             r.accessibility.focused =
-                 unsafe(platform::ElementRole::comboBox, "Search or enter address");
-         },
-         0.0,
-         "x failed",
-         {notFound},
-         {}},
-        {"no focused element",
-         conversation("x"),
-         {},
-         0.0,
-         "x sent",
-         {"Sent to the conversation."},
-         {"ctrl+v", "enter"}},
-        {"no process to ask",
-         conversation("x"),
-         [&](Rig& r) { r.accessibility.focused = unsafe(platform::ElementRole::button); },
-         0.0,
-         "x sent",
-         {"Sent to the conversation."},
-         {"ctrl+v", "enter"},
-         0},
+        {"no plan", 0.0, "failed", {}},
+        {"cancelled", 0.0, "cancelled", {}, [](Rig& r) { r.banner.cancel(); }},
+        {"locked during the countdown", 0.0, "failed", {}, [](Rig& r) { r.session.locked = true; }},
+        {"can't open", 0.0, "failed", "Could not open the conversation.",
+         [](Rig& r) { r.apps.refuse = Error::pelix(1, "no handler"); }},
+        {"never in front", std::nullopt, "failed", late},
+        {"someone else in front", std::nullopt, "failed", late, front(kTerminal)},
+        {"in front after 10 s", 10.0, "failed", late},
+        {"in front after 9.9 s", 9.9, "sent", sent},
+        {"focus on a button", 0.0, "failed", notFound, focusOn(platform::ElementRole::button)},
+        {"focus in the address bar", 0.0, "failed", notFound,
+         focusOn(platform::ElementRole::comboBox, "Search or enter address")},
+        {"no focused element", 0.0, "sent", sent},
+        // A window that names no process can't be asked where its focus is.
+        {"no process to ask", 0.0, "sent", sent, focusOn(platform::ElementRole::button), 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         Rig rig;
         rig.clipboard.held = QList<std::pair<QString, QByteArray>>{{"image/png", "png"}};
         const auto before = rig.clipboard.held;
-        rig.hold(c.prompt);
+        rig.hold(c.what == QString("no plan")
+                     ? QJsonObject{{"id", "x"}, {"target", "ChatGPT"}, {"prompt", "hi"}}
+                     : conversation("x"));
         rig.relay.start();
         // Until the banner shows or the prompt was turned down without one.
         ASSERT_TRUE(waitUntil([&] { return rig.banner.visible() || !rig.results.isEmpty(); }));
@@ -274,20 +203,19 @@ TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
         if (c.frontAt) {
             rig.timers.advanceTo(opened + *c.frontAt);
             if (!rig.apps.inFront) rig.apps.inFront = kBrowser;
-            // A window that names no process can't be asked where its focus is.
             rig.apps.inFront->pid = c.pid;
         }
         rig.run(16);
         ASSERT_TRUE(waitUntil([&] { return !rig.results.isEmpty(); }));
         rig.run(1);
-        EXPECT_EQ(rig.results, QStringList{c.result});
-        EXPECT_EQ(rig.done(), QStringList{c.result});
-        EXPECT_EQ(rig.lines, c.lines);
-        EXPECT_EQ(rig.typist.log, c.typed);
-        if (c.typed.isEmpty()) {
-            EXPECT_TRUE(rig.clipboard.set.isEmpty());
+        EXPECT_EQ(rig.results, QStringList{"x " + c.result});
+        EXPECT_EQ(rig.done(), QStringList{"x " + c.result});
+        EXPECT_EQ(rig.lines.join(""), c.line);
+        if (c.result != "sent") {
+            EXPECT_TRUE(rig.typist.log.isEmpty() && rig.clipboard.set.isEmpty());
         } else {
             // The untrimmed text was pasted, and the clipboard given back.
+            EXPECT_EQ(rig.typist.log, (QStringList{"ctrl+v", "enter"}));
             EXPECT_EQ(rig.clipboard.set, QStringList{" Where were we?\n"});
             EXPECT_TRUE(waitUntil([&] { return rig.clipboard.held == before; }, 2000));
         }
@@ -318,13 +246,13 @@ TEST(Relay, AsksEachAccountInTurnOnlyWhenOnAndUnlocked) {
     // Waking asks 3 s later; once the window account is known to be the main one's user, it
     // is not asked again.
     rig.relay.learnedUser("pelix_main", "u-1");
-    rig.server.clear();
+    rig.backend.clear();
     rig.session.woke();
     rig.timers.advance(2.9);
     QCoreApplication::processEvents();
-    EXPECT_TRUE(rig.server.requests().isEmpty());
+    EXPECT_TRUE(rig.backend.requests().isEmpty());
     rig.timers.advance(0.1);
-    ASSERT_TRUE(rig.server.waitFor("relay", 1));
+    ASSERT_TRUE(rig.backend.waitFor("relay", 1));
     rig.run(1);
     EXPECT_EQ(rig.calls("next").size(), 1);
 }
@@ -349,49 +277,40 @@ TEST(Relay, OnePromptAtATimeAndStoppingCancelsTheCountdown) {
     ASSERT_TRUE(waitUntil([&] { return rig.results.size() == 2; }));
     EXPECT_EQ(rig.results, (QStringList{"a failed", "b cancelled"}));
     rig.timers.advance(60);
-    EXPECT_FALSE(rig.server.waitFor("relay", 5, 300));
+    EXPECT_FALSE(rig.backend.waitFor("relay", 5, 300));
     EXPECT_TRUE(rig.apps.opened.size() == 1 && !rig.relay.busy());
 }
 
 TEST(RelayAccounts, TheWindowAccountRules) {
     using RelayAccounts::windowAccount;
-    using Step = RelayAccounts::WindowAccountStep;
+    // The step as words: the reply, then what is done.
+    const auto step = [](const RelayAccounts::WindowAccountStep& s) {
+        QStringList words{s.reply};
+        if (s.learnMain) words << "learnMain";
+        if (s.store) words << "store";
+        if (s.forgetOld) words << "forgetOld";
+        if (s.clear) words << "clear";
+        return words.join(' ');
+    };
     const QString u1 = "11111111-1111-1111-1111-111111111111";
     const QString u2 = "22222222-2222-2222-2222-222222222222";
-    const std::optional<QString> none;
-    const std::optional<QString> main = "pelix_main";
+    const std::optional<QString> none, main = "pelix_main";
     const std::optional<WindowKeyStore::Key> window = WindowKeyStore::Key{u2, "pelix_k2"};
-    struct Row {
-        const char* what;
-        Step got;
-        Step want;
+    const std::tuple<const char*, RelayAccounts::WindowAccountStep, const char*> rows[] = {
+        {"relay off", windowAccount(false, u1, "pelix_k1", main, u1, window), "off"},
+        {"the main token itself", windowAccount(true, u2, "pelix_main", main, none, window),
+         "have learnMain clear"},
+        {"the main token's user", windowAccount(true, u1, "pelix_k1", main, u1, window), "have"},
+        {"the window's user", windowAccount(true, u2, none, main, u1, window), "have"},
+        {"the window's user, a new key", windowAccount(true, u2, "pelix_k2b", main, u1, window),
+         "have store"},
+        {"another user, no key", windowAccount(true, u1, none, main, none, window), "need"},
+        {"another user with a key", windowAccount(true, u1, "pelix_k1", main, none, window),
+         "have store forgetOld"},
+        {"a first window account", windowAccount(true, u1, "pelix_k1", none, none, std::nullopt),
+         "have store"},
     };
-    const Row rows[] = {
-        {"relay off", windowAccount(false, u1, "pelix_k1", main, u1, window), {.reply = "off"}},
-        {"the main token itself",
-         windowAccount(true, u2, "pelix_main", main, none, window),
-         {.reply = "have", .learnMain = true, .clear = true}},
-        {"the main token's user",
-         windowAccount(true, u1, "pelix_k1", main, u1, window),
-         {.reply = "have"}},
-        {"the window's user", windowAccount(true, u2, none, main, u1, window), {.reply = "have"}},
-        {"the window's user, a new key",
-         windowAccount(true, u2, "pelix_k2b", main, u1, window),
-         {.reply = "have", .store = true}},
-        {"another user, no key",
-         windowAccount(true, u1, none, main, none, window),
-         {.reply = "need"}},
-        {"another user with a key",
-         windowAccount(true, u1, "pelix_k1", main, none, window),
-         {.reply = "have", .store = true, .forgetOld = true}},
-        {"a first window account",
-         windowAccount(true, u1, "pelix_k1", none, none, std::nullopt),
-         {.reply = "have", .store = true}},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(row.got.reply, row.want.reply) << row.what;
-        EXPECT_EQ(row.got, row.want) << row.what;
-    }
+    for (const auto& [what, got, want] : rows) EXPECT_EQ(step(got), want) << what;
 }
 
 TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
@@ -430,21 +349,7 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     // Without an answer from the service nothing changes.
     windowKeys.write(u1, "pelix_k1");
     Api unreachable{QUrl("http://127.0.0.1:1"), rig.tokens, &rig.network, &rig.clock};
-    Relay offline{RelayParts{
-        .clock = rig.clock,
-        .timers = rig.timers,
-        .prefs = rig.prefs,
-        .tokens = rig.tokens,
-        .windowKeys = windowKeys,
-        .api = unreachable,
-        .apps = rig.apps,
-        .accessibility = rig.accessibility,
-        .session = rig.session,
-        .typist = rig.typist,
-        .clipboard = rig.clipboard,
-        .banner = rig.banner,
-        .show = [](const QString&) {},
-    }};
+    Relay offline{rig.parts(unreachable)};
     QString later;
     offline.windowAccount("33333333-3333-3333-3333-333333333333", "pelix_k3",
                           [&](const QString& reply) { later = reply; });

@@ -25,38 +25,15 @@ inline QString facePicture() {
 // on a gray ground, with `sound` as its sound track and as long as it.
 inline QString faceVideo(const TestMedia& media, const QString& name, const QString& sound,
                          int left) {
-    const QString out = media.path(name);
+    const QString overlay =
+        QStringLiteral("[0][1]overlay=x=%1:y=0:shortest=1,format=yuv420p[v]").arg(left);
     runTool("ffmpeg",
-            {"-v",
-             "error",
-             "-y",
-             "-f",
-             "lavfi",
-             "-i",
-             "color=c=0x404040:s=1280x720:r=25",
-             "-loop",
-             "1",
-             "-i",
-             facePicture(),
-             "-i",
-             sound,
-             "-filter_complex",
-             QStringLiteral("[0][1]overlay=x=%1:y=0:shortest=1,format=yuv420p[v]").arg(left),
-             "-map",
-             "[v]",
-             "-map",
-             "2:a",
-             "-shortest",
-             "-c:v",
-             "libx264",
-             "-preset",
-             "ultrafast",
-             "-g",
-             "25",
-             "-c:a",
-             "aac",
-             out});
-    return out;
+            args("-v error -y -f lavfi -i color=c=0x404040:s=1280x720:r=25 -loop 1 -i") +
+                    QStringList{facePicture(), "-i", sound, "-filter_complex", overlay} +
+                    args("-map [v] -map 2:a -shortest -c:v libx264 -preset ultrafast -g 25 "
+                         "-c:a aac")
+                << media.path(name));
+    return media.path(name);
 }
 
 // One picture of a video at `t` seconds, by the ffmpeg program.

@@ -3,11 +3,8 @@
 #include "render/RenderPlan.h"
 
 #include "editor/EditorTestSupport.h"
-#include "memos/QStringPrinting.h"
 
 #include <QRegularExpression>
-
-#include <gtest/gtest.h>
 
 namespace pelix::render {
 namespace {
@@ -16,22 +13,12 @@ using pelix::testing::clipOf;
 using pelix::testing::evenClip;
 using pelix::testing::projectOf;
 
-TEST(Geometry, FormatsHaveTheirSizes) {
-    const struct {
-        VideoFormat format;
-        QSize first;
-        QSize want;
-    } cases[] = {
-        {VideoFormat::reel, {1920, 1080}, {1080, 1920}},
-        {VideoFormat::youtubeShort, {640, 480}, {1080, 1920}},
-        {VideoFormat::rednote, {640, 480}, {1080, 1440}},
-        {VideoFormat::youtube, {720, 1280}, {1920, 1080}},
-        {VideoFormat::original, {1281, 721}, {1280, 720}},  // 4:2:0 needs even sides
-        {VideoFormat::original, {}, {1080, 1920}},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(formatSize(c.format, c.first), c.want) << rawValue(c.format).toStdString();
-    }
+// The sizes that are not a format's constant: a source's own, kept even for 4:2:0; none known;
+// and scaled sizes never below two pixels.
+TEST(Geometry, OriginalAndScaledSizesStayEven) {
+    EXPECT_EQ(formatSize(VideoFormat::original, {1281, 721}), QSize(1280, 720));
+    EXPECT_EQ(formatSize(VideoFormat::original, {}), QSize(1080, 1920));
+    EXPECT_EQ(formatSize(VideoFormat::reel, {1920, 1080}), QSize(1080, 1920));
     EXPECT_EQ(scaledSize({1080, 1920}, 0.25), QSize(270, 480));
     EXPECT_EQ(scaledSize({1080, 1440}, 0.1), QSize(108, 144));
     EXPECT_EQ(scaledSize({1920, 1080}, 0.001), QSize(2, 2));

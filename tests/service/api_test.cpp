@@ -1,51 +1,23 @@
-#include "service/Api.h"
 
-#include "core/Prefs.h"
 #include "core/Sentences.h"
+#include "fakes/BackendRig.h"
 
-#include "fakes/LoopbackBackend.h"
-#include "support/TestSupport.h"
-
-#include <gtest/gtest.h>
-
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
-#include <QThread>
 #include <QTimeZone>
 
 #include <atomic>
 
-using pelix::Api;
-using pelix::fakes::LoopbackBackend;
-using pelix::fakes::Reply;
-
+namespace pelix {
 namespace {
 
-class FixedClock final : public pelix::Clock {
-public:
-    QDateTime time;
-    double uptime() const override { return 0; }
-    QDateTime now() const override { return time; }
-};
+using fakes::Reply;
 
-class ApiTest : public ::testing::Test {
+class ApiTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    QTemporaryDir home;
-    LoopbackBackend backend;
-    FixedClock clock;
-    QNetworkAccessManager network;
-    pelix::TokenStore tokens{home.filePath("Pelix")};
-    Api api{backend.base(), tokens, &network, &clock};
-
-    void SetUp() override { tokens.write("pelix_test_token"); }
-
-    pelix::Result<QJsonObject> call(const QString& name, const QJsonObject& body = {},
-                                    double timeout = 10,
-                                    std::optional<QString> token = std::nullopt) {
-        std::optional<pelix::Result<QJsonObject>> answer;
-        api.call(name, body, token, timeout, [&](pelix::Result<QJsonObject> r) { answer = r; });
-        EXPECT_TRUE(pelix::testing::waitUntil([&] { return answer.has_value(); }, 15000));
-        return answer.value_or(pelix::fail(-1, "no answer"));
+    Result<QJsonObject> call(const QString& name, const QJsonObject& body = {},
+                             std::optional<QString> token = std::nullopt) {
+        return testing::awaited<Result<QJsonObject>>(
+                   [&](auto done) { api.call(name, body, token, 10, done); })
+            .value_or(fail(-1, "no answer"));
     }
 };
 
@@ -53,42 +25,26 @@ TEST_F(ApiTest, AnswerRules) {
     struct Case {
         const char* name;
         Reply reply;
-        bool ok;
-        int code;
+        int code;  // 0: succeeds with `object`
         QString message;
         QJsonObject object;
     };
     const Case cases[] = {
-        {"a 500 with a body that is not JSON succeeds empty",
-         Reply::text("<html>oops</html>", 500),
-         true,
-         0,
-         {},
-         {}},
-        {"an empty object with 401 succeeds", Reply::text("{}", 401), true, 0, {}, {}},
+        {"a 500 with a body that is not JSON succeeds empty", Reply::text("<html>", 500), 0},
+        {"an empty object with 401 succeeds", Reply::text("{}", 401), 0},
         {"an error member fails with the status and the text unchanged",
-         Reply::json({{"error", "Token expired — sign in again"}}, 401),
-         false,
-         401,
-         "Token expired — sign in again",
-         {}},
-        {"an error member with 200 still fails",
-         Reply::json({{"error", "no"}}),
-         false,
-         200,
-         "no",
-         {}},
+         Reply::json({{"error", "Token expired — sign in again"}}, 401), 401,
+         "Token expired — sign in again"},
+        {"an error member with 200 still fails", Reply::json({{"error", "no"}}), 200, "no"},
         {"an error member that is not text is an answer",
          Reply::json({{"error", 3}}),
-         true,
          0,
          {},
          {{"error", 3}}},
-        {"a JSON array succeeds empty", Reply::text("[1,2]", 200), true, 0, {}, {}},
-        {"an empty body succeeds empty", Reply::text("", 204), true, 0, {}, {}},
+        {"a JSON array succeeds empty", Reply::text("[1,2]", 200), 0},
+        {"an empty body succeeds empty", Reply::text("", 204), 0},
         {"any other object is the answer",
          Reply::json({{"reply", "hi"}}),
-         true,
          0,
          {},
          {{"reply", "hi"}}},
@@ -97,40 +53,38 @@ TEST_F(ApiTest, AnswerRules) {
         SCOPED_TRACE(c.name);
         backend.answer("f", c.reply);
         const auto answer = call("f");
-        ASSERT_EQ(answer.has_value(), c.ok);
-        if (c.ok) {
+        ASSERT_EQ(answer.has_value(), c.code == 0);
+        if (answer) {
             EXPECT_EQ(*answer, c.object);
         } else {
-            EXPECT_EQ(answer.error().domain, "pelix");
-            EXPECT_EQ(answer.error().code, c.code);
-            EXPECT_EQ(answer.error().message, c.message);
+            EXPECT_EQ(answer.error(), (Error{"pelix", c.code, c.message}));
         }
     }
 }
 
-TEST_F(ApiTest, WithoutATokenFailsAtOnceAndSendsNothing) {
-    QFile::remove(tokens.file("token"));
-    const auto answer = call("insights");
-    ASSERT_FALSE(answer.has_value());
-    EXPECT_EQ(answer.error().code, 401);
-    EXPECT_EQ(answer.error().message, pelix::core::sentences::kSignInFirst);
-    EXPECT_TRUE(backend.requests().isEmpty());
-}
-
-TEST_F(ApiTest, FramesTheRequest) {
-    ASSERT_TRUE(call("organize", {{"text", "buy milk"}, {"n", 2}}).has_value());
-    const auto seen = backend.requests("organize");
-    ASSERT_EQ(seen.size(), 1);
+TEST_F(ApiTest, FramesTheRequestWithThePassedOrTheStoredKey) {
+    ASSERT_TRUE(call("organize", {{"text", "buy milk"}, {"n", 2}}));
+    ASSERT_TRUE(call("f", {}, QString("pelix_other")));
+    const auto seen = backend.requests();
+    ASSERT_EQ(seen.size(), 2);
     EXPECT_EQ(seen[0].method, "POST");
     EXPECT_EQ(seen[0].path, "/functions/v1/organize");
     EXPECT_EQ(seen[0].headers.value("content-type"), "application/json");
-    EXPECT_EQ(seen[0].headers.value("authorization"), "Bearer pelix_test_token");
+    EXPECT_EQ(seen[0].headers.value("authorization"), "Bearer pelix_test");
     EXPECT_EQ(seen[0].body, R"({"n":2,"text":"buy milk"})");
+    EXPECT_EQ(seen[1].headers.value("authorization"), "Bearer pelix_other");
 }
 
-TEST_F(ApiTest, APassedTokenWinsOverTheStoredOne) {
-    ASSERT_TRUE(call("f", {}, 10, QString("pelix_other")).has_value());
-    EXPECT_EQ(backend.requests("f").value(0).headers.value("authorization"), "Bearer pelix_other");
+// Signed out, or given a key that would add a header: a 401 at once and nothing sent.
+TEST_F(ApiTest, NothingIsSentWithoutAUsableKey) {
+    const auto injected = call("f", {}, QString("pelix_x\r\nX-Evil: 1"));
+    ASSERT_FALSE(injected);
+    EXPECT_EQ(injected.error(), (Error{"pelix", 401, kNotAKey}));
+    signOut();
+    const auto none = call("insights");
+    ASSERT_FALSE(none);
+    EXPECT_EQ(none.error(), (Error{"pelix", 401, core::sentences::kSignInFirst}));
+    EXPECT_TRUE(backend.requests().isEmpty());
 }
 
 TEST_F(ApiTest, ASlowServerGivesATransportErrorOnce) {
@@ -138,64 +92,52 @@ TEST_F(ApiTest, ASlowServerGivesATransportErrorOnce) {
     slow.delayMs = 1500;
     backend.answer("slow", slow);
     std::atomic<int> calls{0};
-    std::optional<pelix::Result<QJsonObject>> answer;
-    api.call("slow", {}, std::nullopt, 0.3, [&](pelix::Result<QJsonObject> r) {
+    std::optional<Result<QJsonObject>> answer;
+    api.call("slow", {}, std::nullopt, 0.3, [&](Result<QJsonObject> r) {
         ++calls;
         answer = r;
     });
-    ASSERT_TRUE(pelix::testing::waitUntil([&] { return answer.has_value(); }));
+    ASSERT_TRUE(testing::waitUntil([&] { return answer.has_value(); }));
     ASSERT_FALSE(answer->has_value());
     EXPECT_NE(answer->error().domain, "pelix");
     EXPECT_EQ(answer->error().message, "The request timed out.");
-    EXPECT_FALSE(answer->error().message.contains("pelix_test_token"));
-    pelix::testing::waitUntil([] { return false; }, 1700);
+    testing::pause(1700);
     EXPECT_EQ(calls.load(), 1);
 }
 
-TEST_F(ApiTest, NoServerGivesTheTransportsDescription) {
-    QNetworkAccessManager other;
-    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &other, &clock);
-    std::optional<pelix::Result<QJsonObject>> answer;
-    nowhere.call("f", {}, std::nullopt, 5, [&](auto r) { answer = r; });
-    ASSERT_TRUE(pelix::testing::waitUntil([&] { return answer.has_value(); }));
-    ASSERT_FALSE(answer->has_value());
-    EXPECT_FALSE(answer->error().message.isEmpty());
-}
-
 TEST_F(ApiTest, CallsFromAnotherThreadAnswerOnTheApisThread) {
-    std::optional<pelix::Result<QJsonObject>> answer;
+    std::optional<Result<QJsonObject>> answer;
     QThread* answeredOn = nullptr;
     std::unique_ptr<QThread> worker(QThread::create([&] {
-        api.call("f", {}, std::nullopt, 10, [&](pelix::Result<QJsonObject> r) {
+        api.call("f", {}, std::nullopt, 10, [&](Result<QJsonObject> r) {
             answeredOn = QThread::currentThread();
             answer = r;
         });
     }));
     worker->start();
     worker->wait();
-    ASSERT_TRUE(pelix::testing::waitUntil([&] { return answer.has_value(); }));
+    ASSERT_TRUE(testing::waitUntil([&] { return answer.has_value(); }));
     EXPECT_TRUE(answer->has_value());
     EXPECT_EQ(answeredOn, QThread::currentThread());
 }
 
 TEST_F(ApiTest, ContextCarriesEveryKey) {
-    clock.time = QDateTime(QDate(2026, 11, 21), QTime(9, 5, 30), QTimeZone("America/St_Johns"));
+    clock.setNow(QDateTime(QDate(2026, 11, 21), QTime(9, 5, 30), QTimeZone("America/St_Johns")));
     const QJsonObject c = api.context("voice", 12.5);
-    EXPECT_EQ(c.value("recorded_at").toString(), "2026-11-21T09:05:30-03:30");
-    EXPECT_EQ(c.value("tz").toString(), "America/St_Johns");
-    EXPECT_EQ(c.value("tz_offset_min").toInt(), -210);
-    EXPECT_EQ(c.value("hour").toInt(), 9);
-    EXPECT_EQ(c.value("minute").toInt(), 5);
-    EXPECT_EQ(c.value("weekday").toInt(), 7);  // a Saturday
-    EXPECT_EQ(c.value("platform").toString(), "linux");
+    EXPECT_EQ(c, (QJsonObject{{"recorded_at", "2026-11-21T09:05:30-03:30"},
+                              {"tz", "America/St_Johns"},
+                              {"tz_offset_min", -210},
+                              {"hour", 9},
+                              {"minute", 5},
+                              {"weekday", 7},  // a Saturday
+                              {"platform", "linux"},
+                              {"locale", c.value("locale")},
+                              {"input", "voice"},
+                              {"duration_s", 13}}));
     EXPECT_FALSE(c.value("locale").toString().isEmpty());
-    EXPECT_EQ(c.value("input").toString(), "voice");
-    EXPECT_EQ(c.value("duration_s").toInteger(), 13);
-    EXPECT_EQ(c.size(), 10);
-
     EXPECT_FALSE(api.context("typed").contains("duration_s"));
     EXPECT_EQ(api.context("voice", 12.49).value("duration_s").toInteger(), 12);
-    clock.time = QDateTime(QDate(2026, 11, 22), QTime(23, 0), QTimeZone("UTC"));
+    clock.setNow(QDateTime(QDate(2026, 11, 22), QTime(23, 0), QTimeZone("UTC")));
     EXPECT_EQ(api.context("live").value("weekday").toInt(), 1);  // a Sunday
 }
 
@@ -207,37 +149,31 @@ TEST_F(ApiTest, ThinOperationsReadTheirMembers) {
     backend.answer(
         "insights",
         Reply::json({{"insights", QJsonArray{QJsonObject{{"title", "T"}, {"body", "B"}}}}}));
-
-    std::optional<pelix::Result<pelix::Filed>> filed;
+    std::optional<Result<Filed>> filed;
     api.tell("call ann", "typed", 10, [&](auto r) { filed = r; });
-    std::optional<pelix::Result<QString>> reply;
+    std::optional<Result<QString>> reply;
     api.ask(QJsonArray{QJsonObject{{"role", "user"}, {"content", "When?"}}},
             [&](auto r) { reply = r; });
-    std::optional<pelix::Result<QList<pelix::Insight>>> insights;
+    std::optional<Result<QList<Insight>>> insights;
     api.insights({}, 10, [&](auto r) { insights = r; });
-    ASSERT_TRUE(pelix::testing::waitUntil([&] { return filed && reply && insights; }));
+    ASSERT_TRUE(testing::waitUntil([&] { return filed && reply && insights; }));
 
     EXPECT_EQ((*filed)->tasks, QStringList{"Call Ann"});
     EXPECT_EQ(**reply, "Tuesday.");
     ASSERT_EQ((*insights)->size(), 1);
     EXPECT_EQ((*insights)->at(0).kind, "connection");
-    EXPECT_EQ(backend.requests("organize").value(0).json.value("context").toObject().value("input"),
-              "typed");
+    EXPECT_EQ(sent("organize").value(0).value("context").toObject().value("input"), "typed");
 }
 
-TEST(ApiBase, EnvironmentThenPreferenceThenDefault) {
-    pelix::testing::IsolatedHome home;
-    pelix::Prefs prefs(home.configDir() + "/Pelix.conf");
+TEST_F(ApiTest, TheBaseIsTheEnvironmentsThenThePreferenceThenTheDefault) {
     EXPECT_EQ(Api::configuredBase(prefs), QUrl(Api::kDefaultBase));
     prefs.setValue("api.base", "http://127.0.0.1:9/x/");
     EXPECT_EQ(Api::configuredBase(prefs), QUrl("http://127.0.0.1:9/x/"));
     qputenv("PELIX_API_BASE", "http://127.0.0.1:8");
     EXPECT_EQ(Api::configuredBase(prefs), QUrl("http://127.0.0.1:8"));
-
-    QNetworkAccessManager network;
-    FixedClock clock;
-    Api api(QUrl("http://127.0.0.1:9/x/"), pelix::TokenStore(home.dataDir()), &network, &clock);
-    EXPECT_EQ(api.functionUrl("braindump"), QUrl("http://127.0.0.1:9/x/functions/v1/braindump"));
+    const Api other(QUrl("http://127.0.0.1:9/x/"), tokens, &network, &clock);
+    EXPECT_EQ(other.functionUrl("braindump"), QUrl("http://127.0.0.1:9/x/functions/v1/braindump"));
 }
 
 }  // namespace
+}  // namespace pelix

@@ -1,11 +1,7 @@
 #include "service/FileBody.h"
 
 #include "core/Json.h"
-
-#include <gtest/gtest.h>
-
-#include <QFile>
-#include <QTemporaryDir>
+#include "support/TestSupport.h"
 
 #include <random>
 

@@ -5,23 +5,14 @@
 #include "platform/SecretStore.h"
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-
 #include <map>
 
 #include <libsecret/secret.h>
 
-using pelix::OldKeyring;
-using pelix::TokenStore;
-
+namespace pelix {
 namespace {
 
-class FakeSecrets final : public pelix::platform::SecretStore {
+class FakeSecrets final : public platform::SecretStore {
 public:
     std::map<std::pair<QString, QString>, QString> items;
     std::optional<QString> read(const QString& s, const QString& a) override {
@@ -32,32 +23,16 @@ public:
     bool remove(const QString& s, const QString& a) override { return items.erase({s, a}) > 0; }
 };
 
-// Stores a generic password the way an earlier version of the program did.
-bool storeInKeyring(const char* service, const char* account, const char* secret) {
-    static const SecretSchema schema = {"org.freedesktop.Secret.Generic",
-                                        SECRET_SCHEMA_DONT_MATCH_NAME,
-                                        {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                                         {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                                         {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                                        0,
-                                        nullptr,
-                                        nullptr,
-                                        nullptr,
-                                        nullptr,
-                                        nullptr,
-                                        nullptr,
-                                        nullptr};
-    GError* error = nullptr;
-    const bool ok = secret_password_store_sync(&schema, SECRET_COLLECTION_SESSION, "pelix test",
-                                               secret, nullptr, &error, "service", service,
-                                               "account", account, nullptr);
-    if (error) g_error_free(error);
-    return ok;
-}
-
 QByteArray contents(const QString& path) {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+void put(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
 }
 
 class TokenStoreTest : public ::testing::Test {
@@ -68,7 +43,7 @@ protected:
     TokenStore store{folder, OldKeyring(&secrets)};
 };
 
-TEST_F(TokenStoreTest, ReadsWhatItWroteWithPrivateModes) {
+TEST_F(TokenStoreTest, WritesOnlyKeysWithPrivateModes) {
     store.write("pelix_abc");
     EXPECT_EQ(store.read(), "pelix_abc");
     EXPECT_TRUE(QFileInfo(folder).permissions() & QFileDevice::ExeOwner);
@@ -76,81 +51,59 @@ TEST_F(TokenStoreTest, ReadsWhatItWroteWithPrivateModes) {
     EXPECT_EQ(QFileInfo(store.file("token")).permissions() & 0x7777,
               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
                   QFileDevice::WriteUser);
+    store.write("pelix_bad\r\nX-Evil: 1");
+    EXPECT_EQ(contents(store.file("token")), "pelix_abc");
 }
 
-TEST_F(TokenStoreTest, TrimsWhiteSpaceAndTreatsBlankAsNone) {
-    const struct {
-        QByteArray file;
-        std::optional<QString> token;
-    } cases[] = {
+TEST_F(TokenStoreTest, TrimsWhiteSpaceAndReadsWhatIsNotAKeyAsNone) {
+    const std::pair<QByteArray, std::optional<QString>> cases[] = {
         {"pelix_abc\n", "pelix_abc"},
         {"  pelix_abc \r\n\t", "pelix_abc"},
         {" \n\t ", std::nullopt},
         {"", std::nullopt},
-        // Not a key: a line break inside would add a header to every request.
+        // A line break inside would add a header to every request.
         {"pelix_x\r\nX-Evil: injected", std::nullopt},
         {"bearer pelix_x", std::nullopt},
     };
-    for (const auto& c : cases) {
-        ASSERT_TRUE(QDir().mkpath(folder));
-        QFile f(store.file("token"));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(c.file);
-        f.close();
-        EXPECT_EQ(store.read(), c.token) << c.file.toStdString();
+    for (const auto& [file, token] : cases) {
+        put(store.file("token"), file);
+        EXPECT_EQ(store.read(), token) << file.toStdString();
     }
 }
 
 TEST(PelixKey, IsPelixUnderscoreAndSafeCharacters) {
     for (const char* good : {"pelix_a", "pelix_AZaz09._-", "pelix_x.y-z_1"}) {
-        EXPECT_TRUE(pelix::isPelixKey(QString::fromLatin1(good))) << good;
+        EXPECT_TRUE(isPelixKey(QString::fromLatin1(good))) << good;
     }
     for (const QString& bad :
          {QString("pelix_"), QString("Pelix_a"), QString("pelix-a"), QString("pelix_a b"),
           QString("pelix_a\r\nX-Evil: 1"), QString("pelix_a\n"), QString("pelix_a:b"),
           QString("pelix_caf\u00e9"), QString("pelix_a%0D"),
           QString("pelix_") + QString(5000, 'a')}) {
-        EXPECT_FALSE(pelix::isPelixKey(bad)) << bad.toStdString();
+        EXPECT_FALSE(isPelixKey(bad)) << bad.toStdString();
     }
 }
 
-TEST_F(TokenStoreTest, RefusesToStoreWhatIsNotAKey) {
-    store.write("pelix_good");
-    store.write("pelix_bad\r\nX-Evil: 1");
-    EXPECT_EQ(contents(store.file("token")), "pelix_good");
-}
-
 TEST_F(TokenStoreTest, MovesAnOldKeyringTokenIntoTheFileOnce) {
+    EXPECT_EQ(store.read(), std::nullopt);
     secrets.items[{OldKeyring::kService, OldKeyring::kAccount}] = "pelix_old";
-    ASSERT_TRUE(QDir().mkpath(folder));
-    QFile(store.file("token")).open(QIODevice::WriteOnly);  // empty file
-
+    put(store.file("token"), "");
     EXPECT_EQ(store.read(), "pelix_old");
     EXPECT_EQ(contents(store.file("token")), "pelix_old");
     EXPECT_TRUE(secrets.items.empty());
     EXPECT_EQ(store.read(), "pelix_old");  // now from the file
 }
 
-TEST_F(TokenStoreTest, NoFileAndNoOldKeyringIsNone) {
-    EXPECT_EQ(store.read(), std::nullopt);
-    EXPECT_EQ(TokenStore(folder).read(), std::nullopt);
-}
-
 TEST(WindowKeyStore, RoundTripsAndRejectsIncompletePairs) {
     QTemporaryDir dir;
-    pelix::WindowKeyStore keys(dir.filePath("Pelix"));
+    WindowKeyStore keys(dir.filePath("Pelix"));
     EXPECT_EQ(keys.read(), std::nullopt);
     keys.write("ann@example.org", "pelix_w");
-    EXPECT_EQ(keys.read(), (pelix::WindowKeyStore::Key{"ann@example.org", "pelix_w"}));
+    EXPECT_EQ(keys.read(), (WindowKeyStore::Key{"ann@example.org", "pelix_w"}));
     EXPECT_EQ(QFileInfo(dir.filePath("Pelix/window-key")).permissions() & 0x0077, 0);
-
-    for (const QByteArray& bad :
-         {QByteArray(R"({"user":"a"})"), QByteArray(R"({"user":1,"token":"t"})"),
-          QByteArray("not json")}) {
-        QFile f(dir.filePath("Pelix/window-key"));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bad);
-        f.close();
+    for (const QByteArray& bad : {QByteArray(R"({"user":"a"})"),
+                                  QByteArray(R"({"user":1,"token":"t"})"), QByteArray("x")}) {
+        put(dir.filePath("Pelix/window-key"), bad);
         EXPECT_EQ(keys.read(), std::nullopt) << bad.toStdString();
     }
     keys.clear();
@@ -158,24 +111,26 @@ TEST(WindowKeyStore, RoundTripsAndRejectsIncompletePairs) {
 }
 
 // The real Secret Service: the GNOME keyring, started by D-Bus activation on the test session's
-// bus. The old entry is put into the in-memory session collection, which needs no unlocking.
-class DesktopKeyring : public ::testing::Test {
-protected:
-    pelix::testing::IsolatedHome home;
-
-    void SetUp() override {
-        if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
-            FAIL() << "no D-Bus session bus: run the tests through scripts/test";
-        }
-    }
-};
-
-TEST_F(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
-    pelix::SystemClock clock;
-    const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = QString()});
-    pelix::platform::SecretStore& secrets = desktop->secrets();
-    ASSERT_TRUE(pelix::testing::waitUntil(
-        [] { return storeInKeyring(OldKeyring::kService, OldKeyring::kAccount, "pelix_kc"); },
+// bus. The old entry is put, as an earlier version of the program stored it, into the in-memory
+// session collection, which needs no unlocking.
+TEST(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
+    ASSERT_FALSE(qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        << "no D-Bus session bus: run the tests inside scripts/with-desktop";
+    testing::IsolatedHome home;
+    SystemClock clock;
+    const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = QString()});
+    platform::SecretStore& secrets = desktop->secrets();
+    SecretSchema schema{};
+    schema.name = "org.freedesktop.Secret.Generic";
+    schema.flags = SECRET_SCHEMA_DONT_MATCH_NAME;
+    schema.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
+    schema.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};
+    ASSERT_TRUE(testing::waitUntil(
+        [&] {
+            return secret_password_store_sync(
+                &schema, SECRET_COLLECTION_SESSION, "pelix test", "pelix_kc", nullptr, nullptr,
+                "service", OldKeyring::kService, "account", OldKeyring::kAccount, nullptr);
+        },
         10000))
         << "the GNOME keyring never answered on the session bus";
 
@@ -186,3 +141,4 @@ TEST_F(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
 }
 
 }  // namespace
+}  // namespace pelix

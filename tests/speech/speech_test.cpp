@@ -1,15 +1,9 @@
 #include "fakes/FakeEngine.h"
 #include "media/AudioDecoder.h"
 #include "media/TestMedia.h"
-#include "memos/QStringPrinting.h"
 #include "speech/PocketSphinxEngine.h"
 #include "speech/SpeechEngines.h"
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 namespace pelix {
 namespace {

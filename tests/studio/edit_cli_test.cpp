@@ -1,13 +1,5 @@
 #include "support/TestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
-#include <gtest/gtest.h>
-
 namespace pelix {
 namespace {
 
@@ -30,16 +22,23 @@ constexpr char kProject[] = R"({
 
 class EditCli : public ::testing::Test {
 protected:
-    void SetUp() override {
-        path = home.path() + "/hand.json";
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(kProject);
-    }
+    void SetUp() override { write(kProject); }
 
+    void write(const QByteArray& project) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(project);
+    }
+    QByteArray read() const {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    testing::ProcessResult edit(const QStringList& args, const QByteArray& input = {}) {
+        return runPelix(QStringList{"--edit"} + args, input);
+    }
     // Runs the command and returns its standard output parsed as one JSON document.
     QJsonDocument json(const QStringList& args) {
-        const auto result = runPelix(QStringList{"--edit"} + args);
+        const auto result = edit(args);
         EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
         QJsonParseError error{};
         const QByteArray wrapped = "[" + result.out + "]";  // a bare string or null too
@@ -47,9 +46,16 @@ protected:
         EXPECT_EQ(error.error, QJsonParseError::NoError) << result.out.toStdString();
         return QJsonDocument::fromVariant(doc.array().at(0).toVariant());
     }
+    // The project copied into the projects folder, under its id.
+    QString saved() {
+        const QString folder = home.path() + "/data/Pelix/Editor";
+        QDir().mkpath(folder);
+        QFile::copy(path, folder + "/1F0C7A2B-0000-4000-8000-000000000001.json");
+        return folder;
+    }
 
     testing::IsolatedHome home;
-    QString path;
+    QString path = home.path() + "/hand.json";
 };
 
 TEST_F(EditCli, PrintsWhatTheProjectDerives) {
@@ -75,6 +81,9 @@ TEST_F(EditCli, PrintsWhatTheProjectDerives) {
     EXPECT_EQ(cues.at(0).toObject().value("words"), QJsonArray{"So,"});
     EXPECT_TRUE(cues.at(0).toObject().contains("times"));
     EXPECT_EQ(cues.at(0).toObject().value("unspaced"), false);
+    EXPECT_TRUE(edit({"captions", path, "--srt"})
+                    .out.startsWith("1\n00:00:00,050 --> 00:00:00,450\nSo,\n\n2\n"));
+    EXPECT_TRUE(edit({"captions", "--vtt", path}).out.startsWith("WEBVTT\n\n00:00:00.050 --> "));
 
     EXPECT_EQ(json({"zooms", path}).array(), (QJsonArray{1.0, 1.18, 1.0}));
     const QJsonArray pops = json({"popups", path}).array();
@@ -86,31 +95,14 @@ TEST_F(EditCli, PrintsWhatTheProjectDerives) {
     EXPECT_EQ(numbered.at(1).toObject().value("keyword"), "Big Idea!");
     EXPECT_EQ(numbered.at(1).toObject().value("kept"), true);
     EXPECT_FALSE(json({"numbered", path}).array().at(1).toObject().contains("kept"));
+
+    // The hook is a string, or null when it is blank.
+    EXPECT_EQ(edit({"hook", path}).out, "\"Watch this\"\n");
+    write(QByteArray(kProject).replace("  Watch this ", "   "));
+    EXPECT_EQ(edit({"hook", path}).out, "null\n");
 }
 
-TEST_F(EditCli, HookIsAStringOrNull) {
-    auto result = runPelix({"--edit", "hook", path});
-    EXPECT_EQ(result.out, "\"Watch this\"\n");
-    QByteArray text = kProject;
-    text.replace("  Watch this ", "   ");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(text);
-    file.close();
-    result = runPelix({"--edit", "hook", path});
-    EXPECT_EQ(result.out, "null\n");
-}
-
-TEST_F(EditCli, CaptionsAsSubtitleFiles) {
-    auto result = runPelix({"--edit", "captions", path, "--srt"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_TRUE(result.out.startsWith("1\n00:00:00,050 --> 00:00:00,450\nSo,\n\n2\n"))
-        << result.out.toStdString();
-    result = runPelix({"--edit", "captions", "--vtt", path});
-    EXPECT_TRUE(result.out.startsWith("WEBVTT\n\n00:00:00.050 --> ")) << result.out.toStdString();
-}
-
-TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAsked) {
+TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
     const QString opsPath = home.path() + "/ops.json";
     QFile ops(opsPath);
     ASSERT_TRUE(ops.open(QIODevice::WriteOnly));
@@ -124,56 +116,34 @@ TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAsked) {
     EXPECT_EQ(applied.value("forget"), QJsonArray{});
     EXPECT_EQ(applied.value("project").toObject().value("cut"), QJsonArray{"1F0C7A2B:0"});
     EXPECT_EQ(json({"segments", path}).array().size(), 3);  // the file is as it was
-
-    applied = json({"apply", path, opsPath, "--write"}).object();
+    json({"apply", path, opsPath, "--write"});
     EXPECT_EQ(json({"segments", path}).array().size(), 2);
 
     // Operations from standard input, the project by its id in the projects folder.
-    const QString folder = home.path() + "/data/Pelix/Editor";
-    ASSERT_TRUE(QDir().mkpath(folder));
-    ASSERT_TRUE(QFile::copy(path, folder + "/1F0C7A2B-0000-4000-8000-000000000001.json"));
-    const auto result =
-        runPelix({"--edit", "apply", "1f0c7a2b-0000-4000-8000-000000000001", "-", "--write"},
-                 R"({"ops":[{"op":"restore","ids":[1]}]})");
+    saved();
+    const auto result = edit({"apply", "1f0c7a2b-0000-4000-8000-000000000001", "-", "--write"},
+                             R"({"ops":[{"op":"restore","ids":[1]}]})");
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(json({"segments", "1F0C7A2B-0000-4000-8000-000000000001"}).array().size(), 3);
-}
 
-TEST_F(EditCli, WritingKeepsUnknownKeysAndSkipsWhenNothingChanged) {
+    // Keys it does not know are kept; when nothing changed, the file is not touched.
     QJsonObject project = QJsonDocument::fromJson(kProject).object();
     project.insert("futureField", 7);
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(QJsonDocument(project).toJson());
-    }
-    const auto readBack = [&] {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
-    const QByteArray before = readBack();
-
-    // Every operation skipped: the file is not touched.
-    auto result = runPelix({"--edit", "apply", path, "-", "--write"},
-                           R"([{"op":"cut","ids":[99]},{"op":"frobnicate"}])");
-    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(result.err, "Nothing changed, so hand.json is left as it was.\n");
-    EXPECT_EQ(readBack(), before);
-
-    result = runPelix({"--edit", "apply", path, "-", "--write"}, R"([{"op":"cut","ids":[1]}])");
-    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QJsonObject written = QJsonDocument::fromJson(readBack()).object();
-    EXPECT_EQ(written.value("futureField"), 7);
-    EXPECT_EQ(written.value("cut"), QJsonArray{"1F0C7A2B:0"});
+    write(QJsonDocument(project).toJson());
+    const QByteArray before = read();
+    auto written = edit({"apply", path, "-", "--write"}, R"([{"op":"cut","ids":[99]},{"op":"x"}])");
+    EXPECT_EQ(written.exitCode, 0) << written.err.toStdString();
+    EXPECT_EQ(written.err, "Nothing changed, so hand.json is left as it was.\n");
+    EXPECT_EQ(read(), before);
+    written = edit({"apply", path, "-", "--write"}, R"([{"op":"cut","ids":[1]}])");
+    EXPECT_EQ(written.exitCode, 0) << written.err.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(read()).object().value("futureField"), 7);
+    EXPECT_EQ(QJsonDocument::fromJson(read()).object().value("cut"), QJsonArray{"1F0C7A2B:0"});
 }
 
 TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
-    const QString folder = home.path() + "/data/Pelix/Editor";
-    ASSERT_TRUE(QDir().mkpath(folder));
-    ASSERT_TRUE(QFile::copy(path, folder + "/1F0C7A2B-0000-4000-8000-000000000001.json"));
-    QFile broken(folder + "/Old.json");
-    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
-    broken.write("{}");
+    QFile broken(saved() + "/Old.json");
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly) && broken.write("{}") == 2);
     broken.close();
 
     const QJsonArray list = json({"list"}).array();
@@ -191,35 +161,23 @@ TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
 }
 
 TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
-    const struct {
-        QStringList args;
-        int status;
-        const char* says;
-    } cases[] = {
-        {{"lines", "/nowhere/p.json"}, 1, "Couldn't find the project /nowhere/p.json"},
-        {{"lines"}, 1, "Say which project"},
-        {{"frobnicate", "x"}, 1, "The editor has no command frobnicate"},
-        {{"apply", "HAND"}, 1, "Say which operations"},
-        {{"revise", "HAND"}, 1, "Say what to change"},
-        {{"export", "HAND"},
-         1,
-         "Couldn't export the video: its clip /nowhere/clip.mov is missing."},
+    const std::pair<QStringList, const char*> cases[] = {
+        {{"lines", "/nowhere/p.json"}, "Couldn't find the project /nowhere/p.json"},
+        {{"lines"}, "Say which project"},
+        {{"frobnicate", "x"}, "The editor has no command frobnicate"},
+        {{"apply", path}, "Say which operations"},
+        {{"revise", path}, "Say what to change"},
+        {{"export", path}, "Couldn't export the video: its clip /nowhere/clip.mov is missing."},
     };
-    for (const auto& c : cases) {
-        QStringList args{"--edit"};
-        for (const QString& a : c.args) args << (a == "HAND" ? path : a);
-        const auto result = runPelix(args);
-        EXPECT_EQ(result.exitCode, c.status) << c.says;
-        EXPECT_TRUE(result.err.contains(c.says)) << result.err.toStdString();
+    for (const auto& [args, says] : cases) {
+        const auto result = edit(args);
+        EXPECT_EQ(result.exitCode, 1) << says;
+        EXPECT_TRUE(result.err.contains(says)) << result.err.toStdString();
         EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
         EXPECT_TRUE(result.out.isEmpty());
     }
-
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(R"({"id": "1f0c7a2b-0000-4000-8000-000000000001", "clips": [{"path": "/a"}]})");
-    file.close();
-    const auto result = runPelix({"--edit", "lines", path});
+    write(R"({"id": "1f0c7a2b-0000-4000-8000-000000000001", "clips": [{"path": "/a"}]})");
+    const auto result = edit({"lines", path});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.err, "Couldn't read the project hand.json: \"clips[0].id\" is missing.\n");
 }

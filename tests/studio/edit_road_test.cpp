@@ -1,24 +1,13 @@
 // The editor's road from a terminal: `pelix --edit new`, plan, revise, translate and export
 // against the loopback backend, and the framing snapshot.
 
-#include "core/Json.h"
 #include "editor/EditProject.h"
 #include "editor/Timeline.h"
-#include "fakes/LoopbackBackend.h"
+#include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
-#include "render/RenderTestMedia.h"
-#include "service/TokenStore.h"
-#include "support/TestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QProcess>
 #include <QRegularExpression>
-
-#include <gtest/gtest.h>
+#include <QSize>
 
 #include <signal.h>
 
@@ -29,40 +18,23 @@ using fakes::Recorded;
 using fakes::Reply;
 using testing::runPelix;
 
-class EditRoad : public ::testing::Test {
+class EditRoad : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    void SetUp() override {
-        TokenStore(home.dataDir()).write("pelix_road_token");
-        env.insert("PELIX_API_BASE", backend.base().toString());
-    }
+    EditRoad() : BackendRig("pelix_road_token") {}
 
     testing::ProcessResult edit(const QStringList& args) {
-        return runPelix(QStringList{"--edit"} + args, {}, env, 240000);
+        return runPelix(QStringList{"--edit"} + args, {}, backendEnv(), 240000);
     }
-
     EditProject saved(const QString& id) const {
         QFile file(home.dataDir() + "/Editor/" + id + ".json");
         EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << id.toStdString();
-        auto project = projectFromJson(QJsonDocument::fromJson(file.readAll()).object());
-        EXPECT_TRUE(project.has_value());
-        return project.value_or(EditProject{});
+        return projectFromJson(QJsonDocument::fromJson(file.readAll()).object())
+            .value_or(EditProject{});
     }
-
-    QStringList projectFiles() const {
-        return QDir(home.dataDir() + "/Editor").entryList({"*.json"}, QDir::Files);
-    }
-
     QList<QJsonObject> sent(const QString& action) const {
-        QList<QJsonObject> bodies;
-        for (const Recorded& r : backend.requests("video-edit")) {
-            if (r.json.value("action") == action) bodies << r.json;
-        }
-        return bodies;
+        return BackendRig::sent("video-edit", action);
     }
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
-    QProcessEnvironment env;
     testing::TestMedia media{home.path()};
 };
 
@@ -171,7 +143,7 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
         SCOPED_TRACE("Ctrl+C during an export leaves nothing behind");
         QProcess process;
         QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
-        all.insert(env);
+        all.insert(backendEnv());
         process.setProcessEnvironment(all);
         process.start(qEnvironmentVariable("PELIX_BIN"), {"--edit", "export", id});
         ASSERT_TRUE(process.waitForStarted());
@@ -209,33 +181,12 @@ TEST_F(EditRoad, NewRefusesWhatItCannotUse) {
         EXPECT_EQ(result.exitCode, 1) << c.says.toStdString();
         EXPECT_EQ(QString::fromUtf8(result.err), c.says);
         EXPECT_TRUE(result.out.isEmpty());
-        EXPECT_TRUE(projectFiles().isEmpty());
+        EXPECT_TRUE(QDir(home.dataDir() + "/Editor").isEmpty());
     }
     const auto format = edit({"new", good, "--format", "square"});
     EXPECT_EQ(format.exitCode, 1);
     EXPECT_EQ(format.err,
               "There is no format square; say reel, youtubeShort, rednote, youtube or original.\n");
-}
-
-TEST_F(EditRoad, TheFramingSnapshotFindsTheSpeaker) {
-    const QString face = testing::faceVideo(media, "face.mp4", media.tone("tone.wav", 2), 40);
-    const QString dir = home.path() + "/snapshots";
-    const auto result = runPelix({"--snapshot", dir, "--framing", face}, {}, env, 120000);
-    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    // After the paths of the windows' pictures.
-    const QStringList out = QString::fromUtf8(result.out)
-                                .split('\n', Qt::SkipEmptyParts)
-                                .filter(QRegularExpression("^(framing|videos): "));
-    ASSERT_EQ(out.size(), 2) << result.out.toStdString();
-    const QRegularExpressionMatch line =
-        QRegularExpression("^framing: (.+) ([0-9.]+) \\(face in (\\d+) of 12 pictures\\)$")
-            .match(out[0]);
-    ASSERT_TRUE(line.hasMatch()) << out[0].toStdString();
-    EXPECT_EQ(line.captured(1), face);
-    EXPECT_NEAR(line.captured(2).toDouble(), 263.0 / 1280, 0.04);
-    EXPECT_EQ(out[1], "videos: 1");
-    const QImage picture(dir + "/frame-after.png");
-    EXPECT_EQ(picture.size(), QSize(540, 960));
 }
 
 }  // namespace

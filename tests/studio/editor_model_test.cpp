@@ -1,26 +1,14 @@
 #include "editor/Captions.h"
 #include "editor/EditorTestSupport.h"
 #include "editor/ProjectStore.h"
-#include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
-#include "service/Api.h"
-#include "service/TokenStore.h"
 #include "studio/EditorModel.h"
-#include "studio/EngineAssistant.h"
 #include "support/TestSupport.h"
-
-#include <QDir>
-#include <QJsonArray>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
 
-using testing::evenClip;
-using testing::projectOf;
+using testing::threeLines;
 
 // An assistant whose answers the test gives by hand.
 class FakeAssistant final : public EditAssistant {
@@ -52,20 +40,6 @@ public:
     std::function<void(Result<Revision>)> reviseDone;
     std::function<void(Result<EditProject>)> translateDone;
 };
-
-// Three lines of one clip, apart by pauses longer than a line allows.
-EditProject threeLines() {
-    SourceClip clip = evenClip({"Hello", "there.", "Um", "this", "is", "long.", "Bye", "now."});
-    // Pauses after "there." and "long." end the first two lines.
-    for (size_t i = 2; i < clip.words.size(); ++i) {
-        const double shift = i >= 6 ? 2.0 : 1.0;
-        clip.words[i].start += shift;
-        clip.words[i].end += shift;
-    }
-    clip.duration = 8;
-    clip.transcribed = true;
-    return projectOf({clip});
-}
 
 class EditorModelTest : public ::testing::Test {
 protected:
@@ -304,92 +278,6 @@ TEST_F(EditorModelTest, NewVideosAndAddedClips) {
     EXPECT_EQ(model.lineOutput(1), model.lineOutput(2));
     model.toggleCut(3);
     EXPECT_EQ(model.lineOutput(3), model.total());
-}
-
-// The model over the backend's editor, through the loopback backend.
-class EditorModelService : public ::testing::Test {
-protected:
-    void SetUp() override {
-        qputenv("PELIX_EDITOR_DIR", dir.filePath("projects").toUtf8());
-        tokens.write("pelix_model_token");
-        model.open(threeLines());
-    }
-    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
-
-    QList<QJsonObject> sent(const QString& action) const {
-        QList<QJsonObject> bodies;
-        for (const fakes::Recorded& r : backend.requests("video-edit")) {
-            if (r.json.value("action") == action) bodies << r.json;
-        }
-        return bodies;
-    }
-
-    QTemporaryDir dir;
-    fakes::LoopbackBackend backend;
-    SystemClock systemClock;
-    QNetworkAccessManager network;
-    TokenStore tokens{dir.filePath("Pelix")};
-    Api api{backend.base(), tokens, &network, &systemClock};
-    EngineAssistant assistant{api};
-    fakes::ManualClock clock;
-    fakes::ManualTimers timers{clock};
-    EditorModel model{timers, &assistant};
-};
-
-TEST_F(EditorModelService, RevisionsFailuresAndTranslationsGoThroughTheBackend) {
-    int answer = 0;
-    backend.answerWith("video-edit", [&](const fakes::Recorded& r) {
-        const QString action = r.json.value("action").toString();
-        if (action == "revise" && answer++ == 0) {
-            return fakes::Reply::json(
-                {{"ops", QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{2}}},
-                                    QJsonObject{{"op", "remember"}, {"rule", "Short intros"}}}},
-                 {"reply", "Cut the second line."}});
-        }
-        if (action == "revise") {
-            return fakes::Reply::json({{"error", "The editor is busy, try again."}}, 503);
-        }
-        if (action == "translate") {
-            QJsonArray items;
-            for (const QJsonValue& item : r.json.value("items").toArray()) {
-                items.append(
-                    QJsonObject{{"id", item.toObject().value("id")},
-                                {"text", "FR " + item.toObject().value("text").toString()}});
-            }
-            return fakes::Reply::json({{"items", items}});
-        }
-        return fakes::Reply::json({});
-    });
-    const std::vector<Line> spoken = model.lines();
-
-    model.revise("cut the middle");
-    ASSERT_TRUE(testing::waitUntil([&] { return !model.busy(); }, 15000));
-    EXPECT_EQ(model.project().cut, TextSet{spoken[1].id});
-    EXPECT_EQ(model.project().chat,
-              (std::vector<ChatTurn>{{"cut the middle", true}, {"Cut the second line.", false}}));
-    EXPECT_EQ(model.style(), QStringList{"Short intros"});
-    ASSERT_TRUE(testing::waitUntil([&] { return !sent("style").isEmpty(); }, 15000));
-    EXPECT_EQ(sent("style").last().value("rules"), QJsonArray{"Short intros"});
-
-    const EditProject before = model.project();
-    model.revise("again");
-    ASSERT_TRUE(testing::waitUntil([&] { return !model.busy(); }, 15000));
-    EXPECT_EQ(model.project(), before);
-    EXPECT_EQ(model.error(), "The editor is busy, try again.");
-
-    EditSettings settings = model.project().settings;
-    settings.captionLanguage = CaptionLanguage::fr;
-    model.setSettings(settings);
-    ASSERT_TRUE(testing::waitUntil(
-        [&] {
-            return !model.translating() &&
-                   model.project().translations.contains(QStringLiteral("fr"));
-        },
-        15000));
-    ASSERT_EQ(sent("translate").size(), 1);
-    // The line cut away is not asked for.
-    EXPECT_EQ(sent("translate")[0].value("items").toArray().size(), 2);
-    EXPECT_EQ(model.project().translations.at("fr").at(spoken[2].id), "FR " + spoken[2].text);
 }
 
 TEST(EditorModel, WithoutAnAssistantRequestsFailWithASentence) {

@@ -1,37 +1,25 @@
 // The editor window with its real parts: a dropped clip is transcribed, the loopback backend
 // makes the first pass, the preview draws from the renderer and the export writes a video.
 
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
+#include "fakes/BackendRig.h"
 #include "media/Media.h"
 #include "media/TestMedia.h"
-#include "memos/QStringPrinting.h"
 #include "render/Renderer.h"
-#include "service/Api.h"
-#include "service/TokenStore.h"
 #include "speech/SpeechEngines.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 #include "studio/EngineAssistant.h"
 #include "studio/PreviewPane.h"
 #include "studio/PreviewPlayer.h"
-#include "support/TestSupport.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QDragEnterEvent>
-#include <QJsonArray>
 #include <QLabel>
 #include <QListWidget>
 #include <QMimeData>
 #include <QMouseEvent>
-#include <QNetworkAccessManager>
 #include <QPushButton>
-#include <QTemporaryDir>
-#include <QUrl>
 #include <QUuid>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
@@ -63,22 +51,13 @@ bool previewCaughtUp(const PreviewPlayer& player, const EditorModel& model) {
         20000);
 }
 
-class EditorWindowDesktop : public ::testing::Test {
+class EditorWindowDesktop : public ::testing::Test, protected fakes::BackendRig {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(dir.isValid());
-        qputenv("PELIX_EDITOR_DIR", dir.filePath("projects").toUtf8());
-        tokens.write("pelix_window_token");
-    }
-    void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
+    EditorWindowDesktop() { qputenv("PELIX_EDITOR_DIR", home.path().toUtf8() + "/projects"); }
 
-    QTemporaryDir dir;
-    testing::TestMedia media{dir.path()};
-    fakes::LoopbackBackend backend;
-    SystemClock clock;
-    QNetworkAccessManager network;
-    TokenStore tokens{dir.filePath("Pelix")};
-    Api api{backend.base(), tokens, &network, &clock};
+    QString exports() const { return home.path() + "/exports"; }
+
+    testing::TestMedia media{home.path()};
     EngineAssistant assistant{api};
     fakes::ManualClock manualClock;
     fakes::ManualTimers timers{manualClock};
@@ -86,9 +65,8 @@ protected:
     std::unique_ptr<render::Renderer> renderer = render::makeRenderer();
     QStringList shown;
     EditorModel model{timers, &assistant};
-    EditorWindow window{model,
-                        EditorTools{renderer.get(), &engines, nullptr, dir.filePath("exports"),
-                                    [this](const QString& file) { shown << file; }}};
+    EditorWindow window{model, EditorTools{renderer.get(), &engines, nullptr, exports(),
+                                           [this](const QString& file) { shown << file; }}};
 };
 
 TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
@@ -172,7 +150,7 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
         EXPECT_FALSE(window.preview()->startExport()) << "one export at a time";
         ASSERT_TRUE(testing::waitUntil([&] { return !window.preview()->exporting(); }, 90000));
         const QString file = window.preview()->exported();
-        ASSERT_EQ(file, dir.filePath("exports/morning - YouTube.mp4"))
+        ASSERT_EQ(file, exports() + "/morning - YouTube.mp4")
             << window.preview()->status()->text().toStdString();
         const auto length = media::duration(file);
         ASSERT_TRUE(length.has_value());
@@ -205,7 +183,7 @@ TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
     ASSERT_TRUE(testing::waitUntil([&] { return !window.preview()->exporting(); }, 30000));
     EXPECT_TRUE(window.preview()->exported().isEmpty());
     EXPECT_EQ(window.preview()->status()->text(), "The export was stopped.");
-    EXPECT_TRUE(QDir(dir.filePath("exports")).entryList(QDir::Files | QDir::Hidden).isEmpty());
+    EXPECT_TRUE(QDir(exports()).entryList(QDir::Files | QDir::Hidden).isEmpty());
 }
 
 }  // namespace

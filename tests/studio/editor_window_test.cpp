@@ -1,5 +1,4 @@
 #include "editor/EditorTestSupport.h"
-#include "fakes/ManualTime.h"
 #include "fakes/TextFakes.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
@@ -12,26 +11,11 @@
 #include <QListWidget>
 #include <QMouseEvent>
 #include <QPushButton>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
 
-using testing::evenClip;
-using testing::projectOf;
-
-EditProject threeLines() {
-    SourceClip clip = evenClip({"Hello", "there.", "This", "is", "long.", "Bye", "now."});
-    for (size_t i = 2; i < clip.words.size(); ++i) {
-        const double shift = i >= 5 ? 2.0 : 1.0;
-        clip.words[i].start += shift;
-        clip.words[i].end += shift;
-    }
-    clip.duration = 7;
-    return projectOf({clip});
-}
+using testing::threeLines;
 
 void click(QListWidget& list, int row) {
     const QPoint at = list.visualItemRect(list.item(row)).center();

@@ -1,12 +1,6 @@
 #include "studio/ExportPath.h"
 
 #include "editor/EditorTestSupport.h"
-#include "memos/QStringPrinting.h"
-
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {

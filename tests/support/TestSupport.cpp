@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 #include <vector>
 
@@ -83,6 +84,19 @@ ProcessResult runPelix(const QStringList& args, const QByteArray& input,
     return result;
 }
 
+QString writeFile(const QString& folder, const QString& name, const QByteArray& bytes,
+                  const QDateTime& modified) {
+    QDir().mkpath(folder);
+    const QString path = QDir(folder).filePath(name);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+        throw std::runtime_error("cannot write the test file " + path.toStdString());
+    }
+    file.flush();  // a flush at close would move the time again
+    if (modified.isValid()) file.setFileTime(modified, QFileDevice::FileModificationTime);
+    return path;
+}
+
 QStringList spokenWords(const QString& text) {
     return text.toLower()
         .remove(QRegularExpression("[^\\p{L}\\p{N}' ]"))
@@ -145,6 +159,17 @@ Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnv
     result.left = files();
     result.err = process.readAllStandardError();
     return result;
+}
+
+bool makeCertificate(const QString& dir) {
+    QProcess openssl;
+    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2",
+                              "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
+                              "-keyout", dir + "/key.pem", "-out", dir + "/cert.pem"});
+    if (openssl.waitForFinished(60000) && openssl.exitCode() == 0) return true;
+    std::fprintf(stderr, "openssl could not make a certificate (scripts/setup installs it): %s\n",
+                 openssl.readAllStandardError().constData());
+    return false;
 }
 
 double leastCpuSeconds(const std::function<void()>& work, int runs) {

@@ -1,14 +1,30 @@
 #pragma once
 
+// What every test program uses: GoogleTest, the Qt classes the tests handle files, folders and
+// JSON with, and the helpers below.
+#include "support/QStringPrinting.h"
+
+#include <gtest/gtest.h>
+
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QThread>
 
 #include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
 
 namespace pelix::testing {
 
@@ -53,6 +69,11 @@ struct Interrupted {
 Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnvironment& extraEnv,
                                       const QString& folder, int signal, int timeoutMs = 60000);
 
+// Writes a file with `bytes` into `folder`, and returns its path; with a valid `modified`, sets
+// its modification time.
+QString writeFile(const QString& folder, const QString& name, const QByteArray& bytes = "x",
+                  const QDateTime& modified = {});
+
 // The lower-case words of a text, punctuation other than apostrophes dropped.
 QStringList spokenWords(const QString& text);
 
@@ -66,5 +87,24 @@ double leastCpuSeconds(const std::function<void()>& work, int runs = 3);
 
 // Runs the Qt event loop until `done` is true; false on time-out.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);
+
+// Runs the Qt event loop for `ms` milliseconds.
+inline void pause(int ms) {
+    waitUntil([] { return false; }, ms);
+}
+
+// Starts work that hands its result to a callback, `start(done)`, and waits for the result;
+// none on time-out.
+template <class T, class Start>
+std::optional<T> awaited(Start start, int timeoutMs = 15000) {
+    auto result = std::make_shared<std::optional<T>>();
+    start([result](T value) { *result = std::move(value); });
+    waitUntil([&] { return result->has_value(); }, timeoutMs);
+    return *result;
+}
+
+// A self-signed certificate for 127.0.0.1 made by openssl: `dir`/cert.pem and `dir`/key.pem.
+// False, with openssl's words on standard error, when it cannot be made.
+bool makeCertificate(const QString& dir);
 
 }  // namespace pelix::testing

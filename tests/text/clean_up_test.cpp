@@ -2,14 +2,8 @@
 #include "text/CleanUp.h"
 #include "text/SelfTest.h"
 
-#include <gtest/gtest.h>
-
-#include <QStringList>
-
-#include <functional>
 #include <random>
 #include <thread>
-#include <vector>
 
 using pelix::withoutActually;
 

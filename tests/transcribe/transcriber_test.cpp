@@ -6,11 +6,6 @@
 #include "transcribe/VideoTranscriber.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QTemporaryDir>
-#include <QThread>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {

@@ -1,21 +1,11 @@
 #include "transcribe/TranscriptModel.h"
 
-#include "core/Prefs.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
+#include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
-#include "memos/QStringPrinting.h"
-#include "service/Api.h"
 #include "speech/PocketSphinxEngine.h"
-#include "support/TestSupport.h"
 #include "transcribe/StableId.h"
 
-#include <QJsonArray>
-#include <QNetworkAccessManager>
 #include <QRegularExpression>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
@@ -23,7 +13,7 @@ namespace {
 using testing::waitUntil;
 
 // One model over a file, with the text a window would show kept by the model's signals.
-class TranscriptTest : public ::testing::Test {
+class TranscriptTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
     static void SetUpTestSuite() {
         folder_ = new QTemporaryDir;
@@ -33,16 +23,13 @@ protected:
                       {"The weather is nice today.", 1.0},
                       {"We can walk to the park after lunch.", 2.5}};
         talk_ = media.speech("talk.mp4", sentences_, 2.0);
-        silence_ = media.path("silence.m4a");
-        testing::runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-t", "4", "-i",
-                                    "anullsrc=r=16000:cl=mono", "-c:a", "aac", silence_});
+        silence_ = media.silence("silence.m4a", 4);
     }
     static void TearDownTestSuite() { delete folder_; }
 
     void SetUp() override {
         engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
                                                          QString()));
-        tokens.write("pelix_transcript_token");
     }
 
     std::unique_ptr<TranscriptModel> open(const QString& file) {
@@ -69,13 +56,6 @@ protected:
     static inline QString talk_;
     static inline QString silence_;
 
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
-    fakes::ManualClock clock;
-    QNetworkAccessManager network;
-    TokenStore tokens{home.dataDir()};
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
-    Api api{backend.base(), tokens, &network, &clock};
     SpeechEngines engines;
     Worker worker{nullptr};
     QString text;
@@ -113,13 +93,6 @@ TEST_F(TranscriptTest, TheLiveTextIsTheFinalTextAndTheStatusCountsItsWords) {
               QString("%1 words from 0:%2. Change anything you like, then save it.")
                   .arg(text.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts).size())
                   .arg(static_cast<int>(seconds), 2, 10, QChar('0')));
-}
-
-TEST_F(TranscriptTest, AFileWithoutSpeechEndsEmpty) {
-    auto model = open(silence_);
-    hear(*model);
-    EXPECT_EQ(text, "");
-    EXPECT_EQ(model->status(), "No speech in this one.");
 }
 
 TEST_F(TranscriptTest, ClosingStopsTheRun) {

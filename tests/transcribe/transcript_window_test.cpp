@@ -1,23 +1,15 @@
 #include "transcribe/TranscriptWindow.h"
 
-#include "core/Prefs.h"
 #include "core/Sentences.h"
-#include "fakes/LoopbackBackend.h"
-#include "fakes/ManualTime.h"
+#include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
-#include "service/Api.h"
 #include "speech/PocketSphinxEngine.h"
-#include "support/TestSupport.h"
 
 #include <QComboBox>
 #include <QLabel>
-#include <QNetworkAccessManager>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QTextCursor>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {
@@ -26,23 +18,14 @@ using testing::waitUntil;
 
 TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     QTemporaryDir folder;
-    const QString silence = folder.path() + "/quiet.m4a";
-    testing::runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-t", "3", "-i",
-                                "anullsrc=r=16000:cl=mono", "-c:a", "aac", silence});
-    testing::IsolatedHome home;
-    fakes::LoopbackBackend backend;
-    fakes::ManualClock clock;
-    QNetworkAccessManager network;
-    TokenStore tokens{home.dataDir()};
-    tokens.write("pelix_window_token");
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
-    Api api{backend.base(), tokens, &network, &clock};
+    const QString silence = testing::TestMedia(folder.path()).silence("quiet.m4a", 3);
+    fakes::BackendRig rig;
     SpeechEngines engines;
     engines.add(
         std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(), QString()));
 
     Worker worker(nullptr);
-    TranscriptWindow window(engines, worker, api, prefs, clock, silence);
+    TranscriptWindow window(engines, worker, rig.api, rig.prefs, rig.clock, silence);
     window.show();
     window.start();
     EXPECT_EQ(window.windowTitle(), "quiet.m4a — Transcript");
@@ -62,9 +45,9 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
     window.text()->setTextCursor(cursor);
     window.sortButton()->click();
-    ASSERT_TRUE(backend.waitFor("organize", 1));
+    ASSERT_TRUE(rig.backend.waitFor("organize", 1));
     ASSERT_TRUE(waitUntil([&] { return window.status()->text() == "In Pelix"; }));
-    EXPECT_EQ(backend.requests("organize").at(0).json.value("text").toString().size(), 12000);
+    EXPECT_EQ(rig.backend.requests("organize").at(0).json.value("text").toString().size(), 12000);
 
     window.saveButton()->click();
     ASSERT_TRUE(waitUntil([&] { return window.saveButton()->text() == "Save again"; }));

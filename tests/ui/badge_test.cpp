@@ -1,14 +1,12 @@
 // The badge: a click is a click, a drag moves it and is remembered, and it comes back on screen.
 #include "core/Prefs.h"
+#include "support/TestSupport.h"
 #include "ui/BadgeWindow.h"
-
-#include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QScreen>
-#include <QTemporaryDir>
 #include <QUrl>
 
 namespace pelix::ui {

@@ -1,7 +1,6 @@
 // The bundled font is the one drawn, whatever fonts the machine has.
 #include "ui/Theme.h"
-
-#include <gtest/gtest.h>
+#include "support/TestSupport.h"
 
 #include <QFontInfo>
 

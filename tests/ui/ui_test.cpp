@@ -1,7 +1,8 @@
 // The sounds made by the program.
+#include "platform/Overlay.h"
+#include "support/TestSupport.h"
+#include "ui/Hud.h"
 #include "ui/Sounds.h"
-
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 
@@ -28,6 +29,48 @@ TEST(Sounds, EachSoundIsShortFadesInAndOutAndNeverClips) {
         EXPECT_LT(peak, 32767);
     }
     EXPECT_NE(soundSamples(Sound::begin, 44100), soundSamples(Sound::end, 44100));
+}
+
+// An overlay that keeps what it was given.
+class FakeOverlay final : public platform::Overlay {
+public:
+    void show(const QImage& picture, int top) override {
+        pictures << picture;
+        tops << top;
+        on = true;
+    }
+    void hide() override { on = false; }
+    bool shown() const override { return on; }
+    QList<QImage> pictures;
+    QList<int> tops;
+    bool on = false;
+};
+
+// The status line shows the latest line for its time, counted anew from each line, then hides;
+// through an overlay it sends a drawn picture of the line instead of showing a window.
+TEST(Hud, TheLatestLineStaysForItsTimeThenHides) {
+    FakeOverlay overlay;
+    for (platform::Overlay* through :
+         {static_cast<platform::Overlay*>(nullptr), static_cast<platform::Overlay*>(&overlay)}) {
+        SCOPED_TRACE(through ? "overlay" : "window");
+        Hud hud;
+        hud.setOverlay(through);
+        EXPECT_EQ(hud.visibleLine(), "");
+        hud.show("Recording…");
+        hud.show("In Pelix");
+        EXPECT_EQ(hud.visibleLine(), "In Pelix");
+        testing::pause(Hud::kShowMs - 1000);
+        hud.show("Dropped that one.");
+        testing::pause(1500);
+        EXPECT_EQ(hud.visibleLine(), "Dropped that one.");
+        EXPECT_TRUE(testing::waitUntil([&] { return hud.visibleLine().isEmpty(); }, Hud::kShowMs));
+    }
+    ASSERT_EQ(overlay.pictures.size(), 3);
+    EXPECT_FALSE(overlay.on);
+    EXPECT_EQ(overlay.tops, (QList<int>{48, 48, 48}));
+    // Each line is drawn: a longer line makes a wider picture.
+    EXPECT_FALSE(overlay.pictures[2].isNull());
+    EXPECT_GT(overlay.pictures[2].width(), overlay.pictures[1].width());
 }
 
 }  // namespace

@@ -1,11 +1,8 @@
+#include "support/TestSupport.h"
 #include "web/SignIn.h"
 #include "web/WebRules.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QUrlQuery>
-
-#include <gtest/gtest.h>
 
 namespace pelix {
 namespace {

@@ -16,7 +16,6 @@
 #include "web/WebWindow.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QDropEvent>
 #include <QElapsedTimer>
 #include <QMimeData>
@@ -26,10 +25,7 @@
 #include <QTest>
 #include <QUrlQuery>
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <memory>
 
 namespace pelix {
 namespace {
@@ -332,9 +328,7 @@ int main(int argc, char** argv) {
         return true;
     };
     QDir().mkpath(dir + "/.pki/nssdb");
-    if (!tool("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
-                          "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
-                          dir + "/key.pem", "-out", dir + "/cert.pem"}) ||
+    if (!pelix::testing::makeCertificate(dir) ||
         !tool("certutil", {"-N", "-d", "sql:" + dir + "/.pki/nssdb", "--empty-password"}) ||
         !tool("certutil", {"-A", "-d", "sql:" + dir + "/.pki/nssdb", "-n", "pelix-test", "-t",
                            "CT,,", "-i", dir + "/cert.pem"})) {

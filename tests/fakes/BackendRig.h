@@ -1,0 +1,49 @@
+#pragma once
+
+// The loopback backend behind a signed-in service client, in a home of the test's own: where the
+// tests of everything that calls the backend start.
+#include "core/Prefs.h"
+#include "fakes/LoopbackBackend.h"
+#include "fakes/ManualTime.h"
+#include "service/Api.h"
+#include "service/TokenStore.h"
+#include "support/TestSupport.h"
+
+#include <QNetworkAccessManager>
+#include <QProcessEnvironment>
+
+namespace pelix::fakes {
+
+class BackendRig {
+public:
+    // Signed in with `token`; an empty one leaves the user signed out.
+    explicit BackendRig(const QString& token = "pelix_test") {
+        if (!token.isEmpty()) tokens.write(token);
+    }
+
+    // The environment that points a `pelix` process at the backend.
+    QProcessEnvironment backendEnv() const {
+        QProcessEnvironment env;
+        env.insert("PELIX_API_BASE", backend.base().toString());
+        return env;
+    }
+    // The bodies of the requests of `function`; with `action`, only those with that "action".
+    QList<QJsonObject> sent(const QString& function, const QString& action = {}) const {
+        QList<QJsonObject> bodies;
+        for (const Recorded& r : backend.requests(function)) {
+            if (action.isEmpty() || r.json.value("action") == action) bodies << r.json;
+        }
+        return bodies;
+    }
+    void signOut() { QFile::remove(tokens.file("token")); }
+
+    testing::IsolatedHome home;
+    LoopbackBackend backend;
+    QNetworkAccessManager network;
+    ManualClock clock;
+    TokenStore tokens{home.dataDir()};
+    Prefs prefs{home.configDir() + "/Pelix.conf"};
+    Api api{backend.base(), tokens, &network, &clock};
+};
+
+}  // namespace pelix::fakes

@@ -1,0 +1,131 @@
+#pragma once
+
+// The test desktop session (Xvfb, D-Bus, PulseAudio from scripts/with-desktop): a check that it is
+// there, a running `pelix` in it, the typing target window and keys pressed as a user's, through
+// XTest.
+#include "support/TargetWindow.h"
+#include "support/TestSupport.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+
+#include <gtest/gtest.h>
+
+// X headers last: their macros (None, Status, Bool) clash with the names of the others.
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+namespace pelix::testing {
+
+// Fails the test (with the reason) when the session lacks a display, a sound server (when
+// `sound`) or the program under test.
+inline ::testing::AssertionResult desktopPresent(bool sound = true) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        return ::testing::AssertionFailure()
+               << "No X display: run the tests inside scripts/with-desktop.";
+    }
+    if (qEnvironmentVariableIsEmpty("PELIX_BIN")) {
+        return ::testing::AssertionFailure() << "PELIX_BIN is not set: run the tests by ctest.";
+    }
+    QProcess pactl;
+    pactl.start("pactl", {"info"});
+    if (sound && (!pactl.waitForFinished(5000) || pactl.exitCode() != 0)) {
+        return ::testing::AssertionFailure()
+               << "No PulseAudio server answers (pactl info): run the tests inside "
+                  "scripts/with-desktop.";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Plays a recording into the session's virtual microphone, which hears only its own sink.
+inline void playIntoMicrophone(const QString& wav) {
+    QProcess::startDetached("paplay", {"-d", "vsink", wav});
+}
+
+// `pelix` running in the session with `extra` added to the environment; its standard error is
+// kept as it comes.
+class PelixProcess {
+public:
+    explicit PelixProcess(const QProcessEnvironment& extra = {}, const QStringList& args = {}) {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(extra);
+        process_.setProcessEnvironment(env);
+        QObject::connect(&process_, &QProcess::readyReadStandardError,
+                         [this] { err_ += process_.readAllStandardError(); });
+        process_.start(qEnvironmentVariable("PELIX_BIN"), args);
+    }
+    ~PelixProcess() {
+        process_.terminate();
+        if (!process_.waitForFinished(3000)) process_.kill();
+        process_.waitForFinished(1000);
+    }
+    // Waits until standard error holds `text`.
+    bool saw(const QByteArray& text, int timeoutMs = 10000) {
+        return waitUntil([&] { return err_.contains(text); }, timeoutMs);
+    }
+    int count(const QByteArray& text) const { return static_cast<int>(err_.count(text)); }
+    const QByteArray& err() const { return err_; }
+    qint64 pid() const { return process_.processId(); }
+
+private:
+    QProcess process_;
+    QByteArray err_;
+};
+
+// The user's hands on the keyboard and mouse, through XTest.
+class Keyboard {
+public:
+    Keyboard() : display_(XOpenDisplay(nullptr)) {}
+    ~Keyboard() {
+        if (display_) XCloseDisplay(display_);
+    }
+    Keyboard(const Keyboard&) = delete;
+    Keyboard& operator=(const Keyboard&) = delete;
+
+    bool ok() const { return display_ != nullptr; }
+    void key(KeySym keysym, bool down) {
+        XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, keysym), down, CurrentTime);
+        XSync(display_, False);
+    }
+    // Down and up at once.
+    void press(KeySym keysym) {
+        key(keysym, true);
+        key(keysym, false);
+    }
+    // A quick tap; the event loop keeps running meanwhile.
+    void tap(KeySym keysym) {
+        key(keysym, true);
+        pause(60);
+        key(keysym, false);
+    }
+    void click() {
+        XTestFakeButtonEvent(display_, 1, True, CurrentTime);
+        XTestFakeButtonEvent(display_, 1, False, CurrentTime);
+        XSync(display_, False);
+    }
+    bool isDown(KeySym keysym) {
+        char keys[32];
+        XQueryKeymap(display_, keys);
+        const KeyCode code = XKeysymToKeycode(display_, keysym);
+        return keys[code / 8] & (1 << (code % 8));
+    }
+    // The key code that carries `keysym` now, 0 for none; asks the server afresh.
+    int codeOf(KeySym keysym) {
+        int min = 0, max = 0, per = 0;
+        XDisplayKeycodes(display_, &min, &max);
+        KeySym* syms = XGetKeyboardMapping(display_, KeyCode(min), max - min + 1, &per);
+        int found = 0;
+        for (int i = 0; syms && i < (max - min + 1) * per && !found; ++i) {
+            if (syms[i] == keysym) found = min + i / per;
+        }
+        if (syms) XFree(syms);
+        return found;
+    }
+
+private:
+    Display* display_;
+};
+
+}  // namespace pelix::testing
