@@ -138,7 +138,7 @@ inline void typeText(benchmark::State& state, platform::Typist& typist,
     for (auto _ : state) {
         window.clear();
         const qint64 start = window.elapsed();
-        Insert::type(typist, text);
+        dictation::Insert::type(typist, text);
         if (!window.waitForText(text, 60000)) {
             state.SkipWithError("the window did not receive the text");
             return;

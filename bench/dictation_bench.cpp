@@ -48,7 +48,7 @@ TargetWindow& target() {
 
 void typeText(benchmark::State& state, const QString& text) {
     QTemporaryDir dir;
-    pelix::SystemClock clock;
+    pelix::core::SystemClock clock;
     const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
     pelix::bench::typeText(state, desktop->typist(), target(), text);
 }
@@ -112,14 +112,15 @@ void BM_DictationLatency(benchmark::State& state) {
         return;
     }
     TargetWindow& window = target();
-    pelix::SpeechEngines engines = pelix::SpeechEngines::standard();
-    pelix::EngineRecognizer recognizer([&] { return pelix::dictationEngine(engines); });
-    pelix::SystemClock clock;
+    pelix::speech::SpeechEngines engines = pelix::speech::SpeechEngines::standard();
+    pelix::dictation::EngineRecognizer recognizer(
+        [&] { return pelix::app::dictationEngine(engines); });
+    pelix::core::SystemClock clock;
     const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
     TimedMicrophone microphone(window, desktop->microphone());
     pelix::platform::Typist& typist = desktop->typist();
-    pelix::QtTimers timers;
-    pelix::LiveDictation live(recognizer, microphone, typist, timers);
+    pelix::core::QtTimers timers;
+    pelix::dictation::LiveDictation live(recognizer, microphone, typist, timers);
 
     std::vector<double> first, final;
     for (auto _ : state) {
@@ -197,34 +198,36 @@ void BM_FinishingPass(benchmark::State& state) {
     }
     pelix::fakes::FakeTranscriptionServer server;
     server.answer(corrected, pelix::fakes::Shape::segmentTokens, delayMs);
-    pelix::Prefs prefs(dir.filePath("Pelix.conf"));
+    pelix::core::Prefs prefs(dir.filePath("Pelix.conf"));
     prefs.setValue("speech.server", server.base());
-    pelix::TranscriptionServerEngine onServer(prefs, pelix::SpeechKeyStore(dir.path()));
+    pelix::speech::TranscriptionServerEngine onServer(prefs,
+                                                      pelix::speech::SpeechKeyStore(dir.path()));
 
     TargetWindow& window = target();
-    pelix::SpeechEngines engines =
-        pelix::SpeechEngines::standard(pelix::SpeechEngines::Kind::local);
-    pelix::EngineRecognizer recognizer([&] { return pelix::dictationEngine(engines); });
+    pelix::speech::SpeechEngines engines =
+        pelix::speech::SpeechEngines::standard(pelix::speech::SpeechEngines::Kind::local);
+    pelix::dictation::EngineRecognizer recognizer(
+        [&] { return pelix::app::dictationEngine(engines); });
     QObject home;
-    pelix::Worker serverWork(&home, 1);
+    pelix::core::Worker serverWork(&home, 1);
     const TargetWindow& stopwatch = window;
     double answered = -1;  // when the server's text reached the main thread
-    pelix::FinishingRecognizer finishing(
+    pelix::dictation::FinishingRecognizer finishing(
         recognizer, [] { return true; },
-        [&](const QByteArray& sound, pelix::FinishingRecognizer::Heard done) {
+        [&](const QByteArray& sound, pelix::dictation::FinishingRecognizer::Heard done) {
             auto session = onServer.start("en-US", {}, {});
-            return pelix::hearInBackground(
+            return pelix::speech::hearInBackground(
                 serverWork, std::move(*session), sound,
                 [&, done = std::move(done)](pelix::Result<QString> text) {
                     answered = stopwatch.elapsed();
                     done(std::move(text));
                 });
         });
-    pelix::SystemClock clock;
+    pelix::core::SystemClock clock;
     const auto desktop = pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
     RecordingMicrophone microphone;
-    pelix::QtTimers timers;
-    pelix::LiveDictation live(finishing, microphone, desktop->typist(), timers);
+    pelix::core::QtTimers timers;
+    pelix::dictation::LiveDictation live(finishing, microphone, desktop->typist(), timers);
 
     std::vector<double> ours, total, pass, typing;
     for (auto _ : state) {

@@ -12,22 +12,22 @@ namespace {
 // About 30,000 words is three hours of speech.
 constexpr int kThreeHours = 30000;
 
-void deriveAll(benchmark::State& state, pelix::CaptionLanguage language) {
-    pelix::EditProject project = pelix::sampleProject(int(state.range(0)), 5, 42);
+void deriveAll(benchmark::State& state, pelix::editor::CaptionLanguage language) {
+    pelix::editor::EditProject project = pelix::editor::sampleProject(int(state.range(0)), 5, 42);
     project.settings.captionLanguage = language;
-    if (language != pelix::CaptionLanguage::original) {
+    if (language != pelix::editor::CaptionLanguage::original) {
         // Every other line translated, as while a translation pass is still under way.
         int n = 0;
-        for (const auto& [id, text] : pelix::untranslated(project)) {
-            if (n++ % 2 == 0) project.translations[pelix::id(language)][id] = text;
+        for (const auto& [id, text] : pelix::editor::untranslated(project)) {
+            if (n++ % 2 == 0) project.translations[pelix::editor::id(language)][id] = text;
         }
     }
     for (auto _ : state) {
-        const auto lines = pelix::lines(project.clips);
-        const pelix::Timeline timeline(pelix::segments(project, lines));
-        const auto cues = pelix::captions(project, timeline, lines);
-        const auto factors = pelix::zooms(project, timeline);
-        const auto pops = pelix::popUps(project, timeline, lines);
+        const auto lines = pelix::editor::lines(project.clips);
+        const pelix::editor::Timeline timeline(pelix::editor::segments(project, lines));
+        const auto cues = pelix::editor::captions(project, timeline, lines);
+        const auto factors = pelix::editor::zooms(project, timeline);
+        const auto pops = pelix::editor::popUps(project, timeline, lines);
         benchmark::DoNotOptimize(cues.data());
         benchmark::DoNotOptimize(factors.data());
         benchmark::DoNotOptimize(pops.data());
@@ -37,36 +37,37 @@ void deriveAll(benchmark::State& state, pelix::CaptionLanguage language) {
 }
 
 void BM_EditorDerived(benchmark::State& state) {
-    deriveAll(state, pelix::CaptionLanguage::original);
+    deriveAll(state, pelix::editor::CaptionLanguage::original);
 }
 void BM_EditorDerivedHalfTranslated(benchmark::State& state) {
-    deriveAll(state, pelix::CaptionLanguage::fr);
+    deriveAll(state, pelix::editor::CaptionLanguage::fr);
 }
 
 // Each step alone, to see which one grows faster than the words.
 void BM_EditorStep(benchmark::State& state) {
-    const pelix::EditProject project = pelix::sampleProject(int(state.range(0)), 5, 42);
-    const auto lines = pelix::lines(project.clips);
-    const pelix::Timeline timeline(pelix::segments(project, lines));
+    const pelix::editor::EditProject project =
+        pelix::editor::sampleProject(int(state.range(0)), 5, 42);
+    const auto lines = pelix::editor::lines(project.clips);
+    const pelix::editor::Timeline timeline(pelix::editor::segments(project, lines));
     for (auto _ : state) {
         switch (state.range(1)) {
             case 0:
-                benchmark::DoNotOptimize(pelix::lines(project.clips).data());
+                benchmark::DoNotOptimize(pelix::editor::lines(project.clips).data());
                 break;
             case 1:
-                benchmark::DoNotOptimize(pelix::segments(project, lines).data());
+                benchmark::DoNotOptimize(pelix::editor::segments(project, lines).data());
                 break;
             case 2:
-                benchmark::DoNotOptimize(pelix::Timeline(timeline.segments()).total());
+                benchmark::DoNotOptimize(pelix::editor::Timeline(timeline.segments()).total());
                 break;
             case 3:
-                benchmark::DoNotOptimize(pelix::captions(project, timeline, lines).data());
+                benchmark::DoNotOptimize(pelix::editor::captions(project, timeline, lines).data());
                 break;
             case 4:
-                benchmark::DoNotOptimize(pelix::zooms(project, timeline).data());
+                benchmark::DoNotOptimize(pelix::editor::zooms(project, timeline).data());
                 break;
             case 5:
-                benchmark::DoNotOptimize(pelix::popUps(project, timeline, lines).data());
+                benchmark::DoNotOptimize(pelix::editor::popUps(project, timeline, lines).data());
                 break;
         }
     }

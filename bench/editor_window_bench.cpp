@@ -56,15 +56,15 @@ void spinUntil(F done, int limit = 10000) {
 void BM_EditorWindowClick(benchmark::State& state) {
     QTemporaryDir dir;
     qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
-    pelix::QtTimers timers;
+    pelix::core::QtTimers timers;
     const auto renderer = pelix::render::makeRenderer();
     const double before = residentBytes();
     double opened = 0;
     {
-        pelix::EditorModel model(timers, nullptr);
-        pelix::EditorWindow window(
-            model, pelix::EditorTools{renderer.get(), nullptr, nullptr, dir.path(), {}});
-        model.open(pelix::sampleProject(kThreeHours, 5, 42));
+        pelix::studio::EditorModel model(timers, nullptr);
+        pelix::studio::EditorWindow window(
+            model, pelix::studio::EditorTools{renderer.get(), nullptr, nullptr, dir.path(), {}});
+        model.open(pelix::editor::sampleProject(kThreeHours, 5, 42));
         window.show();
         spinUntil([] { return false; }, 1000);  // laid out, painted, the event loop settled
         opened = residentBytes();
@@ -93,7 +93,7 @@ void BM_EditorWindowClick(benchmark::State& state) {
 // `gop` pictures, and a project of lines of eight words over it.
 struct Minute {
     QTemporaryDir folder;
-    pelix::EditProject project;
+    pelix::editor::EditProject project;
 
     explicit Minute(int gop) {
         const QString file = folder.filePath("minute.mp4");
@@ -101,7 +101,7 @@ struct Minute {
             "ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=30",
                        "-t", "60", "-c:v", "libx264", "-preset", "veryfast", "-g",
                        QString::number(gop), "-pix_fmt", "yuv420p", file});
-        pelix::SourceClip clip;
+        pelix::editor::SourceClip clip;
         clip.id = QUuid::createUuid();
         clip.path = file;
         clip.duration = 60;
@@ -132,14 +132,14 @@ void BM_EditorPreviewChange(benchmark::State& state) {
     const Minute& minute = *slot;
     QTemporaryDir dir;
     qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
-    pelix::QtTimers timers;
+    pelix::core::QtTimers timers;
     const auto renderer = pelix::render::makeRenderer();
-    pelix::EditorModel model(timers, nullptr);
-    pelix::EditorWindow window(
-        model, pelix::EditorTools{renderer.get(), nullptr, nullptr, dir.path(), {}});
+    pelix::studio::EditorModel model(timers, nullptr);
+    pelix::studio::EditorWindow window(
+        model, pelix::studio::EditorTools{renderer.get(), nullptr, nullptr, dir.path(), {}});
     model.open(minute.project);
     window.show();
-    pelix::PreviewPlayer& player = window.preview()->player();
+    pelix::studio::PreviewPlayer& player = window.preview()->player();
     const auto caughtUp = [&] {
         return player.shownGeneration() == player.generation() && !player.picture().isNull();
     };

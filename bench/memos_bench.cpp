@@ -44,7 +44,7 @@ void PlainTextOfNotes(benchmark::State& state) {
     }
     for (auto _ : state) {
         for (const QString& html : notes) {
-            benchmark::DoNotOptimize(pelix::NotesImport::plainText(html));
+            benchmark::DoNotOptimize(pelix::notes::NotesImport::plainText(html));
         }
     }
     state.SetBytesProcessed(state.iterations() * bytes);
@@ -96,7 +96,7 @@ private:
 void ListTenThousandMemos(benchmark::State& state) {
     const Library library;
     for (auto _ : state) {
-        const auto memos = pelix::VoiceMemoLibrary::memos(library.path());
+        const auto memos = pelix::memos::VoiceMemoLibrary::memos(library.path());
         if (!memos || memos->size() != 10000) state.SkipWithError("the listing is incomplete");
         benchmark::DoNotOptimize(memos);
     }

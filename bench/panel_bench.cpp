@@ -21,8 +21,8 @@
 
 namespace {
 
-using pelix::relay::PanelModel;
-using pelix::relay::PanelWindow;
+using pelix::panel::PanelModel;
+using pelix::panel::PanelWindow;
 
 // Counts the panel's paint events.
 class Painted final : public QObject {
@@ -36,9 +36,9 @@ public:
 
 struct Panel {
     explicit Panel(int extraBubbles)
-        : api(QUrl("http://127.0.0.1:9"), pelix::TokenStore(dir.path()), &network, &clock),
+        : api(QUrl("http://127.0.0.1:9"), pelix::service::TokenStore(dir.path()), &network, &clock),
           model(api, clock) {
-        pelix::relay::showSample(model);
+        pelix::panel::showSample(model);
         for (int i = 0; i < extraBubbles; ++i) {
             model.addBubble(QStringLiteral("Bubble %1 of a long conversation, long enough to wrap "
                                            "onto a second line in the panel.")
@@ -66,8 +66,8 @@ struct Panel {
 
     QTemporaryDir dir;
     QNetworkAccessManager network;
-    pelix::SystemClock clock;
-    pelix::Api api;
+    pelix::core::SystemClock clock;
+    pelix::service::Api api;
     PanelModel model;
     Painted painted;
     std::unique_ptr<PanelWindow> window;

@@ -152,26 +152,26 @@ void BM_RelayBannerEndToReturn(benchmark::State& state) {
         return fakes::Reply::json({{"prompt", held.takeFirst()}});
     });
 
-    SystemClock clock;
+    core::SystemClock clock;
     const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = home.path()});
     TimedApps apps(desktop->apps());
     TimedAccessibility accessibility(desktop->accessibility());
     TimedTypist typist(desktop->typist());
-    QtTimers timers;
-    Prefs prefs(home.filePath("Pelix.conf"));
-    TokenStore tokens(paths::dataDir());
+    core::QtTimers timers;
+    core::Prefs prefs(home.filePath("Pelix.conf"));
+    service::TokenStore tokens(core::paths::dataDir());
     tokens.write("pelix_bench");
     QNetworkAccessManager network;
-    Api api(server.base(), tokens, &network, &clock);
-    RelayBanner banner(timers);
-    RelayTimings timings;
+    service::Api api(server.base(), tokens, &network, &clock);
+    relay::RelayBanner banner(timers);
+    relay::RelayTimings timings;
     timings.countdown = 1;  // not part of the figure
-    Relay relay(RelayParts{
+    relay::Relay relay(relay::RelayParts{
         .clock = clock,
         .timers = timers,
         .prefs = prefs,
         .tokens = tokens,
-        .windowKeys = WindowKeyStore(paths::dataDir()),
+        .windowKeys = service::WindowKeyStore(core::paths::dataDir()),
         .api = api,
         .apps = apps,
         .accessibility = accessibility,
@@ -183,12 +183,12 @@ void BM_RelayBannerEndToReturn(benchmark::State& state) {
         .timings = timings,
     });
     double bannerEnd = -1;
-    QObject::connect(&banner, &RelayBanner::changed, [&] {
+    QObject::connect(&banner, &relay::RelayBanner::changed, [&] {
         if (!banner.visible()) bannerEnd = now();
     });
     int finished = 0;
     QString result;
-    QObject::connect(&relay, &Relay::finished, [&](const QString&, const QString& r) {
+    QObject::connect(&relay, &relay::Relay::finished, [&](const QString&, const QString& r) {
         ++finished;
         result = r;
     });

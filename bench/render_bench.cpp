@@ -72,9 +72,10 @@ struct Media {
 
         // Sentences of eight words, 0.45 s a word, a second apart; every sixth cut, every
         // fourth with a pop-up.
-        pelix::EditProject edit = pelix::newProject(QDateTime::currentDateTimeUtc());
+        pelix::editor::EditProject edit =
+            pelix::editor::newProject(QDateTime::currentDateTimeUtc());
         edit.name = "Bench";
-        pelix::SourceClip clip;
+        pelix::editor::SourceClip clip;
         clip.id = QUuid::createUuid();
         clip.path = source;
         clip.duration = 100;
@@ -91,7 +92,7 @@ struct Media {
         edit.clips = {clip};
         edit.hook = "Three things I learned this week";
         edit.settings.progressBar = true;
-        const QString prefix = pelix::upperUuid(clip.id).left(8) + ":";
+        const QString prefix = pelix::editor::upperUuid(clip.id).left(8) + ":";
         for (int line = 0; line < 21; ++line) {
             const QString id = prefix + QString::number(line);
             if (line % 6 == 5) edit.cut.insert(id);
@@ -106,7 +107,7 @@ struct Media {
         project = folder.filePath("bench.json");
         QFile file(project);
         if (!file.open(QIODevice::WriteOnly)) throw std::runtime_error("cannot write the project");
-        file.write(QJsonDocument(pelix::toJson(edit)).toJson());
+        file.write(QJsonDocument(pelix::editor::toJson(edit)).toJson());
     }
 };
 

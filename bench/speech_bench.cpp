@@ -60,7 +60,7 @@ void PelixTranscribe(benchmark::State& state) {
 }
 
 void BareEngine(benchmark::State& state) {
-    const QString models = pelix::PocketSphinxEngine::systemModelFolder() + "/en-us";
+    const QString models = pelix::speech::PocketSphinxEngine::systemModelFolder() + "/en-us";
     report(
         state,
         {"pocketsphinx_continuous", "-infile", recording().wav, "-hmm", models + "/en-us", "-lm",

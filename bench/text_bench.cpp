@@ -42,13 +42,13 @@ void BM_PlainCaseInsensitiveScan(benchmark::State& state) {
 
 void BM_CleanUpWithoutTheWord(benchmark::State& state) {
     const QString text = transcript(0);
-    for (auto _ : state) benchmark::DoNotOptimize(pelix::withoutActually(text));
+    for (auto _ : state) benchmark::DoNotOptimize(pelix::text::withoutActually(text));
     setBytes(state, text);
 }
 
 void BM_CleanUpOnePerHundredWords(benchmark::State& state) {
     const QString text = transcript(100);
-    for (auto _ : state) benchmark::DoNotOptimize(pelix::withoutActually(text));
+    for (auto _ : state) benchmark::DoNotOptimize(pelix::text::withoutActually(text));
     setBytes(state, text);
 }
 

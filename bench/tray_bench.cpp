@@ -12,12 +12,13 @@
 namespace {
 
 void tapGesture(benchmark::State& state) {
-    pelix::TapGesture tap;
+    pelix::app::TapGesture tap;
     double now = 0;
     for (auto _ : state) {
         now += 0.1;
-        benchmark::DoNotOptimize(tap.modifiers(pelix::Mods{pelix::Mods::kAlt}, now));
-        benchmark::DoNotOptimize(tap.modifiers(pelix::Mods{0}, now + 0.05));
+        benchmark::DoNotOptimize(
+            tap.modifiers(pelix::platform::Mods{pelix::platform::Mods::kAlt}, now));
+        benchmark::DoNotOptimize(tap.modifiers(pelix::platform::Mods{0}, now + 0.05));
     }
     state.SetItemsProcessed(state.iterations() * 2);
 }
@@ -35,7 +36,7 @@ void braindumpBodyOfLongestRecording(benchmark::State& state) {
     file.close();
     const QJsonObject context{{"input", "voice"}, {"duration_s", 300}};
     for (auto _ : state) {
-        auto body = pelix::braindumpBody(path, context);
+        auto body = pelix::braindump::braindumpBody(path, context);
         benchmark::DoNotOptimize(body);
     }
     state.SetBytesProcessed(state.iterations() * bytes.size());

@@ -45,7 +45,7 @@ void typeText(benchmark::State& state, const QString& text) {
         return;
     }
     QTemporaryDir dir;
-    pelix::SystemClock clock;
+    pelix::core::SystemClock clock;
     const auto desktop = pelix::platform::makeDesktop({.clock = clock,
                                                        .cacheDir = dir.path(),
                                                        .session = "wayland",
@@ -101,7 +101,7 @@ struct PipeKeyboard {
 
 void BM_EvdevKeyToGesture(benchmark::State& state) {
     PipeKeyboard keyboard;
-    pelix::SystemClock clock;
+    pelix::core::SystemClock clock;
     const auto desktop = pelix::platform::makeDesktop({.clock = clock,
                                                        .cacheDir = keyboard.dir.path(),
                                                        .session = "wayland",

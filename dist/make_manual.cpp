@@ -13,12 +13,13 @@ int main(int argc, char** argv) {
         return 2;
     }
     using namespace pelix;
-    const QString page = usage::manualPage(usage::pelix(), {
-                                                               .version = argv[2],
-                                                               .date = argv[3],
-                                                               .extraTitle = "Editor commands",
-                                                               .extraText = editUsage(),
-                                                           });
+    const QString page =
+        app::usage::manualPage(app::usage::pelix(), {
+                                                        .version = argv[2],
+                                                        .date = argv[3],
+                                                        .extraTitle = "Editor commands",
+                                                        .extraText = studio::editUsage(),
+                                                    });
     QSaveFile file(QString::fromLocal8Bit(argv[1]));
     const QByteArray bytes = page.toUtf8();
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||

@@ -8,27 +8,27 @@
 #include <QCoreApplication>
 #include <QLocale>
 
-namespace pelix {
+namespace pelix::app {
 
-std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines) {
+std::optional<speech::SpeechEngines::Choice> dictationEngine(const speech::SpeechEngines& engines) {
     if (auto mine = engines.forDictation(QLocale::system().name())) return mine;
     return engines.forDictation(QStringLiteral("en-US"));
 }
 
-bool dictationReady(const SpeechEngines& engines) {
+bool dictationReady(const speech::SpeechEngines& engines) {
     const auto choice = dictationEngine(engines);
     return choice && choice->engine->installed(choice->locale);
 }
 
-AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
+AppDictation::AppDictation(core::Timers& timers, Shell& shell, platform::Microphone& microphone,
                            platform::Typist& typist, platform::Clipboard& clipboard)
     : shell_(shell),
-      engines_(SpeechEngines::standard(SpeechEngines::Kind::local)),
-      server_(Prefs(), SpeechKeyStore(paths::dataDir())),
+      engines_(speech::SpeechEngines::standard(speech::SpeechEngines::Kind::local)),
+      server_(core::Prefs(), speech::SpeechKeyStore(core::paths::dataDir())),
       recognizer_([this] { return dictationEngine(engines_); }),
       finishing_(
           recognizer_, [this] { return server_.settings().has_value(); },
-          [this](const QByteArray& pcm, FinishingRecognizer::Heard done) {
+          [this](const QByteArray& pcm, dictation::FinishingRecognizer::Heard done) {
               return finishOnServer(pcm, std::move(done));
           }),
       typist_(typist),
@@ -41,11 +41,11 @@ AppDictation::AppDictation(Timers& timers, Shell& shell, platform::Microphone& m
 AppDictation::~AppDictation() = default;
 
 std::function<void()> AppDictation::finishOnServer(const QByteArray& pcm,
-                                                   FinishingRecognizer::Heard done) {
+                                                   dictation::FinishingRecognizer::Heard done) {
     // The user's language when the server knows it, else the one heard here.
     QString locale = QLocale::system().name();
     if (!server_.supportedLocale(locale)) {
-        const std::optional<SpeechEngines::Choice> local = dictationEngine(engines_);
+        const std::optional<speech::SpeechEngines::Choice> local = dictationEngine(engines_);
         locale = local ? local->locale : QStringLiteral("en-US");
     }
     auto session = server_.start(locale, {}, {});
@@ -53,12 +53,12 @@ std::function<void()> AppDictation::finishOnServer(const QByteArray& pcm,
         done(std::unexpected(session.error()));
         return [] {};
     }
-    return hearInBackground(serverWork_, std::move(*session), pcm, std::move(done));
+    return speech::hearInBackground(serverWork_, std::move(*session), pcm, std::move(done));
 }
 
 Status AppDictation::start(bool typeIntoApp) {
     const std::optional<platform::FrontWindow> target =
-        Insert::target(typist_, QCoreApplication::applicationName());
+        dictation::Insert::target(typist_, QCoreApplication::applicationName());
     typing_ = typeIntoApp && target.has_value();
     toClipboard_ = typeIntoApp && !typist_.canType();
     if (typing_) {
@@ -70,20 +70,20 @@ Status AppDictation::start(bool typeIntoApp) {
     }
     Status started = live_.start(typing_);
     if (started) {
-        logLine("dictation",
-                typing_ ? "typing into " + target->appId : QStringLiteral("listening"));
+        core::logLine("dictation",
+                      typing_ ? "typing into " + target->appId : QStringLiteral("listening"));
     } else if (const auto choice = dictationEngine(engines_);
                choice && !choice->engine->installed(choice->locale)) {
-        logLine("dictation", choice->engine->installHint(choice->locale));
+        core::logLine("dictation", choice->engine->installHint(choice->locale));
     } else {
-        logLine("dictation", started.error().message);
+        core::logLine("dictation", started.error().message);
     }
     return started;
 }
 
 void AppDictation::finish() {
     live_.stop([this](const QString& text) {
-        logLine("dictation", QStringLiteral("done (%1 characters)").arg(text.size()));
+        core::logLine("dictation", QStringLiteral("done (%1 characters)").arg(text.size()));
         if (toClipboard_ && !text.trimmed().isEmpty()) {
             clipboard_.setText(text);
             shell_.show(core::sentences::kOnClipboard);
@@ -95,4 +95,4 @@ void AppDictation::cancel() {
     live_.cancel(true);
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

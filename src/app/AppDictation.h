@@ -14,13 +14,13 @@
 
 #include <optional>
 
-namespace pelix {
+namespace pelix::app {
 
 // The engine for dictating: the one for the user's language, else the one for en-US.
-std::optional<SpeechEngines::Choice> dictationEngine(const SpeechEngines& engines);
+std::optional<speech::SpeechEngines::Choice> dictationEngine(const speech::SpeechEngines& engines);
 
 // Whether speech can be recognised for dictating (a model of the engine is installed).
-bool dictationReady(const SpeechEngines& engines);
+bool dictationReady(const speech::SpeechEngines& engines);
 
 // Live dictation as the tray application drives it: the window in front when it starts is the
 // one typed into (none when it is Pelix's own, and then the text is shown instead), and speech
@@ -29,7 +29,7 @@ bool dictationReady(const SpeechEngines& engines);
 // transcription server set, the server's text of the whole hold is the final one.
 class AppDictation final : public Dictation {
 public:
-    AppDictation(Timers& timers, Shell& shell, platform::Microphone& microphone,
+    AppDictation(core::Timers& timers, Shell& shell, platform::Microphone& microphone,
                  platform::Typist& typist, platform::Clipboard& clipboard);
     ~AppDictation() override;
 
@@ -38,19 +38,20 @@ public:
     void cancel() override;
 
 private:
-    std::function<void()> finishOnServer(const QByteArray& pcm, FinishingRecognizer::Heard done);
+    std::function<void()> finishOnServer(const QByteArray& pcm,
+                                         dictation::FinishingRecognizer::Heard done);
 
     Shell& shell_;
-    SpeechEngines engines_;
-    TranscriptionServerEngine server_;
-    EngineRecognizer recognizer_;
-    FinishingRecognizer finishing_;
+    speech::SpeechEngines engines_;
+    speech::TranscriptionServerEngine server_;
+    dictation::EngineRecognizer recognizer_;
+    dictation::FinishingRecognizer finishing_;
     platform::Typist& typist_;
     platform::Clipboard& clipboard_;
-    LiveDictation live_;
-    Worker serverWork_;  // the server's hearing of a whole hold, handed back to `live_`
+    dictation::LiveDictation live_;
+    core::Worker serverWork_;  // the server's hearing of a whole hold, handed back to `live_`
     bool typing_ = false;
     bool toClipboard_ = false;  // wanted typing where there is none
 };
 
-}  // namespace pelix
+}  // namespace pelix::app

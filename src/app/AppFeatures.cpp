@@ -20,7 +20,7 @@
 
 #include <algorithm>
 
-namespace pelix {
+namespace pelix::app {
 
 AppFeatures::AppFeatures(FeatureParts parts, QObject* parent)
     : QObject(parent), parts_(std::move(parts)), worker_(this) {}
@@ -38,7 +38,7 @@ bool AppFeatures::voiceMemosOn() const {
 }
 
 bool AppFeatures::recordingsReadable() const {
-    return VoiceMemoLibrary::canRead(VoiceMemoLibrary::folder(parts_.prefs));
+    return memos::VoiceMemoLibrary::canRead(memos::VoiceMemoLibrary::folder(parts_.prefs));
 }
 
 void AppFeatures::toggleVoiceMemos() {
@@ -52,12 +52,12 @@ void AppFeatures::setVoiceMemos(bool on) {
     } else {
         // A memo already under way finishes; no new look starts.
         parts_.watcher.stop();
-        logLine("voice memos", "stopped");
+        core::logLine("voice memos", "stopped");
     }
 }
 
 void AppFeatures::allowRecordings() {
-    const QString now = VoiceMemoLibrary::folder(parts_.prefs);
+    const QString now = memos::VoiceMemoLibrary::folder(parts_.prefs);
     const QString start = QFileInfo(now).isDir() ? now : QDir::homePath();
     QPointer<AppFeatures> self(this);
     parts_.shell.chooseFolder(core::sentences::kChooseTheRecordingsFolder, start,
@@ -67,8 +67,8 @@ void AppFeatures::allowRecordings() {
 }
 
 void AppFeatures::setFolder(const QString& folder) {
-    VoiceMemoLibrary::setFolder(parts_.prefs, folder);
-    if (VoiceMemoLibrary::canRead(folder)) {
+    memos::VoiceMemoLibrary::setFolder(parts_.prefs, folder);
+    if (memos::VoiceMemoLibrary::canRead(folder)) {
         parts_.shell.show(core::sentences::readsRecordingsFrom(folder));
     } else {
         parts_.shell.show(core::sentences::kLetPelixRead);
@@ -79,7 +79,7 @@ void AppFeatures::setFolder(const QString& folder) {
 void AppFeatures::chooseMemos() {
     if (!chooser_) {
         QPointer<AppFeatures> self(this);
-        chooser_ = std::make_unique<MemoChooserWindow>(MemoChooserWindow::Parts{
+        chooser_ = std::make_unique<memos::MemoChooserWindow>(memos::MemoChooserWindow::Parts{
             .prefs = parts_.prefs,
             .timers = parts_.timers,
             .send = parts_.sender.sendFunction(),
@@ -93,7 +93,7 @@ void AppFeatures::chooseMemos() {
                     if (self) self->parts_.shell.play(ui::Sound::done);
                 },
         });
-        connect(chooser_.get(), &MemoChooserWindow::chooseFolder, this,
+        connect(chooser_.get(), &memos::MemoChooserWindow::chooseFolder, this,
                 &AppFeatures::allowRecordings);
     }
     if (!chooser_->isVisible()) chooser_->model().load();
@@ -105,15 +105,15 @@ void AppFeatures::chooseMemos() {
 void AppFeatures::sendDropped(const QStringList& files) {
     QStringList sounds;
     for (const QString& file : files) {
-        if (Drops::isAudioName(QFileInfo(file).fileName())) sounds << file;
+        if (memos::drops::isAudioName(QFileInfo(file).fileName())) sounds << file;
     }
     if (sounds.isEmpty()) return;
     if (!dropped_) {
-        dropped_ = std::make_unique<Drops::Sender>(parts_.sender.sendFunction());
-        connect(dropped_.get(), &Drops::Sender::show, this,
-                [this](const QString& text, Drops::State state) {
+        dropped_ = std::make_unique<memos::drops::Sender>(parts_.sender.sendFunction());
+        connect(dropped_.get(), &memos::drops::Sender::show, this,
+                [this](const QString& text, memos::drops::State state) {
                     parts_.shell.show(text);
-                    if (state == Drops::State::done) parts_.shell.play(ui::Sound::done);
+                    if (state == memos::drops::State::done) parts_.shell.play(ui::Sound::done);
                 });
     }
     dropped_->sendDropped(sounds);
@@ -125,14 +125,14 @@ void AppFeatures::importNotes() {
         return;
     }
     QPointer<AppFeatures> self(this);
-    auto run = [self](NotesImport::Source source) {
+    auto run = [self](notes::NotesImport::Source source) {
         if (!self) return;
         if (self->importing_) {
             self->parts_.shell.show(core::sentences::kAlreadyImporting);
             return;
         }
         self->importing_ = true;
-        self->importStop_ = NotesImport::run(
+        self->importStop_ = notes::NotesImport::run(
             self->worker_, self->parts_.api, std::move(source),
             [self](const QString& progress) {
                 if (self) self->parts_.shell.show(progress);
@@ -141,12 +141,13 @@ void AppFeatures::importNotes() {
                 if (!self) return;
                 self->importing_ = false;
                 self->importStop_.reset();
-                const QString message = done ? *done : Api::describe(done.error());
+                const QString message = done ? *done : service::Api::describe(done.error());
                 self->parts_.shell.show(message);
                 Q_EMIT self->importFinished(message);
             });
     };
-    if (std::optional<NotesImport::Source> source = NotesImport::defaultSource(parts_.prefs)) {
+    if (std::optional<notes::NotesImport::Source> source =
+            notes::NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = core::sentences::kBringNotesOver,
                             .text = core::sentences::kImportNotesTip,
                             .accept = core::sentences::kBringThemOver,
@@ -158,9 +159,9 @@ void AppFeatures::importNotes() {
         return;
     }
     // No notes app to ask on this machine: the notes come from an exported file.
-    parts_.shell.chooseFile(core::sentences::kChooseExportedNotes,
-                            core::sentences::kExportedNotesFilter,
-                            [run](const QString& file) { run(NotesImport::fileSource(file)); });
+    parts_.shell.chooseFile(
+        core::sentences::kChooseExportedNotes, core::sentences::kExportedNotesFilter,
+        [run](const QString& file) { run(notes::NotesImport::fileSource(file)); });
 }
 
 void AppFeatures::transcribeVideo() {
@@ -171,15 +172,15 @@ void AppFeatures::transcribeVideo() {
                             });
 }
 
-TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
+transcribe::TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
     const QString key = QFileInfo(file).absoluteFilePath();
     auto found = transcripts_.find(key);
     if (found == transcripts_.end()) {
-        auto window = std::make_unique<TranscriptWindow>(parts_.engines, worker_, parts_.api,
-                                                         parts_.prefs, parts_.clock, key);
+        auto window = std::make_unique<transcribe::TranscriptWindow>(
+            parts_.engines, worker_, parts_.api, parts_.prefs, parts_.clock, key);
         QPointer<AppFeatures> self(this);
         // The window is let go once its close has run to the end.
-        connect(window.get(), &TranscriptWindow::closed, this, [self, key] {
+        connect(window.get(), &transcribe::TranscriptWindow::closed, this, [self, key] {
             QMetaObject::invokeMethod(
                 self,
                 [self, key] {
@@ -187,13 +188,13 @@ TranscriptWindow* AppFeatures::openTranscript(const QString& file) {
                 },
                 Qt::QueuedConnection);
         });
-        connect(window.get(), &TranscriptWindow::saved, this,
-                [key] { logLine("transcript", "saved " + QFileInfo(key).fileName()); });
+        connect(window.get(), &transcribe::TranscriptWindow::saved, this,
+                [key] { core::logLine("transcript", "saved " + QFileInfo(key).fileName()); });
         found = transcripts_.emplace(key, std::move(window)).first;
         found->second->show();
         found->second->start();
     }
-    TranscriptWindow* window = found->second.get();
+    transcribe::TranscriptWindow* window = found->second.get();
     window->show();
     window->raise();
     window->activateWindow();
@@ -218,4 +219,4 @@ QString AppFeatures::transcribableFilter() {
     return core::sentences::videosAndSoundFilter(patterns.join(' '));
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

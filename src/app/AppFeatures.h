@@ -13,29 +13,40 @@
 #include <map>
 #include <memory>
 
-namespace pelix {
-
+namespace pelix::service {
 class Api;
+}  // namespace pelix::service
+namespace pelix::core {
 class Clock;
+class Prefs;
+}  // namespace pelix::core
+namespace pelix::memos {
 class MemoChooserWindow;
 class MemoSender;
-class Prefs;
-class Shell;
-class SpeechEngines;
-class TranscriptWindow;
 class VoiceMemoWatcher;
+}  // namespace pelix::memos
+namespace pelix::speech {
+class SpeechEngines;
+}  // namespace pelix::speech
+namespace pelix::transcribe {
+class TranscriptWindow;
+}  // namespace pelix::transcribe
+
+namespace pelix::app {
+
+class Shell;
 
 struct FeatureParts {
-    Prefs& prefs;
-    Api& api;
-    const Clock& clock;
-    Timers& timers;
+    core::Prefs& prefs;
+    service::Api& api;
+    const core::Clock& clock;
+    core::Timers& timers;
     // The status line, sounds and the questions asked of the user.
     Shell& shell;
-    MemoSender& sender;
-    VoiceMemoWatcher& watcher;
-    const SpeechEngines& engines;
-    Drops::Fetch fetch;
+    memos::MemoSender& sender;
+    memos::VoiceMemoWatcher& watcher;
+    const speech::SpeechEngines& engines;
+    memos::drops::Fetch fetch;
 };
 
 // What the tray menu reaches beyond recording: the voice memo watcher and its switch, the memo
@@ -60,7 +71,7 @@ public:
 
     // "Send voice memos…" and the "voice-memos" link: the memo chooser, brought to the front.
     void chooseMemos();
-    MemoChooserWindow* chooser() const { return chooser_.get(); }
+    memos::MemoChooserWindow* chooser() const { return chooser_.get(); }
 
     // Files dropped somewhere without a pill of its own (the badge): the sound files among them
     // are sent one at a time, with the messages in the status line.
@@ -73,7 +84,7 @@ public:
     // "Transcribe a video…": asks for a file and opens its window.
     void transcribeVideo();
     // The window of `file`, made and started unless one is open, brought to the front.
-    TranscriptWindow* openTranscript(const QString& file);
+    transcribe::TranscriptWindow* openTranscript(const QString& file);
     int transcriptCount() const { return static_cast<int>(transcripts_.size()); }
 
     // The file dialog's filter: every video and sound type the desktop knows.
@@ -87,13 +98,13 @@ private:
     void setFolder(const QString& folder);
 
     FeatureParts parts_;
-    std::unique_ptr<MemoChooserWindow> chooser_;
-    std::unique_ptr<Drops::Sender> dropped_;
+    std::unique_ptr<memos::MemoChooserWindow> chooser_;
+    std::unique_ptr<memos::drops::Sender> dropped_;
     // Reads notes and hears videos; the windows go first and stop their runs as they go.
-    Worker worker_;
-    std::map<QString, std::unique_ptr<TranscriptWindow>> transcripts_;
+    core::Worker worker_;
+    std::map<QString, std::unique_ptr<transcribe::TranscriptWindow>> transcripts_;
     bool importing_ = false;
     std::shared_ptr<std::atomic_bool> importStop_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::app

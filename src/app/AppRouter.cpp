@@ -11,7 +11,7 @@
 
 #include <cmath>
 
-namespace pelix {
+namespace pelix::app {
 
 AppRouter::AppRouter(AppParts parts, QObject* parent)
     : QObject(parent),
@@ -19,7 +19,7 @@ AppRouter::AppRouter(AppParts parts, QObject* parent)
       panel_(parts_.api, parts_.clock),
       braindumps_(parts_.api) {
     // The panel's microphone starts a braindump, or ends whatever recording runs.
-    connect(&panel_, &relay::PanelModel::micTapped, this, [this] {
+    connect(&panel_, &panel::PanelModel::micTapped, this, [this] {
         if (recording_) {
             endRecording();
             return;
@@ -95,7 +95,7 @@ void AppRouter::beginRecording() {
         started = parts_.dictation->start(parts_.prefs.insertIntoApp());
     } else {
         // Typing what is said comes with live dictation; until then the press does nothing.
-        logLine("dictation", "not in this build");
+        core::logLine("dictation", "not in this build");
         gesture_.recordingSince.reset();
         return;
     }
@@ -133,7 +133,7 @@ void AppRouter::endRecording() {
         if (parts_.dictation) parts_.dictation->finish();
         return;
     }
-    const std::optional<Recording> made = parts_.recorder.stop();
+    const std::optional<braindump::Recording> made = parts_.recorder.stop();
     if (!made) return;
     // Lengths count to the millisecond, so that 0.8 s measured as 0.7999… is long enough.
     if (std::round(made->seconds * 1000) / 1000 < braindump::kMinimumSeconds) {
@@ -203,7 +203,7 @@ void AppRouter::openLink(const QUrl& url) {
         case Link::Kind::update:
         case Link::Kind::authCallback:
             // These open windows that this build does not have.
-            logLine("links", url.host() + " is not in this build");
+            core::logLine("links", url.host() + " is not in this build");
             return;
     }
 }
@@ -313,7 +313,7 @@ void AppRouter::promptForToken() {
 
 void AppRouter::checkPermissions() {
     const QStringList lines = permissionLines(parts_.facts());
-    for (const QString& line : lines) logLine("permissions", line);
+    for (const QString& line : lines) core::logLine("permissions", line);
     parts_.shell.report(core::sentences::kPelix, lines);
 }
 
@@ -328,4 +328,4 @@ void AppRouter::toggleLogin() {
     }
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

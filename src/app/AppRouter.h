@@ -21,19 +21,19 @@
 #include <functional>
 #include <memory>
 
-namespace pelix {
+namespace pelix::app {
 
 class AppFeatures;
 
 // What the application is made of, handed in by whoever starts it (the tray application, or a
 // test with fakes).
 struct AppParts {
-    const Clock& clock;
-    Prefs& prefs;
-    const TokenStore& tokens;
-    Api& api;
-    Timers& timers;
-    Recorder& recorder;
+    const core::Clock& clock;
+    core::Prefs& prefs;
+    const service::TokenStore& tokens;
+    service::Api& api;
+    core::Timers& timers;
+    braindump::Recorder& recorder;
     Shell& shell;
     platform::Autostart& autostart;
     // Opens a web page in the user's browser.
@@ -95,7 +95,7 @@ public:
     // The Tell/Ask panel's model: braindump lines join its conversation, its microphone button
     // starts and stops a braindump, and a stored key or a filed braindump refreshes its
     // insights.
-    relay::PanelModel& panel() { return panel_; }
+    panel::PanelModel& panel() { return panel_; }
 
     static constexpr double kInsightsAfterBraindump = 2;
     static constexpr double kInsightsAfterConnect = 90;  // the fetch's time limit
@@ -115,13 +115,13 @@ private:
     AppParts parts_;
     TapGesture gesture_;
     HoldGesture hold_;
-    std::unique_ptr<PendingTimer> holdTimer_;
-    std::unique_ptr<PendingTimer> maxTimer_;
-    std::unique_ptr<PendingTimer> insightsTimer_;
-    relay::PanelModel panel_;
-    BraindumpSender braindumps_;
+    std::unique_ptr<core::PendingTimer> holdTimer_;
+    std::unique_ptr<core::PendingTimer> maxTimer_;
+    std::unique_ptr<core::PendingTimer> insightsTimer_;
+    panel::PanelModel panel_;
+    braindump::BraindumpSender braindumps_;
     bool recording_ = false;
     bool fileIt_ = true;
 };
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -13,17 +13,17 @@
 #include <QApplication>
 #include <QElapsedTimer>
 
-namespace pelix {
+namespace pelix::app {
 
 int runApplication(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
-    SystemClock clock;
+    core::SystemClock clock;
     const std::unique_ptr<platform::Desktop> desktop =
-        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
+        platform::makeDesktop({.clock = clock, .cacheDir = core::paths::cacheDir()});
     // Without a display that answers Qt would abort; say what is missing instead.
     if (const auto problem = desktop->displayProblem()) {
-        console::err(core::sentences::trayNeedsDesktop(*problem));
+        core::console::err(core::sentences::trayNeedsDesktop(*problem));
         return 1;
     }
     QApplication app(argc, argv);
@@ -40,26 +40,26 @@ int runApplication(int argc, char** argv) {
     }
 
     const std::unique_ptr<platform::SingleInstance> instance =
-        desktop->singleInstance(paths::dataDir());
+        desktop->singleInstance(core::paths::dataDir());
     if (instance->sendToRunning(message)) {
-        logLine("pelix", message.isEmpty() ? "already running; its panel is open"
-                                           : "handed the link to the running Pelix");
+        core::logLine("pelix", message.isEmpty() ? "already running; its panel is open"
+                                                 : "handed the link to the running Pelix");
         return 0;
     }
     if (!instance->listen()) {
         // Another one started at the same moment and won.
         if (instance->sendToRunning(message)) return 0;
-        console::err(core::sentences::noSocket(instance->address()));
+        core::console::err(core::sentences::noSocket(instance->address()));
         return 1;
     }
 
-    ServiceContext context(clock, desktop->secrets());
+    service::ServiceContext context(clock, desktop->secrets());
     TrayApp tray(*desktop, context);
     QObject::connect(instance.get(), &platform::SingleInstance::received, &tray, &TrayApp::receive);
     tray.start();
-    logLine("tray", QStringLiteral("ready in %1 ms").arg(sinceStart.elapsed()));
+    core::logLine("tray", QStringLiteral("ready in %1 ms").arg(sinceStart.elapsed()));
     if (!message.isEmpty()) tray.receive(message);
     return QApplication::exec();
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

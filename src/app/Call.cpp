@@ -7,33 +7,33 @@
 #include <QCoreApplication>
 #include <QJsonDocument>
 
-namespace pelix {
+namespace pelix::app {
 
-int runCall(const Args& args, ServiceContext& backend) {
+int runCall(const core::Args& args, service::ServiceContext& backend) {
     const QStringList rest = args.after("--call");
     const QString function = rest.value(0);
     QJsonObject body;
     if (rest.size() > 1 && !rest.at(1).startsWith("--")) {
-        const auto parsed = json::parseObject(rest.at(1).toUtf8());
+        const auto parsed = core::json::parseObject(rest.at(1).toUtf8());
         if (!parsed) {
-            console::err(core::sentences::kCallBodyNotObject);
+            core::console::err(core::sentences::kCallBodyNotObject);
             return 1;
         }
         body = *parsed;
     }
     const std::optional<QString> token = args.value("--token");
-    if (token && !isPelixKey(*token)) {
-        console::err(core::sentences::kNotAKeyGiven);
+    if (token && !service::isPelixKey(*token)) {
+        core::console::err(core::sentences::kNotAKeyGiven);
         return 1;
     }
-    return console::runUntilAnswered([&](console::Answer done) {
+    return core::console::runUntilAnswered([&](core::console::Answer done) {
         backend.api().call(
             function, body, token, 60, [done = std::move(done)](Result<QJsonObject> answer) {
-                if (!answer) return done(std::unexpected(Api::asShown(answer.error())));
+                if (!answer) return done(std::unexpected(service::Api::asShown(answer.error())));
                 done(QString::fromUtf8(
                     QJsonDocument(*answer).toJson(QJsonDocument::Indented).trimmed()));
             });
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -28,25 +28,25 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 int selfTest() {
-    const int failed = runCleanUpSelfTest(withoutActually, console::out);
+    const int failed = text::runCleanUpSelfTest(text::withoutActually, core::console::out);
     return failed == 0 ? 0 : 1;
 }
 
 int cleanUp() {
     QFile in;
     if (!in.open(stdin, QIODevice::ReadOnly)) {
-        console::err(core::sentences::kNoStandardInput);
+        core::console::err(core::sentences::kNoStandardInput);
         return 1;
     }
     const QByteArray bytes = in.readAll();
     const QString text = QString::fromUtf8(bytes);
-    const QString cleaned = withoutActually(text);
+    const QString cleaned = text::withoutActually(text);
     // Text the clean-up leaves alone goes out exactly as it came in.
-    console::raw(cleaned == text ? bytes : cleaned.toUtf8());
+    core::console::raw(cleaned == text ? bytes : cleaned.toUtf8());
     return 0;
 }
 
@@ -55,7 +55,7 @@ enum class Needs { nothing, value, words };
 // What a mode that runs with a Qt application gets: the desktop and the account's context.
 struct Process {
     platform::Desktop& desktop;
-    ServiceContext& context;
+    service::ServiceContext& context;
 };
 // How a mode runs: without Qt, with Qt Core, with windows, or with windows drawn off-screen.
 enum class Runs { plain, headless, gui, offscreen };
@@ -64,10 +64,10 @@ struct Mode {
     const char* flag;
     Needs needs;
     Runs runs;
-    std::function<int(const Args&, Process*)> run;
+    std::function<int(const core::Args&, Process*)> run;
 };
 
-bool selected(const Mode& mode, const Args& args) {
+bool selected(const Mode& mode, const core::Args& args) {
     if (!args.has(mode.flag)) return false;
     switch (mode.needs) {
         case Needs::nothing:
@@ -84,23 +84,25 @@ bool selected(const Mode& mode, const Args& args) {
 const std::vector<Mode>& modes() {
     static const std::vector<Mode> table{
         {"--help", Needs::nothing, Runs::plain,
-         [](const Args&, Process*) {
-             return console::raw(usage::helpText(usage::pelix()).toUtf8()), 0;
+         [](const core::Args&, Process*) {
+             return core::console::raw(usage::helpText(usage::pelix()).toUtf8()), 0;
          }},
         {"--version", Needs::nothing, Runs::plain,
-         [](const Args&, Process*) { return console::out("pelix " PELIX_VERSION), 0; }},
+         [](const core::Args&, Process*) { return core::console::out("pelix " PELIX_VERSION), 0; }},
         {"--self-test", Needs::words, Runs::plain,
-         [](const Args&, Process*) { return selfTest(); }},
+         [](const core::Args&, Process*) { return selfTest(); }},
         {"--drop-test", Needs::nothing, Runs::gui,
-         [](const Args&, Process* p) { return runDropTest(p->desktop, p->context); }},
+         [](const core::Args&, Process* p) { return runDropTest(p->desktop, p->context); }},
         {"--memo", Needs::value, Runs::headless,
-         [](const Args& a, Process* p) { return runMemoCli(a, p->context); }},
+         [](const core::Args& a, Process* p) { return memos::runMemoCli(a, p->context); }},
         {"--transcribe", Needs::value, Runs::headless,
-         [](const Args& a, Process* p) { return runTranscribeCli(a, p->context); }},
+         [](const core::Args& a, Process* p) {
+             return transcribe::runTranscribeCli(a, p->context);
+         }},
         {"--edit", Needs::nothing, Runs::headless,
-         [](const Args& a, Process* p) { return runEditCli(a, p->context); }},
+         [](const core::Args& a, Process* p) { return studio::runEditCli(a, p->context); }},
         {"--snapshot", Needs::value, Runs::offscreen,
-         [](const Args& a, Process* p) {
+         [](const core::Args& a, Process* p) {
              const int drawn = runSnapshotCli(a, p->context);
              if (drawn != 0 || !a.has("--framing")) return drawn;
              QStringList clips;  // the words after --framing, up to the next option
@@ -111,11 +113,11 @@ const std::vector<Mode>& modes() {
              return render::runFramingSnapshot(*a.value("--snapshot"), clips);
          }},
         {"--clean-up", Needs::nothing, Runs::plain,
-         [](const Args&, Process*) { return cleanUp(); }},
+         [](const core::Args&, Process*) { return cleanUp(); }},
         {"--call", Needs::value, Runs::headless,
-         [](const Args& a, Process* p) { return runCall(a, p->context); }},
+         [](const core::Args& a, Process* p) { return runCall(a, p->context); }},
         {"--import-notes", Needs::nothing, Runs::headless,
-         [](const Args& a, Process* p) { return runImportNotesCli(a, p->context); }},
+         [](const core::Args& a, Process* p) { return notes::runImportNotesCli(a, p->context); }},
     };
     return table;
 }
@@ -136,10 +138,10 @@ QStringList modeFlags() {
 
 int runPelix(int argc, char** argv) {
     // Ctrl+C or a kill leaves no temporary sound file behind.
-    tempfiles::removeOnSignals();
+    core::tempfiles::removeOnSignals();
     QStringList words;
     for (int i = 1; i < argc; ++i) words << QString::fromLocal8Bit(argv[i]);
-    const Args args(words);
+    const core::Args args(words);
 
     const Mode* mode = nullptr;
     for (const Mode& candidate : modes()) {
@@ -151,7 +153,7 @@ int runPelix(int argc, char** argv) {
     if (!mode) {
         for (const QString& word : words) {
             if (word.startsWith("--") && !knownOption(word)) {
-                console::err(core::sentences::noSuchOption(word));
+                core::console::err(core::sentences::noSuchOption(word));
                 return 2;
             }
         }
@@ -160,11 +162,11 @@ int runPelix(int argc, char** argv) {
 
     QCoreApplication::setApplicationName("pelix");
     QCoreApplication::setApplicationVersion(PELIX_VERSION);
-    SystemClock clock;
+    core::SystemClock clock;
     // Made before the Qt application (its services come on first use), so that it can say why no
     // window can be opened before Qt would end the process over it.
     const std::unique_ptr<platform::Desktop> desktop =
-        platform::makeDesktop({.clock = clock, .cacheDir = paths::cacheDir()});
+        platform::makeDesktop({.clock = clock, .cacheDir = core::paths::cacheDir()});
     std::unique_ptr<QCoreApplication> app;
     switch (mode->runs) {
         case Runs::plain:
@@ -182,7 +184,7 @@ int runPelix(int argc, char** argv) {
             [[fallthrough]];
         case Runs::gui:
             if (const auto problem = desktop->displayProblem()) {
-                console::err(core::sentences::couldntOpenWindow(*problem));
+                core::console::err(core::sentences::couldntOpenWindow(*problem));
                 return 1;
             }
             // The web window's engine, loaded later, shares its GL contexts with the
@@ -191,9 +193,9 @@ int runPelix(int argc, char** argv) {
             app = std::make_unique<QApplication>(argc, argv);
             break;
     }
-    ServiceContext context(clock, desktop->secrets());
+    service::ServiceContext context(clock, desktop->secrets());
     Process process{*desktop, context};
     return mode->run(args, &process);
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

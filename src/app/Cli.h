@@ -2,7 +2,7 @@
 
 #include <QStringList>
 
-namespace pelix {
+namespace pelix::app {
 
 // The entry point: picks the mode from the arguments, makes the Qt application object it
 // needs, runs it and returns the exit status.
@@ -11,4 +11,4 @@ int runPelix(int argc, char** argv);
 // The words that select a mode, in the order they are tested.
 QStringList modeFlags();
 
-}  // namespace pelix
+}  // namespace pelix::app

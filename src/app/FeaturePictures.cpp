@@ -17,7 +17,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 constexpr QSize kChooserSize{440, 560};
@@ -30,16 +30,16 @@ public:
     PictureFrame() : prefs_(dir_.filePath(QStringLiteral("Pelix.conf"))) {
         setAutoFillBackground(true);
     }
-    Prefs& prefs() { return prefs_; }
+    core::Prefs& prefs() { return prefs_; }
 
 private:
     QTemporaryDir dir_;
-    Prefs prefs_;
+    core::Prefs prefs_;
 };
 
 // Recordings as the chooser lists them, dated in local time so that the list reads the same in
 // every time zone.
-QList<VoiceMemo> sampleMemos() {
+QList<memos::VoiceMemo> sampleMemos() {
     struct Sample {
         const char* title;
         int day, hour, minute;
@@ -54,7 +54,7 @@ QList<VoiceMemo> sampleMemos() {
         {"New Recording 13", 16, 7, 58, 12},
         {"Books to read", 15, 20, 3, 45},
     };
-    QList<VoiceMemo> memos;
+    QList<memos::VoiceMemo> memos;
     for (const Sample& s : samples) {
         memos.push_back({QUrl::fromLocalFile(QStringLiteral("/recordings/") +
                                              QString::fromUtf8(s.title) + ".m4a"),
@@ -69,31 +69,31 @@ QString sampleName(const char* title) {
 }
 
 // A chooser inside `frame`, listing the sample memos; its sends end when `finish` says so.
-MemoChooserWindow* sampleChooser(PictureFrame& frame, Timers& timers, bool finish) {
+memos::MemoChooserWindow* sampleChooser(PictureFrame& frame, core::Timers& timers, bool finish) {
     frame.prefs().setValue("voiceMemos.sent", QStringList{sampleName("Groceries")});
     frame.prefs().setValue("voiceMemos.on", true);
     auto* window =
-        new MemoChooserWindow(MemoChooserWindow::Parts{
-                                  .prefs = frame.prefs(),
-                                  .timers = timers,
-                                  .send =
-                                      [finish](const QString&, const std::optional<QString>&,
-                                               std::function<void(bool)> done) {
-                                          if (finish) done(true);
-                                      },
-                                  .setAuto = [](bool) {},
-                                  .fetch = nullptr,
-                                  .chime = [] {},
-                              },
-                              &frame);
+        new memos::MemoChooserWindow(memos::MemoChooserWindow::Parts{
+                                         .prefs = frame.prefs(),
+                                         .timers = timers,
+                                         .send =
+                                             [finish](const QString&, const std::optional<QString>&,
+                                                      std::function<void(bool)> done) {
+                                                 if (finish) done(true);
+                                             },
+                                         .setAuto = [](bool) {},
+                                         .fetch = nullptr,
+                                         .chime = [] {},
+                                     },
+                                     &frame);
     window->setWindowFlags(Qt::Widget);
     window->setFixedSize(kChooserSize);
     window->model().setMemos(sampleMemos());
     return window;
 }
 
-QtTimers& pictureTimers() {
-    static QtTimers timers;
+core::QtTimers& pictureTimers() {
+    static core::QtTimers timers;
     return timers;
 }
 
@@ -105,11 +105,11 @@ std::unique_ptr<QWidget> memosPicture() {
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(1);
     // One memo being sent with another waiting behind it, and one that has arrived.
-    MemoChooserWindow* sending = sampleChooser(*frame, pictureTimers(), false);
+    memos::MemoChooserWindow* sending = sampleChooser(*frame, pictureTimers(), false);
     sending->model().setPicked(sampleName("New Recording 14"), true);
     sending->model().setPicked(sampleName("Idea for the talk"), true);
     sending->model().sendPicked();
-    MemoChooserWindow* done = sampleChooser(*frame, pictureTimers(), true);
+    memos::MemoChooserWindow* done = sampleChooser(*frame, pictureTimers(), true);
     done->model().setPicked(sampleName("New Recording 14"), true);
     done->model().sendPicked();
     layout->addWidget(sending);
@@ -120,17 +120,18 @@ std::unique_ptr<QWidget> memosPicture() {
 
 std::unique_ptr<QWidget> dropPicture(DropLook look) {
     auto frame = std::make_unique<PictureFrame>();
-    MemoChooserWindow* chooser = sampleChooser(*frame, pictureTimers(), false);
+    memos::MemoChooserWindow* chooser = sampleChooser(*frame, pictureTimers(), false);
     frame->setFixedSize(kChooserSize);
     switch (look) {
         case DropLook::over:
             chooser->drops().setVeiled(true);
             break;
         case DropLook::sending:
-            chooser->drops().showPill(core::sentences::sendingOf(1, 2), Drops::State::working);
+            chooser->drops().showPill(core::sentences::sendingOf(1, 2),
+                                      memos::drops::State::working);
             break;
         case DropLook::done:
-            chooser->drops().showPill(core::sentences::completeAll(2), Drops::State::done);
+            chooser->drops().showPill(core::sentences::completeAll(2), memos::drops::State::done);
             break;
     }
     return frame;
@@ -141,36 +142,36 @@ QString sampleVideo() {
     return set.isEmpty() ? QStringLiteral("build/samples/sample.mp4") : set;
 }
 
-std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services) {
+std::unique_ptr<QWidget> transcriptPicture(service::ServiceContext& services) {
     const QString video = sampleVideo();
     if (!QFileInfo(video).isFile()) {
-        console::err(core::sentences::noSampleVideo(video));
+        core::console::err(core::sentences::noSampleVideo(video));
         return nullptr;
     }
     // The run the window starts needs the engines until its worker has ended it.
     struct Frame : PictureFrame {
-        SpeechEngines engines = SpeechEngines::standard();
-        Worker worker{nullptr};
+        speech::SpeechEngines engines = speech::SpeechEngines::standard();
+        core::Worker worker{nullptr};
     };
     auto frame = std::make_unique<Frame>();
-    auto* window =
-        new TranscriptWindow(frame->engines, frame->worker, services.api(), frame->prefs(),
-                             services.clock(), QFileInfo(video).absoluteFilePath(), frame.get());
+    auto* window = new transcribe::TranscriptWindow(
+        frame->engines, frame->worker, services.api(), frame->prefs(), services.clock(),
+        QFileInfo(video).absoluteFilePath(), frame.get());
     window->setFixedSize(kTranscriptSize);
     frame->setFixedSize(kTranscriptSize);
     window->start();
     QEventLoop loop;
-    QObject::connect(&window->model(), &TranscriptModel::listeningChanged, &loop,
+    QObject::connect(&window->model(), &transcribe::TranscriptModel::listeningChanged, &loop,
                      [&loop](bool listening) {
                          if (!listening) loop.quit();
                      });
     QTimer::singleShot(kTranscribeLimitMs, &loop, &QEventLoop::quit);
     if (window->model().listening()) loop.exec();
     if (window->model().listening()) {
-        console::err(core::sentences::kSampleTookTooLong);
+        core::console::err(core::sentences::kSampleTookTooLong);
         return nullptr;
     }
     return frame;
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

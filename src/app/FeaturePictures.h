@@ -6,9 +6,11 @@
 
 class QWidget;
 
-namespace pelix {
-
+namespace pelix::service {
 class ServiceContext;
+}  // namespace pelix::service
+
+namespace pelix::app {
 
 // The pictures of the memo chooser, the drop layer and the transcript window for
 // `pelix --snapshot`, with sample content.
@@ -25,6 +27,6 @@ std::unique_ptr<QWidget> dropPicture(DropLook look);
 QString sampleVideo();
 // The transcript window once it has heard the sample video; none, with one sentence on
 // standard error, when there is no sample or hearing it fails to end.
-std::unique_ptr<QWidget> transcriptPicture(ServiceContext& services);
+std::unique_ptr<QWidget> transcriptPicture(service::ServiceContext& services);
 
-}  // namespace pelix
+}  // namespace pelix::app

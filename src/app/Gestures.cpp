@@ -1,6 +1,6 @@
 #include "app/Gestures.h"
 
-namespace pelix {
+namespace pelix::app {
 
 Outcome TapGesture::modifiers(Mods mods, double now) {
     if (mods.alt()) {
@@ -60,4 +60,4 @@ bool HoldGesture::fire(double now) {
     return true;
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-namespace pelix {
+namespace pelix::app {
 
 using platform::Mods;
 
@@ -56,4 +56,4 @@ struct HoldGesture {
 // The hold timer fires this long after Ctrl goes down alone.
 inline constexpr double kHoldCheck = 0.28;
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -2,7 +2,7 @@
 
 #include <QUrlQuery>
 
-namespace pelix {
+namespace pelix::app {
 
 std::optional<Link> readLink(const QUrl& url) {
     if (url.scheme().compare(QLatin1String(kLinkScheme), Qt::CaseInsensitive) != 0)
@@ -25,4 +25,4 @@ std::optional<Link> readLink(const QUrl& url) {
     return link;
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-namespace pelix {
+namespace pelix::app {
 
 // A "pelix-mac:" link, read.
 struct Link {
@@ -24,7 +24,7 @@ std::optional<Link> readLink(const QUrl& url);
 
 // Whether a "connect" link's token is a Pelix key.
 inline bool isPelixToken(const QString& token) {
-    return isPelixKey(token);
+    return service::isPelixKey(token);
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -14,31 +14,35 @@
 #include <QApplication>
 #include <QFileDialog>
 
-namespace pelix {
+namespace pelix::app {
 
-WebWindowParts mainWindowParts(platform::Desktop& desktop, ServiceContext& context, Timers& timers,
-                               MemoSender& sender, std::function<void()> chime) {
-    Prefs& prefs = context.prefs();
+web::WebWindowParts mainWindowParts(platform::Desktop& desktop, service::ServiceContext& context,
+                                    core::Timers& timers, memos::MemoSender& sender,
+                                    std::function<void()> chime) {
+    core::Prefs& prefs = context.prefs();
     platform::RemoteFiles& remote = desktop.remoteFiles();
-    return WebWindowParts{
-        .places = WebPlaces::from(prefs, Api::configuredBase(prefs)),
+    return web::WebWindowParts{
+        .places = web::WebPlaces::from(prefs, service::Api::configuredBase(prefs)),
         .timers = timers,
         .apps = desktop.apps(),
-        .storage = paths::dataDir() + QStringLiteral("/Web"),
+        .storage = core::paths::dataDir() + QStringLiteral("/Web"),
         .version = QStringLiteral(PELIX_VERSION),
-        .recordings = VoiceMemoLibrary::folder(prefs),
+        .recordings = memos::VoiceMemoLibrary::folder(prefs),
         .onMacLink = {},
         .onRelayAccount = {},
         .chooseFiles = chooseFilesInDialog,
         .fetch = [&remote](const QUrl& location,
                            const QString& target) { return remote.fetch(location, target); },
-        .library = [&prefs] { return VoiceMemoLibrary::memos(VoiceMemoLibrary::folder(prefs)); },
+        .library =
+            [&prefs] {
+                return memos::VoiceMemoLibrary::memos(memos::VoiceMemoLibrary::folder(prefs));
+            },
         .send = sender.sendFunction(),
         .chime = std::move(chime),
     };
 }
 
-QStringList chooseFilesInDialog(const FilePick& pick) {
+QStringList chooseFilesInDialog(const web::FilePick& pick) {
     QFileDialog dialog(QApplication::activeWindow(), pick.label, pick.start);
     dialog.setFileMode(pick.multiple ? QFileDialog::ExistingFiles : QFileDialog::ExistingFile);
     if (!pick.label.isEmpty()) dialog.setLabelText(QFileDialog::LookIn, pick.label);
@@ -46,15 +50,16 @@ QStringList chooseFilesInDialog(const FilePick& pick) {
     return dialog.selectedFiles();
 }
 
-int runDropTest(platform::Desktop& desktop, ServiceContext& context) {
-    QtTimers timers;
-    MemoSender sender(context.api(), context.prefs(), context.clock(), machineTools());
-    sender.onStatus([](const QString& line) { console::err(line); });
+int runDropTest(platform::Desktop& desktop, service::ServiceContext& context) {
+    core::QtTimers timers;
+    memos::MemoSender sender(context.api(), context.prefs(), context.clock(),
+                             memos::machineTools());
+    sender.onStatus([](const QString& line) { core::console::err(line); });
     ui::Sounds sounds;
-    Result<std::unique_ptr<WebWindow>> window = WebWindow::make(mainWindowParts(
+    Result<std::unique_ptr<web::WebWindow>> window = web::WebWindow::make(mainWindowParts(
         desktop, context, timers, sender, [&sounds] { sounds.play(ui::Sound::done); }));
     if (!window) {
-        console::err(window.error().message);
+        core::console::err(window.error().message);
         return 1;
     }
     (*window)->setWindowTitle(core::sentences::kDropTestTitle);
@@ -63,4 +68,4 @@ int runDropTest(platform::Desktop& desktop, ServiceContext& context) {
     return QApplication::exec();
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

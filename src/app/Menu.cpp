@@ -2,7 +2,7 @@
 
 #include "core/Sentences.h"
 
-namespace pelix {
+namespace pelix::app {
 
 QList<MenuItem> menuItems(const DesktopFacts& facts) {
     QList<MenuItem> items;
@@ -74,4 +74,4 @@ QStringList permissionLines(const DesktopFacts& facts) {
     return lines;
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -4,7 +4,7 @@
 #include <QString>
 #include <QStringList>
 
-namespace pelix {
+namespace pelix::app {
 
 // What the tray menu and the permission report are made from.
 struct DesktopFacts {
@@ -69,4 +69,4 @@ QList<MenuItem> menuItems(const DesktopFacts& facts);
 // The lines of "Check permissions", one per check.
 QStringList permissionLines(const DesktopFacts& facts);
 
-}  // namespace pelix
+}  // namespace pelix::app

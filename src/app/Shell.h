@@ -9,7 +9,7 @@
 
 #include <functional>
 
-namespace pelix {
+namespace pelix::app {
 
 // An alert with up to three buttons: `accept`, `reject` and an optional `other`.
 struct Prompt {
@@ -64,4 +64,4 @@ public:
     virtual void cancel() = 0;
 };
 
-}  // namespace pelix
+}  // namespace pelix::app

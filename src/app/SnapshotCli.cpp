@@ -28,50 +28,54 @@
 
 #include <unicode/locid.h>
 
-namespace pelix {
+namespace pelix::app {
 
 const std::vector<SnapshotPicture>& snapshotPictures() {
     static const std::vector<SnapshotPicture> pictures{
         {{},
          "badge.png",
-         [](ServiceContext&) -> std::unique_ptr<QWidget> {
+         [](service::ServiceContext&) -> std::unique_ptr<QWidget> {
              return std::make_unique<ui::BadgeWindow>();
          }},
         {{},
          "panel.png",
-         [](ServiceContext& service) -> std::unique_ptr<QWidget> {
-             auto* model = new relay::PanelModel(service.api(), service.clock());
-             relay::showSample(*model);
-             auto window = std::make_unique<relay::PanelWindow>(*model);
+         [](service::ServiceContext& service) -> std::unique_ptr<QWidget> {
+             auto* model = new panel::PanelModel(service.api(), service.clock());
+             panel::showSample(*model);
+             auto window = std::make_unique<panel::PanelWindow>(*model);
              model->setParent(window.get());
              return window;
          }},
-        {"--drop-ui", "drop-over.png", [](ServiceContext&) { return dropPicture(DropLook::over); }},
+        {"--drop-ui", "drop-over.png",
+         [](service::ServiceContext&) { return dropPicture(DropLook::over); }},
         {"--drop-ui", "drop-sending.png",
-         [](ServiceContext&) { return dropPicture(DropLook::sending); }},
-        {"--drop-ui", "drop-done.png", [](ServiceContext&) { return dropPicture(DropLook::done); }},
-        {"--memos", "memos.png", [](ServiceContext&) { return memosPicture(); }},
+         [](service::ServiceContext&) { return dropPicture(DropLook::sending); }},
+        {"--drop-ui", "drop-done.png",
+         [](service::ServiceContext&) { return dropPicture(DropLook::done); }},
+        {"--memos", "memos.png", [](service::ServiceContext&) { return memosPicture(); }},
         {"--video", "transcript.png",
-         [](ServiceContext& services) { return transcriptPicture(services); }},
+         [](service::ServiceContext& services) { return transcriptPicture(services); }},
         {{},
          "relay-banner.png",
-         [](ServiceContext&) -> std::unique_ptr<QWidget> {
-             static QtTimers timers;
-             auto* banner = new RelayBanner(timers);
-             auto window = std::make_unique<RelayBannerWindow>(*banner);
+         [](service::ServiceContext&) -> std::unique_ptr<QWidget> {
+             static core::QtTimers timers;
+             auto* banner = new relay::RelayBanner(timers);
+             auto window = std::make_unique<relay::RelayBannerWindow>(*banner);
              // The window owns its model from here.
              banner->setParent(window.get());
              banner->show(QStringLiteral("a new chat in Claude"), 5, nullptr, nullptr);
              return window;
          }},
         {"--editor", "editor.png",
-         [](ServiceContext&) -> std::unique_ptr<QWidget> { return sampleEditorWindow(); }},
+         [](service::ServiceContext&) -> std::unique_ptr<QWidget> {
+             return studio::sampleEditorWindow();
+         }},
         {{},
          "speech.png",
-         [](ServiceContext& context) -> std::unique_ptr<QWidget> {
+         [](service::ServiceContext& context) -> std::unique_ptr<QWidget> {
              // Settings of no one: a key store where there is no key, fields filled in here.
-             auto* settings = new SpeechSettings(context.prefs(),
-                                                 SpeechKeyStore(QStringLiteral("/nonexistent")));
+             auto* settings = new speech::SpeechSettings(
+                 context.prefs(), speech::SpeechKeyStore(QStringLiteral("/nonexistent")));
              auto window = std::make_unique<ui::SpeechWindow>(*settings);
              settings->setParent(window.get());
              window->address()->setText(QStringLiteral("http://127.0.0.1:8080"));
@@ -103,19 +107,19 @@ void quietPlatform(QtMsgType type, const QMessageLogContext& context, const QStr
 
 }  // namespace
 
-int runSnapshotCli(const Args& args, ServiceContext& backend) {
+int runSnapshotCli(const core::Args& args, service::ServiceContext& backend) {
     const QString dir = args.value("--snapshot").value_or(QString());
     const QFileInfo folder(dir);
     if (!QDir().mkpath(dir) || !folder.isDir() ||
         !QFileInfo(folder.absoluteFilePath()).isWritable()) {
-        console::err(core::sentences::picturesFolderNotWritable(dir));
+        core::console::err(core::sentences::picturesFolderNotWritable(dir));
         return 1;
     }
     standard = qInstallMessageHandler(quietPlatform);
     if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance()))
         ui::theme::apply(*app);
     if (!ui::theme::loadFonts()) {
-        console::err(core::sentences::kFontDidNotLoad);
+        core::console::err(core::sentences::kFontDidNotLoad);
         return 1;
     }
     // Dates and language names in American English, whatever the machine's language.
@@ -128,14 +132,15 @@ int runSnapshotCli(const Args& args, ServiceContext& backend) {
         // A picture that cannot be made has said why.
         if (!window) return 1;
         const QString path = QDir(dir).filePath(picture.file);
-        const Status written = writeFileAtomically(path, ui::pngBytes(ui::drawWidget(*window)));
+        const Status written =
+            core::writeFileAtomically(path, ui::pngBytes(ui::drawWidget(*window)));
         if (!written) {
-            console::err(written.error().message);
+            core::console::err(written.error().message);
             return 1;
         }
-        console::out(path);
+        core::console::out(path);
     }
     return 0;
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -14,10 +14,14 @@
 
 class QWidget;
 
-namespace pelix {
-
+namespace pelix::core {
 class Args;
+}  // namespace pelix::core
+namespace pelix::service {
 class ServiceContext;
+}  // namespace pelix::service
+
+namespace pelix::app {
 
 // One picture of `pelix --snapshot DIR`: a window made with sample content at a fixed size.
 struct SnapshotPicture {
@@ -26,7 +30,7 @@ struct SnapshotPicture {
     // The file name in the folder ("panel.png").
     QString file;
     // None when the picture cannot be made; it has then said why on standard error.
-    std::function<std::unique_ptr<QWidget>(ServiceContext&)> make;
+    std::function<std::unique_ptr<QWidget>(service::ServiceContext&)> make;
 };
 
 // Every picture, in the order they are drawn. A window joins by adding a line here.
@@ -35,6 +39,6 @@ const std::vector<SnapshotPicture>& snapshotPictures();
 // pelix --snapshot DIR [--drop-ui] [--memos] [--editor] [--framing] [--video]: draws the
 // pictures into DIR (made when missing), prints each file's path, and returns 0; 1 with one
 // sentence when DIR can't be written.
-int runSnapshotCli(const Args& args, ServiceContext& backend);
+int runSnapshotCli(const core::Args& args, service::ServiceContext& backend);
 
-}  // namespace pelix
+}  // namespace pelix::app

@@ -31,41 +31,42 @@
 #include <QMenu>
 #include <QPointer>
 
-namespace pelix {
+namespace pelix::app {
 
 // The video editor and what it works with, the window last so that it goes first.
 struct TrayApp::Editor {
-    Editor(Timers& timers, Api& api, platform::Desktop& desktop, const SpeechEngines& engines)
+    Editor(core::Timers& timers, service::Api& api, platform::Desktop& desktop,
+           const speech::SpeechEngines& engines)
         : assistant(api),
           renderer(render::makeRenderer()),
           recognizer([&engines] { return dictationEngine(engines); }),
           dictation(recognizer, desktop.microphone(), desktop.typist(), timers),
           model(timers, &assistant),
-          window(model, EditorTools{renderer.get(), &engines, &dictation, {}, {}}) {}
+          window(model, studio::EditorTools{renderer.get(), &engines, &dictation, {}, {}}) {}
 
-    EngineAssistant assistant;
+    studio::EngineAssistant assistant;
     std::unique_ptr<render::Renderer> renderer;
-    EngineRecognizer recognizer;
-    LiveDictation dictation;
-    EditorModel model;
-    EditorWindow window;
+    dictation::EngineRecognizer recognizer;
+    dictation::LiveDictation dictation;
+    studio::EditorModel model;
+    studio::EditorWindow window;
 };
 
-TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent)
+TrayApp::TrayApp(platform::Desktop& desktop, service::ServiceContext& context, QObject* parent)
     : QObject(parent),
       desktop_(desktop),
       context_(context),
-      speech_(context.prefs(), SpeechKeyStore(paths::dataDir())),
-      recorder_(
-          std::make_unique<MicRecorder>(desktop.microphone(), context.clock(), paths::tempDir())),
+      speech_(context.prefs(), speech::SpeechKeyStore(core::paths::dataDir())),
+      recorder_(std::make_unique<braindump::MicRecorder>(desktop.microphone(), context.clock(),
+                                                         core::paths::tempDir())),
       dictation_(std::make_unique<AppDictation>(timers_, shell_, desktop.microphone(),
                                                 desktop.typist(), desktop.clipboard())),
-      engines_(std::make_unique<SpeechEngines>(SpeechEngines::standard())),
-      memoTicker_(std::make_unique<QtTicker>()),
-      memoSender_(std::make_unique<MemoSender>(context.api(), context.prefs(), context.clock(),
-                                               machineTools())),
-      watcher_(std::make_unique<VoiceMemoWatcher>(*memoSender_, context.prefs(), context.clock(),
-                                                  *memoTicker_)) {
+      engines_(std::make_unique<speech::SpeechEngines>(speech::SpeechEngines::standard())),
+      memoTicker_(std::make_unique<memos::QtTicker>()),
+      memoSender_(std::make_unique<memos::MemoSender>(context.api(), context.prefs(),
+                                                      context.clock(), memos::machineTools())),
+      watcher_(std::make_unique<memos::VoiceMemoWatcher>(*memoSender_, context.prefs(),
+                                                         context.clock(), *memoTicker_)) {
     // On a desktop whose new windows take the focus, the status line must not be one.
     shell_.setOverlay(desktop.overlay());
     memoSender_->onStatus([this](const QString& line) { shell_.show(line); });
@@ -98,14 +99,14 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .switchRelay = [this](bool on) { on ? relay_->start() : relay_->stop(); },
     });
 
-    banner_ = std::make_unique<RelayBanner>(timers_);
-    bannerWindow_ = std::make_unique<RelayBannerWindow>(*banner_);
-    relay_ = std::make_unique<Relay>(RelayParts{
+    banner_ = std::make_unique<relay::RelayBanner>(timers_);
+    bannerWindow_ = std::make_unique<relay::RelayBannerWindow>(*banner_);
+    relay_ = std::make_unique<relay::Relay>(relay::RelayParts{
         .clock = context.clock(),
         .timers = timers_,
         .prefs = context.prefs(),
         .tokens = context.tokens(),
-        .windowKeys = WindowKeyStore(paths::dataDir()),
+        .windowKeys = service::WindowKeyStore(core::paths::dataDir()),
         .api = context.api(),
         .apps = desktop.apps(),
         .accessibility = desktop.accessibility(),
@@ -114,9 +115,9 @@ TrayApp::TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* p
         .clipboard = desktop.clipboard(),
         .banner = *banner_,
         .show = [this](const QString& line) { shell_.show(line); },
-        .places = Relay::placesFrom(context.prefs()),
-        .timings =
-            qEnvironmentVariableIsSet("PELIX_RELAY_QUICK") ? RelayTimings::quick() : RelayTimings{},
+        .places = relay::Relay::placesFrom(context.prefs()),
+        .timings = qEnvironmentVariableIsSet("PELIX_RELAY_QUICK") ? relay::RelayTimings::quick()
+                                                                  : relay::RelayTimings{},
     });
 }
 
@@ -152,7 +153,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
         facts.inputReadable = probes.inputReadable;
         facts.pasting = probes.pasting;
         facts.frontKnown = probes.frontKnown;
-        facts.speechModel = dictationReady(SpeechEngines::standard());
+        facts.speechModel = dictationReady(speech::SpeechEngines::standard());
     }
     return facts;
 }
@@ -163,7 +164,7 @@ void TrayApp::start() {
         followUp_.reset();
         if (!shell_.iconShown() &&
             shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
-            logLine("tray", "icon shown");
+            core::logLine("tray", "icon shown");
         }
     });
 
@@ -174,7 +175,7 @@ void TrayApp::start() {
     const bool signedIn = context_.tokens().read().has_value();
     shell_.setLook(signedIn ? ui::TrayLook::idle : ui::TrayLook::signedOut);
     if (!shell_.showIcon(menu_.get(), [this](const QRect& icon) { togglePanel(icon); })) {
-        logLine("tray", core::sentences::kNoTray);
+        core::logLine("tray", core::sentences::kNoTray);
         shell_.show(core::sentences::kNoTray);
     }
 
@@ -185,19 +186,19 @@ void TrayApp::start() {
         .otherInput = [this](const platform::OtherInput& input) { router_->otherInput(input); },
     });
     if (!listening) {
-        logLine("keys", listening.error().message);
+        core::logLine("keys", listening.error().message);
         if (!askedBefore) shell_.show(listening.error().message);
     }
     registerAtLogin();
 
     // The badge and the panel, built now so that a click shows them at once.
-    relay::PanelModel& model = router_->panel();
-    panel_ = std::make_unique<relay::PanelWindow>(model);
-    connect(panel_.get(), &relay::PanelWindow::settingsClicked, this, [this](QWidget* anchor) {
+    panel::PanelModel& model = router_->panel();
+    panel_ = std::make_unique<panel::PanelWindow>(model);
+    connect(panel_.get(), &panel::PanelWindow::settingsClicked, this, [this](QWidget* anchor) {
         rebuildMenu();
         menu_->popup(anchor->mapToGlobal(QPoint(0, anchor->height())));
     });
-    connect(panel_.get(), &relay::PanelWindow::openMainClicked, this, &TrayApp::openWeb);
+    connect(panel_.get(), &panel::PanelWindow::openMainClicked, this, &TrayApp::openWeb);
     badge_ = std::make_unique<ui::BadgeWindow>(&context_.prefs());
     connect(badge_.get(), &ui::BadgeWindow::clicked, this,
             [this] { togglePanel(badge_->frameGeometry()); });
@@ -238,7 +239,7 @@ void TrayApp::showBadge(bool shown) {
 }
 
 void TrayApp::registerAtLogin() {
-    Prefs& prefs = context_.prefs();
+    core::Prefs& prefs = context_.prefs();
     if (prefs.loginAsked() || !facts(false).installed) return;
     prefs.setLoginAsked(true);
     platform::Autostart& autostart = desktop_.autostart();
@@ -274,7 +275,7 @@ void TrayApp::receive(const QString& message) {
         // Running pelix again opens the panel, beside the tray icon when the desktop says where.
         if (panel_ && !panel_->isVisible()) {
             panel_->open(shell_.iconGeometry());
-            logLine("panel", "opened");
+            core::logLine("panel", "opened");
         }
         return;
     }
@@ -294,19 +295,20 @@ void TrayApp::receive(const QString& message) {
 
 void TrayApp::openWeb() {
     if (!web_) {
-        WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *memoSender_,
-                                               [this] { shell_.play(ui::Sound::done); });
+        web::WebWindowParts parts = mainWindowParts(desktop_, context_, timers_, *memoSender_,
+                                                    [this] { shell_.play(ui::Sound::done); });
         parts.onMacLink = [this](const QUrl& url) { receive(url.toString()); };
-        parts.onRelayAccount = [this](const RelayAccountMessage& message,
+        parts.onRelayAccount = [this](const web::RelayAccountMessage& message,
                                       std::function<void(QString)> reply) {
             relay_->windowAccount(message.user, message.token, std::move(reply));
         };
-        Result<std::unique_ptr<WebWindow>> made = WebWindow::make(std::move(parts));
+        Result<std::unique_ptr<web::WebWindow>> made = web::WebWindow::make(std::move(parts));
         if (!made) {
             // The web app in the browser is the next best thing.
             shell_.show(made.error().message);
-            Prefs& prefs = context_.prefs();
-            QDesktopServices::openUrl(WebPlaces::from(prefs, Api::configuredBase(prefs)).base);
+            core::Prefs& prefs = context_.prefs();
+            QDesktopServices::openUrl(
+                web::WebPlaces::from(prefs, service::Api::configuredBase(prefs)).base);
             return;
         }
         web_ = std::move(*made);
@@ -314,14 +316,14 @@ void TrayApp::openWeb() {
     web_->open();
 }
 
-EditorWindow* TrayApp::editorWindow() const {
+studio::EditorWindow* TrayApp::editorWindow() const {
     return editor_ ? &editor_->window : nullptr;
 }
 
 void TrayApp::openEditor() {
     if (!editor_) {
         editor_ = std::make_unique<Editor>(timers_, context_.api(), desktop_, *engines_);
-        QPointer<EditorModel> model(&editor_->model);
+        QPointer<studio::EditorModel> model(&editor_->model);
         editor_->assistant.loadRules([model](Result<QStringList> rules) {
             QMetaObject::invokeMethod(model, [model, rules = std::move(rules)] {
                 if (model && rules) model->setStyle(*rules);
@@ -332,7 +334,7 @@ void TrayApp::openEditor() {
     editor_->window.show();
     editor_->window.raise();
     editor_->window.activateWindow();
-    logLine("editor", "opened");
+    core::logLine("editor", "opened");
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

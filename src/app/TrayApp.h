@@ -22,28 +22,39 @@
 class QMenu;
 class QRect;
 
-namespace pelix {
-
-namespace platform {
+namespace pelix::platform {
 class Desktop;
-}
-namespace relay {
+}  // namespace pelix::platform
+namespace pelix::panel {
 class PanelWindow;
-}
-namespace ui {
+}  // namespace pelix::panel
+namespace pelix::ui {
 class BadgeWindow;
-}
+}  // namespace pelix::ui
+namespace pelix::studio {
 class EditorModel;
 class EditorWindow;
-class AppDictation;
+}  // namespace pelix::studio
+namespace pelix::memos {
 class QtTicker;
-class SpeechEngines;
 class MemoSender;
 class VoiceMemoWatcher;
+}  // namespace pelix::memos
+namespace pelix::speech {
+class SpeechEngines;
+}  // namespace pelix::speech
+namespace pelix::relay {
 class Relay;
 class RelayBanner;
 class RelayBannerWindow;
+}  // namespace pelix::relay
+namespace pelix::web {
 class WebWindow;
+}  // namespace pelix::web
+
+namespace pelix::app {
+
+class AppDictation;
 
 // The tray application: the desktop's services and the account put together around the
 // AppRouter, started in order.
@@ -52,7 +63,8 @@ class TrayApp : public QObject {
 public:
     static constexpr auto kBadgeHidden = "badge.hidden";
 
-    TrayApp(platform::Desktop& desktop, ServiceContext& context, QObject* parent = nullptr);
+    TrayApp(platform::Desktop& desktop, service::ServiceContext& context,
+            QObject* parent = nullptr);
     ~TrayApp() override;
 
     // Start-up: the tray icon and menu, the keys, opening at login, the sign-in prompt, the
@@ -64,15 +76,15 @@ public:
     // Opens the Tell/Ask panel beside `anchor` (the tray icon or the badge; an empty rectangle
     // for the corner of the screen), or closes it when it is open.
     void togglePanel(const QRect& anchor);
-    relay::PanelWindow* panelWindow() const { return panel_.get(); }
+    panel::PanelWindow* panelWindow() const { return panel_.get(); }
     ui::BadgeWindow* badge() const { return badge_.get(); }
     // Opens the video editor, made on first use; there is one.
     void openEditor();
-    EditorWindow* editorWindow() const;
+    studio::EditorWindow* editorWindow() const;
     // Opens the main web window, made (and the web engine loaded) on first use; there is one.
     // Without the web engine the web app opens in the browser.
     void openWeb();
-    WebWindow* webWindow() const { return web_.get(); }
+    web::WebWindow* webWindow() const { return web_.get(); }
 
     // The state of the desktop; `devices` also asks the display, the sound server and the disk.
     DesktopFacts facts(bool devices) const;
@@ -83,29 +95,29 @@ private:
     void showBadge(bool shown);
 
     platform::Desktop& desktop_;
-    ServiceContext& context_;
-    QtTimers timers_;
-    SpeechSettings speech_;
+    service::ServiceContext& context_;
+    core::QtTimers timers_;
+    speech::SpeechSettings speech_;
     // The menu outlives the tray icon that shows it.
     std::unique_ptr<QMenu> menu_;
     TrayShell shell_{speech_};
-    std::unique_ptr<Recorder> recorder_;
+    std::unique_ptr<braindump::Recorder> recorder_;
     std::unique_ptr<AppDictation> dictation_;
-    std::unique_ptr<SpeechEngines> engines_;
-    std::unique_ptr<QtTicker> memoTicker_;
-    std::unique_ptr<MemoSender> memoSender_;
-    std::unique_ptr<VoiceMemoWatcher> watcher_;
+    std::unique_ptr<speech::SpeechEngines> engines_;
+    std::unique_ptr<memos::QtTicker> memoTicker_;
+    std::unique_ptr<memos::MemoSender> memoSender_;
+    std::unique_ptr<memos::VoiceMemoWatcher> watcher_;
     std::unique_ptr<AppFeatures> features_;
     std::unique_ptr<AppRouter> router_;
-    std::unique_ptr<RelayBanner> banner_;
-    std::unique_ptr<RelayBannerWindow> bannerWindow_;
-    std::unique_ptr<Relay> relay_;
-    std::unique_ptr<PendingTimer> followUp_;
-    std::unique_ptr<relay::PanelWindow> panel_;
+    std::unique_ptr<relay::RelayBanner> banner_;
+    std::unique_ptr<relay::RelayBannerWindow> bannerWindow_;
+    std::unique_ptr<relay::Relay> relay_;
+    std::unique_ptr<core::PendingTimer> followUp_;
+    std::unique_ptr<panel::PanelWindow> panel_;
     std::unique_ptr<ui::BadgeWindow> badge_;
     struct Editor;
     std::unique_ptr<Editor> editor_;
-    std::unique_ptr<WebWindow> web_;
+    std::unique_ptr<web::WebWindow> web_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::app

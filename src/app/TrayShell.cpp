@@ -14,7 +14,7 @@
 
 #include <memory>
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 template <class Dialog>
@@ -27,7 +27,7 @@ void open(Dialog* dialog) {
 
 }  // namespace
 
-TrayShell::TrayShell(SpeechSettings& speech) : speech_(speech) {}
+TrayShell::TrayShell(speech::SpeechSettings& speech) : speech_(speech) {}
 TrayShell::~TrayShell() = default;
 
 void TrayShell::setLook(ui::TrayLook look) {
@@ -123,4 +123,4 @@ bool TrayShell::iconShown() const {
     return icon_ != nullptr;
 }
 
-}  // namespace pelix
+}  // namespace pelix::app

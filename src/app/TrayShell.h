@@ -14,13 +14,13 @@
 class QMenu;
 class QSystemTrayIcon;
 
-namespace pelix {
+namespace pelix::app {
 
 // The shell of the tray application: the status line, the sounds, the tray icon, and dialogs
 // that never block the event loop (keys, timers and uploads go on while they are open).
 class TrayShell final : public Shell {
 public:
-    explicit TrayShell(SpeechSettings& speech);
+    explicit TrayShell(speech::SpeechSettings& speech);
     ~TrayShell() override;
 
     void show(const QString& line) override { hud_.show(line); }
@@ -46,7 +46,7 @@ public:
     QRect iconGeometry() const;
 
 private:
-    SpeechSettings& speech_;
+    speech::SpeechSettings& speech_;
     // The speech window while it is open.
     QPointer<QWidget> speechWindow_;
     ui::Hud hud_;
@@ -55,4 +55,4 @@ private:
     ui::TrayLook look_ = ui::TrayLook::idle;
 };
 
-}  // namespace pelix
+}  // namespace pelix::app

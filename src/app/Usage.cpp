@@ -2,7 +2,7 @@
 
 #include <QRegularExpression>
 
-namespace pelix::usage {
+namespace pelix::app::usage {
 
 const Usage& pelix() {
     static const Usage usage{
@@ -321,4 +321,4 @@ QStringList optionWords(const Usage& usage) {
     return words;
 }
 
-}  // namespace pelix::usage
+}  // namespace pelix::app::usage

@@ -6,7 +6,7 @@
 
 // The program's command line described once: `pelix --help` prints it and the build turns it into
 // the manual page pelix(1).
-namespace pelix::usage {
+namespace pelix::app::usage {
 
 // An option that qualifies a mode.
 struct Option {
@@ -60,4 +60,4 @@ QString manualPage(const Usage& usage, const ManualInfo& info);
 // Every option word ("--piece") that qualifies some mode.
 QStringList optionWords(const Usage& usage);
 
-}  // namespace pelix::usage
+}  // namespace pelix::app::usage

@@ -1,5 +1,5 @@
 #include "app/Cli.h"
 
 int main(int argc, char** argv) {
-    return pelix::runPelix(argc, argv);
+    return pelix::app::runPelix(argc, argv);
 }

@@ -11,25 +11,25 @@
 
 #include <memory>
 
-namespace pelix {
+namespace pelix::braindump {
 
 Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return fail(1, core::sentences::kRecordingUnreadable);
     const QByteArray audio = file.readAll();
     if (file.error() != QFileDevice::NoError) return fail(1, core::sentences::kRecordingUnreadable);
-    return json::compact(QJsonObject{
+    return core::json::compact(QJsonObject{
         {"audio_base64", QString::fromLatin1(audio.toBase64())},
         {"filename", QFileInfo(path).fileName()},
         {"context", context},
     });
 }
 
-QString uploadLine(const RawAnswer& answer) {
+QString uploadLine(const service::RawAnswer& answer) {
     // The token went between the start of the recording and its upload.
     if (answer.noToken) return core::sentences::kRecordingUnreadable;
-    if (answer.transport) return Api::describe(*answer.transport);
-    if (const auto object = json::parseObject(answer.body)) {
+    if (answer.transport) return service::Api::describe(*answer.transport);
+    if (const auto object = core::json::parseObject(answer.body)) {
         const QJsonValue error = object->value("error");
         if (error.isString()) return error.toString();
     }
@@ -37,7 +37,7 @@ QString uploadLine(const RawAnswer& answer) {
     return core::sentences::pelixAnswered(answer.status);
 }
 
-BraindumpSender::BraindumpSender(Api& api, QObject* parent)
+BraindumpSender::BraindumpSender(service::Api& api, QObject* parent)
     : QObject(parent), api_(api), worker_(this) {}
 
 void BraindumpSender::send(const QString& path, double seconds,
@@ -50,12 +50,12 @@ void BraindumpSender::send(const QString& path, double seconds,
     worker_.run(std::move(read), [this, path, seconds,
                                   done = std::move(done)](const Result<QByteArray>& body) mutable {
         if (!body) return done(std::unexpected(body.error()));
-        logLine("braindump", QStringLiteral("sending %1 (%2 s)")
-                                 .arg(QFileInfo(path).fileName())
-                                 .arg(seconds, 0, 'f', 1));
+        core::logLine("braindump", QStringLiteral("sending %1 (%2 s)")
+                                       .arg(QFileInfo(path).fileName())
+                                       .arg(seconds, 0, 'f', 1));
         QPointer<BraindumpSender> self(this);
         api_.post("braindump", *body, std::nullopt, braindump::kUploadTimeout,
-                  [self, path, done = std::move(done)](RawAnswer answer) {
+                  [self, path, done = std::move(done)](service::RawAnswer answer) {
                       QFile::remove(path);
                       const QString line = uploadLine(answer);
                       if (self) done(line);
@@ -63,4 +63,4 @@ void BraindumpSender::send(const QString& path, double seconds,
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::braindump

@@ -11,21 +11,19 @@
 
 #include <functional>
 
-namespace pelix {
+namespace pelix::braindump {
 
 // The limits of a braindump; what the user reads on its road is in core/Sentences.h.
-namespace braindump {
 inline constexpr double kMinimumSeconds = 0.8;
 inline constexpr double kLimitSeconds = 300;
 inline constexpr double kUploadTimeout = 120;
-}  // namespace braindump
 
 // The body of one "braindump" request: the file whole in base64, its name, and the context.
 Result<QByteArray> braindumpBody(const QString& path, const QJsonObject& context);
 
 // The one line that tells the user how an upload went: `core::sentences::kInPelix`, the backend's
 // own words, or its failure as `Api::describe` says it.
-QString uploadLine(const RawAnswer& answer);
+QString uploadLine(const service::RawAnswer& answer);
 
 // Files finished braindump recordings into the account: the body is made on a worker thread
 // (reading and encoding a long recording takes tens of milliseconds), posted to "braindump"
@@ -33,7 +31,7 @@ QString uploadLine(const RawAnswer& answer);
 class BraindumpSender : public QObject {
     Q_OBJECT
 public:
-    explicit BraindumpSender(Api& api, QObject* parent = nullptr);
+    explicit BraindumpSender(service::Api& api, QObject* parent = nullptr);
 
     // Sends the recording at `path`, `seconds` long, and deletes it once any answer is in.
     // `done` gets the line for the answer (failures included; without a token it is
@@ -42,8 +40,8 @@ public:
     void send(const QString& path, double seconds, std::function<void(Result<QString>)> done);
 
 private:
-    Api& api_;
-    Worker worker_;  // reads recordings for their upload; last, so it ends first
+    service::Api& api_;
+    core::Worker worker_;  // reads recordings for their upload; last, so it ends first
 };
 
-}  // namespace pelix
+}  // namespace pelix::braindump

@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-namespace pelix {
+namespace pelix::braindump {
 
 QString recordingPath(const QString& folder, const QDateTime& now) {
     qint64 seconds = now.toSecsSinceEpoch();
@@ -26,7 +26,7 @@ qint64 missingSamples(qint64 delivered, double elapsed, int rate) {
     return due - delivered > rate / 10 ? due - delivered : 0;
 }
 
-MicRecorder::MicRecorder(platform::Microphone& microphone, const Clock& clock, QString folder)
+MicRecorder::MicRecorder(platform::Microphone& microphone, const core::Clock& clock, QString folder)
     : microphone_(microphone), clock_(clock), folder_(std::move(folder)) {}
 
 MicRecorder::~MicRecorder() {
@@ -74,11 +74,11 @@ std::optional<Recording> MicRecorder::stop() {
     write(missingSamples(written_, seconds, kRate), nullptr);
     auto writer = std::move(writer_);
     if (writeError_) {
-        logLine("recorder", "the recording could not be written: " + writeError_->message);
+        core::logLine("recorder", "the recording could not be written: " + writeError_->message);
         return std::nullopt;
     }
     if (Status done = writer->finish(); !done) {
-        logLine("recorder", "the recording could not be finished: " + done.error().message);
+        core::logLine("recorder", "the recording could not be finished: " + done.error().message);
         return std::nullopt;
     }
     return Recording{path_, seconds};
@@ -91,4 +91,4 @@ void MicRecorder::cancel() {
     QFile::remove(path_);
 }
 
-}  // namespace pelix
+}  // namespace pelix::braindump

@@ -8,14 +8,14 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
-
-namespace platform {
+namespace pelix::platform {
 class Microphone;
-}
-namespace media {
+}  // namespace pelix::platform
+namespace pelix::media {
 class AacWriter;
-}
+}  // namespace pelix::media
+
+namespace pelix::braindump {
 
 // A finished recording: its file and its length in seconds.
 struct Recording {
@@ -49,7 +49,7 @@ qint64 missingSamples(qint64 delivered, double elapsed, int rate);
 // The microphone, 44.1 kHz mono, through the AAC/M4A writer: AAC-LC at 64 kbit/s.
 class MicRecorder final : public Recorder {
 public:
-    MicRecorder(platform::Microphone& microphone, const Clock& clock, QString folder);
+    MicRecorder(platform::Microphone& microphone, const core::Clock& clock, QString folder);
     ~MicRecorder() override;
 
     Status start() override;
@@ -62,7 +62,7 @@ private:
     void write(qint64 count, const int16_t* samples);
 
     platform::Microphone& microphone_;
-    const Clock& clock_;
+    const core::Clock& clock_;
     QString folder_;
     QString path_;
     double startedAt_ = 0;
@@ -71,4 +71,4 @@ private:
     std::optional<Error> writeError_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::braindump

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-namespace pelix {
+namespace pelix::core {
 
 // The process arguments, matched as whole words anywhere in the list. An option that takes a
 // value takes the argument directly after it.
@@ -34,4 +34,4 @@ private:
     QStringList all_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::core

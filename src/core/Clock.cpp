@@ -2,7 +2,7 @@
 
 #include <time.h>
 
-namespace pelix {
+namespace pelix::core {
 
 double SystemClock::uptime() const {
     timespec ts{};
@@ -10,4 +10,4 @@ double SystemClock::uptime() const {
     return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

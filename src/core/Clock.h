@@ -2,7 +2,7 @@
 
 #include <QDateTime>
 
-namespace pelix {
+namespace pelix::core {
 
 // Time as the rules see it. Production code uses SystemClock; tests hand in a clock they move.
 class Clock {
@@ -20,4 +20,4 @@ public:
     QDateTime now() const override { return QDateTime::currentDateTime(); }
 };
 
-}  // namespace pelix
+}  // namespace pelix::core

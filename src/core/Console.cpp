@@ -6,7 +6,7 @@
 
 #include <cstdio>
 
-namespace pelix::console {
+namespace pelix::core::console {
 namespace {
 
 void write(FILE* stream, const QByteArray& bytes) {
@@ -46,4 +46,4 @@ int notInThisBuild(const QString& what) {
     return 2;
 }
 
-}  // namespace pelix::console
+}  // namespace pelix::core::console

@@ -6,7 +6,7 @@
 
 #include <functional>
 
-namespace pelix::console {
+namespace pelix::core::console {
 
 // Writes one line (a line break is added) to standard output or standard error, as UTF-8.
 void out(const QString& line);
@@ -24,4 +24,4 @@ int runUntilAnswered(const std::function<void(Answer)>& start);
 // For a mode that a later version brings: says so in one sentence and returns exit status 2.
 int notInThisBuild(const QString& what);
 
-}  // namespace pelix::console
+}  // namespace pelix::core::console

@@ -4,7 +4,7 @@
 
 #include <expected>
 
-namespace pelix {
+namespace pelix::core {
 
 // The one error type of the program. Errors the program makes carry the domain "pelix";
 // errors passed through from a lower layer (the network, a library) keep that layer's domain,
@@ -29,4 +29,12 @@ inline std::unexpected<Error> fail(int code, QString message) {
     return std::unexpected(Error::pelix(code, std::move(message)));
 }
 
+}  // namespace pelix::core
+
+namespace pelix {
+// Every folder speaks of failure in these words, so they are named in pelix itself too.
+using core::Error;
+using core::fail;
+using core::Result;
+using core::Status;
 }  // namespace pelix

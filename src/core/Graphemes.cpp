@@ -6,7 +6,7 @@
 
 #include <memory>
 
-namespace pelix {
+namespace pelix::core {
 
 QList<qsizetype> graphemeBounds(QStringView text) {
     QList<qsizetype> bounds{0};
@@ -37,4 +37,4 @@ qsizetype graphemeCount(QStringView text) {
     return graphemeBounds(text).size() - 1;
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -4,7 +4,7 @@
 #include <QString>
 #include <QStringView>
 
-namespace pelix {
+namespace pelix::core {
 
 // Where the user-perceived characters (extended grapheme clusters) of `text` begin, as UTF-16
 // offsets, followed by the length of the text: n characters give n + 1 offsets, the empty text
@@ -14,4 +14,4 @@ QList<qsizetype> graphemeBounds(QStringView text);
 // The number of user-perceived characters in `text`.
 qsizetype graphemeCount(QStringView text);
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-namespace pelix::json {
+namespace pelix::core::json {
 
 // Compact serialisation, no spaces or line breaks.
 QByteArray compact(const QJsonObject& object);
@@ -19,4 +19,4 @@ std::optional<QJsonObject> parseObject(const QByteArray& data);
 // ISO 8601 internet date-time with the local offset ("2026-11-21T09:30:00+01:00").
 QString isoDate(const QDateTime& time);
 
-}  // namespace pelix::json
+}  // namespace pelix::core::json

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace pelix {
+namespace pelix::core {
 
 void logLine(const char* prefix, const QString& text) {
     const QByteArray line = QByteArray(prefix) + ": " + text.toUtf8() + "\n";
@@ -10,4 +10,4 @@ void logLine(const char* prefix, const QString& text) {
     std::fflush(stderr);
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

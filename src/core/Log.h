@@ -2,10 +2,10 @@
 
 #include <QString>
 
-namespace pelix {
+namespace pelix::core {
 
 // One diagnostic line on standard error, "prefix: text", prefix a short lower-case feature name
 // ("voice memos", "api"). Never pass a token in `text`.
 void logLine(const char* prefix, const QString& text);
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -3,7 +3,7 @@
 #include <QDir>
 #include <QStandardPaths>
 
-namespace pelix::paths {
+namespace pelix::core::paths {
 namespace {
 
 QString xdg(const char* variable, const QString& fallbackUnderHome) {
@@ -44,4 +44,4 @@ QString tempDir() {
     return QDir::tempPath();
 }
 
-}  // namespace pelix::paths
+}  // namespace pelix::core::paths

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-namespace pelix::paths {
+namespace pelix::core::paths {
 
 // The XDG base folders themselves ($XDG_CONFIG_HOME, else ~/.config; relative values are
 // ignored, as the XDG rules say).
@@ -21,4 +21,4 @@ QString videosDir();
 // The system's temporary folder.
 QString tempDir();
 
-}  // namespace pelix::paths
+}  // namespace pelix::core::paths

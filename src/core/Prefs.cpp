@@ -2,7 +2,7 @@
 
 #include "core/Paths.h"
 
-namespace pelix {
+namespace pelix::core {
 
 QString Prefs::defaultFile() {
     return paths::configDir() + "/Pelix.conf";
@@ -72,4 +72,4 @@ void Prefs::setLoginAsked(bool asked) {
     setValue("login.asked", asked);
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -7,7 +7,7 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
+namespace pelix::core {
 
 // The user's switches, in an INI file under $XDG_CONFIG_HOME/Pelix/, keys spelled with dots
 // ("relay.enabled"). Every call reads the file anew, so several processes may share it.
@@ -46,4 +46,4 @@ private:
     QString file_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::core

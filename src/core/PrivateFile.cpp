@@ -6,7 +6,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
-namespace pelix {
+namespace pelix::core {
 namespace {
 
 constexpr auto kPrivateDir =
@@ -52,4 +52,4 @@ Status writeFileAtomically(const QString& path, const QByteArray& data) {
     return save(path, data, false);
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -5,7 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
-namespace pelix {
+namespace pelix::core {
 
 // Creates `dir` with its parents and sets it to mode 0700. False when that fails.
 bool ensurePrivateDir(const QString& dir);
@@ -17,4 +17,4 @@ Status writePrivateFile(const QString& path, const QByteArray& data);
 // Writes `data` atomically with the default mode: for files that are not secret.
 Status writeFileAtomically(const QString& path, const QByteArray& data);
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -12,7 +12,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace pelix::tempfiles {
+namespace pelix::core::tempfiles {
 namespace {
 
 // Slots a signal handler can read without locks: a slot is free (0), being changed (1) or holds
@@ -106,4 +106,4 @@ void removeOnSignals() {
     }
 }
 
-}  // namespace pelix::tempfiles
+}  // namespace pelix::core::tempfiles

@@ -6,7 +6,7 @@
 
 // Temporary files (sound extracted from a video, pieces of a recording): private from their
 // first byte and gone when the process is interrupted.
-namespace pelix::tempfiles {
+namespace pelix::core::tempfiles {
 
 // Makes a new empty file at `path` with mode 0600, exclusively: it fails when anything is there
 // already, a link planted by someone else included. The file is tracked (see below).
@@ -25,4 +25,4 @@ void remove(const QString& path);
 // here: signals are process-wide too.
 void removeOnSignals();
 
-}  // namespace pelix::tempfiles
+}  // namespace pelix::core::tempfiles

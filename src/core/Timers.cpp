@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace pelix {
+namespace pelix::core {
 namespace {
 
 class QtPendingTimer final : public PendingTimer {
@@ -31,4 +31,4 @@ std::unique_ptr<PendingTimer> QtTimers::after(double seconds, std::function<void
     return std::make_unique<QtPendingTimer>(seconds, std::move(fire));
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-namespace pelix {
+namespace pelix::core {
 
 // A pending one-shot timer; dropping it cancels it.
 class PendingTimer {
@@ -25,4 +25,4 @@ public:
     std::unique_ptr<PendingTimer> after(double seconds, std::function<void()> fire) override;
 };
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-namespace pelix {
+namespace pelix::core {
 
 // One timed word: seconds from the start of its media, text as transcribed with any
 // punctuation attached.
@@ -14,4 +14,4 @@ struct Word {
     bool operator==(const Word&) const = default;
 };
 
-}  // namespace pelix
+}  // namespace pelix::core

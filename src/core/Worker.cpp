@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace pelix {
+namespace pelix::core {
 
 Worker::Worker(QObject* owner, int threads)
     : owner_(owner), owned_(owner != nullptr), home_(std::make_unique<QObject>()) {
@@ -50,4 +50,4 @@ void Worker::stop() {
     pool_.waitForDone();
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace pelix {
+namespace pelix::core {
 
 // Runs work off its owner's thread and hands the results back to that thread. Every piece of
 // work that leaves the main thread goes through one of these.
@@ -114,4 +114,4 @@ std::stop_source Worker::run(Job job, Done done) {
         }));
 }
 
-}  // namespace pelix
+}  // namespace pelix::core

@@ -5,15 +5,15 @@
 
 #include <atomic>
 
-namespace pelix {
+namespace pelix::dictation {
 
 // One recognition, shared by the main thread and the worker. The session is touched on the
 // worker only; `cancelled` is set on the main thread and read on both.
 struct EngineRecognizer::Run {
-    SpeechEngines::Choice choice;
+    speech::SpeechEngines::Choice choice;
     Updates updates;
-    const Worker* worker = nullptr;
-    std::unique_ptr<SpeechSession> session;
+    const core::Worker* worker = nullptr;
+    std::unique_ptr<speech::SpeechSession> session;
     std::atomic<bool> cancelled = false;
 
     // Hands an update to the main thread, where it is dropped if the run was cancelled meanwhile.
@@ -34,13 +34,13 @@ EngineRecognizer::~EngineRecognizer() {
 }
 
 bool EngineRecognizer::ready() const {
-    const std::optional<SpeechEngines::Choice> choice = choose_();
+    const std::optional<speech::SpeechEngines::Choice> choice = choose_();
     return choice && choice->engine && choice->engine->installed(choice->locale);
 }
 
 Status EngineRecognizer::begin(Updates updates) {
     cancel();
-    const std::optional<SpeechEngines::Choice> choice = choose_();
+    const std::optional<speech::SpeechEngines::Choice> choice = choose_();
     if (!choice || !choice->engine || !choice->engine->installed(choice->locale)) {
         return fail(1, core::sentences::kRecognitionUnavailable);
     }
@@ -51,17 +51,17 @@ Status EngineRecognizer::begin(Updates updates) {
     run_ = run;
     worker_.run([run] {
         if (run->cancelled) return;
-        SessionEvents events;
+        speech::SessionEvents events;
         std::weak_ptr<Run> weak = run;
         events.partial = [weak](const QString& text) {
             if (auto r = weak.lock()) Run::report(r, {text, false, std::nullopt});
         };
-        SessionOptions options;
+        speech::SessionOptions options;
         options.partials = true;
-        Result<std::unique_ptr<SpeechSession>> session =
+        Result<std::unique_ptr<speech::SpeechSession>> session =
             run->choice.engine->start(run->choice.locale, options, std::move(events));
         if (!session) {
-            logLine("dictation", session.error().message);
+            core::logLine("dictation", session.error().message);
             Run::report(run, {std::nullopt, false, session.error()});
             return;
         }
@@ -108,4 +108,4 @@ void EngineRecognizer::cancel() {
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -8,7 +8,7 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
+namespace pelix::dictation {
 
 // Recognition by a `SpeechEngine` on a thread of its own: loading the model and decoding never
 // hold up the main thread. Audio is decoded in the order it was appended; texts come back to the
@@ -17,7 +17,7 @@ class EngineRecognizer final : public Recognizer {
 public:
     // The engine and locale to use now (the user's language, else en-US); none when no engine
     // serves either.
-    using Choose = std::function<std::optional<SpeechEngines::Choice>()>;
+    using Choose = std::function<std::optional<speech::SpeechEngines::Choice>()>;
 
     explicit EngineRecognizer(Choose choose);
     ~EngineRecognizer() override;
@@ -34,7 +34,7 @@ private:
     Choose choose_;
     std::shared_ptr<Run> run_;
     // Serial: audio is decoded in the order it came. Last, so that it ends before the rest goes.
-    Worker worker_;
+    core::Worker worker_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -3,7 +3,7 @@
 #include "core/Log.h"
 #include "core/Sentences.h"
 
-namespace pelix {
+namespace pelix::dictation {
 
 FinishingRecognizer::FinishingRecognizer(Recognizer& local, Wanted wanted, Hear hear)
     : local_(local), wanted_(std::move(wanted)), hear_(std::move(hear)) {}
@@ -87,8 +87,9 @@ void FinishingRecognizer::fromPass(quint64 run, Result<QString> text) {
 
 void FinishingRecognizer::failed(const QString& sentence) {
     ++failures_;
-    logLine("dictation",
-            QStringLiteral("finishing pass failed (%1 in a row): ").arg(failures_) + sentence);
+    core::logLine(
+        "dictation",
+        QStringLiteral("finishing pass failed (%1 in a row): ").arg(failures_) + sentence);
     if (failures_ == kFailuresBeforeSaying && onTrouble) onTrouble(sentence);
 }
 
@@ -110,4 +111,4 @@ void FinishingRecognizer::cancel() {
     local_.cancel();
 }
 
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -7,7 +7,7 @@
 #include <functional>
 #include <optional>
 
-namespace pelix {
+namespace pelix::dictation {
 
 // Live recognition with a finishing pass: a local recogniser hears the sound as it comes (its
 // partial texts are typed as usual), and when the sound ends the whole of it goes to a second,
@@ -61,4 +61,4 @@ private:
     int failures_ = 0;
 };
 
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -4,10 +4,10 @@
 
 #include <QTimer>
 
-namespace pelix::Insert {
+namespace pelix::dictation::Insert {
 
 QStringList chunks(const QString& text, qsizetype size) {
-    const QList<qsizetype> bounds = graphemeBounds(text);
+    const QList<qsizetype> bounds = core::graphemeBounds(text);
     QStringList pieces;
     const qsizetype characters = bounds.size() - 1;
     if (characters <= size) return {text};
@@ -50,4 +50,4 @@ void tap(platform::Typist& typist, platform::Key key, bool control) {
     typist.press(key, control, 1);
 }
 
-}  // namespace pelix::Insert
+}  // namespace pelix::dictation::Insert

@@ -8,7 +8,7 @@
 #include <chrono>
 #include <optional>
 
-namespace pelix::Insert {
+namespace pelix::dictation::Insert {
 
 // The one way text enters other applications. Stateless: the desktop comes in as a `Typist`
 // (keyboard) and a `Clipboard`. Main thread only; failures of the desktop are silent.
@@ -38,4 +38,4 @@ void paste(platform::Typist& typist, platform::Clipboard& clipboard, const QStri
 // One press of `key`, with Ctrl held around it when `control`.
 void tap(platform::Typist& typist, platform::Key key, bool control = false);
 
-}  // namespace pelix::Insert
+}  // namespace pelix::dictation::Insert

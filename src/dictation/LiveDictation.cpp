@@ -12,7 +12,7 @@
 
 #include <algorithm>
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 // Erasing waits 1.5 ms per character, at most 60 ms, before anything is typed after it.
@@ -22,8 +22,8 @@ constexpr std::chrono::microseconds kBackspacePause{1500};
 }  // namespace
 
 Correction correction(const QString& typed, const QString& wanted) {
-    const QList<qsizetype> old = graphemeBounds(typed);
-    const QList<qsizetype> now = graphemeBounds(wanted);
+    const QList<qsizetype> old = core::graphemeBounds(typed);
+    const QList<qsizetype> now = core::graphemeBounds(wanted);
     const qsizetype common = std::min(old.size(), now.size()) - 1;
     qsizetype same = 0;  // characters in the common prefix
     while (same < common && old[same + 1] == now[same + 1] &&
@@ -35,7 +35,7 @@ Correction correction(const QString& typed, const QString& wanted) {
 }
 
 LiveDictation::LiveDictation(Recognizer& recognizer, platform::Microphone& microphone,
-                             platform::Typist& typist, Timers& timers, QObject* parent)
+                             platform::Typist& typist, core::Timers& timers, QObject* parent)
     : QObject(parent),
       recognizer_(recognizer),
       microphone_(microphone),
@@ -82,7 +82,7 @@ Status LiveDictation::start(bool typing) {
         return fail(1, core::sentences::kRecognitionUnavailable);
     }
     Status listening = microphone_.start(
-        kSpeechSampleRate, [this](const QByteArray& pcm) { recognizer_.append(pcm); });
+        speech::kSpeechSampleRate, [this](const QByteArray& pcm) { recognizer_.append(pcm); });
     if (!listening) {
         ended_ = true;
         recognizer_.cancel();
@@ -95,7 +95,7 @@ Status LiveDictation::start(bool typing) {
 void LiveDictation::handle(const Recognizer::Update& update) {
     if (ended_) return;
     if (update.text) {
-        latest_ = withoutActually(*update.text);
+        latest_ = text::withoutActually(*update.text);
         if (onText) onText(latest_);
         if (update.isFinal) {
             complete();
@@ -173,9 +173,9 @@ void LiveDictation::cancel(bool erase) {
     bound_.reset();
     stopListening();
     if (wasRunning) recognizer_.cancel();
-    if (erase && typesIntoApp_ && !typed_.isEmpty()) backspace(graphemeCount(typed_));
+    if (erase && typesIntoApp_ && !typed_.isEmpty()) backspace(core::graphemeCount(typed_));
     typed_.clear();
     latest_.clear();
 }
 
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -19,7 +19,7 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
+namespace pelix::dictation {
 
 // Streaming recognition of live audio. Updates arrive on the thread that called `begin`, for
 // the recognition begun last only.
@@ -64,7 +64,7 @@ public:
     static constexpr double kStopBoundSeconds = 2.5;
 
     LiveDictation(Recognizer& recognizer, platform::Microphone& microphone,
-                  platform::Typist& typist, Timers& timers, QObject* parent = nullptr);
+                  platform::Typist& typist, core::Timers& timers, QObject* parent = nullptr);
     ~LiveDictation() override;
 
     // Calls back (later, on this thread) with whether recognition can run.
@@ -100,16 +100,16 @@ private:
     Recognizer& recognizer_;
     platform::Microphone& microphone_;
     platform::Typist& typist_;
-    Timers& timers_;
+    core::Timers& timers_;
 
     QString typed_;
     QString latest_;
-    std::unique_ptr<PendingTimer> apply_;
-    std::unique_ptr<PendingTimer> bound_;
+    std::unique_ptr<core::PendingTimer> apply_;
+    std::unique_ptr<core::PendingTimer> bound_;
     std::function<void(const QString&)> finish_;
     bool typesIntoApp_ = false;
     bool ended_ = true;
     bool listening_ = false;
 };
 
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <string_view>
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 struct Limits {
@@ -84,7 +84,7 @@ void timedCues(const EditProject& project, const Timeline& timeline, const Line&
         joined = 0;
     };
     for (const int index : keptWords(line, clip, project.settings.removeFillers)) {
-        const Word& word = clip.words[size_t(index)];
+        const core::Word& word = clip.words[size_t(index)];
         const auto at = wordOutput(timeline, line.clip, word, &near);
         if (!at) continue;
         const qsizetype length = edittext::characterCount(word.text);
@@ -226,4 +226,4 @@ QString subtitles(const std::vector<CaptionCue>& cues, SubtitleFormat format) {
     return file;
 }
 
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 // One on-screen caption, in output seconds.
 struct CaptionCue {
@@ -38,4 +38,4 @@ enum class SubtitleFormat { srt, vtt };
 // The cues as a SubRip or WebVTT file.
 QString subtitles(const std::vector<CaptionCue>& cues, SubtitleFormat format);
 
-}  // namespace pelix
+}  // namespace pelix::editor

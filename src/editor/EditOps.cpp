@@ -7,7 +7,7 @@
 
 #include <cmath>
 
-namespace pelix {
+namespace pelix::editor {
 
 std::vector<NumberedLine> numbered(const EditProject& project) {
     std::vector<NumberedLine> result;
@@ -229,4 +229,4 @@ SetOutcome setField(const QString& field, const QJsonValue& value, EditSettings&
     return SetOutcome::rejected;
 }
 
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -9,7 +9,7 @@
 
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 // A line as the service sees it: its 1-based number in the whole project and its start on a
 // time axis that lays the clips end to end.
@@ -51,4 +51,4 @@ enum class SetOutcome { rejected, unchanged, changed };
 // is rejected.
 SetOutcome setField(const QString& field, const QJsonValue& value, EditSettings& settings);
 
-}  // namespace pelix
+}  // namespace pelix::editor

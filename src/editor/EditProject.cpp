@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 QString label(CaptionLanguage language) {
     static constexpr std::array<const char*, 11> labels{
@@ -58,7 +58,7 @@ QJsonObject withUnknown(QJsonObject object, const QJsonObject& unknown) {
     return object;
 }
 
-QJsonObject toJson(const Word& word) {
+QJsonObject toJson(const core::Word& word) {
     return {{"start", word.start}, {"end", word.end}, {"text", word.text}};
 }
 
@@ -330,7 +330,7 @@ void readClip(Decoder& d, SourceClip& clip) {
     d.integer("width", clip.width);
     d.integer("height", clip.height);
     d.number("faceX", clip.faceX);
-    readList(d, "words", true, clip.words, [&clip](Decoder& w, Word& word) {
+    readList(d, "words", true, clip.words, [&clip](Decoder& w, core::Word& word) {
         w.number("start", word.start, true, 0, kLongestTime, kTimeRange);
         w.number("end", word.end, true, 0, kLongestTime, kTimeRange);
         // A word that ends before it starts would play backwards on the timeline.
@@ -437,4 +437,4 @@ Result<EditProject> projectFromJson(const QJsonObject& object) {
     return p;
 }
 
-}  // namespace pelix
+}  // namespace pelix::editor

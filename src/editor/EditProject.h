@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 enum class VideoFormat { reel, youtubeShort, rednote, youtube, original };
 enum class CaptionStyle { bold, clean };
@@ -92,7 +92,7 @@ struct SourceClip {
     int width = 0;
     int height = 0;
     std::optional<double> faceX;
-    std::vector<Word> words;
+    std::vector<core::Word> words;
     bool transcribed = false;
     std::optional<Framing> framing;
     QJsonObject unknown{};
@@ -182,4 +182,4 @@ QJsonObject toJson(const EditSettings& settings);
 Result<EditProject> projectFromJson(const QJsonObject& object);
 Result<EditSettings> settingsFromJson(const QJsonObject& object);
 
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 
-namespace pelix::edittext {
+namespace pelix::editor::edittext {
 namespace {
 
 // Below U+0300 (before the combining marks) and without a carriage return, every UTF-16 unit
@@ -106,7 +106,7 @@ bool endsSentence(QStringView text) {
     if (enders.find(last) == std::u16string_view::npos) return false;
     if (text.size() == 1) return true;
     // The mark must be a grapheme cluster by itself, not the tail of a longer one.
-    const QList<qsizetype> bounds = graphemeBounds(text);
+    const QList<qsizetype> bounds = core::graphemeBounds(text);
     return bounds[bounds.size() - 2] == text.size() - 1;
 }
 
@@ -137,7 +137,7 @@ QStringList splitAtSpaces(QStringView text) {
 
 qsizetype characterCount(QStringView text) {
     if (simple(text)) return text.size();
-    return graphemeCount(text);
+    return core::graphemeCount(text);
 }
 
 QStringList characters(QStringView text) {
@@ -147,11 +147,11 @@ QStringList characters(QStringView text) {
         for (QChar c : text) result.append(QString(c));
         return result;
     }
-    const QList<qsizetype> bounds = graphemeBounds(text);
+    const QList<qsizetype> bounds = core::graphemeBounds(text);
     for (qsizetype i = 1; i < bounds.size(); ++i) {
         result.append(text.sliced(bounds[i - 1], bounds[i] - bounds[i - 1]).toString());
     }
     return result;
 }
 
-}  // namespace pelix::edittext
+}  // namespace pelix::editor::edittext

@@ -6,7 +6,7 @@
 
 // Small text rules the editor's algorithms share. All are exact for any Unicode text and cheap
 // for the plain text most words are.
-namespace pelix::edittext {
+namespace pelix::editor::edittext {
 
 // Full Unicode lower-casing (root locale).
 QString lower(QStringView text);
@@ -39,4 +39,4 @@ qsizetype characterCount(QStringView text);
 // The grapheme clusters of `text`, in order.
 QStringList characters(QStringView text);
 
-}  // namespace pelix::edittext
+}  // namespace pelix::editor::edittext

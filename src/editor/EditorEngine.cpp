@@ -8,7 +8,7 @@
 
 #include <cmath>
 
-namespace pelix::EditorEngine {
+namespace pelix::editor::EditorEngine {
 namespace {
 
 // A line number as the service sends it: any JSON number, read as an integer.
@@ -23,7 +23,7 @@ QJsonArray strings(const QStringList& list) {
     return QJsonArray::fromStringList(list);
 }
 
-void send(Api& api, const QJsonObject& body, Api::Done done) {
+void send(service::Api& api, const QJsonObject& body, service::Api::Done done) {
     api.call(kFunction, body, std::nullopt, kTimeLimit, std::move(done));
 }
 
@@ -98,7 +98,7 @@ EditProject translated(const EditProject& project, const QJsonObject& answer) {
     return result;
 }
 
-void plan(Api& api, const EditProject& project, const QStringList& style,
+void plan(service::Api& api, const EditProject& project, const QStringList& style,
           std::function<void(Result<FirstPass>)> done) {
     send(api, planRequest(project, style), [project, done](Result<QJsonObject> answer) {
         if (!answer) return done(std::unexpected(answer.error()));
@@ -106,7 +106,7 @@ void plan(Api& api, const EditProject& project, const QStringList& style,
     });
 }
 
-void revise(Api& api, const QString& instruction, const QStringList& style,
+void revise(service::Api& api, const QString& instruction, const QStringList& style,
             const EditProject& project, std::function<void(Result<Revision>)> done) {
     send(api, reviseRequest(instruction, style, project),
          [project, done](Result<QJsonObject> answer) {
@@ -115,7 +115,7 @@ void revise(Api& api, const QString& instruction, const QStringList& style,
          });
 }
 
-void translate(Api& api, const EditProject& project,
+void translate(service::Api& api, const EditProject& project,
                std::function<void(Result<EditProject>)> done) {
     const auto missing = untranslated(project);
     if (missing.empty()) return done(project);
@@ -131,7 +131,7 @@ void translate(Api& api, const EditProject& project,
     });
 }
 
-void loadRules(Api& api, std::function<void(Result<QStringList>)> done) {
+void loadRules(service::Api& api, std::function<void(Result<QStringList>)> done) {
     send(api, {{"action", "style"}}, [done](Result<QJsonObject> answer) {
         if (!answer) return done(std::unexpected(answer.error()));
         QStringList rules;
@@ -142,7 +142,7 @@ void loadRules(Api& api, std::function<void(Result<QStringList>)> done) {
     });
 }
 
-void saveRules(Api& api, const QStringList& rules, std::function<void(Status)> done) {
+void saveRules(service::Api& api, const QStringList& rules, std::function<void(Status)> done) {
     send(api, {{"action", "style"}, {"rules", strings(rules)}}, [done](Result<QJsonObject> answer) {
         if (!answer) return done(std::unexpected(answer.error()));
         done({});
@@ -161,4 +161,4 @@ QStringList mergedRules(const QStringList& saved, const QStringList& remember,
     return rules;
 }
 
-}  // namespace pelix::EditorEngine
+}  // namespace pelix::editor::EditorEngine

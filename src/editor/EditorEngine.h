@@ -10,9 +10,11 @@
 
 #include <functional>
 
-namespace pelix {
-
+namespace pelix::service {
 class Api;
+}  // namespace pelix::service
+
+namespace pelix::editor {
 
 // The editor's conversation with the backend function "video-edit": the first pass over a new
 // project, revisions from an instruction, translation of caption lines and the user's style
@@ -35,17 +37,18 @@ struct Revision {
 
 // The first pass: the service's cuts, pop-up phrases, hook and title. Every stored translation
 // is dropped, since the lines they belong to may have changed.
-void plan(Api& api, const EditProject& project, const QStringList& style,
+void plan(service::Api& api, const EditProject& project, const QStringList& style,
           std::function<void(Result<FirstPass>)> done);
 // A revision: the service's operations applied to the project.
-void revise(Api& api, const QString& instruction, const QStringList& style,
+void revise(service::Api& api, const QString& instruction, const QStringList& style,
             const EditProject& project, std::function<void(Result<Revision>)> done);
 // The caption lines (and hook) not yet in the caption language, translated. With none missing
 // no request is sent and `done` gets the project as it was, at once.
-void translate(Api& api, const EditProject& project, std::function<void(Result<EditProject>)> done);
+void translate(service::Api& api, const EditProject& project,
+               std::function<void(Result<EditProject>)> done);
 // The saved style rules, and saving them.
-void loadRules(Api& api, std::function<void(Result<QStringList>)> done);
-void saveRules(Api& api, const QStringList& rules, std::function<void(Status)> done);
+void loadRules(service::Api& api, std::function<void(Result<QStringList>)> done);
+void saveRules(service::Api& api, const QStringList& rules, std::function<void(Status)> done);
 
 // The request bodies and the reading of the answers, as pure functions.
 QJsonObject planRequest(const EditProject& project, const QStringList& style);
@@ -61,4 +64,4 @@ QStringList mergedRules(const QStringList& saved, const QStringList& remember,
                         const QStringList& forget);
 
 }  // namespace EditorEngine
-}  // namespace pelix
+}  // namespace pelix::editor

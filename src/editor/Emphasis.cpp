@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace pelix {
+namespace pelix::editor {
 
 std::optional<QString> hookText(const EditProject& project) {
     const EditSettings& settings = project.settings;
@@ -76,8 +76,8 @@ std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline,
         for (qsizetype from = 0; !wanted.isEmpty() && from + wanted.size() <= spoken.size();
              ++from) {
             if (!std::equal(wanted.begin(), wanted.end(), spoken.begin() + from)) continue;
-            const Word& first = clip.words[size_t(kept[size_t(from)])];
-            const Word& last = clip.words[size_t(kept[size_t(from + wanted.size() - 1)])];
+            const core::Word& first = clip.words[size_t(kept[size_t(from)])];
+            const core::Word& last = clip.words[size_t(kept[size_t(from + wanted.size() - 1)])];
             const auto start = wordOutput(timeline, line.clip, first);
             const auto end = wordOutput(timeline, line.clip, last);
             if (start && end && end->end > start->start) {
@@ -95,4 +95,4 @@ std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline,
     return result;
 }
 
-}  // namespace pelix
+}  // namespace pelix::editor

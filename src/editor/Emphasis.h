@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 // A line's pop-up phrase and when it is on screen, in output seconds.
 struct PopUp {
@@ -33,4 +33,4 @@ std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline);
 std::vector<PopUp> popUps(const EditProject& project, const Timeline& timeline,
                           const std::vector<Line>& lines);
 
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -12,11 +12,11 @@
 
 #include <algorithm>
 
-namespace pelix::ProjectStore {
+namespace pelix::editor::ProjectStore {
 
 QString folder() {
     const QString dir = qEnvironmentVariable("PELIX_EDITOR_DIR");
-    return dir.isEmpty() ? paths::dataDir() + QStringLiteral("/Editor") : dir;
+    return dir.isEmpty() ? core::paths::dataDir() + QStringLiteral("/Editor") : dir;
 }
 
 QString fileFor(const QUuid& id) {
@@ -32,7 +32,7 @@ QByteArray encoded(const EditProject& project) {
 }  // namespace
 
 Status saveAs(const EditProject& project, const QString& path) {
-    return writeFileAtomically(path, encoded(project));
+    return core::writeFileAtomically(path, encoded(project));
 }
 
 Status save(const EditProject& project) {
@@ -41,7 +41,7 @@ Status save(const EditProject& project) {
     if (QFileInfo::exists(path) && !openFile(path)) {
         return fail(1, core::sentences::projectInTheWay(QFileInfo(path).fileName()));
     }
-    return writePrivateFile(path, encoded(project));
+    return core::writePrivateFile(path, encoded(project));
 }
 
 Result<EditProject> openFile(const QString& path) {
@@ -98,4 +98,4 @@ std::vector<Entry> list() {
     return entries;
 }
 
-}  // namespace pelix::ProjectStore
+}  // namespace pelix::editor::ProjectStore

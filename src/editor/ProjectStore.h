@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 // The saved projects: one JSON file per project, named by its upper-case id, in one folder.
 namespace ProjectStore {
@@ -48,4 +48,4 @@ struct Entry {
 std::vector<Entry> list();
 
 }  // namespace ProjectStore
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -5,7 +5,7 @@
 #include <array>
 #include <random>
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 constexpr std::array<const char*, 40> kVocabulary{
@@ -61,7 +61,7 @@ EditProject sampleProject(int words, int clips, quint32 seed) {
                 }
             }
             const double length = between(0.12, 0.45);
-            clip.words.push_back(Word{t, t + length, text});
+            clip.words.push_back(core::Word{t, t + length, text});
             t += length;
             // Mostly quick speech, sometimes a breath, now and then a long pause.
             t += chance(0.03)   ? between(0.95, 2.5)
@@ -74,7 +74,7 @@ EditProject sampleProject(int words, int clips, quint32 seed) {
 
     for (const Line& line : lines(project.clips)) {
         if (chance(0.1)) project.cut.insert(line.id);
-        const std::vector<Word>& w = project.clips[size_t(line.clip)].words;
+        const std::vector<core::Word>& w = project.clips[size_t(line.clip)].words;
         if (chance(0.1) && line.lastWord > line.firstWord) {
             const int at = line.firstWord + int(random() % uint(line.lastWord - line.firstWord));
             project.keywords[line.id] = w[size_t(at)].text + u' ' + w[size_t(at) + 1].text;
@@ -84,4 +84,4 @@ EditProject sampleProject(int words, int clips, quint32 seed) {
     return project;
 }
 
-}  // namespace pelix
+}  // namespace pelix::editor

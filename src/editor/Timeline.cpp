@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <limits>
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 constexpr double kSliver = 0.05;
@@ -34,18 +34,20 @@ PaceRule rule(Pace pace) {
 // of their ends, so each question is one binary search.
 class WordsAcross {
 public:
-    explicit WordsAcross(const std::vector<Word>& words) {
-        std::vector<const Word*> order;
+    explicit WordsAcross(const std::vector<core::Word>& words) {
+        std::vector<const core::Word*> order;
         order.reserve(words.size());
-        for (const Word& w : words) order.push_back(&w);
-        const auto byStart = [](const Word* a, const Word* b) { return a->start < b->start; };
+        for (const core::Word& w : words) order.push_back(&w);
+        const auto byStart = [](const core::Word* a, const core::Word* b) {
+            return a->start < b->start;
+        };
         if (!std::is_sorted(order.begin(), order.end(), byStart)) {
             std::stable_sort(order.begin(), order.end(), byStart);
         }
         starts_.reserve(order.size());
         maxEnds_.reserve(order.size());
         double maxEnd = -std::numeric_limits<double>::infinity();
-        for (const Word* w : order) {
+        for (const core::Word* w : order) {
             maxEnd = std::max(maxEnd, w->end);
             starts_.push_back(w->start);
             maxEnds_.push_back(maxEnd);
@@ -62,7 +64,7 @@ private:
     std::vector<double> maxEnds_;
 };
 
-QString joinedText(const std::vector<Word>& words, int first, int last) {
+QString joinedText(const std::vector<core::Word>& words, int first, int last) {
     qsizetype length = last - first;
     for (int i = first; i <= last; ++i) length += words[size_t(i)].text.size();
     QString text(length, Qt::Uninitialized);
@@ -80,13 +82,13 @@ QString joinedText(const std::vector<Word>& words, int first, int last) {
 std::vector<Line> lines(const std::vector<SourceClip>& clips, double pause, int maxWords) {
     std::vector<Line> result;
     for (size_t c = 0; c < clips.size(); ++c) {
-        const std::vector<Word>& words = clips[c].words;
+        const std::vector<core::Word>& words = clips[c].words;
         const QString prefix = upperUuid(clips[c].id).left(8) + u':';
         int first = 0;
         int number = 0;
         const int count = int(words.size());
         for (int j = 0; j < count; ++j) {
-            const Word& word = words[size_t(j)];
+            const core::Word& word = words[size_t(j)];
             const bool ends = j == count - 1 || edittext::endsSentence(word.text) ||
                               words[size_t(j) + 1].start - word.end > pause ||
                               j - first + 1 >= maxWords;
@@ -186,7 +188,7 @@ std::vector<Segment> segments(const EditProject& project, const std::vector<Line
             if (e - s > kSliver) out.push_back(Segment{line.clip, s, e, line.id});
         };
 
-        const auto word = [&](int index) -> const Word& { return clip.words[size_t(index)]; };
+        const auto word = [&](int index) -> const core::Word& { return clip.words[size_t(index)]; };
         double rangeStart = std::max(word(kept[0]).start + pace.lead, 0.0);
         double runningEnd = word(kept[0]).end + pace.tail;
         for (size_t k = 1; k < kept.size(); ++k) {
@@ -320,7 +322,7 @@ std::optional<std::pair<double, double>> Timeline::span(const QString& lineId, s
     return std::pair{starts_[first], starts_[next - 1] + (last.end - last.start)};
 }
 
-std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word,
+std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const core::Word& word,
                                      int* near) {
     const auto i = timeline.segmentHolding(clip, word.start, near ? *near : -1);
     if (!i) return std::nullopt;
@@ -330,4 +332,4 @@ std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const W
     return OutputTime{start, j ? timeline.outputIn(*j, word.end) : start + (word.end - word.start)};
 }
 
-}  // namespace pelix
+}  // namespace pelix::editor

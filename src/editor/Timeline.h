@@ -16,7 +16,7 @@
 #include <optional>
 #include <vector>
 
-namespace pelix {
+namespace pelix::editor {
 
 // A run of words of one clip that the user and the service talk about, by its stable id
 // ("1F0C7A2B:3": the clip id's first eight characters, then the line's number in the clip).
@@ -144,7 +144,7 @@ struct OutputTime {
 };
 // `near`, when given, is the segment of the word before in the same clip and is updated, so
 // words taken in order are placed without a search.
-std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const Word& word,
+std::optional<OutputTime> wordOutput(const Timeline& timeline, int clip, const core::Word& word,
                                      int* near = nullptr);
 
-}  // namespace pelix
+}  // namespace pelix::editor

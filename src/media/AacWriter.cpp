@@ -37,7 +37,7 @@ struct AacWriter::Impl {
             if (output->pb) avio_closep(&output->pb);
             avformat_free_context(output);
         }
-        if (!finished && !partial.isEmpty()) tempfiles::remove(partial);
+        if (!finished && !partial.isEmpty()) core::tempfiles::remove(partial);
     }
 
     Error failed(const QString& reason) const {

@@ -10,11 +10,11 @@
 
 struct AVFormatContext;
 
-namespace pelix::media {
-
-namespace ff {
+namespace pelix::media::ff {
 struct FormatCloser;
-}
+}  // namespace pelix::media::ff
+
+namespace pelix::media {
 
 // Reads the first audio track of a file as signed 16-bit PCM, mono, at a chosen sample rate,
 // block by block (16 kHz for the recognisers). Not thread-safe; one thread at a time.

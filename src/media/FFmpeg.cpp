@@ -106,7 +106,7 @@ Result<QString> createPartial(const QString& target) {
     const QString partial = info.absolutePath() + "/.part-" +
                             QUuid::createUuid().toString(QUuid::Id128).left(12) + "-" +
                             info.fileName();
-    if (Status made = tempfiles::createPrivate(partial); !made) {
+    if (Status made = core::tempfiles::createPrivate(partial); !made) {
         return std::unexpected(made.error());
     }
     return partial;
@@ -117,7 +117,7 @@ bool moveIntoPlace(const QString& partial, const QString& target) {
                     QFile::encodeName(target).constData()) != 0) {
         return false;
     }
-    tempfiles::untrack(partial);
+    core::tempfiles::untrack(partial);
     return true;
 }
 

@@ -67,7 +67,7 @@ Status copyAacTrack(const ff::Input& input, int index, const QString& file, cons
     const QString partial = *created;
     const QByteArray path = QFile::encodeName(partial);
     auto failed = [&](int code) -> Status {
-        tempfiles::remove(partial);
+        core::tempfiles::remove(partial);
         return fail(kExportFailed, ff::exportFailedMessage(file, ff::describe(code)));
     };
 
@@ -134,7 +134,7 @@ std::optional<QDateTime> creationDate(const QString& file) {
 
 Result<QString> extractAudio(const QString& file) {
     const QString target =
-        QDir(paths::tempDir())
+        QDir(core::paths::tempDir())
             .filePath("pelix-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
                       ".m4a");
     // One opening of the file serves the look at its tracks and the copy or the decoding.
@@ -144,7 +144,7 @@ Result<QString> extractAudio(const QString& file) {
         if (Status copied = copyAacTrack(input, *aac, file, target); !copied) {
             return std::unexpected(copied.error());
         }
-        tempfiles::track(target);
+        core::tempfiles::track(target);
         return target;
     }
     auto decoder = AudioDecoder::open(std::move(input), file, AacWriter::kSampleRate);
@@ -153,14 +153,14 @@ Result<QString> extractAudio(const QString& file) {
     Status copied = writer ? copySamples(**decoder, **writer, 0, -1) : Status{};
     if (writer && copied) copied = (*writer)->finish();
     if (!writer || !copied) {
-        tempfiles::remove(target);
+        core::tempfiles::remove(target);
         // Decoding failures already say so; writing ones name the temporary file, which means
         // nothing to the person who chose the video.
         if (writer && copied.error().code == kExportFailed) return std::unexpected(copied.error());
         return fail(kExportFailed,
                     ff::exportFailedMessage(file, core::sentences::kTemporarySoundNotWritten));
     }
-    tempfiles::track(target);
+    core::tempfiles::track(target);
     return target;
 }
 

@@ -13,9 +13,10 @@
 
 #include <algorithm>
 
-namespace pelix {
+namespace pelix::memos {
 
-DropCatcher::DropCatcher(QWidget* host, Timers& timers, Drops::Fetch fetch, Drops::Library library)
+DropCatcher::DropCatcher(QWidget* host, core::Timers& timers, drops::Fetch fetch,
+                         drops::Library library)
     : QWidget(host),
       host_(host),
       timers_(timers),
@@ -42,12 +43,12 @@ QRect DropCatcher::pillRect() const {
     return QRect((width() - w) / 2, height() - kPillAboveBottom - kPillHeight, w, kPillHeight);
 }
 
-void DropCatcher::showPill(const QString& text, Drops::State state) {
+void DropCatcher::showPill(const QString& text, drops::State state) {
     pill_ = Pill{text, state};
     pillHide_.reset();
-    if (state != Drops::State::working) {
-        if (state == Drops::State::done && chime_) chime_();
-        const double after = state == Drops::State::done ? kDoneHideSeconds : kFailedHideSeconds;
+    if (state != drops::State::working) {
+        if (state == drops::State::done && chime_) chime_();
+        const double after = state == drops::State::done ? kDoneHideSeconds : kFailedHideSeconds;
         QPointer<DropCatcher> self(this);
         pillHide_ = timers_.after(after, [self] {
             if (!self) return;
@@ -133,11 +134,11 @@ bool DropCatcher::eventFilter(QObject* watched, QEvent* event) {
 
 void DropCatcher::entered(QDragEnterEvent* event) {
     const QMimeData* data = event->mimeData();
-    const bool sound = data && !Drops::audioFiles(*data).isEmpty();
-    const bool ready = data && !Drops::audioLocations(*data).isEmpty();
-    Drops::trace(QStringLiteral("drag over the window: sound=%1 ready=%2 kinds=%3")
+    const bool sound = data && !drops::audioFiles(*data).isEmpty();
+    const bool ready = data && !drops::audioLocations(*data).isEmpty();
+    drops::trace(QStringLiteral("drag over the window: sound=%1 ready=%2 kinds=%3")
                      .arg(sound ? "true" : "false", ready ? "true" : "false",
-                          data ? Drops::kinds(*data) : QString()));
+                          data ? drops::kinds(*data) : QString()));
     ours_ = sound || ready;
     if (!ours_) {
         event->ignore();
@@ -158,16 +159,16 @@ void DropCatcher::dropped(QDropEvent* event) {
     ours_ = false;
     event->setDropAction(Qt::CopyAction);
     event->accept();
-    if (const QStringList files = Drops::audioFiles(*data); !files.isEmpty()) {
-        Q_EMIT audio(files, QString::fromLatin1(Drops::kFromFiles));
+    if (const QStringList files = drops::audioFiles(*data); !files.isEmpty()) {
+        Q_EMIT audio(files, QString::fromLatin1(drops::kFromFiles));
         return;
     }
-    const QList<QUrl> locations = Drops::audioLocations(*data);
-    const QStringList names = Drops::suggestedNames(*data);
+    const QList<QUrl> locations = drops::audioLocations(*data);
+    const QStringList names = drops::suggestedNames(*data);
     auto receive = [locations, names, fetch = fetch_, library = library_] {
-        return Drops::receive(locations, names, fetch, library);
+        return drops::receive(locations, names, fetch, library);
     };
-    worker_.run(std::move(receive), [this](const Drops::Received& received) {
+    worker_.run(std::move(receive), [this](const drops::Received& received) {
         if (!received.files.isEmpty()) Q_EMIT audio(received.files, received.source);
     });
 }
@@ -193,8 +194,8 @@ void DropCatcher::paintEvent(QPaintEvent*) {
     if (pill_) {
         const QRect box = pillRect();
         QColor fill = ui::theme::kRaised;
-        if (pill_->state == Drops::State::done) fill = ui::theme::kLive.darker(140);
-        if (pill_->state == Drops::State::failed) fill = ui::theme::kRecording.darker(130);
+        if (pill_->state == drops::State::done) fill = ui::theme::kLive.darker(140);
+        if (pill_->state == drops::State::failed) fill = ui::theme::kRecording.darker(130);
         painter.setPen(QPen(ui::theme::kBorder, 1));
         painter.setBrush(fill);
         painter.drawRoundedRect(QRectF(box).adjusted(0.5, 0.5, -0.5, -0.5), kPillHeight / 2.0,
@@ -206,4 +207,4 @@ void DropCatcher::paintEvent(QPaintEvent*) {
     }
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

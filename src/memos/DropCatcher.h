@@ -10,7 +10,7 @@
 #include <functional>
 #include <memory>
 
-namespace pelix {
+namespace pelix::memos {
 
 // A transparent layer over any window that takes recordings dragged onto it: file URLs with a
 // sound extension, or sound files at locations that have to be fetched first (a phone, a share),
@@ -29,12 +29,12 @@ public:
     static constexpr double kFailedHideSeconds = 8;
 
     // Lays itself over `host` (and keeps to its size); `host` starts accepting drops.
-    DropCatcher(QWidget* host, Timers& timers, Drops::Fetch fetch, Drops::Library library);
+    DropCatcher(QWidget* host, core::Timers& timers, drops::Fetch fetch, drops::Library library);
     ~DropCatcher() override;
 
     // Shows the status pill; a working message stays until replaced, done and failed ones hide
     // after 5 and 8 seconds. Done ones chime.
-    void showPill(const QString& text, Drops::State state);
+    void showPill(const QString& text, drops::State state);
     void onChime(std::function<void()> chime) { chime_ = std::move(chime); }
     // Also takes recordings dragged onto `child`, a part of the window that takes drops itself
     // (a web view); other drags stay with it.
@@ -43,14 +43,14 @@ public:
     bool veiled() const { return veiled_; }
     bool pillShown() const { return pill_.has_value(); }
     QString pillText() const { return pill_ ? pill_->text : QString(); }
-    Drops::State pillState() const { return pill_ ? pill_->state : Drops::State::working; }
+    drops::State pillState() const { return pill_ ? pill_->state : drops::State::working; }
     // Where the pill is drawn, in this layer's (and the host's) coordinates.
     QRect pillRect() const;
     // Shows the veil as a hovering drag would, for pictures of the window.
     void setVeiled(bool on);
 
 Q_SIGNALS:
-    // Recordings to send, with where they came from (Drops::kFromFiles, …).
+    // Recordings to send, with where they came from (drops::kFromFiles, …).
     void audio(const QStringList& files, const QString& source);
 
 protected:
@@ -60,22 +60,22 @@ protected:
 private:
     struct Pill {
         QString text;
-        Drops::State state;
+        drops::State state;
     };
     void entered(class QDragEnterEvent* event);
     void dropped(class QDropEvent* event);
 
     QWidget* host_;
     QList<QPointer<QWidget>> watched_;
-    Timers& timers_;
-    Drops::Fetch fetch_;
-    Drops::Library library_;
+    core::Timers& timers_;
+    drops::Fetch fetch_;
+    drops::Library library_;
     std::function<void()> chime_;
     bool ours_ = false;
     bool veiled_ = false;
     std::optional<Pill> pill_;
-    std::unique_ptr<PendingTimer> pillHide_;
-    Worker worker_;  // fetches, one at a time
+    std::unique_ptr<core::PendingTimer> pillHide_;
+    core::Worker worker_;  // fetches, one at a time
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -16,7 +16,7 @@
 
 #include <mutex>
 
-namespace pelix::Drops {
+namespace pelix::memos::drops {
 namespace {
 
 constexpr auto kLog = "drops";
@@ -140,7 +140,7 @@ QStringList fromLibrary(const QStringList& names, const std::optional<QList<Voic
 }
 
 QString droppedFolder() {
-    return paths::cacheDir() + QStringLiteral("/Dropped");
+    return core::paths::cacheDir() + QStringLiteral("/Dropped");
 }
 
 bool isReceivedCopy(const QString& file) {
@@ -148,7 +148,7 @@ bool isReceivedCopy(const QString& file) {
 }
 
 QString logFile() {
-    return paths::cacheDir() + QStringLiteral("/drops.log");
+    return core::paths::cacheDir() + QStringLiteral("/drops.log");
 }
 
 void trace(const QString& text) {
@@ -157,16 +157,16 @@ void trace(const QString& text) {
     const QString path = logFile();
     QFile file(path);
     const bool fresh = !file.exists();
-    if (fresh && !ensurePrivateDir(QFileInfo(path).absolutePath())) return;
+    if (fresh && !core::ensurePrivateDir(QFileInfo(path).absolutePath())) return;
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) return;
     if (fresh) file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    file.write((json::isoDate(QDateTime::currentDateTime()) + ' ' + text + '\n').toUtf8());
+    file.write((core::json::isoDate(QDateTime::currentDateTime()) + ' ' + text + '\n').toUtf8());
 }
 
 Received receive(const QList<QUrl>& locations, const QStringList& names, const Fetch& fetch,
                  const Library& library) {
     const QString folder = droppedFolder();
-    ensurePrivateDir(folder);
+    core::ensurePrivateDir(folder);
     trace(QStringLiteral("drop: %1 promised, names %2").arg(locations.size()).arg(quoted(names)));
 
     QStringList kept;
@@ -241,11 +241,11 @@ void Sender::next() {
         if (ok) ++sent_;
         // A fetched copy has done its job either way: dropping the recording again fetches it anew.
         if (isReceivedCopy(file) && !QFile::remove(file)) {
-            logLine(kLog, "could not remove " + QFileInfo(file).fileName());
+            core::logLine(kLog, "could not remove " + QFileInfo(file).fileName());
         }
         ++index_;
         next();
     });
 }
 
-}  // namespace pelix::Drops
+}  // namespace pelix::memos::drops

@@ -15,11 +15,11 @@
 
 class QMimeData;
 
-namespace pelix {
+namespace pelix::memos {
 
 // Recordings dropped onto a window: what a drag carries, where received copies go, the log,
 // and the sending of what was dropped. No widgets here; `DropCatcher` is the window side.
-namespace Drops {
+namespace drops {
 
 // The look of a status message.
 enum class State { working, done, failed };
@@ -93,7 +93,7 @@ public:
     bool busy() const { return busy_; }
 
 Q_SIGNALS:
-    void show(const QString& text, pelix::Drops::State state);
+    void show(const QString& text, State state);
 
 private:
     void startBatch();
@@ -107,5 +107,5 @@ private:
     bool busy_ = false;
 };
 
-}  // namespace Drops
-}  // namespace pelix
+}  // namespace drops
+}  // namespace pelix::memos

@@ -5,9 +5,9 @@
 
 #include <QFileInfo>
 
-namespace pelix {
+namespace pelix::memos {
 
-MemoChooserModel::MemoChooserModel(Prefs& prefs, Send send, std::function<void(bool)> setAuto,
+MemoChooserModel::MemoChooserModel(core::Prefs& prefs, Send send, std::function<void(bool)> setAuto,
                                    QObject* parent)
     : QObject(parent),
       prefs_(prefs),
@@ -163,4 +163,4 @@ QString MemoChooserModel::stateLine(std::optional<State> state) {
     return {};
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

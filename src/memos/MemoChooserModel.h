@@ -13,9 +13,11 @@
 #include <functional>
 #include <optional>
 
-namespace pelix {
-
+namespace pelix::core {
 class Prefs;
+}  // namespace pelix::core
+
+namespace pelix::memos {
 
 // The memo chooser's state: the newest recordings of the folder, which are ticked, how each
 // one's sending went, and the switch for automatic sending. Sends the ticked memos by hand, one
@@ -29,7 +31,7 @@ public:
 
     using Send = MemoSender::Send;
 
-    MemoChooserModel(Prefs& prefs, Send send, std::function<void(bool)> setAuto,
+    MemoChooserModel(core::Prefs& prefs, Send send, std::function<void(bool)> setAuto,
                      QObject* parent = nullptr);
     ~MemoChooserModel() override;
 
@@ -81,7 +83,7 @@ private:
     void sendNext();
     void setStatus(const QString& text);
 
-    Prefs& prefs_;
+    core::Prefs& prefs_;
     Send send_;
     std::function<void(bool)> setAuto_;
     QList<VoiceMemo> memos_;
@@ -96,7 +98,7 @@ private:
     QString status_;
     bool loading_ = false;
     bool loadAgain_ = false;
-    Worker worker_;  // listings, one at a time
+    core::Worker worker_;  // listings, one at a time
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

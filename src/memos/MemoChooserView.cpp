@@ -18,7 +18,7 @@
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
-namespace pelix {
+namespace pelix::memos {
 
 namespace theme = ui::theme;
 
@@ -258,4 +258,4 @@ void MemoChooserView::refresh() {
     send_->setEnabled(!model_.sending() && model_.pickedCount() > 0);
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -8,7 +8,7 @@ class QListView;
 class QPushButton;
 class QStackedLayout;
 
-namespace pelix {
+namespace pelix::memos {
 
 class MemoChooserModel;
 class MemoRows;
@@ -57,4 +57,4 @@ private:
     QPushButton* send_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

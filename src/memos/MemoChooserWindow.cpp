@@ -6,7 +6,7 @@
 #include <QEvent>
 #include <QVBoxLayout>
 
-namespace pelix {
+namespace pelix::memos {
 
 MemoChooserWindow::MemoChooserWindow(Parts parts, QWidget* parent)
     : QDialog(parent), model_(parts.prefs, parts.send, parts.setAuto), sender_(parts.send) {
@@ -17,17 +17,17 @@ MemoChooserWindow::MemoChooserWindow(Parts parts, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view_);
 
-    Prefs& prefs = parts.prefs;
+    core::Prefs& prefs = parts.prefs;
     drops_ = new DropCatcher(this, parts.timers, parts.fetch, [&prefs] {
         return VoiceMemoLibrary::memos(VoiceMemoLibrary::folder(prefs));
     });
     drops_->onChime(parts.chime);
     connect(drops_, &DropCatcher::audio, &sender_,
             [this](const QStringList& files) { sender_.sendDropped(files); });
-    connect(&sender_, &Drops::Sender::show, drops_, &DropCatcher::showPill);
-    connect(&sender_, &Drops::Sender::show, this, [this](const QString&, Drops::State state) {
+    connect(&sender_, &drops::Sender::show, drops_, &DropCatcher::showPill);
+    connect(&sender_, &drops::Sender::show, this, [this](const QString&, drops::State state) {
         // A finished batch may have filed memos of the list.
-        if (state != Drops::State::working) model_.load();
+        if (state != drops::State::working) model_.load();
     });
     connect(view_, &MemoChooserView::chooseFolder, this, &MemoChooserWindow::chooseFolder);
 }
@@ -40,4 +40,4 @@ bool MemoChooserWindow::event(QEvent* event) {
     return QDialog::event(event);
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -9,10 +9,13 @@
 
 #include <functional>
 
-namespace pelix {
+namespace pelix::core {
+class Prefs;
+}  // namespace pelix::core
+
+namespace pelix::memos {
 
 class MemoChooserView;
-class Prefs;
 
 // The memo chooser: the recordings of the folder to tick and send by hand, the switch for
 // automatic sending, and a place to drop recordings onto. Reads the folder again each time it
@@ -21,14 +24,14 @@ class MemoChooserWindow : public QDialog {
     Q_OBJECT
 public:
     struct Parts {
-        Prefs& prefs;
-        Timers& timers;
+        core::Prefs& prefs;
+        core::Timers& timers;
         // Sends one memo: the memo sender's `send`.
         MemoChooserModel::Send send;
         // Switches automatic sending on or off.
         std::function<void(bool)> setAuto;
         // Fetches recordings dropped from places that are not local files.
-        Drops::Fetch fetch;
+        drops::Fetch fetch;
         // Plays the chime of a finished drop.
         std::function<void()> chime;
     };
@@ -51,7 +54,7 @@ private:
     MemoChooserModel model_;
     MemoChooserView* view_;
     DropCatcher* drops_;
-    Drops::Sender sender_;
+    drops::Sender sender_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

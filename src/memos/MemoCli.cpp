@@ -9,7 +9,7 @@
 
 #include <cmath>
 
-namespace pelix {
+namespace pelix::memos {
 
 namespace {
 
@@ -20,7 +20,7 @@ Result<double> pieceLength(const std::optional<QString>& given) {
     bool ok = false;
     const double seconds = given->trimmed().toDouble(&ok);
     if (!ok || !std::isfinite(seconds) || seconds <= 0) {
-        console::err(core::sentences::notAPieceLength(*given, MemoSender::kPiece));
+        core::console::err(core::sentences::notAPieceLength(*given, MemoSender::kPiece));
         return MemoSender::kPiece;
     }
     if (seconds < MemoSender::kShortestPiece) {
@@ -31,43 +31,43 @@ Result<double> pieceLength(const std::optional<QString>& given) {
 
 }  // namespace
 
-int runMemoCli(const Args& args, ServiceContext& backend) {
+int runMemoCli(const core::Args& args, service::ServiceContext& backend) {
     const QString file = args.value("--memo").value_or(QString());
     const QFileInfo info(file);
     if (!info.exists()) {
-        console::err(core::sentences::noSuchRecording(file));
+        core::console::err(core::sentences::noSuchRecording(file));
         return 1;
     }
     if (info.isDir()) {
-        console::err(core::sentences::folderNotRecording(file));
+        core::console::err(core::sentences::folderNotRecording(file));
         return 1;
     }
     const Result<double> piece = pieceLength(args.value("--piece"));
     if (!piece) {
-        console::err(piece.error().message);
+        core::console::err(piece.error().message);
         return 1;
     }
     const std::optional<QString> token = args.value("--token");
-    if (token && !isPelixKey(*token)) {
-        console::err(core::sentences::kNotAKeyGiven);
+    if (token && !service::isPelixKey(*token)) {
+        core::console::err(core::sentences::kNotAKeyGiven);
         return 1;
     }
 
     const MemoTools tools = machineTools();
     const auto seconds = tools.duration(file);
     if (!seconds) {
-        console::err(seconds.error().message);
+        core::console::err(seconds.error().message);
         return 1;
     }
     const qint64 count = MemoSender::pieceCount(*seconds, *piece);
     if (*seconds / *piece > MemoSender::kMostPieces) {
-        console::err(core::sentences::tooManyPieces(info.fileName(), count, *piece));
+        core::console::err(core::sentences::tooManyPieces(info.fileName(), count, *piece));
         return 1;
     }
-    console::err(core::sentences::secondsInPieces(static_cast<qint64>(*seconds), count));
+    core::console::err(core::sentences::secondsInPieces(static_cast<qint64>(*seconds), count));
 
     MemoSender sender(backend.api(), backend.prefs(), backend.clock(), tools);
-    return console::runUntilAnswered([&](console::Answer done) {
+    return core::console::runUntilAnswered([&](core::console::Answer done) {
         sender.hear(file, *seconds, *piece, token,
                     [done = std::move(done)](std::optional<QString> text) {
                         if (text && !text->isEmpty()) return done(*text);
@@ -76,4 +76,4 @@ int runMemoCli(const Args& args, ServiceContext& backend) {
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -3,9 +3,9 @@
 #include "core/Args.h"
 #include "service/ServiceContext.h"
 
-namespace pelix {
+namespace pelix::memos {
 
 // The command-line mode of this folder; returns the process's exit status.
-int runMemoCli(const Args& args, ServiceContext& backend);
+int runMemoCli(const core::Args& args, service::ServiceContext& backend);
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -17,7 +17,7 @@
 #include <climits>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 constexpr auto kLog = "voice memos";
@@ -27,7 +27,7 @@ bool insideFolder(const QString& file, const QString& folder) {
     return QFileInfo(file).absoluteFilePath().startsWith(root);
 }
 
-void addOnce(Prefs& prefs, const char* key, const QString& name) {
+void addOnce(core::Prefs& prefs, const char* key, const QString& name) {
     QStringList names = prefs.value(key).toStringList();
     if (names.contains(name)) return;
     names << name;
@@ -55,7 +55,8 @@ struct MemoSender::Hearing {
     std::function<void(std::optional<QString>)> done;
 };
 
-MemoSender::MemoSender(Api& api, Prefs& prefs, const Clock& clock, MemoTools tools, QObject* parent)
+MemoSender::MemoSender(service::Api& api, core::Prefs& prefs, const core::Clock& clock,
+                       MemoTools tools, QObject* parent)
     : QObject(parent),
       api_(api),
       prefs_(prefs),
@@ -122,7 +123,7 @@ void MemoSender::sendFor(const QString& file, const std::optional<QString>& titl
 
 void MemoSender::fileMemo(std::shared_ptr<Memo> memo, std::function<void(Outcome)> done) {
     QJsonObject context = api_.context("voice", memo->seconds);
-    context.insert("recorded_at", json::isoDate(memo->recorded));
+    context.insert("recorded_at", core::json::isoDate(memo->recorded));
     context.insert("source", "voice-memos");
     context.insert("filename", memo->name);
     context.insert("recorder_key", memo->recorderKey);
@@ -131,17 +132,18 @@ void MemoSender::fileMemo(std::shared_ptr<Memo> memo, std::function<void(Outcome
         {"transcript", memo->text}, {"filename", memo->name}, {"context", context}};
 
     QPointer<MemoSender> self(this);
-    api_.post("braindump", json::compact(body), std::nullopt, kSendLimit,
-              [self, memo, done = std::move(done)](RawAnswer answer) {
+    api_.post("braindump", core::json::compact(body), std::nullopt, kSendLimit,
+              [self, memo, done = std::move(done)](service::RawAnswer answer) {
                   if (!self) return;
                   if (!answer.transport && answer.status == 422) {
                       return self->finish(Outcome::refused, core::sentences::kMemoHadNoWords, done);
                   }
-                  const auto result = Api::read(answer);
+                  const auto result = service::Api::read(answer);
                   if (!result) {
                       return self->finish(
                           Outcome::failed,
-                          core::sentences::memoNotSent(Api::describe(result.error())), done);
+                          core::sentences::memoNotSent(service::Api::describe(result.error())),
+                          done);
                   }
                   self->finish(Outcome::sent, sentText(memo->seconds), done);
               });
@@ -163,7 +165,8 @@ void MemoSender::hear(const QString& file, double seconds, double piece,
                      if (text) return done(text);
                      self->heardHere(file, token, [done = std::move(done)](Result<QString> here) {
                          if (!here) {
-                             logLine(kLog, "not heard on this machine: " + here.error().message);
+                             core::logLine(kLog,
+                                           "not heard on this machine: " + here.error().message);
                              return done(std::nullopt);
                          }
                          done(*here);
@@ -180,9 +183,9 @@ void MemoSender::heardByPelix(const QString& file, double seconds, double piece,
     hearing->token = token;
     hearing->done = std::move(done);
     if (hearing->pieces.isEmpty()) {
-        logLine(kLog, QStringLiteral("%1 s is too long to send in pieces of %2 s")
-                          .arg(static_cast<qint64>(seconds))
-                          .arg(piece));
+        core::logLine(kLog, QStringLiteral("%1 s is too long to send in pieces of %2 s")
+                                .arg(static_cast<qint64>(seconds))
+                                .arg(piece));
         return hearing->done(std::nullopt);
     }
     nextPiece(hearing);
@@ -213,8 +216,8 @@ void MemoSender::nextPiece(std::shared_ptr<Hearing> hearing) {
         },
         [this, hearing, piece](Result<Audio> audio) {
             if (!audio) {
-                logLine(kLog, "could not cut piece " + QString::number(piece.number) + ": " +
-                                  audio.error().message);
+                core::logLine(kLog, "could not cut piece " + QString::number(piece.number) + ": " +
+                                        audio.error().message);
                 return hearing->done(std::nullopt);
             }
             const QJsonObject rest{{"filename", "piece-" + QString::number(piece.number) + ".m4a"},
@@ -225,15 +228,16 @@ void MemoSender::nextPiece(std::shared_ptr<Hearing> hearing) {
             api_.callStreamed(
                 "braindump",
                 [rest, path = audio->path] {
-                    return Base64FileBody::open(rest, "audio_base64", path);
+                    return service::Base64FileBody::open(rest, "audio_base64", path);
                 },
                 hearing->token, kSendLimit,
                 [self, hearing, piece, audio = *audio](Result<QJsonObject> answer) {
-                    if (audio.temporary) tempfiles::remove(audio.path);
+                    if (audio.temporary) core::tempfiles::remove(audio.path);
                     if (!self) return;
                     const QJsonValue text = answer ? answer->value("text") : QJsonValue();
                     if (!text.isString()) {
-                        logLine(kLog, "the backend did not hear piece " +
+                        core::logLine(kLog,
+                                      "the backend did not hear piece " +
                                           QString::number(piece.number) +
                                           (answer ? QString() : ": " + answer.error().message));
                         return hearing->done(std::nullopt);
@@ -275,11 +279,11 @@ void MemoSender::peopleNames(const std::optional<QString>& token,
               });
 }
 
-void MemoSender::markSent(Prefs& prefs, const QString& name) {
+void MemoSender::markSent(core::Prefs& prefs, const QString& name) {
     addOnce(prefs, "voiceMemos.sent", name);
 }
 
-void MemoSender::markRefused(Prefs& prefs, const QString& name) {
+void MemoSender::markRefused(core::Prefs& prefs, const QString& name) {
     addOnce(prefs, "voiceMemos.refused", name);
 }
 
@@ -318,4 +322,4 @@ QString MemoSender::sentText(double seconds) {
     return core::sentences::memoIsIn(static_cast<qint64>(minutes));
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

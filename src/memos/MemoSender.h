@@ -12,7 +12,7 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
+namespace pelix::memos {
 
 // Sends one recording into the account: hears it in pieces through the backend (else on this
 // machine) and files the text as a voice memo. The watcher, the memo chooser, dropped
@@ -49,7 +49,7 @@ public:
     using Send = std::function<void(const QString& file, const std::optional<QString>& title,
                                     std::function<void(bool)> done)>;
 
-    MemoSender(Api& api, Prefs& prefs, const Clock& clock, MemoTools tools,
+    MemoSender(service::Api& api, core::Prefs& prefs, const core::Clock& clock, MemoTools tools,
                QObject* parent = nullptr);
     ~MemoSender() override;
 
@@ -80,8 +80,8 @@ public:
     void peopleNames(const std::optional<QString>& token, std::function<void(QStringList)> done);
 
     // Adds a file name to "voiceMemos.sent" (or "voiceMemos.refused") unless it is there.
-    static void markSent(Prefs& prefs, const QString& name);
-    static void markRefused(Prefs& prefs, const QString& name);
+    static void markSent(core::Prefs& prefs, const QString& name);
+    static void markRefused(core::Prefs& prefs, const QString& name);
     // Lower-case hexadecimal SHA-256 of the file's bytes; empty when it cannot be read.
     static QString fingerprint(const QString& file);
 
@@ -103,12 +103,13 @@ private:
     template <class T>
     void offMain(std::function<T()> work, std::function<void(T)> then);
 
-    Api& api_;
-    Prefs& prefs_;
-    const Clock& clock_;
+    service::Api& api_;
+    core::Prefs& prefs_;
+    const core::Clock& clock_;
     MemoTools tools_;
     std::function<void(const QString&)> onStatus_;
-    Worker worker_;  // reading, converting and hearing sound, two at a time; last, so it ends first
+    core::Worker
+        worker_;  // reading, converting and hearing sound, two at a time; last, so it ends first
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

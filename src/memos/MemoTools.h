@@ -9,7 +9,7 @@
 #include <functional>
 #include <optional>
 
-namespace pelix {
+namespace pelix::memos {
 
 // What the memo pipeline needs from the media layer and the on-device transcriber. Every one
 // of them may block, and the pipeline only calls them on worker threads.
@@ -31,4 +31,4 @@ struct MemoTools {
 // The media layer and the on-device transcriber of this build.
 MemoTools machineTools();
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace pelix {
+namespace pelix::memos {
 
 // A repeating timer, handed to whoever owns a periodic job so tests can tick it by hand.
 class Ticker {
@@ -29,4 +29,4 @@ private:
     QTimer timer_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -17,7 +17,7 @@
 #include <cmath>
 #include <memory>
 
-namespace pelix::VoiceMemoLibrary {
+namespace pelix::memos::VoiceMemoLibrary {
 namespace {
 
 // Seconds from 1970 to the recorder's reference date.
@@ -82,7 +82,7 @@ QDateTime referenceDate() {
     return QDateTime::fromMSecsSinceEpoch(kReferenceEpochMs, Qt::UTC);
 }
 
-QString folder(const Prefs& prefs) {
+QString folder(const core::Prefs& prefs) {
     for (const char* key : {kFolderKey, kOldFolderKey}) {
         if (auto chosen = prefs.string(key); chosen && !chosen->isEmpty()) return *chosen;
     }
@@ -91,7 +91,7 @@ QString folder(const Prefs& prefs) {
     return music + "/Recordings";
 }
 
-void setFolder(Prefs& prefs, const QString& folder) {
+void setFolder(core::Prefs& prefs, const QString& folder) {
     prefs.setValue(kFolderKey, folder);
     prefs.remove(kOldFolderKey);
 }
@@ -200,4 +200,4 @@ QString dateTitle(const QDateTime& date) {
     return DateTitles()(date);
 }
 
-}  // namespace pelix::VoiceMemoLibrary
+}  // namespace pelix::memos::VoiceMemoLibrary

@@ -15,9 +15,11 @@
 
 #include <optional>
 
-namespace pelix {
-
+namespace pelix::core {
 class Prefs;
+}  // namespace pelix::core
+
+namespace pelix::memos {
 
 // One recording of the recordings folder. Its identity is its file.
 struct VoiceMemo {
@@ -67,9 +69,9 @@ inline constexpr auto kFolderKey = "voiceMemos.folder";
 inline constexpr auto kOldFolderKey = "voiceMemos.testFolder";
 // The recordings folder: the preference "voiceMemos.folder" when set, else "Recordings" in the
 // user's music folder (XDG_MUSIC_DIR, else ~/Music), where a phone's sync tool can put them.
-QString folder(const Prefs& prefs);
+QString folder(const core::Prefs& prefs);
 // Keeps `folder` as the recordings folder.
-void setFolder(Prefs& prefs, const QString& folder);
+void setFolder(core::Prefs& prefs, const QString& folder);
 
 // Whether the folder can be listed now.
 bool canRead(const QString& folder);
@@ -96,4 +98,4 @@ QString dateTitle(const QDateTime& date);
 QDateTime referenceDate();
 
 }  // namespace VoiceMemoLibrary
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -8,14 +8,14 @@
 #include <algorithm>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 constexpr auto kMemoLog = "voice memos";
 
 }  // namespace
 
-VoiceMemoWatcher::VoiceMemoWatcher(MemoSender& sender, Prefs& prefs, const Clock& clock,
+VoiceMemoWatcher::VoiceMemoWatcher(MemoSender& sender, core::Prefs& prefs, const core::Clock& clock,
                                    Ticker& ticker, QObject* parent)
     : QObject(parent),
       sender_(sender),
@@ -32,7 +32,7 @@ void VoiceMemoWatcher::start() {
     if (!prefs_.contains("voiceMemos.since")) {
         prefs_.setValue("voiceMemos.since", clock_.now().toMSecsSinceEpoch() / 1000.0);
     }
-    logLine(kMemoLog, "watching");
+    core::logLine(kMemoLog, "watching");
     ticker_.start(kLookEvery, [this] { look(); });
     look();
 }
@@ -64,7 +64,7 @@ void VoiceMemoWatcher::sendFirst(const QList<FolderFile>& queue) {
         busy_ = false;
         return;
     }
-    logLine(kMemoLog, "sending one");
+    core::logLine(kMemoLog, "sending one");
     const QString name = queue.first().name;
     // The sender may outlive this watcher.
     QPointer<VoiceMemoWatcher> self(this);
@@ -73,17 +73,17 @@ void VoiceMemoWatcher::sendFirst(const QList<FolderFile>& queue) {
         self->busy_ = false;
         switch (outcome) {
             case MemoSender::Outcome::sent:
-                logLine(kMemoLog, "sent");
+                core::logLine(kMemoLog, "sent");
                 MemoSender::markSent(self->prefs_, name);
                 self->look();
                 break;
             case MemoSender::Outcome::refused:
-                logLine(kMemoLog, "refused, will not try again by itself");
+                core::logLine(kMemoLog, "refused, will not try again by itself");
                 MemoSender::markRefused(self->prefs_, name);
                 self->look();
                 break;
             case MemoSender::Outcome::failed:
-                logLine(kMemoLog, "not sent, will try again");
+                core::logLine(kMemoLog, "not sent, will try again");
                 break;
         }
     });
@@ -109,4 +109,4 @@ QList<FolderFile> VoiceMemoWatcher::waiting(const QList<FolderFile>& files, cons
     return out;
 }
 
-}  // namespace pelix
+}  // namespace pelix::memos

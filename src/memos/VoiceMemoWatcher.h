@@ -9,7 +9,7 @@
 #include <QObject>
 #include <QSet>
 
-namespace pelix {
+namespace pelix::memos {
 
 class MemoSender;
 
@@ -24,8 +24,8 @@ public:
     static constexpr double kLookEvery = 60;
     static constexpr double kSettling = 90;
 
-    VoiceMemoWatcher(MemoSender& sender, Prefs& prefs, const Clock& clock, Ticker& ticker,
-                     QObject* parent = nullptr);
+    VoiceMemoWatcher(MemoSender& sender, core::Prefs& prefs, const core::Clock& clock,
+                     Ticker& ticker, QObject* parent = nullptr);
     ~VoiceMemoWatcher() override;
 
     // Writes "voiceMemos.since" the first time, looks every minute and once now.
@@ -50,11 +50,11 @@ private:
     void sendFirst(const QList<FolderFile>& queue);
 
     MemoSender& sender_;
-    Prefs& prefs_;
-    const Clock& clock_;
+    core::Prefs& prefs_;
+    const core::Clock& clock_;
     Ticker& ticker_;
     bool busy_ = false;
-    Worker worker_;  // lists the folder; last, so it ends first
+    core::Worker worker_;  // lists the folder; last, so it ends first
 };
 
-}  // namespace pelix
+}  // namespace pelix::memos

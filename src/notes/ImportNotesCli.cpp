@@ -8,9 +8,9 @@
 
 #include <QCoreApplication>
 
-namespace pelix {
+namespace pelix::notes {
 
-int runImportNotesCli(const Args& args, ServiceContext& backend) {
+int runImportNotesCli(const core::Args& args, service::ServiceContext& backend) {
     std::optional<NotesImport::Source> source;
     if (const auto file = args.value("--from")) {
         source = NotesImport::fileSource(*file);
@@ -20,19 +20,19 @@ int runImportNotesCli(const Args& args, ServiceContext& backend) {
         source = NotesImport::defaultSource(backend.prefs());
     }
     if (!source) {
-        console::err(core::sentences::kNoNotesToRead);
+        core::console::err(core::sentences::kNoNotesToRead);
         return 1;
     }
 
-    Worker worker(nullptr);
-    return console::runUntilAnswered([&](console::Answer done) {
+    core::Worker worker(nullptr);
+    return core::console::runUntilAnswered([&](core::console::Answer done) {
         NotesImport::run(
-            worker, backend.api(), *source, [](const QString& text) { console::err(text); },
+            worker, backend.api(), *source, [](const QString& text) { core::console::err(text); },
             [done = std::move(done)](Result<QString> outcome) {
                 if (outcome) return done(outcome);
-                done(std::unexpected(Api::asShown(outcome.error())));
+                done(std::unexpected(service::Api::asShown(outcome.error())));
             });
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::notes

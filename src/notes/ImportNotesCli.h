@@ -3,9 +3,9 @@
 #include "core/Args.h"
 #include "service/ServiceContext.h"
 
-namespace pelix {
+namespace pelix::notes {
 
 // The command-line mode of this folder; returns the process's exit status.
-int runImportNotesCli(const Args& args, ServiceContext& backend);
+int runImportNotesCli(const core::Args& args, service::ServiceContext& backend);
 
-}  // namespace pelix
+}  // namespace pelix::notes

@@ -17,7 +17,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-namespace pelix::NotesImport {
+namespace pelix::notes::NotesImport {
 namespace {
 
 constexpr const char* kScriptLines[] = {
@@ -57,7 +57,7 @@ QJsonValue orNull(const std::optional<QString>& text) {
 
 // One import under way; lives until `done` has been called.
 struct Run {
-    Api* api = nullptr;
+    service::Api* api = nullptr;
     Progress progress;
     Done done;
     std::shared_ptr<std::atomic_bool> cancelled;
@@ -183,7 +183,7 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
     return std::unexpected(readError(errorOutput));
 }
 
-double readLimit(const Prefs& prefs) {
+double readLimit(const core::Prefs& prefs) {
     bool ok = false;
     const double seconds = prefs.value("notes.timeLimit").toDouble(&ok);
     return ok && seconds > 0 && std::isfinite(seconds) ? seconds : kReadLimit;
@@ -210,7 +210,7 @@ Source fileSource(const QString& path) {
     };
 }
 
-std::optional<Source> defaultSource(const Prefs& prefs) {
+std::optional<Source> defaultSource(const core::Prefs& prefs) {
     if (QFileInfo(kOsascript).isExecutable()) return scriptSource(readLimit(prefs));
     if (auto command = prefs.string("notes.command"); command && !command->trimmed().isEmpty()) {
         return commandSource(*command, readLimit(prefs));
@@ -232,8 +232,8 @@ QString finalMessage(const Totals& totals) {
                                         totals.unchanged, totals.foldersCreated);
 }
 
-std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
-                                      Done done) {
+std::shared_ptr<std::atomic_bool> run(core::Worker& worker, service::Api& api, Source source,
+                                      Progress progress, Done done) {
     auto state = std::make_shared<Run>();
     state->api = &api;
     state->progress = std::move(progress);
@@ -261,4 +261,4 @@ std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, P
     return state->cancelled;
 }
 
-}  // namespace pelix::NotesImport
+}  // namespace pelix::notes::NotesImport

@@ -27,11 +27,15 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
-
+namespace pelix::service {
 class Api;
+}  // namespace pelix::service
+namespace pelix::core {
 class Prefs;
 class Worker;
+}  // namespace pelix::core
+
+namespace pelix::notes {
 
 // Copies every note of a notes app into the account: same folders, the notes' own dates,
 // nothing changed or deleted at the source. Notes come from a source that yields a JSON array
@@ -69,7 +73,7 @@ const QStringList& trashNames();
 using Source = std::function<Result<QList<Item>>()>;
 
 // The time limit of a program that prints the notes: "notes.timeLimit", else kReadLimit.
-double readLimit(const Prefs& prefs);
+double readLimit(const core::Prefs& prefs);
 
 // Notes through the export script and "/usr/bin/osascript".
 Source scriptSource(double limitSeconds = kReadLimit);
@@ -80,7 +84,7 @@ Source commandSource(const QString& command, double limitSeconds = kReadLimit);
 Source fileSource(const QString& path);
 // osascript where this machine has it, else the command in the preference "notes.command";
 // none when neither exists.
-std::optional<Source> defaultSource(const Prefs& prefs);
+std::optional<Source> defaultSource(const core::Prefs& prefs);
 
 // Runs `program` with `arguments` and decodes what it prints. A failing program's error
 // output is turned into one of the messages above. A program still running after
@@ -121,8 +125,8 @@ using Done = std::function<void(Result<QString>)>;
 // the batches go one after the other, each with the token read afresh. `progress` and `done` are
 // called on that thread; `done` exactly once while the worker lives. Setting the returned flag
 // stops the run before its next batch; batches already sent stay in the account.
-std::shared_ptr<std::atomic_bool> run(Worker& worker, Api& api, Source source, Progress progress,
-                                      Done done);
+std::shared_ptr<std::atomic_bool> run(core::Worker& worker, service::Api& api, Source source,
+                                      Progress progress, Done done);
 
 }  // namespace NotesImport
-}  // namespace pelix
+}  // namespace pelix::notes

@@ -14,7 +14,7 @@
 // hostile notes (a tag pattern that cannot find its end scans to the end of the note from
 // every start). Here each replacement makes one linear pass that gives exactly the replace-all's
 // result; `detail::plainTextByPatterns` is the plain version the tests compare it with.
-namespace pelix::NotesImport {
+namespace pelix::notes::NotesImport {
 namespace {
 
 // How a tag rule is run in linear time.
@@ -391,4 +391,4 @@ QString plainTextByPatterns(const QString& html) {
 }
 
 }  // namespace detail
-}  // namespace pelix::NotesImport
+}  // namespace pelix::notes::NotesImport

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-namespace pelix::relay {
+namespace pelix::panel {
 
 bool looksLikeAsk(const QString& text) {
     static constexpr std::array<QLatin1StringView, 21> kOpenings{
@@ -76,4 +76,4 @@ QPoint panelPosition(const QRect& icon, const QRect& screen, const QSize& panel)
     return at;
 }
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

@@ -7,7 +7,7 @@
 #include <QSize>
 #include <QString>
 
-namespace pelix::relay {
+namespace pelix::panel {
 
 // Whether typed text reads as a question: trimmed and lower-cased, it ends with "?" or begins
 // with one of the question openings. "do ", "is ", "are ", "can " and "has " keep their space, so
@@ -40,4 +40,4 @@ QList<Insight> insightsFrom(const QJsonObject& answer);
 inline constexpr int kEdge = 8;
 QPoint panelPosition(const QRect& icon, const QRect& screen, const QSize& panel);
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

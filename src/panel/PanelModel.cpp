@@ -7,9 +7,9 @@
 #include <QJsonArray>
 #include <QPointer>
 
-namespace pelix::relay {
+namespace pelix::panel {
 
-PanelModel::PanelModel(Api& api, const Clock& clock, QObject* parent)
+PanelModel::PanelModel(service::Api& api, const core::Clock& clock, QObject* parent)
     : QObject(parent), api_(api), clock_(clock) {
     bubbles_.push_back(Bubble{core::sentences::kGreeting, false});
 }
@@ -74,7 +74,7 @@ void PanelModel::ask(const QString& text, int bubble) {
             // The question was not answered, so it leaves the conversation the service sees:
             // the next question does not follow an unanswered one.
             self->history_.pop_back();
-            self->setBubbleText(bubble, Api::describe(reply.error()));
+            self->setBubbleText(bubble, service::Api::describe(reply.error()));
         }
         self->setPending(false);
     });
@@ -82,13 +82,14 @@ void PanelModel::ask(const QString& text, int bubble) {
 
 void PanelModel::tell(const QString& text, int bubble) {
     QPointer<PanelModel> self(this);
-    api_.tell(text, QStringLiteral("typed"), kTellTimeout, [self, bubble](Result<Filed> filed) {
-        if (!self) return;
-        self->setBubbleText(
-            bubble, filed ? QString(core::sentences::kInPelix) : Api::describe(filed.error()));
-        self->setPending(false);
-        if (filed) self->refreshInsights(true);
-    });
+    api_.tell(text, QStringLiteral("typed"), kTellTimeout,
+              [self, bubble](Result<service::Filed> filed) {
+                  if (!self) return;
+                  self->setBubbleText(bubble, filed ? QString(core::sentences::kInPelix)
+                                                    : service::Api::describe(filed.error()));
+                  self->setPending(false);
+                  if (filed) self->refreshInsights(true);
+              });
 }
 
 void PanelModel::setPending(bool pending) {
@@ -111,8 +112,8 @@ void PanelModel::refreshInsights(bool force, double timeoutSeconds) {
                   if (answer) {
                       self->render(insightsFrom(*answer));
                   } else {
-                      logLine("insights", answer.error().message);
-                      self->insightsError_ = Api::describe(answer.error());
+                      core::logLine("insights", answer.error().message);
+                      self->insightsError_ = service::Api::describe(answer.error());
                       self->insightsState_ = InsightsState::failed;
                       Q_EMIT self->insightsChanged();
                   }
@@ -146,4 +147,4 @@ void PanelModel::setRecording(bool recording) {
     Q_EMIT recordingChanged(recording);
 }
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

@@ -11,11 +11,11 @@
 #include <optional>
 #include <utility>
 
-namespace pelix {
+namespace pelix::service {
 class Api;
-}
+}  // namespace pelix::service
 
-namespace pelix::relay {
+namespace pelix::panel {
 
 // The Tell/Ask panel without its window: the conversation, the mode of the next send, the
 // requests to "organize" and "chat", and the insights with their fetch rule. Lives on the main
@@ -37,7 +37,7 @@ public:
     };
     enum class InsightsState { none, loading, shown, failed };
 
-    PanelModel(Api& api, const Clock& clock, QObject* parent = nullptr);
+    PanelModel(service::Api& api, const core::Clock& clock, QObject* parent = nullptr);
     ~PanelModel() override;
 
     // The conversation, oldest first; it opens with the greeting.
@@ -94,8 +94,8 @@ private:
     void ask(const QString& text, int bubble);
     void tell(const QString& text, int bubble);
 
-    Api& api_;
-    const Clock& clock_;
+    service::Api& api_;
+    const core::Clock& clock_;
     QList<Bubble> bubbles_;
     QList<std::pair<QString, QString>> history_;
     std::optional<Mode> manualMode_;
@@ -109,4 +109,4 @@ private:
     int insightsFetch_ = 0;
 };
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

@@ -2,7 +2,7 @@
 
 #include "panel/PanelModel.h"
 
-namespace pelix::relay {
+namespace pelix::panel {
 
 void showSample(PanelModel& model) {
     model.render({
@@ -25,4 +25,4 @@ void showSample(PanelModel& model) {
                     false);
 }
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace pelix::relay {
+namespace pelix::panel {
 
 class PanelModel;
 
@@ -8,4 +8,4 @@ class PanelModel;
 // unseen, and one question with its answer.
 void showSample(PanelModel& model);
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

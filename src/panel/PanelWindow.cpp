@@ -26,7 +26,7 @@
 
 #include <algorithm>
 
-namespace pelix::relay {
+namespace pelix::panel {
 namespace {
 
 namespace theme = ui::theme;
@@ -654,4 +654,4 @@ void PanelWindow::send() {
     if (model_.send(input_->text())) input_->clear();
 }
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

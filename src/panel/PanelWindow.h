@@ -11,7 +11,7 @@ class QPushButton;
 class QScrollArea;
 class QVBoxLayout;
 
-namespace pelix::relay {
+namespace pelix::panel {
 
 class PanelModel;
 
@@ -70,4 +70,4 @@ private:
     QElapsedTimer hiddenAt_;
 };
 
-}  // namespace pelix::relay
+}  // namespace pelix::panel

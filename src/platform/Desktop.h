@@ -83,7 +83,7 @@ public:
 
 // What the factory needs to know.
 struct DesktopOptions {
-    const Clock& clock;
+    const core::Clock& clock;
     // Where the typist notes the key codes it borrows.
     QString cacheDir;
     // The kind of session to serve, "x11" or "wayland"; empty asks the environment

@@ -8,7 +8,7 @@
 #include <QJsonValue>
 #include <QPointer>
 
-namespace pelix {
+namespace pelix::relay {
 
 RelayTimings RelayTimings::quick() {
     RelayTimings timings;
@@ -33,14 +33,14 @@ Relay::Relay(RelayParts parts, QObject* parent) : QObject(parent), parts_(std::m
     QPointer<Relay> self(this);
     parts_.session.onWake([self] {
         if (!self || !self->started_) return;
-        logLine("relay", QStringLiteral("the machine woke"));
+        core::logLine("relay", QStringLiteral("the machine woke"));
         self->wakeTimer_ = self->later(self->parts_.timings.afterWake, &Relay::poll);
     });
 }
 
 Relay::~Relay() = default;
 
-std::unique_ptr<PendingTimer> Relay::later(double seconds, void (Relay::*step)()) {
+std::unique_ptr<core::PendingTimer> Relay::later(double seconds, void (Relay::*step)()) {
     QPointer<Relay> self(this);
     return parts_.timers.after(seconds, [self, step] {
         if (self) (self.data()->*step)();
@@ -50,7 +50,7 @@ std::unique_ptr<PendingTimer> Relay::later(double seconds, void (Relay::*step)()
 void Relay::start() {
     if (started_) return;
     started_ = true;
-    logLine("relay", QStringLiteral("started"));
+    core::logLine("relay", QStringLiteral("started"));
     arm();
     poll();
 }
@@ -69,7 +69,7 @@ void Relay::stop() {
     pollTimer_.reset();
     wakeTimer_.reset();
     nextTimer_.reset();
-    logLine("relay", QStringLiteral("stopped"));
+    core::logLine("relay", QStringLiteral("stopped"));
     if (delivery_ && parts_.banner.visible()) parts_.banner.cancel();
 }
 
@@ -82,7 +82,7 @@ void Relay::windowAccount(const QString& user, const std::optional<QString>& tok
     const std::optional<QString> main = parts_.tokens.read();
     std::optional<QString> mainUser;
     if (main && mainWho_ && mainWho_->first == *main) mainUser = mainWho_->second;
-    const std::optional<WindowKeyStore::Key> window = parts_.windowKeys.read();
+    const std::optional<service::WindowKeyStore::Key> window = parts_.windowKeys.read();
     const RelayAccounts::WindowAccountStep step =
         RelayAccounts::windowAccount(parts_.prefs.relay(), user, token, main, mainUser, window);
     if (step.learnMain) learnedUser(*token, user);
@@ -94,7 +94,7 @@ void Relay::windowAccount(const QString& user, const std::optional<QString>& tok
     auto keep = [self = QPointer<Relay>(this), user, key = *token, reply, answer = step.reply] {
         if (!self) return;
         self->parts_.windowKeys.write(user, key);
-        logLine("relay", QStringLiteral("the web window's account is served too"));
+        core::logLine("relay", QStringLiteral("the web window's account is served too"));
         reply(answer);
         if (self->started_) self->poll();
     };
@@ -108,8 +108,8 @@ void Relay::windowAccount(const QString& user, const std::optional<QString>& tok
                         // An answer of any kind settles it (a refused old key serves nothing
                         // anyway); no answer at all leaves everything as it was.
                         if (!answer && answer.error().domain == QLatin1String("network")) {
-                            logLine("relay", "forgetting the old window account failed: " +
-                                                 answer.error().message);
+                            core::logLine("relay", "forgetting the old window account failed: " +
+                                                       answer.error().message);
                             reply(QStringLiteral("later"));
                             return;
                         }
@@ -140,7 +140,7 @@ void Relay::ask(QStringList keys, int index) {
         [self = QPointer<Relay>(this), keys = std::move(keys), index](Result<QJsonObject> answer) {
             if (!self) return;
             if (!answer) {
-                logLine("relay", "asking failed: " + answer.error().message);
+                core::logLine("relay", "asking failed: " + answer.error().message);
             } else if (const QJsonValue prompt = answer->value("prompt"); prompt.isObject()) {
                 if (auto found = RelayPrompt::fromJson(prompt.toObject())) {
                     self->handle(*found, keys[index]);
@@ -159,12 +159,12 @@ void Relay::handle(const RelayPrompt& prompt, const QString& key) {
     const std::optional<RelayPlan> plan =
         RelayPlanner::plan(prompt, !delivery_->claudeHandler.isEmpty(), parts_.places);
     if (!plan) {
-        logLine("relay", prompt.id + QStringLiteral(": nothing here can deliver it"));
+        core::logLine("relay", prompt.id + QStringLiteral(": nothing here can deliver it"));
         report(QStringLiteral("failed"));
         return;
     }
     delivery_->plan = *plan;
-    logLine("relay", prompt.id + QStringLiteral(": counting down for ") + plan->label);
+    core::logLine("relay", prompt.id + QStringLiteral(": counting down for ") + plan->label);
     QPointer<Relay> self(this);
     parts_.banner.show(
         plan->label, parts_.timings.countdown,
@@ -179,7 +179,7 @@ void Relay::handle(const RelayPrompt& prompt, const QString& key) {
 void Relay::deliver() {
     Delivery& d = *delivery_;
     if (parts_.session.screenLocked()) {
-        logLine("relay", d.prompt.id + QStringLiteral(": the screen is locked"));
+        core::logLine("relay", d.prompt.id + QStringLiteral(": the screen is locked"));
         report(QStringLiteral("failed"));
         return;
     }
@@ -192,7 +192,7 @@ void Relay::deliver() {
 void Relay::open() {
     Delivery& d = *delivery_;
     if (const Status opened = parts_.apps.open(d.plan.url); !opened) {
-        logLine("relay", d.prompt.id + QStringLiteral(": ") + opened.error().message);
+        core::logLine("relay", d.prompt.id + QStringLiteral(": ") + opened.error().message);
         fail(core::sentences::couldNotOpen(d.plan.label));
         return;
     }
@@ -247,7 +247,7 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
         return;
     }
     if (d.plan.paste) {
-        Insert::paste(parts_.typist, parts_.clipboard, d.prompt.prompt);
+        dictation::Insert::paste(parts_.typist, parts_.clipboard, d.prompt.prompt);
         stepTimer_ = later(parts_.timings.afterPaste, &Relay::pressReturn);
     } else {
         stepTimer_ = later(parts_.timings.afterLink, &Relay::pressReturn);
@@ -255,7 +255,7 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
 }
 
 void Relay::pressReturn() {
-    Insert::tap(parts_.typist, platform::Key::enter);
+    dictation::Insert::tap(parts_.typist, platform::Key::enter);
     parts_.show(core::sentences::sentTo(delivery_->plan.label));
     report(QStringLiteral("sent"));
 }
@@ -270,7 +270,7 @@ void Relay::report(const QString& result) {
     delivery_->reported = true;
     stepTimer_.reset();
     const QString id = delivery_->prompt.id;
-    logLine("relay", id + QStringLiteral(": ") + result);
+    core::logLine("relay", id + QStringLiteral(": ") + result);
     const QJsonObject body{{"action", "done"}, {"id", id}, {"result", result}};
     parts_.api.call(kFunction, body, delivery_->key, parts_.timings.request,
                     [self = QPointer<Relay>(this), id, result](const Result<QJsonObject>&) {
@@ -288,7 +288,7 @@ void Relay::finish(const QString& id, const QString& result) {
     Q_EMIT finished(id, result);
 }
 
-RelayPlaces Relay::placesFrom(const Prefs& prefs) {
+RelayPlaces Relay::placesFrom(const core::Prefs& prefs) {
     RelayPlaces places;
     if (const auto apps = prefs.string(QStringLiteral("relay.claudeApps"))) {
         places.claudeApps = apps->split(u',', Qt::SkipEmptyParts);
@@ -344,4 +344,4 @@ bool Relay::isOneOf(const platform::FrontApp& front, const QStringList& identiti
     return false;
 }
 
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -33,7 +33,7 @@
 #include <memory>
 #include <optional>
 
-namespace pelix {
+namespace pelix::relay {
 
 // How long each step of the relay waits, in seconds.
 struct RelayTimings {
@@ -57,12 +57,12 @@ struct RelayTimings {
 
 // Everything the relay works with, handed in by the application (or a test with fakes).
 struct RelayParts {
-    const Clock& clock;
-    Timers& timers;
-    Prefs& prefs;
-    const TokenStore& tokens;
-    WindowKeyStore windowKeys;
-    Api& api;
+    const core::Clock& clock;
+    core::Timers& timers;
+    core::Prefs& prefs;
+    const service::TokenStore& tokens;
+    service::WindowKeyStore windowKeys;
+    service::Api& api;
     platform::Apps& apps;
     platform::Accessibility& accessibility;
     platform::Session& session;
@@ -102,7 +102,7 @@ public:
 
     // The outside places with the applications named in the preferences "relay.claudeApps" and
     // "relay.chatgptApps" (comma-separated desktop entries or window classes), when set.
-    static RelayPlaces placesFrom(const Prefs& prefs);
+    static RelayPlaces placesFrom(const core::Prefs& prefs);
 
     // The account user the web window learned for the main token.
     void learnedUser(const QString& token, const QString& user);
@@ -141,17 +141,17 @@ private:
     void report(const QString& result);
     void finish(const QString& id, const QString& result);
     // A step `seconds` from now, dropped with the relay.
-    std::unique_ptr<PendingTimer> later(double seconds, void (Relay::*step)());
+    std::unique_ptr<core::PendingTimer> later(double seconds, void (Relay::*step)());
 
     RelayParts parts_;
     bool started_ = false;
     bool busy_ = false;
     std::optional<std::pair<QString, QString>> mainWho_;
-    std::unique_ptr<PendingTimer> pollTimer_;
-    std::unique_ptr<PendingTimer> wakeTimer_;
-    std::unique_ptr<PendingTimer> nextTimer_;
-    std::unique_ptr<PendingTimer> stepTimer_;
+    std::unique_ptr<core::PendingTimer> pollTimer_;
+    std::unique_ptr<core::PendingTimer> wakeTimer_;
+    std::unique_ptr<core::PendingTimer> nextTimer_;
+    std::unique_ptr<core::PendingTimer> stepTimer_;
     std::unique_ptr<Delivery> delivery_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::relay

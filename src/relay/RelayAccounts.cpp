@@ -1,9 +1,9 @@
 #include "relay/RelayAccounts.h"
 
-namespace pelix::RelayAccounts {
+namespace pelix::relay::RelayAccounts {
 
 QStringList keys(const std::optional<QString>& main, const std::optional<QString>& mainUser,
-                 const std::optional<WindowKeyStore::Key>& window) {
+                 const std::optional<service::WindowKeyStore::Key>& window) {
     QStringList keys;
     if (main) keys.append(*main);
     if (window && !(main && mainUser && *mainUser == window->user)) keys.append(window->token);
@@ -24,7 +24,7 @@ WindowAccountStep windowAccount(bool relayOn, const QString& user,
                                 const std::optional<QString>& token,
                                 const std::optional<QString>& main,
                                 const std::optional<QString>& mainUser,
-                                const std::optional<WindowKeyStore::Key>& window) {
+                                const std::optional<service::WindowKeyStore::Key>& window) {
     const QString have = QStringLiteral("have");
     if (!relayOn) return {.reply = QStringLiteral("off")};
     if (token && main && *token == *main) {
@@ -38,4 +38,4 @@ WindowAccountStep windowAccount(bool relayOn, const QString& user,
     return {.reply = have, .store = true, .forgetOld = window.has_value()};
 }
 
-}  // namespace pelix::RelayAccounts
+}  // namespace pelix::relay::RelayAccounts

@@ -7,12 +7,12 @@
 
 #include <optional>
 
-namespace pelix::RelayAccounts {
+namespace pelix::relay::RelayAccounts {
 
 // The account keys to ask for prompts, in order: the main token, then the web window's
 // account, unless it is known to be the main token's user (one account is asked once).
 QStringList keys(const std::optional<QString>& main, const std::optional<QString>& mainUser,
-                 const std::optional<WindowKeyStore::Key>& window);
+                 const std::optional<service::WindowKeyStore::Key>& window);
 
 // Whether `text` is an account's user identifier: 36 hexadecimal digits and dashes.
 bool isUser(const QString& text);
@@ -40,6 +40,6 @@ WindowAccountStep windowAccount(bool relayOn, const QString& user,
                                 const std::optional<QString>& token,
                                 const std::optional<QString>& main,
                                 const std::optional<QString>& mainUser,
-                                const std::optional<WindowKeyStore::Key>& window);
+                                const std::optional<service::WindowKeyStore::Key>& window);
 
-}  // namespace pelix::RelayAccounts
+}  // namespace pelix::relay::RelayAccounts

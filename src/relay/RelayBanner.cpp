@@ -6,9 +6,10 @@
 
 #include <utility>
 
-namespace pelix {
+namespace pelix::relay {
 
-RelayBanner::RelayBanner(Timers& timers, QObject* parent) : QObject(parent), timers_(timers) {}
+RelayBanner::RelayBanner(core::Timers& timers, QObject* parent)
+    : QObject(parent), timers_(timers) {}
 
 RelayBanner::~RelayBanner() = default;
 
@@ -58,4 +59,4 @@ void RelayBanner::close() {
     Q_EMIT changed();
 }
 
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -8,7 +8,7 @@
 #include <functional>
 #include <memory>
 
-namespace pelix {
+namespace pelix::relay {
 
 // The countdown before a prompt is delivered: "Sending to <label> in 5…", one second less each
 // tick; at the end the banner closes and `onFire` runs once; its Cancel closes it and runs
@@ -17,7 +17,7 @@ namespace pelix {
 class RelayBanner : public QObject {
     Q_OBJECT
 public:
-    explicit RelayBanner(Timers& timers, QObject* parent = nullptr);
+    explicit RelayBanner(core::Timers& timers, QObject* parent = nullptr);
     ~RelayBanner() override;
 
     // Shows the countdown for `label` from `seconds`, dropping any earlier callbacks and tick.
@@ -41,8 +41,8 @@ private:
     void tick();
     void close();
 
-    Timers& timers_;
-    std::unique_ptr<PendingTimer> tick_;
+    core::Timers& timers_;
+    std::unique_ptr<core::PendingTimer> tick_;
     QString label_;
     int left_ = 0;
     bool visible_ = false;
@@ -50,4 +50,4 @@ private:
     std::function<void()> onFire_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::relay

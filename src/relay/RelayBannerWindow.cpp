@@ -9,7 +9,7 @@
 #include <QPushButton>
 #include <QScreen>
 
-namespace pelix {
+namespace pelix::relay {
 
 RelayBannerWindow::RelayBannerWindow(RelayBanner& banner)
     : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -65,4 +65,4 @@ void RelayBannerWindow::follow() {
     raise();
 }
 
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -5,7 +5,7 @@
 class QLabel;
 class QPushButton;
 
-namespace pelix {
+namespace pelix::relay {
 
 class RelayBanner;
 
@@ -29,4 +29,4 @@ private:
     QPushButton* cancel_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-namespace pelix {
+namespace pelix::relay {
 
 QUrl RelayPlaces::claudeAppNewChat() const {
     return QUrl(claudeScheme + QStringLiteral("://") + claudeHost + QStringLiteral("/new"),
@@ -125,4 +125,4 @@ std::optional<RelayPlan> plan(const RelayPrompt& prompt, bool hasClaudeApp,
 }
 
 }  // namespace RelayPlanner
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -13,7 +13,7 @@
 
 #include <optional>
 
-namespace pelix {
+namespace pelix::relay {
 
 // The outside services the relay delivers to: their addresses, the Claude desktop app's link
 // scheme, and how their applications are recognised on this desktop. One place for all of them;
@@ -85,4 +85,4 @@ std::optional<qsizetype> queryEncodedLength(const QString& text);
 
 }  // namespace RelayPlanner
 
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -58,16 +58,16 @@ void writeEvent(QTextStream& out, int layer, double start, double end, const cha
 
 class Writer {
 public:
-    Writer(const EditProject& project, QSize size)
+    Writer(const editor::EditProject& project, QSize size)
         : project_(project),
           w_(size.width()),
           h_(size.height()),
           base_(std::min(size.width(), size.height())) {}
 
-    void captions(const std::vector<CaptionCue>& cues) {
-        const bool bold = project_.settings.captionStyle == CaptionStyle::bold;
+    void captions(const std::vector<editor::CaptionCue>& cues) {
+        const bool bold = project_.settings.captionStyle == editor::CaptionStyle::bold;
         const char* style = bold ? "Bold" : "Clean";
-        for (const CaptionCue& cue : cues) {
+        for (const editor::CaptionCue& cue : cues) {
             const QString lead =
                 cue.unspaced ? QStringLiteral("{\\fn%1}").arg(kCjkFont) : QString();
             if (!bold || !cue.times || cue.words.isEmpty()) {
@@ -84,14 +84,14 @@ public:
         }
     }
 
-    void popUps(const std::vector<PopUp>& pops, double total) {
+    void popUps(const std::vector<editor::PopUp>& pops, double total) {
         const QString pop = QStringLiteral(
                                 "{\\pos(%1,%2)\\fad(60,120)\\fscx70\\fscy70"
                                 "\\t(0,140,\\fscx100\\fscy100)}")
                                 .arg(w_ / 2)
                                 .arg(px(0.34 * h_));
         for (size_t i = 0; i < pops.size(); ++i) {
-            const PopUp& p = pops[i];
+            const editor::PopUp& p = pops[i];
             // A phrase spoken in a blink still stays long enough to read.
             const double until = i + 1 < pops.size() ? pops[i + 1].start : total;
             const double end = std::max(p.end, std::min(p.start + kPopUpSeconds, until));
@@ -119,7 +119,7 @@ public:
 
     QString script() {
         const double size = project_.settings.captionSize;
-        const bool lower = project_.settings.captionPosition == CaptionPosition::lower;
+        const bool lower = project_.settings.captionPosition == editor::CaptionPosition::lower;
         const int boldSize = px(0.075 * base_ * size);
         const int cleanSize = px(0.05 * base_ * size);
         const int popSize = px(0.085 * base_);
@@ -161,7 +161,7 @@ public:
 
 private:
     // The cue's pieces, the one at `highlight` (when not -1) in yellow.
-    QString join(const CaptionCue& cue, qsizetype highlight) const {
+    QString join(const editor::CaptionCue& cue, qsizetype highlight) const {
         const QString separator = cue.unspaced ? QString() : QStringLiteral(" ");
         QString text;
         for (qsizetype i = 0; i < cue.words.size(); ++i) {
@@ -176,7 +176,7 @@ private:
         return text;
     }
 
-    const EditProject& project_;
+    const editor::EditProject& project_;
     int w_, h_, base_;
     QString events_;
     QTextStream out_{&events_};
@@ -218,13 +218,13 @@ QString assText(const QString& text) {
     return safe;
 }
 
-QString assScript(const EditProject& project, const Timeline& timeline,
-                  const std::vector<Line>& lines, QSize size) {
+QString assScript(const editor::EditProject& project, const editor::Timeline& timeline,
+                  const std::vector<editor::Line>& lines, QSize size) {
     if (timeline.total() <= 0) return {};
     Writer writer(project, size);
-    if (project.settings.captions) writer.captions(captions(project, timeline, lines));
-    writer.popUps(popUps(project, timeline, lines), timeline.total());
-    if (const auto hook = hookText(project)) writer.hook(*hook, timeline.total());
+    if (project.settings.captions) writer.captions(editor::captions(project, timeline, lines));
+    writer.popUps(editor::popUps(project, timeline, lines), timeline.total());
+    if (const auto hook = editor::hookText(project)) writer.hook(*hook, timeline.total());
     if (project.settings.progressBar) writer.progressBar(timeline.total());
     if (writer.empty()) return {};
     return writer.script();

@@ -24,8 +24,8 @@ inline constexpr double kPopUpSeconds = 0.8;
 // clean: smaller text on a soft dark box; low or in the middle, at the caption size), the
 // pop-up phrases while their line is spoken, the hook over the opening seconds and the progress
 // bar. Empty when there is nothing to draw.
-QString assScript(const EditProject& project, const Timeline& timeline,
-                  const std::vector<Line>& lines, QSize size);
+QString assScript(const editor::EditProject& project, const editor::Timeline& timeline,
+                  const std::vector<editor::Line>& lines, QSize size);
 
 // An ASS time ("0:00:03.25"), to the hundredth of a second.
 QString assTime(double seconds);

@@ -120,7 +120,7 @@ public:
     ~Writer() {
         if (!finished_ && !partial_.isEmpty()) {
             output_.reset();
-            tempfiles::remove(partial_);
+            core::tempfiles::remove(partial_);
         }
     }
 
@@ -370,7 +370,7 @@ class PlanFrames final : public FrameSource {
 public:
     explicit PlanFrames(RenderPlan plan) { replan(std::move(plan)); }
 
-    void setProject(const EditProject& project, double scale) override {
+    void setProject(const editor::EditProject& project, double scale) override {
         replan(makePlan(project, scale));
     }
 
@@ -437,7 +437,7 @@ private:
 
 class FFmpegRenderer final : public Renderer {
 public:
-    Status exportVideo(const EditProject& project, const QString& target,
+    Status exportVideo(const editor::EditProject& project, const QString& target,
                        const RenderOptions& options) override {
         const RenderPlan plan = makePlan(project, options.scale);
         if (plan.pieces.empty()) {
@@ -539,11 +539,11 @@ public:
         return writer.finish();
     }
 
-    Result<QImage> frame(const EditProject& project, double t, double scale) override {
+    Result<QImage> frame(const editor::EditProject& project, double t, double scale) override {
         return PlanFrames(makePlan(project, scale)).at(t);
     }
 
-    std::unique_ptr<FrameSource> frames(const EditProject& project, double scale) override {
+    std::unique_ptr<FrameSource> frames(const editor::EditProject& project, double scale) override {
         return std::make_unique<PlanFrames>(makePlan(project, scale));
     }
 };

@@ -13,11 +13,11 @@ namespace pelix::render {
 
 int runFramingSnapshot(const QString& dir, const QStringList& clips) {
     if (clips.isEmpty()) {  // nothing to frame, and nothing that differs between machines
-        console::out(QStringLiteral("videos: 0"));
+        core::console::out(QStringLiteral("videos: 0"));
         return 0;
     }
     if (!QDir().mkpath(dir)) {
-        console::err(core::sentences::framingFolderNotMade(dir));
+        core::console::err(core::sentences::framingFolderNotMade(dir));
         return 1;
     }
 
@@ -27,7 +27,7 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
         const QString file = QFileInfo(clip).absoluteFilePath();
         const auto found = findFace(file);
         if (!found) {
-            console::out("framing: " + file + " not framed: " + found.error().message);
+            core::console::out("framing: " + file + " not framed: " + found.error().message);
             continue;
         }
         const QString position = found->x ? QString::number(*found->x, 'f', 3) : "centre";
@@ -35,28 +35,29 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
             found->x
                 ? QStringLiteral("face in %1 of %2 pictures").arg(found->found).arg(found->sampled)
                 : QStringLiteral("no face in %1 pictures, centred").arg(found->sampled);
-        console::out("framing: " + file + " " + position + " (" + how + ")");
+        core::console::out("framing: " + file + " " + position + " (" + how + ")");
         ++framed;
         if (pictured) continue;
 
-        SourceClip framedClip;
+        editor::SourceClip framedClip;
         framedClip.faceX = found->x;
         const auto info = probeClip(file);
         const double middle = info ? info->duration / 2 : 0;
         const auto picture =
-            framedPicture(file, middle, scaledSize(formatSize(VideoFormat::reel, {}), 0.5),
+            framedPicture(file, middle, scaledSize(formatSize(editor::VideoFormat::reel, {}), 0.5),
                           framingOf(framedClip));
         if (!picture) {
-            console::err(picture.error().message);
+            core::console::err(picture.error().message);
             continue;
         }
         if (!picture->save(QDir(dir).filePath("frame-after.png"))) {
-            console::err(core::sentences::couldntWriteInto(QStringLiteral("frame-after.png"), dir));
+            core::console::err(
+                core::sentences::couldntWriteInto(QStringLiteral("frame-after.png"), dir));
             return 1;
         }
         pictured = true;
     }
-    console::out(QStringLiteral("videos: %1").arg(framed));
+    core::console::out(QStringLiteral("videos: %1").arg(framed));
     return pictured ? 0 : 1;
 }
 

@@ -48,7 +48,7 @@ class MissingFrames final : public FrameSource {
 public:
     explicit MissingFrames(Error why) : why_(std::move(why)) {}
     Result<QImage> at(double) override { return std::unexpected(why_); }
-    void setProject(const EditProject&, double) override {}
+    void setProject(const editor::EditProject&, double) override {}
 
 private:
     Error why_;
@@ -57,13 +57,13 @@ private:
 class MissingRenderer final : public Renderer {
 public:
     explicit MissingRenderer(Error why) : why_(std::move(why)) {}
-    Status exportVideo(const EditProject&, const QString&, const RenderOptions&) override {
+    Status exportVideo(const editor::EditProject&, const QString&, const RenderOptions&) override {
         return std::unexpected(why_);
     }
-    Result<QImage> frame(const EditProject&, double, double) override {
+    Result<QImage> frame(const editor::EditProject&, double, double) override {
         return std::unexpected(why_);
     }
-    std::unique_ptr<FrameSource> frames(const EditProject&, double) override {
+    std::unique_ptr<FrameSource> frames(const editor::EditProject&, double) override {
         return std::make_unique<MissingFrames>(why_);
     }
 

@@ -8,7 +8,7 @@ pelix_render_module() {
     // The module keeps its own list of temporary files (an export's partial file); its signal
     // handlers remove them and then hand the signal on to the program's.
     static const bool handled = [] {
-        pelix::tempfiles::removeOnSignals();
+        pelix::core::tempfiles::removeOnSignals();
         return true;
     }();
     (void)handled;

@@ -20,16 +20,16 @@ bool continues(const Piece& before, const Piece& after) {
 
 }  // namespace
 
-QSize formatSize(VideoFormat format, QSize firstClip) {
+QSize formatSize(editor::VideoFormat format, QSize firstClip) {
     switch (format) {
-        case VideoFormat::reel:
-        case VideoFormat::youtubeShort:
+        case editor::VideoFormat::reel:
+        case editor::VideoFormat::youtubeShort:
             return {1080, 1920};
-        case VideoFormat::rednote:
+        case editor::VideoFormat::rednote:
             return {1080, 1440};
-        case VideoFormat::youtube:
+        case editor::VideoFormat::youtube:
             return {1920, 1080};
-        case VideoFormat::original:
+        case editor::VideoFormat::original:
             break;
     }
     if (firstClip.width() < 2 || firstClip.height() < 2) return {1080, 1920};
@@ -80,7 +80,7 @@ int RenderPlan::pieceAt(double t) const {
     return int(piece - pieces.begin());
 }
 
-ClipFraming framingOf(const SourceClip& clip) {
+ClipFraming framingOf(const editor::SourceClip& clip) {
     if (clip.framing) {
         return {
             QPointF(std::clamp(clip.framing->x, 0.0, 1.0), std::clamp(clip.framing->y, 0.0, 1.0)),
@@ -90,24 +90,24 @@ ClipFraming framingOf(const SourceClip& clip) {
     return {};
 }
 
-RenderPlan makePlan(const EditProject& project, double scale) {
+RenderPlan makePlan(const editor::EditProject& project, double scale) {
     RenderPlan plan;
     const QSize first = project.clips.empty()
                             ? QSize()
                             : QSize(project.clips.front().width, project.clips.front().height);
     plan.size = scaledSize(formatSize(project.settings.format, first), scale);
-    for (const SourceClip& clip : project.clips) {
+    for (const editor::SourceClip& clip : project.clips) {
         plan.clips.push_back({clip.path, QSize(clip.width, clip.height)});
     }
 
-    const std::vector<Line> lines = pelix::lines(project.clips);
-    const Timeline timeline(segments(project, lines));
+    const std::vector<editor::Line> lines = pelix::editor::lines(project.clips);
+    const editor::Timeline timeline(segments(project, lines));
     plan.total = timeline.total();
-    const std::vector<double> factors = zooms(project, timeline);
-    const std::vector<Segment>& kept = timeline.segments();
+    const std::vector<double> factors = editor::zooms(project, timeline);
+    const std::vector<editor::Segment>& kept = timeline.segments();
     plan.pieces.reserve(kept.size());
     for (size_t i = 0; i < kept.size(); ++i) {
-        const Segment& s = kept[i];
+        const editor::Segment& s = kept[i];
         const ClipFraming framing = framingOf(project.clips[size_t(s.clip)]);
         Piece piece;
         piece.clip = s.clip;

@@ -23,7 +23,7 @@ inline constexpr double kFade = 0.012;
 
 // The picture size of a format: reel and YouTube Short 1080×1920, RedNote 1080×1440, YouTube
 // 1920×1080, original the first clip's own size (1080×1920 when that is unknown).
-QSize formatSize(VideoFormat format, QSize firstClip);
+QSize formatSize(editor::VideoFormat format, QSize firstClip);
 // `size` times `scale`, each side rounded to an even number of at least 2 (the encoder's 4:2:0
 // pictures need even sides).
 QSize scaledSize(QSize size, double scale);
@@ -80,9 +80,9 @@ struct ClipFraming {
     QPointF centre{0.5, 0.5};
     double zoom = 1;
 };
-ClipFraming framingOf(const SourceClip& clip);
+ClipFraming framingOf(const editor::SourceClip& clip);
 
 // Everything the renderer needs to draw a project, at `scale` times the format's size.
-RenderPlan makePlan(const EditProject& project, double scale = 1.0);
+RenderPlan makePlan(const editor::EditProject& project, double scale = 1.0);
 
 }  // namespace pelix::render

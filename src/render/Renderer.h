@@ -44,7 +44,7 @@ public:
     // The picture at output time `t`.
     virtual Result<QImage> at(double t) = 0;
     // Goes on with a changed project; clips it still uses stay open.
-    virtual void setProject(const EditProject& project, double scale) = 0;
+    virtual void setProject(const editor::EditProject& project, double scale) = 0;
 };
 
 // Draws a project: the finished video, or one of its pictures for a preview. The work runs on
@@ -56,14 +56,15 @@ public:
     // Writes the finished video to `target`: H.264 and AAC in MP4 with the index at the front.
     // It is written to a hidden file beside the target and moved into place only when whole; a
     // failure or a stop leaves nothing behind.
-    virtual Status exportVideo(const EditProject& project, const QString& target,
+    virtual Status exportVideo(const editor::EditProject& project, const QString& target,
                                const RenderOptions& options) = 0;
 
     // The finished video's picture at output time `t`, at `scale` times the format's size.
-    virtual Result<QImage> frame(const EditProject& project, double t, double scale) = 0;
+    virtual Result<QImage> frame(const editor::EditProject& project, double t, double scale) = 0;
 
     // The pictures of `project` at `scale` times the format's size, one after another.
-    virtual std::unique_ptr<FrameSource> frames(const EditProject& project, double scale) = 0;
+    virtual std::unique_ptr<FrameSource> frames(const editor::EditProject& project,
+                                                double scale) = 0;
 };
 
 // The renderer over FFmpeg's libraries: decoders, a scaler for the framing and the zooms,

@@ -16,7 +16,7 @@
 #include <cmath>
 #include <memory>
 
-namespace pelix {
+namespace pelix::service {
 namespace {
 
 QStringList titles(const QJsonValue& list) {
@@ -60,14 +60,14 @@ QString Api::describe(const Error& error) {
     return isTransport(error) ? core::sentences::kCouldntReachPelix + error.message : error.message;
 }
 
-QUrl Api::configuredBase(const Prefs& prefs) {
+QUrl Api::configuredBase(const core::Prefs& prefs) {
     const QString env = qEnvironmentVariable("PELIX_API_BASE");
     if (!env.isEmpty()) return QUrl(env);
     if (auto stored = prefs.string("api.base"); stored && !stored->isEmpty()) return QUrl(*stored);
     return QUrl(kDefaultBase);
 }
 
-Api::Api(QUrl base, TokenStore tokens, QNetworkAccessManager* network, const Clock* clock,
+Api::Api(QUrl base, TokenStore tokens, QNetworkAccessManager* network, const core::Clock* clock,
          QObject* parent)
     : QObject(parent),
       unsafe_(unsafeBase(base)),
@@ -88,7 +88,7 @@ QUrl Api::functionUrl(const QString& name) const {
 
 void Api::call(const QString& name, const QJsonObject& body, std::optional<QString> token,
                double timeoutSeconds, Done done) {
-    post(name, json::compact(body), std::move(token), timeoutSeconds,
+    post(name, core::json::compact(body), std::move(token), timeoutSeconds,
          [done = std::move(done)](RawAnswer answer) { done(read(answer)); });
 }
 
@@ -198,7 +198,7 @@ Result<QJsonObject> Api::read(const RawAnswer& answer) {
     if (answer.noToken) return fail(401, core::sentences::kSignInFirst);
     if (answer.notAKey) return fail(401, core::sentences::kNotAKey);
     if (answer.transport) return std::unexpected(*answer.transport);
-    const auto object = json::parseObject(answer.body);
+    const auto object = core::json::parseObject(answer.body);
     if (!object) return QJsonObject{};
     const QJsonValue error = object->value("error");
     if (error.isString()) return fail(answer.status, error.toString());
@@ -209,7 +209,7 @@ QJsonObject Api::context(const QString& input, std::optional<double> seconds) co
     const QDateTime now = clock_->now();
     const QTime time = now.time();
     QJsonObject context{
-        {"recorded_at", json::isoDate(now)},
+        {"recorded_at", core::json::isoDate(now)},
         {"tz", QString::fromUtf8(now.timeZone().id())},
         {"tz_offset_min", now.offsetFromUtc() / 60},
         {"hour", time.hour()},
@@ -268,4 +268,4 @@ void Api::keep(const QString& text, double timeoutSeconds, std::function<void(St
          });
 }
 
-}  // namespace pelix
+}  // namespace pelix::service

@@ -20,9 +20,11 @@ class QIODevice;
 class QNetworkAccessManager;
 class QNetworkReply;
 
-namespace pelix {
-
+namespace pelix::core {
 class Prefs;
+}  // namespace pelix::core
+
+namespace pelix::service {
 
 // What the backend answered to one request, before the answer rules are applied: the status
 // code (0 when there was none) and the body, or the transport's error.
@@ -82,9 +84,9 @@ public:
 
     // The backend's base address: $PELIX_API_BASE, else the preference "api.base", else the
     // built-in one.
-    static QUrl configuredBase(const Prefs& prefs);
+    static QUrl configuredBase(const core::Prefs& prefs);
 
-    Api(QUrl base, TokenStore tokens, QNetworkAccessManager* network, const Clock* clock,
+    Api(QUrl base, TokenStore tokens, QNetworkAccessManager* network, const core::Clock* clock,
         QObject* parent = nullptr);
 
     using Done = std::function<void(Result<QJsonObject>)>;
@@ -144,7 +146,7 @@ private:
     QUrl functions_;
     TokenStore tokens_;
     QNetworkAccessManager* network_;
-    const Clock* clock_;
+    const core::Clock* clock_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::service

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace pelix {
+namespace pelix::service {
 
 std::unique_ptr<QIODevice> Base64FileBody::open(const QJsonObject& object, const QString& key,
                                                 const QString& file) {
@@ -20,7 +20,7 @@ std::unique_ptr<QIODevice> Base64FileBody::open(const QJsonObject& object, const
     const QString placeholder = "file-" + QUuid::createUuid().toString(QUuid::Id128);
     QJsonObject whole = object;
     whole.insert(key, placeholder);
-    const QByteArray json = json::compact(whole);
+    const QByteArray json = core::json::compact(whole);
     const QByteArray marker = '"' + placeholder.toLatin1() + '"';
     const qsizetype at = json.indexOf(marker);
     body->head_ = json.left(at + 1);
@@ -69,4 +69,4 @@ qint64 Base64FileBody::readData(char* data, qint64 maxSize) {
     return written;
 }
 
-}  // namespace pelix
+}  // namespace pelix::service

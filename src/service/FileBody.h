@@ -6,7 +6,7 @@
 
 #include <memory>
 
-namespace pelix {
+namespace pelix::service {
 
 // A JSON request body with one member that holds a file in base64, made as it is read: the
 // file is never in memory whole, let alone widened to UTF-16 for a JSON document. The bytes are
@@ -33,4 +33,4 @@ private:
     qint64 encodedSize_ = 0;
 };
 
-}  // namespace pelix
+}  // namespace pelix::service

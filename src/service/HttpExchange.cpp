@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::service {
 namespace {
 
 // Bytes the socket reads ahead of us: a server sending faster than the answer is read waits.
@@ -330,4 +330,4 @@ void HttpExchange::finish(Answer answer) {
     done_(std::move(answer));
 }
 
-}  // namespace pelix
+}  // namespace pelix::service

@@ -34,7 +34,7 @@
 class QAbstractSocket;
 class QIODevice;
 
-namespace pelix {
+namespace pelix::service {
 
 // One HTTP/1.1 POST and its answer over a connection of its own, read with firm limits: the
 // socket's read buffer is small, so a server that sends faster than the answer is read waits
@@ -107,4 +107,4 @@ private:
     bool ended_ = false;
 };
 
-}  // namespace pelix
+}  // namespace pelix::service

@@ -2,11 +2,11 @@
 
 #include "core/Paths.h"
 
-namespace pelix {
+namespace pelix::service {
 
-ServiceContext::ServiceContext(const Clock& clock, platform::SecretStore& secrets)
+ServiceContext::ServiceContext(const core::Clock& clock, platform::SecretStore& secrets)
     : clock_(clock),
-      tokens_(paths::dataDir(), OldKeyring(&secrets)),
+      tokens_(core::paths::dataDir(), OldKeyring(&secrets)),
       api_(Api::configuredBase(prefs_), tokens_, &network_, &clock) {}
 
-}  // namespace pelix
+}  // namespace pelix::service

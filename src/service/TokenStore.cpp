@@ -7,7 +7,7 @@
 #include <QFile>
 #include <QJsonObject>
 
-namespace pelix {
+namespace pelix::service {
 
 bool isPelixKey(QStringView token) {
     static constexpr QStringView kPrefix = u"pelix_";
@@ -29,7 +29,8 @@ std::optional<QString> OldKeyring::read() const {
     if (secret) *secret = secret->trimmed();
     if (!secret || secret->isEmpty()) return std::nullopt;
     if (!isPelixKey(*secret)) {
-        logLine("token", "the keyring's old entry is not a Pelix key, so it is left where it is");
+        core::logLine("token",
+                      "the keyring's old entry is not a Pelix key, so it is left where it is");
         return std::nullopt;
     }
     return secret;
@@ -50,15 +51,15 @@ std::optional<QString> TokenStore::read() const {
         const QString token = QString::fromUtf8(f.read(8192)).trimmed();
         if (isPelixKey(token)) return token;
         if (!token.isEmpty()) {
-            logLine("token",
-                    "the token file does not hold a Pelix key, so it is not used; sign "
-                    "in again");
+            core::logLine("token",
+                          "the token file does not hold a Pelix key, so it is not used; sign "
+                          "in again");
         }
     }
     if (auto old = oldKeyring_.read()) {
         write(*old);
         oldKeyring_.remove();
-        logLine("token", "moved the token from the old keyring entry into its file");
+        core::logLine("token", "moved the token from the old keyring entry into its file");
         return old;
     }
     return std::nullopt;
@@ -66,11 +67,11 @@ std::optional<QString> TokenStore::read() const {
 
 void TokenStore::write(const QString& token) const {
     if (!isPelixKey(token)) {
-        logLine("token", "refused to store something that is not a Pelix key");
+        core::logLine("token", "refused to store something that is not a Pelix key");
         return;
     }
-    if (auto saved = writePrivateFile(file("token"), token.toUtf8()); !saved) {
-        logLine("token", saved.error().message);
+    if (auto saved = core::writePrivateFile(file("token"), token.toUtf8()); !saved) {
+        core::logLine("token", saved.error().message);
     }
 }
 
@@ -81,7 +82,7 @@ QString WindowKeyStore::path() const {
 std::optional<WindowKeyStore::Key> WindowKeyStore::read() const {
     QFile f(path());
     if (!f.open(QIODevice::ReadOnly)) return std::nullopt;
-    const auto object = json::parseObject(f.readAll());
+    const auto object = core::json::parseObject(f.readAll());
     if (!object) return std::nullopt;
     const QJsonValue user = object->value("user"), token = object->value("token");
     if (!user.isString() || !token.isString()) return std::nullopt;
@@ -90,8 +91,8 @@ std::optional<WindowKeyStore::Key> WindowKeyStore::read() const {
 
 void WindowKeyStore::write(const QString& user, const QString& token) const {
     const QJsonObject object{{"user", user}, {"token", token}};
-    if (auto saved = writePrivateFile(path(), json::compact(object)); !saved) {
-        logLine("window key", saved.error().message);
+    if (auto saved = core::writePrivateFile(path(), core::json::compact(object)); !saved) {
+        core::logLine("window key", saved.error().message);
     }
 }
 
@@ -99,4 +100,4 @@ void WindowKeyStore::clear() const {
     QFile::remove(path());
 }
 
-}  // namespace pelix
+}  // namespace pelix::service

@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-namespace pelix {
+namespace pelix::service {
 
 // Whether `token` is a Pelix key: "pelix_" followed by one or more ASCII letters, digits, ".",
 // "_" or "-" (4096 characters at most). Nothing else is stored or sent: a line break in a key
@@ -74,4 +74,4 @@ private:
     QString folder_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::service

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-namespace pelix::server {
+namespace pelix::speech::server {
 namespace {
 
 void put32(char* at, uint32_t value) {
@@ -82,4 +82,4 @@ QByteArray wavFile(std::span<const int16_t> samples, int rate) {
     return wav;
 }
 
-}  // namespace pelix::server
+}  // namespace pelix::speech::server

@@ -6,7 +6,7 @@
 #include <span>
 
 // Cutting a stream of 16-bit mono PCM into pieces a server takes, and wrapping them as WAV.
-namespace pelix::server {
+namespace pelix::speech::server {
 
 // Bytes of a WAV file's header as `wavFile` writes it.
 inline constexpr qsizetype kWavHeader = 44;
@@ -20,4 +20,4 @@ qsizetype pieceLength(std::span<const int16_t> samples, qsizetype limit, int rat
 // The samples as a WAV file (RIFF, PCM, 16-bit, mono, `rate`).
 QByteArray wavFile(std::span<const int16_t> samples, int rate);
 
-}  // namespace pelix::server
+}  // namespace pelix::speech::server

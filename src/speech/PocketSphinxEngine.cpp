@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <atomic>
 
-namespace pelix {
+namespace pelix::speech {
 namespace {
 
 constexpr auto kSystemLocale = "en-US";
@@ -114,13 +114,14 @@ private:
             if (!word || isFiller(word)) continue;
             int first = 0, last = 0;
             ps_seg_frames(seg, &first, &last);
-            result.words.append(Word{static_cast<double>(first) / frameRate_,
-                                     static_cast<double>(last + 1) / frameRate_, spelling(word)});
+            result.words.append(core::Word{static_cast<double>(first) / frameRate_,
+                                           static_cast<double>(last + 1) / frameRate_,
+                                           spelling(word)});
         }
         if (result.words.isEmpty() || cancelled_) return;
         QStringList texts;
         texts.reserve(result.words.size());
-        for (const Word& w : result.words) texts << w.text;
+        for (const core::Word& w : result.words) texts << w.text;
         result.text = texts.join(' ');
         result.start = result.words.first().start;
         result.end = result.words.last().end;
@@ -275,7 +276,8 @@ Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& 
             seen.insert(word);
             char* phones = ps_lookup_word(decoder, word.constData());
             if (!phones) {
-                logLine("speech", "left out \"" + part + "\": the dictionary doesn't know it");
+                core::logLine("speech",
+                              "left out \"" + part + "\": the dictionary doesn't know it");
                 continue;
             }
             known.append({word, QByteArray(phones)});
@@ -293,4 +295,4 @@ Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& 
     return std::unique_ptr<SpeechSession>(std::move(session));
 }
 
-}  // namespace pelix
+}  // namespace pelix::speech

@@ -4,7 +4,7 @@
 
 #include <QMap>
 
-namespace pelix {
+namespace pelix::speech {
 
 // A PocketSphinx model: acoustic model folder, language model and dictionary.
 struct SphinxModel {
@@ -47,4 +47,4 @@ private:
     QString userModels_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::speech

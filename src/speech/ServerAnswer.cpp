@@ -5,7 +5,7 @@
 
 #include <QJsonObject>
 
-namespace pelix::server {
+namespace pelix::speech::server {
 namespace {
 
 // A server's message longer than this is cut: it is meant for a status line.
@@ -58,7 +58,7 @@ QString unreachable(const QString& reason) {
 }
 
 QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const QString& key) {
-    if (const auto object = json::parseObject(body)) {
+    if (const auto object = core::json::parseObject(body)) {
         QString message = serverMessage(*object).trimmed();
         if (!message.isEmpty()) {
             if (message.size() > kMessageLimit) message = message.left(kMessageLimit) + "…";
@@ -69,7 +69,7 @@ QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const 
         status, endpoint.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery)));
 }
 
-QList<Word> joinTokens(const QJsonArray& entries) {
+QList<core::Word> joinTokens(const QJsonArray& entries) {
     struct Entry {
         QString text;
         double start, end;
@@ -86,11 +86,11 @@ QList<Word> joinTokens(const QJsonArray& entries) {
         if (!kept.isEmpty() && text.front().isSpace()) spaced = true;
         kept.append({text, seconds(o, "start"), seconds(o, "end")});
     }
-    QList<Word> words;
+    QList<core::Word> words;
     words.reserve(kept.size());
     for (const Entry& e : kept) {
         if (!spaced || words.isEmpty() || e.text.front().isSpace()) {
-            words.append(Word{e.start, e.end, e.text.trimmed()});
+            words.append(core::Word{e.start, e.end, e.text.trimmed()});
         } else {
             words.last().text += e.text.trimmed();
             words.last().end = e.end;
@@ -99,11 +99,11 @@ QList<Word> joinTokens(const QJsonArray& entries) {
     return words;
 }
 
-QList<Word> spreadWords(const QString& text, double start, double end) {
+QList<core::Word> spreadWords(const QString& text, double start, double end) {
     const QStringList parts = text.simplified().split(' ', Qt::SkipEmptyParts);
     qsizetype total = 0;
     for (const QString& part : parts) total += part.size();
-    QList<Word> words;
+    QList<core::Word> words;
     if (total == 0) return words;
     words.reserve(parts.size());
     const double span = std::max(0.0, end - start);
@@ -111,13 +111,13 @@ QList<Word> spreadWords(const QString& text, double start, double end) {
     for (const QString& part : parts) {
         const double from = start + span * double(before) / double(total);
         before += part.size();
-        words.append(Word{from, start + span * double(before) / double(total), part});
+        words.append(core::Word{from, start + span * double(before) / double(total), part});
     }
     return words;
 }
 
 Result<QList<SpeechResult>> readAnswer(const QByteArray& body, double offset, double seconds) {
-    const auto object = json::parseObject(body);
+    const auto object = core::json::parseObject(body);
     const QJsonValue text = object ? object->value("text") : QJsonValue();
     const QJsonArray segments = object ? object->value("segments").toArray() : QJsonArray();
     const QJsonArray topWords = object ? object->value("words").toArray() : QJsonArray();
@@ -130,13 +130,13 @@ Result<QList<SpeechResult>> readAnswer(const QByteArray& body, double offset, do
         r.text = r.text.trimmed();
         if (r.text.isEmpty() && !r.words.isEmpty()) {
             QStringList parts;
-            for (const Word& w : r.words) parts << w.text;
+            for (const core::Word& w : r.words) parts << w.text;
             r.text = parts.join(' ');
         }
         if (r.text.isEmpty()) return;
         r.start += offset;
         r.end += offset;
-        for (Word& w : r.words) {
+        for (core::Word& w : r.words) {
             w.start += offset;
             w.end += offset;
         }
@@ -151,7 +151,7 @@ Result<QList<SpeechResult>> readAnswer(const QByteArray& body, double offset, do
     };
 
     if (!topWords.isEmpty()) {
-        const QList<Word> words = joinTokens(topWords);
+        const QList<core::Word> words = joinTokens(topWords);
         if (segments.isEmpty()) {
             SpeechResult whole{0, seconds, text.toString(), words};
             if (!words.isEmpty()) {
@@ -186,4 +186,4 @@ Result<QList<SpeechResult>> readAnswer(const QByteArray& body, double offset, do
     return stretches;
 }
 
-}  // namespace pelix::server
+}  // namespace pelix::speech::server

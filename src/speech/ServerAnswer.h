@@ -12,7 +12,7 @@
 
 // What an OpenAI-compatible transcription server answers (`POST /v1/audio/transcriptions` with
 // `response_format=verbose_json`), read into final stretches. Pure functions.
-namespace pelix::server {
+namespace pelix::speech::server {
 
 // Error codes of the transcription server; a refusal carries the HTTP status instead.
 enum : int {
@@ -32,10 +32,10 @@ Result<QList<SpeechResult>> readAnswer(const QByteArray& body, double offset, do
 // space, the server is sending tokens in the leading-space convention: an entry without leading
 // space continues the word before it (" wea" + "ther" + "."). Entries without text, and special
 // tokens ("[_BEG_]", "<|endoftext|>"), are dropped.
-QList<Word> joinTokens(const QJsonArray& entries);
+QList<core::Word> joinTokens(const QJsonArray& entries);
 
 // The words of `text` spread over [start, end], each given time in proportion to its length.
-QList<Word> spreadWords(const QString& text, double start, double end);
+QList<core::Word> spreadWords(const QString& text, double start, double end);
 
 // The one sentence for an answer other than a transcription: the server's own message when it
 // gives one (with `key` blanked out), else a sentence for the status. `endpoint` is named when
@@ -48,4 +48,4 @@ QString unreachable(const QString& reason);
 // `text` with every occurrence of `key` replaced by "…".
 QString withoutKey(QString text, const QString& key);
 
-}  // namespace pelix::server
+}  // namespace pelix::speech::server

@@ -14,7 +14,7 @@
 #include <span>
 #include <stop_token>
 
-namespace pelix {
+namespace pelix::speech {
 
 // Sample format every engine is fed: signed 16-bit, mono, this rate.
 inline constexpr int kSpeechSampleRate = 16000;
@@ -32,7 +32,7 @@ struct SpeechResult {
     double start = 0;
     double end = 0;
     QString text;
-    QList<Word> words;
+    QList<core::Word> words;
 
     bool operator==(const SpeechResult&) const = default;
 };
@@ -108,4 +108,4 @@ public:
     }
 };
 
-}  // namespace pelix
+}  // namespace pelix::speech

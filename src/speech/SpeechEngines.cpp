@@ -10,17 +10,17 @@
 
 #include <span>
 
-namespace pelix {
+namespace pelix::speech {
 
 SpeechEngines SpeechEngines::standard(Kind kind) {
     SpeechEngines engines;
     if (kind != Kind::local) {
-        engines.add(
-            std::make_unique<TranscriptionServerEngine>(Prefs(), SpeechKeyStore(paths::dataDir())));
+        engines.add(std::make_unique<TranscriptionServerEngine>(
+            core::Prefs(), SpeechKeyStore(core::paths::dataDir())));
     }
     if (kind != Kind::server) {
         engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
-                                                         paths::dataDir() + "/models"));
+                                                         core::paths::dataDir() + "/models"));
     }
     return engines;
 }
@@ -43,7 +43,8 @@ std::optional<SpeechEngines::Choice> SpeechEngines::forFiles(const QString& requ
         const std::optional<QString> locale = engine->supportedLocale(requested);
         if (!locale || !engine->installed(*locale)) continue;
         if (engine->reachable()) return Choice{*locale, engine.get()};
-        logLine("speech", "the " + engine->name() + " doesn't answer; trying the next engine");
+        core::logLine("speech",
+                      "the " + engine->name() + " doesn't answer; trying the next engine");
     }
     return resolve(requested);
 }
@@ -64,7 +65,7 @@ QStringList SpeechEngines::locales() const {
     return all;
 }
 
-std::function<void()> hearInBackground(Worker& worker, std::unique_ptr<SpeechSession> session,
+std::function<void()> hearInBackground(core::Worker& worker, std::unique_ptr<SpeechSession> session,
                                        QByteArray pcm, std::function<void(Result<QString>)> done) {
     std::shared_ptr<SpeechSession> hearing = std::move(session);
     auto stopped = std::make_shared<bool>(false);  // the owner's thread only
@@ -121,4 +122,4 @@ QString localeDisplayName(const QString& identifier) {
     return QString::fromStdString(utf8);
 }
 
-}  // namespace pelix
+}  // namespace pelix::speech

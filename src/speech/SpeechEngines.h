@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-namespace pelix {
+namespace pelix::speech {
 
 // The speech engines of the process, in order of preference. Callers ask it for the engine of a
 // locale, so another engine can sit beside PocketSphinx without any caller changing.
@@ -52,7 +52,7 @@ private:
 // Runs `session` over the whole of `pcm` (16 kHz mono 16-bit) on `worker` and calls `done` with
 // its text on the worker's owner's thread. The returned function, called on that same thread,
 // stops the work: the session is cancelled and `done` is not called.
-std::function<void()> hearInBackground(Worker& worker, std::unique_ptr<SpeechSession> session,
+std::function<void()> hearInBackground(core::Worker& worker, std::unique_ptr<SpeechSession> session,
                                        QByteArray pcm, std::function<void(Result<QString>)> done);
 
 // "en_us", "EN-us" → "en-US": the spelling locales are compared in.
@@ -62,4 +62,4 @@ QString normalizedLocale(const QString& identifier);
 // identifier itself when there is no such name.
 QString localeDisplayName(const QString& identifier);
 
-}  // namespace pelix
+}  // namespace pelix::speech

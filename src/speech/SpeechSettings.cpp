@@ -7,9 +7,9 @@
 #include <QFile>
 #include <QtEndian>
 
-namespace pelix {
+namespace pelix::speech {
 
-SpeechSettings::SpeechSettings(Prefs prefs, SpeechKeyStore keys, QObject* parent)
+SpeechSettings::SpeechSettings(core::Prefs prefs, SpeechKeyStore keys, QObject* parent)
     : QObject(parent), prefs_(std::move(prefs)), keys_(std::move(keys)), worker_(this) {}
 
 SpeechSettings::~SpeechSettings() {
@@ -60,17 +60,16 @@ void SpeechSettings::test(const Values& values,
     if (!model.isEmpty()) settings.model = model;
     settings.key =
         values.key.trimmed().isEmpty() ? keys_.read().value_or(QString()) : values.key.trimmed();
-    stopTest_ = hearInBackground(
-        worker_, serverSession(settings, QStringLiteral("en-US"), {}, {}), sample(),
-        [this, done = std::move(done)](Result<QString> text) {
-            stopTest_ = nullptr;
-            if (!text) return done(text.error().message, false);
-            const QString heard = text->trimmed();
-            if (heard.isEmpty()) {
-                return done(core::sentences::kServerHeardNothing, false);
-            }
-            done(core::sentences::serverHeard(heard), true);
-        });
+    stopTest_ = hearInBackground(worker_, serverSession(settings, QStringLiteral("en-US"), {}, {}),
+                                 sample(), [this, done = std::move(done)](Result<QString> text) {
+                                     stopTest_ = nullptr;
+                                     if (!text) return done(text.error().message, false);
+                                     const QString heard = text->trimmed();
+                                     if (heard.isEmpty()) {
+                                         return done(core::sentences::kServerHeardNothing, false);
+                                     }
+                                     done(core::sentences::serverHeard(heard), true);
+                                 });
 }
 
 QByteArray SpeechSettings::sample() {
@@ -88,4 +87,4 @@ QByteArray SpeechSettings::sample() {
     return {};
 }
 
-}  // namespace pelix
+}  // namespace pelix::speech

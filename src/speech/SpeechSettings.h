@@ -10,7 +10,7 @@
 
 #include <functional>
 
-namespace pelix {
+namespace pelix::speech {
 
 // What the speech settings window edits: where speech is heard (on this computer, or on a
 // transcription server with its model and key) and a test of a server with a short recording
@@ -23,7 +23,7 @@ public:
         QString key;     // a new key; empty keeps the stored one
     };
 
-    SpeechSettings(Prefs prefs, SpeechKeyStore keys, QObject* parent = nullptr);
+    SpeechSettings(core::Prefs prefs, SpeechKeyStore keys, QObject* parent = nullptr);
     ~SpeechSettings() override;
 
     // What is kept now; the key is never handed out, only whether there is one.
@@ -43,10 +43,10 @@ public:
     static QByteArray sample();
 
 private:
-    Prefs prefs_;
+    core::Prefs prefs_;
     SpeechKeyStore keys_;
     std::function<void()> stopTest_;
-    Worker worker_;
+    core::Worker worker_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::speech

@@ -17,7 +17,7 @@
 #include <cmath>
 #include <memory>
 
-namespace pelix {
+namespace pelix::speech {
 namespace {
 
 QHttpPart field(const QByteArray& name, const QByteArray& value) {
@@ -68,7 +68,7 @@ Status SpeechKeyStore::write(const QString& key) const {
     if (!isKey(trimmed)) {
         return fail(kSpeechEngineFailed, core::sentences::kServerKeyRefused);
     }
-    return writePrivateFile(file(), trimmed.toUtf8());
+    return core::writePrivateFile(file(), trimmed.toUtf8());
 }
 
 QUrl transcriptionsEndpoint(const QString& base) {
@@ -84,7 +84,8 @@ QUrl transcriptionsEndpoint(const QString& base) {
     return url;
 }
 
-std::optional<ServerSettings> ServerSettings::read(const Prefs& prefs, const SpeechKeyStore& keys) {
+std::optional<ServerSettings> ServerSettings::read(const core::Prefs& prefs,
+                                                   const SpeechKeyStore& keys) {
     const QString base = prefs.string(kServerPref).value_or(QString()).trimmed();
     if (base.isEmpty()) return std::nullopt;
     ServerSettings settings;
@@ -129,7 +130,8 @@ Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeout
     if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid()) {
-        return fail(server::kUnreachable, server::unreachable(Api::transportError(reply).message));
+        return fail(server::kUnreachable,
+                    server::unreachable(service::Api::transportError(reply).message));
     }
     return Answer{status.toInt(), reply->readAll()};
 }
@@ -177,4 +179,4 @@ void ServerClient::cancel() {
         QMetaObject::invokeMethod(inFlight_, &QNetworkReply::abort, Qt::QueuedConnection);
 }
 
-}  // namespace pelix
+}  // namespace pelix::speech

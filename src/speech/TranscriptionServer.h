@@ -13,7 +13,7 @@
 
 class QNetworkReply;
 
-namespace pelix {
+namespace pelix::speech {
 
 // The key of the transcription server, in the private file "speech-key" of the Pelix data
 // folder (0600 in a 0700 folder). Read anew on every use; it never goes into a log or a message.
@@ -52,7 +52,7 @@ struct ServerSettings {
 
     // The settings of "speech.server" (none when it is unset or blank), "speech.model" and
     // "speech.uploadLimitMB", with the stored key.
-    static std::optional<ServerSettings> read(const Prefs& prefs, const SpeechKeyStore& keys);
+    static std::optional<ServerSettings> read(const core::Prefs& prefs, const SpeechKeyStore& keys);
 };
 
 // The transcriptions address of a server named by its base address: "http://host:8080",
@@ -98,4 +98,4 @@ private:
     std::atomic<bool> cancelled_ = false;
 };
 
-}  // namespace pelix
+}  // namespace pelix::speech

@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace pelix {
+namespace pelix::speech {
 namespace {
 
 // The languages of the Whisper models, by ISO 639 code (Javanese and Norwegian Bokmål are
@@ -133,7 +133,7 @@ private:
 
 }  // namespace
 
-TranscriptionServerEngine::TranscriptionServerEngine(Prefs prefs, SpeechKeyStore keys)
+TranscriptionServerEngine::TranscriptionServerEngine(core::Prefs prefs, SpeechKeyStore keys)
     : prefs_(std::move(prefs)), keys_(std::move(keys)) {}
 
 std::optional<ServerSettings> TranscriptionServerEngine::settings() const {
@@ -196,9 +196,9 @@ std::optional<Result<QList<SpeechResult>>> TranscriptionServerEngine::hearFile(
     }
     if (status != 413 && (status < 200 || status > 299)) {
         wavOnly_ = true;
-        logLine("speech", QStringLiteral("the transcription server did not take M4A (%1); "
-                                         "sending it WAV from now on")
-                              .arg(status));
+        core::logLine("speech", QStringLiteral("the transcription server did not take M4A (%1); "
+                                               "sending it WAV from now on")
+                                    .arg(status));
     }
     if (status < 200 || status > 299) return std::nullopt;
     Result<QList<SpeechResult>> stretches = heard(*answer, *found, 0, seconds);
@@ -238,4 +238,4 @@ QString TranscriptionServerEngine::prompt(const QStringList& words) {
     return kept.join(QStringLiteral(", "));
 }
 
-}  // namespace pelix
+}  // namespace pelix::speech

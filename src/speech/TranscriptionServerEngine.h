@@ -12,7 +12,7 @@
 
 #include <atomic>
 
-namespace pelix {
+namespace pelix::speech {
 
 // Recognition by any OpenAI-compatible transcription server (a whisper.cpp server, speaches,
 // LocalAI, a hosted service), named by the preference "speech.server". It is configured while
@@ -24,7 +24,7 @@ class TranscriptionServerEngine final : public SpeechEngine {
 public:
     static constexpr double kProbeSeconds = 2;
 
-    TranscriptionServerEngine(Prefs prefs, SpeechKeyStore keys);
+    TranscriptionServerEngine(core::Prefs prefs, SpeechKeyStore keys);
 
     std::optional<ServerSettings> settings() const;
 
@@ -57,7 +57,7 @@ public:
     static QString prompt(const QStringList& words);
 
 private:
-    Prefs prefs_;
+    core::Prefs prefs_;
     SpeechKeyStore keys_;
     // The server refused a compressed file once.
     std::atomic<bool> wavOnly_ = false;
@@ -67,4 +67,4 @@ private:
 std::unique_ptr<SpeechSession> serverSession(ServerSettings settings, const QString& locale,
                                              const SessionOptions& options, SessionEvents events);
 
-}  // namespace pelix
+}  // namespace pelix::speech

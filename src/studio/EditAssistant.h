@@ -9,7 +9,7 @@
 
 #include <functional>
 
-namespace pelix {
+namespace pelix::studio {
 
 // What the editor asks of the service: a first pass over a new project, a revision from an
 // instruction, the translation of caption lines, and keeping the user's style rules. Each call
@@ -17,19 +17,20 @@ namespace pelix {
 // changes nothing. The answers are the engine's.
 class EditAssistant {
 public:
-    using FirstPass = EditorEngine::FirstPass;
-    using Revision = EditorEngine::Revision;
+    using FirstPass = editor::EditorEngine::FirstPass;
+    using Revision = editor::EditorEngine::Revision;
 
     virtual ~EditAssistant() = default;
 
-    virtual void plan(const EditProject& project, const QStringList& style,
-                      std::function<void(Result<FirstPass>)> done) = 0;
+    virtual void plan(const editor::EditProject& project, const QStringList& style,
+                      std::function<void(Result<editor::EditorEngine::FirstPass>)> done) = 0;
     virtual void revise(const QString& instruction, const QStringList& style,
-                        const EditProject& project, std::function<void(Result<Revision>)> done) = 0;
+                        const editor::EditProject& project,
+                        std::function<void(Result<editor::EditorEngine::Revision>)> done) = 0;
     // The project with the lines `untranslated` names translated into its caption language.
-    virtual void translate(const EditProject& project,
-                           std::function<void(Result<EditProject>)> done) = 0;
+    virtual void translate(const editor::EditProject& project,
+                           std::function<void(Result<editor::EditProject>)> done) = 0;
     virtual void saveRules(const QStringList& rules) = 0;
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -16,7 +16,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 using editcli::failWith;
@@ -74,7 +74,7 @@ QJsonArray numbers(const std::vector<double>& values) {
     return array;
 }
 
-QJsonObject toJson(const Line& l) {
+QJsonObject toJson(const editor::Line& l) {
     return {{"id", l.id},
             {"clip", l.clip},
             {"firstWord", l.firstWord},
@@ -84,11 +84,11 @@ QJsonObject toJson(const Line& l) {
             {"text", l.text}};
 }
 
-QJsonObject toJson(const Segment& s) {
+QJsonObject toJson(const editor::Segment& s) {
     return {{"clip", s.clip}, {"start", s.start}, {"end", s.end}, {"line", s.line}};
 }
 
-QJsonObject toJson(const CaptionCue& cue) {
+QJsonObject toJson(const editor::CaptionCue& cue) {
     QJsonObject object{{"start", cue.start},
                        {"end", cue.end},
                        {"words", QJsonArray::fromStringList(cue.words)},
@@ -106,8 +106,8 @@ QJsonArray arrayOf(const std::vector<T>& items) {
 
 void print(const QJsonValue& value) {
     // A bare string or null is written as the single element of an array, brackets removed.
-    QByteArray text = json::compact(QJsonArray{value});
-    console::raw(text.mid(1, text.size() - 2) + '\n');
+    QByteArray text = core::json::compact(QJsonArray{value});
+    core::console::raw(text.mid(1, text.size() - 2) + '\n');
 }
 
 Result<QJsonArray> readOps(const QString& name) {
@@ -128,12 +128,12 @@ Result<QJsonArray> readOps(const QString& name) {
 
 QJsonArray listing() {
     QJsonArray array;
-    for (const ProjectStore::Entry& e : ProjectStore::list()) {
-        QJsonObject object{{"file", e.file}, {"modified", json::isoDate(e.modified)}};
+    for (const editor::ProjectStore::Entry& e : editor::ProjectStore::list()) {
+        QJsonObject object{{"file", e.file}, {"modified", core::json::isoDate(e.modified)}};
         if (e.error) {
             object.insert("error", *e.error);
         } else {
-            object.insert("id", upperUuid(e.id));
+            object.insert("id", editor::upperUuid(e.id));
             object.insert("name", e.name);
             object.insert("mediaMissing", e.mediaMissing);
         }
@@ -144,22 +144,22 @@ QJsonArray listing() {
 
 // What the commands that read a project print; each returns the exit status.
 struct Derived {
-    const EditProject& project;
-    std::vector<Line> lines = pelix::lines(project.clips);
-    Timeline timeline{segments(project, lines)};
+    const editor::EditProject& project;
+    std::vector<editor::Line> lines = pelix::editor::lines(project.clips);
+    editor::Timeline timeline{segments(project, lines)};
 };
 
-int apply(const Opened& opened, const QStringList& words, const Args& args) {
+int apply(const Opened& opened, const QStringList& words, const core::Args& args) {
     if (words.size() < 3) {
         return failWith(core::sentences::kSayWhichOperations);
     }
     const auto ops = readOps(words.at(2));
     if (!ops) return failWith(ops.error().message);
-    const Applied applied = applyOps(*ops, opened.project);
+    const editor::Applied applied = applyOps(*ops, opened.project);
     if (args.has("--write") && applied.project == opened.project) {
-        console::err(core::sentences::nothingChanged(QFileInfo(opened.path).fileName()));
+        core::console::err(core::sentences::nothingChanged(QFileInfo(opened.path).fileName()));
     } else if (args.has("--write")) {
-        const Status saved = ProjectStore::saveAs(applied.project, opened.path);
+        const Status saved = editor::ProjectStore::saveAs(applied.project, opened.path);
         if (!saved) return failWith(saved.error().message);
     }
     print(QJsonObject{{"project", toJson(applied.project)},
@@ -169,12 +169,13 @@ int apply(const Opened& opened, const QStringList& words, const Args& args) {
     return 0;
 }
 
-int show(const QString& command, const Opened& opened, const QStringList& words, const Args& args) {
-    const EditProject& project = opened.project;
+int show(const QString& command, const Opened& opened, const QStringList& words,
+         const core::Args& args) {
+    const editor::EditProject& project = opened.project;
     if (command == "apply") return apply(opened, words, args);
-    if (command == "numbered") return print(linePayload(project, args.has("--state"))), 0;
+    if (command == "numbered") return print(editor::linePayload(project, args.has("--state"))), 0;
     if (command == "hook") {
-        const auto hook = hookText(project);
+        const auto hook = editor::hookText(project);
         return print(hook ? QJsonValue(*hook) : QJsonValue(QJsonValue::Null)), 0;
     }
     const Derived d{project};
@@ -186,19 +187,20 @@ int show(const QString& command, const Opened& opened, const QStringList& words,
                                  {"total", d.timeline.total()}}),
                0;
     }
-    if (command == "zooms") return print(numbers(zooms(project, d.timeline))), 0;
+    if (command == "zooms") return print(numbers(editor::zooms(project, d.timeline))), 0;
     if (command == "popups") {
         QJsonArray array;
-        for (const PopUp& p : popUps(project, d.timeline, d.lines)) {
+        for (const editor::PopUp& p : popUps(project, d.timeline, d.lines)) {
             array.append(QJsonObject{{"start", p.start}, {"end", p.end}, {"text", p.text}});
         }
         return print(array), 0;
     }
     // captions
-    const auto cues = captions(project, d.timeline, d.lines);
+    const auto cues = editor::captions(project, d.timeline, d.lines);
     if (args.has("--srt") || args.has("--vtt")) {
-        const auto format = args.has("--srt") ? SubtitleFormat::srt : SubtitleFormat::vtt;
-        console::raw(subtitles(cues, format).toUtf8());
+        const auto format =
+            args.has("--srt") ? editor::SubtitleFormat::srt : editor::SubtitleFormat::vtt;
+        core::console::raw(editor::subtitles(cues, format).toUtf8());
         return 0;
     }
     return print(arrayOf(cues)), 0;
@@ -210,7 +212,7 @@ QString editUsage() {
     return QString::fromUtf8(kUsage);
 }
 
-int runEditCli(const Args& args, ServiceContext& context) {
+int runEditCli(const core::Args& args, service::ServiceContext& context) {
     // The command and its operands, without the options and their values.
     static const QStringList valued{"--name", "--format", "--lang", "--out", "--set", "--scale"};
     QStringList words;
@@ -223,7 +225,7 @@ int runEditCli(const Args& args, ServiceContext& context) {
         }
     }
     const QString command = words.value(0);
-    if (command == "help") return console::raw(kUsage), 0;
+    if (command == "help") return core::console::raw(kUsage), 0;
     if (command == "list") return print(listing()), 0;
     if (command == "new") return editcli::makeNew(words, args);
     if (command == "style") return editcli::style(context, args);
@@ -246,4 +248,4 @@ int runEditCli(const Args& args, ServiceContext& context) {
     return show(command, *opened, words, args);
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

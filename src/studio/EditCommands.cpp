@@ -20,7 +20,7 @@
 
 #include <optional>
 
-namespace pelix::editcli {
+namespace pelix::studio::editcli {
 namespace {
 
 // Runs the event loop until the request started by `start` answers.
@@ -36,9 +36,9 @@ T await(Start start) {
     return std::move(*result);
 }
 
-Result<QStringList> loadRules(ServiceContext& context) {
+Result<QStringList> loadRules(service::ServiceContext& context) {
     return await<Result<QStringList>>(
-        [&](auto done) { EditorEngine::loadRules(context.api(), std::move(done)); });
+        [&](auto done) { editor::EditorEngine::loadRules(context.api(), std::move(done)); });
 }
 
 // The rules of a file: a JSON list of texts, or one rule a line.
@@ -76,7 +76,7 @@ public:
         const int percent = int(fraction * 100) / step_ * step_;
         if (percent == shown_) return;
         shown_ = percent;
-        console::err(core::sentences::atPercent(what_, percent));
+        core::console::err(core::sentences::atPercent(what_, percent));
     }
 
 private:
@@ -88,144 +88,151 @@ private:
 }  // namespace
 
 int failWith(const QString& sentence) {
-    console::err(sentence);
+    core::console::err(sentence);
     return 1;
 }
 
 Result<Opened> openProject(const QString& name) {
     if (QFileInfo(name).isFile()) {
-        auto project = ProjectStore::openFile(name);
+        auto project = editor::ProjectStore::openFile(name);
         if (!project) return std::unexpected(project.error());
         return Opened{std::move(*project), name};
     }
     const QUuid id = QUuid::fromString(name);
-    if (id.isNull() || !QFileInfo(ProjectStore::fileFor(id)).isFile()) {
+    if (id.isNull() || !QFileInfo(editor::ProjectStore::fileFor(id)).isFile()) {
         return fail(1, core::sentences::noSuchProject(name));
     }
-    auto project = ProjectStore::open(id);
+    auto project = editor::ProjectStore::open(id);
     if (!project) return std::unexpected(project.error());
-    return Opened{std::move(*project), ProjectStore::fileFor(id)};
+    return Opened{std::move(*project), editor::ProjectStore::fileFor(id)};
 }
 
-Status saveOpened(const Opened& opened, const EditProject& changed) {
-    if (QFileInfo(opened.path) == QFileInfo(ProjectStore::fileFor(changed.id))) {
-        return ProjectStore::save(changed);
+Status saveOpened(const Opened& opened, const editor::EditProject& changed) {
+    if (QFileInfo(opened.path) == QFileInfo(editor::ProjectStore::fileFor(changed.id))) {
+        return editor::ProjectStore::save(changed);
     }
-    return ProjectStore::saveAs(changed, opened.path);
+    return editor::ProjectStore::saveAs(changed, opened.path);
 }
 
-int makeNew(const QStringList& words, const Args& args) {
+int makeNew(const QStringList& words, const core::Args& args) {
     NewVideoOptions options;
     options.files = words.mid(1);
     options.name = args.value("--name").value_or(QString());
     if (const auto format = args.value("--format")) {
-        const auto chosen = fromRawValue<VideoFormat>(*format);
+        const auto chosen = editor::fromRawValue<editor::VideoFormat>(*format);
         if (!chosen) {
             return failWith(core::sentences::noSuchFormat(*format));
         }
         options.format = *chosen;
     }
     options.locale = args.value("--lang").value_or(QString());
-    options.progress = [](const QString& line) { console::err(line); };
+    options.progress = [](const QString& line) { core::console::err(line); };
     const InterruptStop interrupt;
     options.stop = interrupt.token();
-    const SpeechEngines engines = SpeechEngines::standard();
+    const speech::SpeechEngines engines = speech::SpeechEngines::standard();
     const auto project = newVideo(engines, options, QDateTime::currentDateTimeUtc());
     if (!project) return failWith(project.error().message);
     if (interrupt.interrupted()) return failWith(core::sentences::kMakingStopped);
-    if (Status saved = ProjectStore::save(*project); !saved) return failWith(saved.error().message);
-    console::out(upperUuid(project->id));
+    if (Status saved = editor::ProjectStore::save(*project); !saved)
+        return failWith(saved.error().message);
+    core::console::out(editor::upperUuid(project->id));
     return 0;
 }
 
-int plan(ServiceContext& context, const Opened& opened) {
+int plan(service::ServiceContext& context, const Opened& opened) {
     const auto rules = loadRules(context);
-    if (!rules) return failWith(Api::describe(rules.error()));
-    const auto pass = await<Result<EditorEngine::FirstPass>>([&](auto done) {
-        EditorEngine::plan(context.api(), opened.project, *rules, std::move(done));
+    if (!rules) return failWith(service::Api::describe(rules.error()));
+    const auto pass = await<Result<editor::EditorEngine::FirstPass>>([&](auto done) {
+        editor::EditorEngine::plan(context.api(), opened.project, *rules, std::move(done));
     });
-    if (!pass) return failWith(Api::describe(pass.error()));
+    if (!pass) return failWith(service::Api::describe(pass.error()));
     if (pass->project != opened.project) {
         if (Status saved = saveOpened(opened, pass->project); !saved) {
             return failWith(saved.error().message);
         }
     }
-    console::out(pass->reply);
+    core::console::out(pass->reply);
     return 0;
 }
 
-int revise(ServiceContext& context, const Opened& opened, const QStringList& words) {
+int revise(service::ServiceContext& context, const Opened& opened, const QStringList& words) {
     const QString instruction = words.mid(2).join(' ').trimmed();
     if (instruction.isEmpty()) {
         return failWith(core::sentences::kSayWhatToChange);
     }
     const auto rules = loadRules(context);
-    if (!rules) return failWith(Api::describe(rules.error()));
-    const auto revised = await<Result<EditorEngine::Revision>>([&](auto done) {
-        EditorEngine::revise(context.api(), instruction, *rules, opened.project, std::move(done));
+    if (!rules) return failWith(service::Api::describe(rules.error()));
+    const auto revised = await<Result<editor::EditorEngine::Revision>>([&](auto done) {
+        editor::EditorEngine::revise(context.api(), instruction, *rules, opened.project,
+                                     std::move(done));
     });
-    if (!revised) return failWith(Api::describe(revised.error()));
+    if (!revised) return failWith(service::Api::describe(revised.error()));
 
-    EditProject changed = revised->applied.project;
+    editor::EditProject changed = revised->applied.project;
     changed.chat.push_back({instruction, true});
     changed.chat.push_back({revised->reply, false});
     if (Status saved = saveOpened(opened, changed); !saved) return failWith(saved.error().message);
-    console::out(revised->reply);
+    core::console::out(revised->reply);
 
-    const QStringList merged =
-        EditorEngine::mergedRules(*rules, revised->applied.remember, revised->applied.forget);
+    const QStringList merged = editor::EditorEngine::mergedRules(*rules, revised->applied.remember,
+                                                                 revised->applied.forget);
     if (merged == *rules) return 0;
-    const Status stored = await<Status>(
-        [&](auto done) { EditorEngine::saveRules(context.api(), merged, std::move(done)); });
-    if (!stored) return failWith(core::sentences::couldntSaveRules(Api::describe(stored.error())));
+    const Status stored = await<Status>([&](auto done) {
+        editor::EditorEngine::saveRules(context.api(), merged, std::move(done));
+    });
+    if (!stored)
+        return failWith(core::sentences::couldntSaveRules(service::Api::describe(stored.error())));
     return 0;
 }
 
-int translate(ServiceContext& context, const Opened& opened) {
-    const CaptionLanguage language = opened.project.settings.captionLanguage;
-    if (language == CaptionLanguage::original) {
-        console::out(core::sentences::kNothingToTranslate);
+int translate(service::ServiceContext& context, const Opened& opened) {
+    const editor::CaptionLanguage language = opened.project.settings.captionLanguage;
+    if (language == editor::CaptionLanguage::original) {
+        core::console::out(core::sentences::kNothingToTranslate);
         return 0;
     }
     const size_t missing = untranslated(opened.project).size();
-    const auto result = await<Result<EditProject>>([&](auto done) {
-        EditorEngine::translate(context.api(), opened.project, std::move(done));
+    const auto result = await<Result<editor::EditProject>>([&](auto done) {
+        editor::EditorEngine::translate(context.api(), opened.project, std::move(done));
     });
-    if (!result) return failWith(Api::describe(result.error()));
+    if (!result) return failWith(service::Api::describe(result.error()));
     if (missing == 0) {
-        console::out(core::sentences::alreadyIn(label(language)));
+        core::console::out(core::sentences::alreadyIn(editor::label(language)));
         return 0;
     }
     if (*result != opened.project) {
         if (Status saved = saveOpened(opened, *result); !saved)
             return failWith(saved.error().message);
     }
-    const auto stored = result->translations.find(id(language));
+    const auto stored = result->translations.find(editor::id(language));
     const size_t now = stored == result->translations.end() ? 0 : stored->second.size();
     const auto before = opened.project.translations.find(id(language));
     const size_t had = before == opened.project.translations.end() ? 0 : before->second.size();
-    console::out(core::sentences::translated(qint64(now - had), qint64(missing), label(language)));
+    core::console::out(
+        core::sentences::translated(qint64(now - had), qint64(missing), editor::label(language)));
     return 0;
 }
 
-int style(ServiceContext& context, const Args& args) {
+int style(service::ServiceContext& context, const core::Args& args) {
     if (const auto file = args.value("--set")) {
         const auto rules = readRules(*file);
         if (!rules) return failWith(rules.error().message);
-        const Status stored = await<Status>(
-            [&](auto done) { EditorEngine::saveRules(context.api(), *rules, std::move(done)); });
+        const Status stored = await<Status>([&](auto done) {
+            editor::EditorEngine::saveRules(context.api(), *rules, std::move(done));
+        });
         if (!stored)
-            return failWith(core::sentences::couldntSaveRules(Api::describe(stored.error())));
-        console::out(core::sentences::savedRules(rules->size()));
+            return failWith(
+                core::sentences::couldntSaveRules(service::Api::describe(stored.error())));
+        core::console::out(core::sentences::savedRules(rules->size()));
         return 0;
     }
     const auto rules = loadRules(context);
-    if (!rules) return failWith(Api::describe(rules.error()));
-    console::raw(json::compact(QJsonArray::fromStringList(*rules)) + '\n');
+    if (!rules) return failWith(service::Api::describe(rules.error()));
+    core::console::raw(core::json::compact(QJsonArray::fromStringList(*rules)) + '\n');
     return 0;
 }
 
-int exportVideo(const Opened& opened, const Args& args) {
+int exportVideo(const Opened& opened, const core::Args& args) {
     render::RenderOptions options;
     if (const auto scale = args.value("--scale")) {
         bool ok = false;
@@ -247,8 +254,8 @@ int exportVideo(const Opened& opened, const Args& args) {
     options.progress = Percent(core::sentences::kExporting, 5);
     const Status done = render::makeRenderer()->exportVideo(opened.project, target, options);
     if (!done) return failWith(done.error().message);
-    console::out(target);
+    core::console::out(target);
     return 0;
 }
 
-}  // namespace pelix::editcli
+}  // namespace pelix::studio::editcli

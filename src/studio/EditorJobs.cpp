@@ -7,9 +7,9 @@
 #include <QFileInfo>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::studio {
 
-ClipImport::ClipImport(const SpeechEngines& engines, QStringList files, QString locale,
+ClipImport::ClipImport(const speech::SpeechEngines& engines, QStringList files, QString locale,
                        QObject* parent)
     : QObject(parent), files_(std::move(files)), worker_(this, 1) {
     NewVideoOptions options;
@@ -25,13 +25,13 @@ ClipImport::ClipImport(const SpeechEngines& engines, QStringList files, QString 
             options.stop = stop;
             return newVideo(engines, options, QDateTime::currentDateTimeUtc());
         },
-        [this](const Result<EditProject>& made) { Q_EMIT finished(made); });
+        [this](const Result<editor::EditProject>& made) { Q_EMIT finished(made); });
 }
 
 ClipImport::~ClipImport() = default;
 
-VideoExport::VideoExport(render::Renderer& renderer, const EditProject& project, QString target,
-                         QObject* parent)
+VideoExport::VideoExport(render::Renderer& renderer, const editor::EditProject& project,
+                         QString target, QObject* parent)
     : QObject(parent), target_(std::move(target)), worker_(this, 1) {
     job_ = worker_.run(
         [this, &renderer, project](std::stop_token stop) {
@@ -51,4 +51,4 @@ VideoExport::VideoExport(render::Renderer& renderer, const EditProject& project,
 
 VideoExport::~VideoExport() = default;
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -10,12 +10,14 @@
 
 #include <stop_token>
 
-namespace pelix {
-
+namespace pelix::speech {
 class SpeechEngines;
-namespace render {
+}  // namespace pelix::speech
+namespace pelix::render {
 class Renderer;
-}
+}  // namespace pelix::render
+
+namespace pelix::studio {
 
 // The editor's long work, each on a worker of its own with its progress and its end reported on
 // the object's thread. Dropping the object stops the work and waits for it to end.
@@ -24,25 +26,25 @@ class Renderer;
 class ClipImport final : public QObject {
     Q_OBJECT
 public:
-    ClipImport(const SpeechEngines& engines, QStringList files, QString locale,
+    ClipImport(const speech::SpeechEngines& engines, QStringList files, QString locale,
                QObject* parent = nullptr);
     ~ClipImport() override;
     const QStringList& files() const { return files_; }
 
 Q_SIGNALS:
     void progress(const QString& line);
-    void finished(const pelix::Result<pelix::EditProject>& project);
+    void finished(const pelix::Result<pelix::editor::EditProject>& project);
 
 private:
     QStringList files_;
-    Worker worker_;
+    core::Worker worker_;
 };
 
 // A project into a finished video file.
 class VideoExport final : public QObject {
     Q_OBJECT
 public:
-    VideoExport(render::Renderer& renderer, const EditProject& project, QString target,
+    VideoExport(render::Renderer& renderer, const editor::EditProject& project, QString target,
                 QObject* parent = nullptr);
     ~VideoExport() override;
     const QString& target() const { return target_; }
@@ -55,8 +57,8 @@ Q_SIGNALS:
 
 private:
     QString target_;
-    Worker worker_;
+    core::Worker worker_;
     std::stop_source job_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -6,7 +6,7 @@
 #include <QMetaObject>
 #include <QPointer>
 
-namespace pelix {
+namespace pelix::studio {
 
 namespace {
 
@@ -24,7 +24,7 @@ QStringList merged(QStringList rules, const QStringList& remember, const QString
 
 }  // namespace
 
-EditorModel::EditorModel(Timers& timers, EditAssistant* assistant, QObject* parent)
+EditorModel::EditorModel(core::Timers& timers, EditAssistant* assistant, QObject* parent)
     : QObject(parent), timers_(timers), assistant_(assistant) {
     recompute();
 }
@@ -44,7 +44,7 @@ void EditorModel::deliver(F f) {
         Qt::QueuedConnection);
 }
 
-void EditorModel::open(EditProject project) {
+void EditorModel::open(editor::EditProject project) {
     flush();
     project_ = std::move(project);
     undo_.clear();
@@ -54,7 +54,7 @@ void EditorModel::open(EditProject project) {
     Q_EMIT changed();
 }
 
-void EditorModel::start(EditProject project) {
+void EditorModel::start(editor::EditProject project) {
     open(std::move(project));
     scheduleSave();
 }
@@ -78,7 +78,7 @@ double EditorModel::lineOutput(int line) const {
 
 void EditorModel::toggleCut(int line) {
     if (line < 0 || size_t(line) >= lines_.size()) return;
-    EditProject next = project_;
+    editor::EditProject next = project_;
     const QString& id = lines_[size_t(line)].id;
     if (cut_[size_t(line)]) {
         next.cut.erase(id);
@@ -90,9 +90,9 @@ void EditorModel::toggleCut(int line) {
 
 void EditorModel::fixLine(int line, const QString& text) {
     if (line < 0 || size_t(line) >= lines_.size()) return;
-    const Line& spoken = lines_[size_t(line)];
+    const editor::Line& spoken = lines_[size_t(line)];
     const QString wanted = text.trimmed();
-    EditProject next = project_;
+    editor::EditProject next = project_;
     if (wanted.isEmpty() || wanted == spoken.text) {
         next.fixes.erase(spoken.id);
     } else {
@@ -101,9 +101,9 @@ void EditorModel::fixLine(int line, const QString& text) {
     change(std::move(next), true);
 }
 
-void EditorModel::setSettings(const EditSettings& settings) {
+void EditorModel::setSettings(const editor::EditSettings& settings) {
     const bool newLanguage = settings.captionLanguage != project_.settings.captionLanguage;
-    EditProject next = project_;
+    editor::EditProject next = project_;
     next.settings = settings;
     change(std::move(next), true);
     if (newLanguage) translateMissing();
@@ -112,22 +112,22 @@ void EditorModel::setSettings(const EditSettings& settings) {
 void EditorModel::rename(const QString& name) {
     const QString wanted = name.trimmed();
     if (wanted.isEmpty()) return;
-    EditProject next = project_;
+    editor::EditProject next = project_;
     next.name = wanted;
     change(std::move(next), true);
 }
 
-void EditorModel::addClips(std::vector<SourceClip> clips) {
+void EditorModel::addClips(std::vector<editor::SourceClip> clips) {
     if (clips.empty()) return;
-    EditProject next = project_;
-    for (SourceClip& clip : clips) next.clips.push_back(std::move(clip));
+    editor::EditProject next = project_;
+    for (editor::SourceClip& clip : clips) next.clips.push_back(std::move(clip));
     change(std::move(next), true);
 }
 
 void EditorModel::undo() {
     if (undo_.empty()) return;
     redo_.push_back(project_);
-    EditProject previous = std::move(undo_.back());
+    editor::EditProject previous = std::move(undo_.back());
     undo_.pop_back();
     change(std::move(previous), false);
 }
@@ -135,12 +135,12 @@ void EditorModel::undo() {
 void EditorModel::redo() {
     if (redo_.empty()) return;
     undo_.push_back(project_);
-    EditProject next = std::move(redo_.back());
+    editor::EditProject next = std::move(redo_.back());
     redo_.pop_back();
     change(std::move(next), false);
 }
 
-void EditorModel::change(EditProject next, bool record) {
+void EditorModel::change(editor::EditProject next, bool record) {
     if (next == project_) return;
     if (record) {
         undo_.push_back(std::move(project_));
@@ -154,15 +154,15 @@ void EditorModel::change(EditProject next, bool record) {
 }
 
 void EditorModel::recompute() {
-    lines_ = pelix::lines(project_.clips);
-    const LineIndex index(lines_);
+    lines_ = pelix::editor::lines(project_.clips);
+    const editor::LineIndex index(lines_);
     cut_ = index.marked(project_.cut);
     fixes_ = index.texts(project_.fixes);
     keywords_ = index.texts(project_.keywords);
-    timeline_ = Timeline(segments(project_, lines_));
-    captions_ = pelix::captions(project_, timeline_, lines_);
-    zooms_ = pelix::zooms(project_, timeline_);
-    popUps_ = pelix::popUps(project_, timeline_, lines_);
+    timeline_ = editor::Timeline(editor::segments(project_, lines_));
+    captions_ = pelix::editor::captions(project_, timeline_, lines_);
+    zooms_ = pelix::editor::zooms(project_, timeline_);
+    popUps_ = pelix::editor::popUps(project_, timeline_, lines_);
 }
 
 void EditorModel::scheduleSave() {
@@ -172,7 +172,7 @@ void EditorModel::scheduleSave() {
 void EditorModel::flush() {
     if (!saveTimer_) return;
     saveTimer_.reset();
-    if (const Status status = ProjectStore::save(project_); !status) {
+    if (const Status status = editor::ProjectStore::save(project_); !status) {
         saveError_ = status.error().message;
         return;
     }
@@ -199,12 +199,13 @@ void EditorModel::firstPass() {
                 Q_EMIT failed(error_);
                 return;
             }
-            EditProject next = std::move(result->project);
+            editor::EditProject next = std::move(result->project);
             next.chat = project_.chat;
-            next.chat.push_back(ChatTurn{result->reply, false});
+            next.chat.push_back(editor::ChatTurn{result->reply, false});
             change(std::move(next), true);
             Q_EMIT busyChanged();
-            if (project_.settings.captionLanguage != CaptionLanguage::original) translateMissing();
+            if (project_.settings.captionLanguage != editor::CaptionLanguage::original)
+                translateMissing();
         });
     });
 }
@@ -230,17 +231,17 @@ void EditorModel::revise(const QString& instruction) {
                     Q_EMIT failed(error_);
                     return;
                 }
-                const Applied& applied = result->applied;
+                const editor::Applied& applied = result->applied;
                 if (!applied.remember.isEmpty() || !applied.forget.isEmpty()) {
                     style_ = merged(style_, applied.remember, applied.forget);
                     assistant_->saveRules(style_);
                 }
                 const bool newLanguage =
                     applied.project.settings.captionLanguage != project_.settings.captionLanguage;
-                EditProject next = applied.project;
+                editor::EditProject next = applied.project;
                 next.chat = project_.chat;
-                next.chat.push_back(ChatTurn{said, true});
-                next.chat.push_back(ChatTurn{result->reply, false});
+                next.chat.push_back(editor::ChatTurn{said, true});
+                next.chat.push_back(editor::ChatTurn{result->reply, false});
                 change(std::move(next), true);
                 Q_EMIT busyChanged();
                 if (newLanguage) translateMissing();
@@ -249,10 +250,10 @@ void EditorModel::revise(const QString& instruction) {
 }
 
 void EditorModel::translateMissing() {
-    if (translating_ || !assistant_ || untranslated(project_).empty()) return;
+    if (translating_ || !assistant_ || editor::untranslated(project_).empty()) return;
     translating_ = true;
-    const QString language = id(project_.settings.captionLanguage);
-    assistant_->translate(project_, [this, language](Result<EditProject> result) {
+    const QString language = editor::id(project_.settings.captionLanguage);
+    assistant_->translate(project_, [this, language](Result<editor::EditProject> result) {
         deliver([this, language, result = std::move(result)]() mutable {
             translating_ = false;
             if (!result) {
@@ -263,8 +264,8 @@ void EditorModel::translateMissing() {
             // The answer joins whatever the project has become meanwhile; it is not an undo step.
             const auto found = result->translations.find(language);
             if (found == result->translations.end()) return;
-            EditProject next = project_;
-            TextMap& stored = next.translations[language];
+            editor::EditProject next = project_;
+            editor::TextMap& stored = next.translations[language];
             for (const auto& [line, text] : found->second) stored.try_emplace(line, text);
             change(std::move(next), false);
             // The language may have changed again while the answer was on its way.
@@ -273,4 +274,4 @@ void EditorModel::translateMissing() {
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

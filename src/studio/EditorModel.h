@@ -15,7 +15,7 @@
 #include <optional>
 #include <vector>
 
-namespace pelix {
+namespace pelix::studio {
 
 // The project open in the editor window and everything drawn from it. Every change is one step
 // of the undo history, recomputes the lines, segments, timeline, captions, zooms and pop-ups, and
@@ -29,28 +29,28 @@ public:
     static constexpr double kSaveDelay = 0.8;
 
     // `assistant` may be null: then first passes, revisions and translations fail.
-    EditorModel(Timers& timers, EditAssistant* assistant, QObject* parent = nullptr);
+    EditorModel(core::Timers& timers, EditAssistant* assistant, QObject* parent = nullptr);
     // Saves a change still waiting.
     ~EditorModel() override;
 
     // Makes `project` the open project with an empty history; nothing is saved until it changes.
-    void open(EditProject project);
+    void open(editor::EditProject project);
     // Opens a project that has just been made: as `open`, and it is saved a moment later.
-    void start(EditProject project);
-    const EditProject& project() const { return project_; }
+    void start(editor::EditProject project);
+    const editor::EditProject& project() const { return project_; }
 
     // Derived data of the current project.
-    const std::vector<Line>& lines() const { return lines_; }
+    const std::vector<editor::Line>& lines() const { return lines_; }
     bool isCut(int line) const { return cut_.at(size_t(line)) != 0; }
     // The line's corrected text when it has one, else its spoken text.
     QString lineText(int line) const;
     bool isFixed(int line) const { return fixes_.at(size_t(line)) != nullptr; }
     // The line's pop-up phrase, or empty.
     QString keyword(int line) const;
-    const Timeline& timeline() const { return timeline_; }
-    const std::vector<CaptionCue>& captions() const { return captions_; }
+    const editor::Timeline& timeline() const { return timeline_; }
+    const std::vector<editor::CaptionCue>& captions() const { return captions_; }
     const std::vector<double>& zooms() const { return zooms_; }
-    const std::vector<PopUp>& popUps() const { return popUps_; }
+    const std::vector<editor::PopUp>& popUps() const { return popUps_; }
     // The length of the edit and the length asked for, in seconds.
     double total() const { return timeline_.total(); }
     std::optional<double> target() const { return project_.settings.targetSeconds; }
@@ -62,10 +62,10 @@ public:
     // Stores `text` as the line's correction; its spoken text or empty text removes it.
     void fixLine(int line, const QString& text);
     // New settings; a new caption language asks for the translation of what is missing.
-    void setSettings(const EditSettings& settings);
+    void setSettings(const editor::EditSettings& settings);
     void rename(const QString& name);
     // More clips at the end of the project.
-    void addClips(std::vector<SourceClip> clips);
+    void addClips(std::vector<editor::SourceClip> clips);
 
     bool canUndo() const { return !undo_.empty(); }
     bool canRedo() const { return !redo_.empty(); }
@@ -99,7 +99,7 @@ Q_SIGNALS:
     void saved();
 
 private:
-    void change(EditProject next, bool record);
+    void change(editor::EditProject next, bool record);
     void recompute();
     void scheduleSave();
     void translateMissing();
@@ -107,27 +107,27 @@ private:
     template <class F>
     void deliver(F f);
 
-    Timers& timers_;
+    core::Timers& timers_;
     EditAssistant* assistant_;
-    EditProject project_;
-    std::vector<EditProject> undo_;
-    std::vector<EditProject> redo_;
+    editor::EditProject project_;
+    std::vector<editor::EditProject> undo_;
+    std::vector<editor::EditProject> redo_;
 
-    std::vector<Line> lines_;
+    std::vector<editor::Line> lines_;
     std::vector<char> cut_;
     std::vector<const QString*> fixes_;
     std::vector<const QString*> keywords_;
-    Timeline timeline_;
-    std::vector<CaptionCue> captions_;
+    editor::Timeline timeline_;
+    std::vector<editor::CaptionCue> captions_;
     std::vector<double> zooms_;
-    std::vector<PopUp> popUps_;
+    std::vector<editor::PopUp> popUps_;
 
     bool busy_ = false;
     bool translating_ = false;
     QString error_;
     QStringList style_;
-    std::unique_ptr<PendingTimer> saveTimer_;
+    std::unique_ptr<core::PendingTimer> saveTimer_;
     QString saveError_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -13,7 +13,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
-namespace pelix {
+namespace pelix::studio {
 
 namespace {
 
@@ -21,12 +21,12 @@ namespace {
 class SampleHolder final : public QObject {
 public:
     explicit SampleHolder(QObject* parent) : QObject(parent) {}
-    QtTimers timers;
+    core::QtTimers timers;
     EditorModel model{timers, nullptr};
 };
 
-ProjectStore::Entry entry(const char* name, int day, bool mediaMissing) {
-    ProjectStore::Entry e;
+editor::ProjectStore::Entry entry(const char* name, int day, bool mediaMissing) {
+    editor::ProjectStore::Entry e;
     e.name = QString::fromUtf8(name);
     e.file = e.name + QStringLiteral(".json");
     e.modified = QDateTime(QDate(2026, 11, day), QTime(9 + day % 8, 15), Qt::UTC);
@@ -90,10 +90,10 @@ QImage samplePicture() {
 
 std::unique_ptr<QWidget> sampleEditorWindow() {
     auto holder = std::make_unique<SampleHolder>(nullptr);
-    EditProject project = sampleProject(420, 2, 7);
+    editor::EditProject project = editor::sampleProject(420, 2, 7);
     project.name = QStringLiteral("Start with one honest story");
     project.settings.captions = true;
-    const std::vector<Line> spoken = lines(project.clips);
+    const std::vector<editor::Line> spoken = editor::lines(project.clips);
     project.cut.insert(spoken[0].id);
     project.cut.insert(spoken[1].id);
     project.fixes[spoken[3].id] = QStringLiteral("Want to build it? Take time for the story.");
@@ -114,4 +114,4 @@ std::unique_ptr<QWidget> sampleEditorWindow() {
     return window;
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -36,7 +36,7 @@
 #include <QUuid>
 #include <QVBoxLayout>
 
-namespace pelix {
+namespace pelix::studio {
 
 namespace theme = ui::theme;
 
@@ -260,7 +260,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     connect(videoList_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
         const size_t i = size_t(videoList_->row(item));
         if (i >= videos_.size() || videos_[i].error) return;
-        if (auto project = ProjectStore::open(videos_[i].id)) {
+        if (auto project = editor::ProjectStore::open(videos_[i].id)) {
             model_.open(std::move(*project));
         } else {
             status_->setText(project.error().message);
@@ -397,7 +397,7 @@ void EditorWindow::dropEvent(QDropEvent* event) {
 
 void EditorWindow::newVideo() {
     if (import_) return;
-    EditProject project;
+    editor::EditProject project;
     project.id = QUuid::createUuid();
     project.name = QStringLiteral("New video");
     model_.open(std::move(project));
@@ -414,14 +414,14 @@ bool EditorWindow::addFiles(const QStringList& files) {
         return false;
     }
     const bool intoOpen = !model_.project().clips.empty();
-    const EditSettings settings = model_.project().settings;
+    const editor::EditSettings settings = model_.project().settings;
     import_ = std::make_unique<ClipImport>(*tools_.engines, files,
                                            settings.spokenLanguage.value_or(QString()));
     importing_->setText(core::sentences::kGettingReady);
     importing_->show();
     connect(import_.get(), &ClipImport::progress, importing_, &QLabel::setText);
     connect(import_.get(), &ClipImport::finished, this,
-            [this, intoOpen, settings](const Result<EditProject>& made) {
+            [this, intoOpen, settings](const Result<editor::EditProject>& made) {
                 import_.release()->deleteLater();
                 importing_->hide();
                 if (!made) {
@@ -432,7 +432,7 @@ bool EditorWindow::addFiles(const QStringList& files) {
                     model_.addClips(made->clips);
                     return;
                 }
-                EditProject project = *made;
+                editor::EditProject project = *made;
                 project.settings.format = settings.format;
                 model_.start(std::move(project));
                 // The new video joins the list once it is in the folder.
@@ -449,7 +449,7 @@ void EditorWindow::microphone() {
         status_->setText(core::sentences::kRecognitionUnavailable);
         return;
     }
-    LiveDictation& dictation = *tools_.dictation;
+    dictation::LiveDictation& dictation = *tools_.dictation;
     if (dictating_) {
         dictation.stop([this](const QString& text) {
             dictating_ = false;
@@ -495,8 +495,8 @@ QWidget* EditorWindow::makeSettings() {
     captions_ = check();
     captionLanguage_ = combo(new QComboBox);
     captionLanguage_->setObjectName(QStringLiteral("captionLanguage"));
-    for (int i = 0; i < int(RawValues<CaptionLanguage>::names.size()); ++i) {
-        captionLanguage_->addItem(label(CaptionLanguage(i)), i);
+    for (int i = 0; i < int(editor::RawValues<editor::CaptionLanguage>::names.size()); ++i) {
+        captionLanguage_->addItem(label(editor::CaptionLanguage(i)), i);
     }
     captionStyle_ = combo(choices({"Bold", "Clean"}));
     captionSize_ = new QDoubleSpinBox;
@@ -539,10 +539,10 @@ QWidget* EditorWindow::makeSettings() {
     return card;
 }
 
-void EditorWindow::showVideos(const std::vector<ProjectStore::Entry>& videos) {
+void EditorWindow::showVideos(const std::vector<editor::ProjectStore::Entry>& videos) {
     videos_ = videos;
     videoList_->clear();
-    for (const ProjectStore::Entry& entry : videos_) {
+    for (const editor::ProjectStore::Entry& entry : videos_) {
         QString text = entry.error ? entry.file : entry.name;
         text += QLatin1Char('\n') + entry.modified.toString(QStringLiteral("d MMM yyyy, HH:mm"));
         if (entry.error) {
@@ -555,11 +555,11 @@ void EditorWindow::showVideos(const std::vector<ProjectStore::Entry>& videos) {
 }
 
 void EditorWindow::refreshVideos() {
-    showVideos(ProjectStore::list());
+    showVideos(editor::ProjectStore::list());
 }
 
 void EditorWindow::showProject() {
-    const EditProject& project = model_.project();
+    const editor::EditProject& project = model_.project();
     name_->setText(project.name);
     const int count = int(model_.lines().size());
     int kept = 0;
@@ -594,7 +594,7 @@ void EditorWindow::showProject() {
 }
 
 void EditorWindow::showSettings() {
-    const EditSettings& s = model_.project().settings;
+    const editor::EditSettings& s = model_.project().settings;
     settingsCard_->setEnabled(!model_.project().clips.empty());
     showing_ = true;
     format_->setCurrentIndex(int(s.format));
@@ -617,28 +617,28 @@ void EditorWindow::showSettings() {
 
 void EditorWindow::settingsEdited() {
     if (showing_) return;
-    EditSettings s = model_.project().settings;
-    s.format = VideoFormat(format_->currentIndex());
+    editor::EditSettings s = model_.project().settings;
+    s.format = editor::VideoFormat(format_->currentIndex());
     const QString spoken = spokenLanguage_->text().trimmed();
     s.spokenLanguage = spoken.isEmpty() ? std::nullopt : std::optional<QString>(spoken);
     s.captions = captions_->isChecked();
-    s.captionLanguage = CaptionLanguage(captionLanguage_->currentIndex());
-    s.captionStyle = CaptionStyle(captionStyle_->currentIndex());
+    s.captionLanguage = editor::CaptionLanguage(captionLanguage_->currentIndex());
+    s.captionStyle = editor::CaptionStyle(captionStyle_->currentIndex());
     s.captionSize = captionSize_->value();
-    s.captionPosition = CaptionPosition(captionPosition_->currentIndex());
+    s.captionPosition = editor::CaptionPosition(captionPosition_->currentIndex());
     s.visuals = visuals_->isChecked();
     s.punchIns = punchIns_->isChecked();
     s.keywordPops = keywordPops_->isChecked();
     s.hookTitle = hookTitle_->isChecked();
     s.progressBar = progressBar_->isChecked();
-    s.pace = Pace(pace_->currentIndex());
+    s.pace = editor::Pace(pace_->currentIndex());
     s.removeFillers = removeFillers_->isChecked();
     s.targetSeconds = target_->value() > 0 ? std::optional<double>(target_->value()) : std::nullopt;
     model_.setSettings(s);
 }
 
 void EditorWindow::showChat() {
-    const std::vector<ChatTurn>& turns = model_.project().chat;
+    const std::vector<editor::ChatTurn>& turns = model_.project().chat;
     // The stretch stays last.
     while (chat_->count() > 1) {
         QLayoutItem* item = chat_->takeAt(0);
@@ -646,7 +646,7 @@ void EditorWindow::showChat() {
         delete item;
     }
     int at = 0;
-    for (const ChatTurn& turn : turns) {
+    for (const editor::ChatTurn& turn : turns) {
         auto* bubble = new QLabel(turn.text);
         bubble->setWordWrap(true);
         bubble->setFont(theme::font(theme::Type::small));
@@ -679,4 +679,4 @@ void EditorWindow::send() {
     model_.revise(text);
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -20,25 +20,32 @@ class QListWidget;
 class QPushButton;
 class QVBoxLayout;
 
-namespace pelix {
+namespace pelix::dictation {
+class LiveDictation;
+}  // namespace pelix::dictation
+namespace pelix::speech {
+class SpeechEngines;
+}  // namespace pelix::speech
+namespace pelix::editor {
+struct EditSettings;
+}  // namespace pelix::editor
+namespace pelix::render {
+class Renderer;
+}  // namespace pelix::render
+
+namespace pelix::studio {
 
 class ClipImport;
 class EditorModel;
-class LiveDictation;
 class PreviewPane;
-class SpeechEngines;
-struct EditSettings;
-namespace render {
-class Renderer;
-}
 
 // What the editor window works with beside its model; each may be missing, and then what needs
 // it says it is not available.
 struct EditorTools {
-    render::Renderer* renderer = nullptr;    // the preview and the export
-    const SpeechEngines* engines = nullptr;  // transcribes dropped clips
-    LiveDictation* dictation = nullptr;      // the microphone button of the conversation
-    QString exportFolder;                    // empty: Pelix in the user's videos folder
+    render::Renderer* renderer = nullptr;            // the preview and the export
+    const speech::SpeechEngines* engines = nullptr;  // transcribes dropped clips
+    dictation::LiveDictation* dictation = nullptr;   // the microphone button of the conversation
+    QString exportFolder;                            // empty: Pelix in the user's videos folder
     // Shows an exported file in the file manager; empty: the folder opens through the desktop.
     std::function<void(const QString& file)> showInFolder;
 };
@@ -59,7 +66,7 @@ public:
     ~EditorWindow() override;
 
     // The saved videos shown on the left.
-    void showVideos(const std::vector<ProjectStore::Entry>& videos);
+    void showVideos(const std::vector<editor::ProjectStore::Entry>& videos);
     // Reads the saved videos from the projects folder.
     void refreshVideos();
 
@@ -101,7 +108,7 @@ private:
     QLabel* importing_ = nullptr;
     QWidget* settingsCard_ = nullptr;
     QPushButton* mic_ = nullptr;
-    std::vector<ProjectStore::Entry> videos_;
+    std::vector<editor::ProjectStore::Entry> videos_;
     QListWidget* videoList_ = nullptr;
     QLabel* name_ = nullptr;
     QLabel* totals_ = nullptr;
@@ -131,4 +138,4 @@ private:
 // "1:05" for 65 seconds; "1:02:03" from an hour on.
 QString clockText(double seconds);
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -2,28 +2,31 @@
 
 #include "studio/EditAssistant.h"
 
-namespace pelix {
-
+namespace pelix::service {
 class Api;
+}  // namespace pelix::service
+
+namespace pelix::studio {
 
 // The editor's assistant over the backend: every request goes through `EditorEngine` and `api`.
 class EngineAssistant final : public EditAssistant {
 public:
-    explicit EngineAssistant(Api& api) : api_(api) {}
+    explicit EngineAssistant(service::Api& api) : api_(api) {}
 
-    void plan(const EditProject& project, const QStringList& style,
-              std::function<void(Result<FirstPass>)> done) override;
-    void revise(const QString& instruction, const QStringList& style, const EditProject& project,
-                std::function<void(Result<Revision>)> done) override;
-    void translate(const EditProject& project,
-                   std::function<void(Result<EditProject>)> done) override;
+    void plan(const editor::EditProject& project, const QStringList& style,
+              std::function<void(Result<editor::EditorEngine::FirstPass>)> done) override;
+    void revise(const QString& instruction, const QStringList& style,
+                const editor::EditProject& project,
+                std::function<void(Result<editor::EditorEngine::Revision>)> done) override;
+    void translate(const editor::EditProject& project,
+                   std::function<void(Result<editor::EditProject>)> done) override;
     // A failure is logged; the rules stay in the window for the next request.
     void saveRules(const QStringList& rules) override;
     // The saved style rules, answered on the Api's thread.
     void loadRules(std::function<void(Result<QStringList>)> done);
 
 private:
-    Api& api_;
+    service::Api& api_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

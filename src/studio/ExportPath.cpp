@@ -6,22 +6,22 @@
 #include <QDir>
 #include <QFileInfo>
 
-namespace pelix {
+namespace pelix::studio {
 
 QString defaultExportFolder() {
-    return QDir(paths::videosDir()).filePath(QStringLiteral("Pelix"));
+    return QDir(core::paths::videosDir()).filePath(QStringLiteral("Pelix"));
 }
 
-QString exportName(const EditProject& project) {
+QString exportName(const editor::EditProject& project) {
     QString label;
     switch (project.settings.format) {
-        case VideoFormat::reel:
+        case editor::VideoFormat::reel:
             label = QStringLiteral("Instagram Reel");
             break;
-        case VideoFormat::youtubeShort:
+        case editor::VideoFormat::youtubeShort:
             label = QStringLiteral("YouTube Short");
             break;
-        case VideoFormat::rednote:
+        case editor::VideoFormat::rednote:
             label = QStringLiteral("RedNote");
             break;
         default:
@@ -30,7 +30,7 @@ QString exportName(const EditProject& project) {
     return QString(project.name).replace('/', '-') + " - " + label + ".mp4";
 }
 
-Result<QString> exportPath(const EditProject& project, const QString& folder) {
+Result<QString> exportPath(const editor::EditProject& project, const QString& folder) {
     if (!QDir().mkpath(folder)) {
         return fail(1, core::sentences::couldntMakeFolderFor(folder));
     }
@@ -44,4 +44,4 @@ Result<QString> exportPath(const EditProject& project, const QString& folder) {
     return path;
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

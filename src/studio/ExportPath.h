@@ -5,7 +5,7 @@
 
 #include <QString>
 
-namespace pelix {
+namespace pelix::studio {
 
 // Where an exported video goes, for the --edit command line and the editor window alike.
 
@@ -13,9 +13,9 @@ namespace pelix {
 QString defaultExportFolder();
 // The exported file's name without a folder: the project's name with "/" made "-", " - ",
 // the format's label ("Instagram Reel", "YouTube Short", "RedNote", else "YouTube"), ".mp4".
-QString exportName(const EditProject& project);
+QString exportName(const editor::EditProject& project);
 // The file to export to in `folder` (created with its parents): the name above, or with " 2",
 // " 3"… before ".mp4" when taken. Fails when the folder cannot be made.
-Result<QString> exportPath(const EditProject& project, const QString& folder);
+Result<QString> exportPath(const editor::EditProject& project, const QString& folder);
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -1,6 +1,6 @@
 #include "studio/Interrupt.h"
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 // A signal handler may only post a semaphore; a job of the guard's worker waits on it.
@@ -38,4 +38,4 @@ InterruptStop::~InterruptStop() {
     sem_destroy(&signalled);
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

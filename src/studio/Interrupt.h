@@ -7,7 +7,7 @@
 
 #include <stop_token>
 
-namespace pelix {
+namespace pelix::studio {
 
 // While it lives, Ctrl+C (SIGINT) and SIGTERM ask the long work of a command-line mode to stop
 // instead of ending the process, so that the work can clean up after itself. The handlers the
@@ -24,9 +24,9 @@ public:
 
 private:
     std::stop_source source_;
-    Worker watcher_;
+    core::Worker watcher_;
     struct sigaction oldInt_ {};
     struct sigaction oldTerm_ {};
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -11,20 +11,21 @@
 
 #include <cmath>
 
-namespace pelix {
+namespace pelix::studio {
 
-Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions& options,
-                             const QDateTime& now) {
+Result<editor::EditProject> newVideo(const speech::SpeechEngines& engines,
+                                     const NewVideoOptions& options, const QDateTime& now) {
     auto say = [&](const QString& line) {
         if (options.progress) options.progress(line);
     };
     if (options.files.isEmpty()) {
         return fail(1, core::sentences::kSayWhichClips);
     }
-    const QString locale =
-        options.locale.isEmpty() ? VideoTranscriber::defaultLocale(engines) : options.locale;
+    const QString locale = options.locale.isEmpty()
+                               ? transcribe::VideoTranscriber::defaultLocale(engines)
+                               : options.locale;
 
-    EditProject project = newProject(now);
+    editor::EditProject project = editor::newProject(now);
     if (!options.name.trimmed().isEmpty()) project.name = options.name.trimmed();
     project.settings.format = options.format;
     project.settings.spokenLanguage = locale;
@@ -46,7 +47,7 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
         const QString& file = options.files[i];
         const QString name = QFileInfo(file).fileName();
         const render::ClipInfo& info = infos[size_t(i)];
-        SourceClip clip;
+        editor::SourceClip clip;
         clip.id = QUuid::createUuid();
         clip.path = QFileInfo(file).absoluteFilePath();
         clip.duration = info.duration;
@@ -54,15 +55,15 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
         clip.height = info.size.height();
 
         int shown = -1;
-        auto heard = [&](const Spoken& piece) {
-            for (const Word& word : piece.words) clip.words.push_back(word);
+        auto heard = [&](const transcribe::Spoken& piece) {
+            for (const core::Word& word : piece.words) clip.words.push_back(word);
             if (info.duration <= 0) return;
             const int percent = std::clamp(int(piece.end / info.duration * 100), 0, 99);
             if (percent == shown) return;
             shown = percent;
             say(core::sentences::aboutClip(name, core::sentences::listeningAt(percent)));
         };
-        auto spoken = VideoTranscriber::transcribe(
+        auto spoken = transcribe::VideoTranscriber::transcribe(
             engines, file, locale, {},
             [&](const QString& status) { say(core::sentences::aboutClip(name, status)); }, heard,
             options.stop);
@@ -72,7 +73,8 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
 
         if (!info.size.isEmpty()) {
             if (options.stop.stop_requested()) {
-                return fail(VideoTranscriber::kCancelled, core::sentences::kMakingStopped);
+                return fail(transcribe::VideoTranscriber::kCancelled,
+                            core::sentences::kMakingStopped);
             }
             say(core::sentences::aboutClip(name, core::sentences::kFindingTheSpeaker));
             const auto face = render::findFace(file);
@@ -87,4 +89,4 @@ Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions
     return project;
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -10,12 +10,12 @@
 #include <functional>
 #include <stop_token>
 
-namespace pelix {
+namespace pelix::studio {
 
 struct NewVideoOptions {
     QStringList files;  // the clips, in playing order
     QString name;       // empty: "Untitled video"
-    VideoFormat format = VideoFormat::reel;
+    editor::VideoFormat format = editor::VideoFormat::reel;
     QString locale;  // the spoken language; empty: the transcriber's default
     // Lines of progress for people ("clip.mp4: Listening… 40%").
     std::function<void(const QString&)> progress;
@@ -26,7 +26,7 @@ struct NewVideoOptions {
 // the transcriber heard with their times and the speaker's face position. Every file is looked
 // at before any is transcribed, so a missing file, one that is not media or one without sound
 // fails at once, with one sentence. Runs on the calling thread; nothing is saved.
-Result<EditProject> newVideo(const SpeechEngines& engines, const NewVideoOptions& options,
-                             const QDateTime& now);
+Result<editor::EditProject> newVideo(const speech::SpeechEngines& engines,
+                                     const NewVideoOptions& options, const QDateTime& now);
 
-}  // namespace pelix
+}  // namespace pelix::studio

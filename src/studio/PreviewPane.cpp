@@ -20,7 +20,7 @@
 
 #include <cmath>
 
-namespace pelix {
+namespace pelix::studio {
 
 namespace theme = ui::theme;
 
@@ -41,7 +41,7 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        const EditProject& project = model_.project();
+        const editor::EditProject& project = model_.project();
         const QSize format = render::formatSize(
             project.settings.format, project.clips.empty() ? QSize()
                                                            : QSize(project.clips.front().width,
@@ -250,4 +250,4 @@ void PreviewPane::showExport() {
     show_->setVisible(!running && !exported_.isEmpty());
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

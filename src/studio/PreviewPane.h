@@ -12,14 +12,15 @@ class QProgressBar;
 class QPushButton;
 class QSlider;
 
-namespace pelix {
+namespace pelix::render {
+class Renderer;
+}  // namespace pelix::render
+
+namespace pelix::studio {
 
 class EditorModel;
 class PreviewPlayer;
 class VideoExport;
-namespace render {
-class Renderer;
-}
 
 // The preview of the open project with play/pause and a scrubber on the edit's own time, and the
 // export below it: a progress bar while it runs, "Cancel", and "Show in folder" when done.
@@ -80,4 +81,4 @@ private:
     QLabel* status_ = nullptr;
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace pelix {
+namespace pelix::studio {
 
 PreviewPlayer::PreviewPlayer(render::Renderer* renderer, QSize box, QObject* parent)
     : QObject(parent), renderer_(renderer), box_(box), worker_(this, 1) {
@@ -17,8 +17,8 @@ PreviewPlayer::PreviewPlayer(render::Renderer* renderer, QSize box, QObject* par
 
 PreviewPlayer::~PreviewPlayer() = default;
 
-void PreviewPlayer::setProject(const EditProject& project, double duration) {
-    project_ = std::make_shared<const EditProject>(project);
+void PreviewPlayer::setProject(const editor::EditProject& project, double duration) {
+    project_ = std::make_shared<const editor::EditProject>(project);
     ++generation_;
     const QSize size = render::formatSize(
         project.settings.format,
@@ -120,4 +120,4 @@ void PreviewPlayer::work(std::stop_token stop) {
     }
 }
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -16,11 +16,11 @@
 #include <optional>
 #include <stop_token>
 
-namespace pelix {
-
-namespace render {
+namespace pelix::render {
 class Renderer;
-}
+}  // namespace pelix::render
+
+namespace pelix::studio {
 
 // Plays the edit as it will be exported, small: pictures come from the renderer on a worker of
 // the player's own, one at a time and only where the playhead is. A request waiting there is
@@ -38,7 +38,7 @@ public:
     ~PreviewPlayer() override;
 
     // The project to show and its length; the playhead stays where it was, within the length.
-    void setProject(const EditProject& project, double duration);
+    void setProject(const editor::EditProject& project, double duration);
     void seek(double t);
     void play();
     void pause();
@@ -65,7 +65,7 @@ Q_SIGNALS:
 private:
     struct Job {
         quint64 generation = 0;
-        std::shared_ptr<const EditProject> project;
+        std::shared_ptr<const editor::EditProject> project;
         double scale = 1;
         double t = 0;
     };
@@ -75,7 +75,7 @@ private:
 
     render::Renderer* renderer_;
     QSize box_;
-    std::shared_ptr<const EditProject> project_;
+    std::shared_ptr<const editor::EditProject> project_;
     double scale_ = 1;
     double duration_ = 0;
     double position_ = 0;
@@ -91,7 +91,7 @@ private:
     std::mutex mutex_;
     std::condition_variable_any wake_;
     std::optional<Job> next_;
-    Worker worker_;  // last: stopped and waited for first
+    core::Worker worker_;  // last: stopped and waited for first
 };
 
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -14,7 +14,7 @@
 #include <memory>
 #include <vector>
 
-namespace pelix {
+namespace pelix::text {
 namespace {
 
 // The patterns as ICU receives them. Word tests use ASCII word characters only, so
@@ -205,4 +205,4 @@ QString withoutActually(const QString& text) {
     return detail::withoutActually(text, false);
 }
 
-}  // namespace pelix
+}  // namespace pelix::text

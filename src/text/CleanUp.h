@@ -18,7 +18,7 @@
 
 #include <QString>
 
-namespace pelix {
+namespace pelix::text {
 
 // Removes every free-standing "actually" from a transcript and repairs the capitals, commas,
 // stray punctuation and spaces the removal leaves. Text without the word comes back unchanged.
@@ -31,4 +31,4 @@ namespace detail {
 QString withoutActually(const QString& text, bool searchEverywhere);
 }  // namespace detail
 
-}  // namespace pelix
+}  // namespace pelix::text

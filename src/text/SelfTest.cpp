@@ -1,6 +1,6 @@
 #include "text/SelfTest.h"
 
-namespace pelix {
+namespace pelix::text {
 
 const std::vector<CleanUpCase>& cleanUpCases() {
     static const std::vector<CleanUpCase> cases{
@@ -69,4 +69,4 @@ int runCleanUpSelfTest(const std::function<QString(const QString&)>& cleanUp,
     return failed;
 }
 
-}  // namespace pelix
+}  // namespace pelix::text

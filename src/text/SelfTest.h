@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-namespace pelix {
+namespace pelix::text {
 
 struct CleanUpCase {
     QString input;
@@ -24,4 +24,4 @@ QString quotedLiteral(const QString& text);
 int runCleanUpSelfTest(const std::function<QString(const QString&)>& cleanUp,
                        const std::function<void(const QString&)>& out);
 
-}  // namespace pelix
+}  // namespace pelix::text

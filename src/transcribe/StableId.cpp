@@ -8,7 +8,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 // The shortest decimal that reads back as the same double, written in full with at least one
@@ -50,4 +50,4 @@ std::optional<QDateTime> madeOn(const QString& file) {
     return std::nullopt;
 }
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

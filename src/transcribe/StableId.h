@@ -5,7 +5,7 @@
 
 #include <optional>
 
-namespace pelix {
+namespace pelix::transcribe {
 
 // The identifier a file keeps when it is opened again: "video:" and the first 32 hex digits of
 // the SHA-256 of "name|size|creation seconds" (the seconds as the shortest decimal that reads
@@ -19,4 +19,4 @@ QString stableId(const QString& name, qint64 size, std::optional<double> created
 // system's birth time, else none.
 std::optional<QDateTime> madeOn(const QString& file);
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

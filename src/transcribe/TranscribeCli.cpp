@@ -11,7 +11,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 constexpr double kParagraphGap = 1.5;
@@ -25,25 +25,25 @@ QJsonObject noteBody(const QString& file, const QString& text, const QDateTime& 
                      {"title", info.completeBaseName()},
                      {"body", text},
                      {"folder", "Videos"},
-                     {"updated_at", json::isoDate(now)},
-                     {"created_at", json::isoDate(created)}};
+                     {"updated_at", core::json::isoDate(now)},
+                     {"created_at", core::json::isoDate(created)}};
     return QJsonObject{{"source", "video"}, {"notes", QJsonArray{note}}};
 }
 
 // The engines `--engine` asks for: "local", "server", or (without it) both, the server first.
-Result<SpeechEngines> chosenEngines(const Args& args) {
-    SpeechEngines::Kind kind = SpeechEngines::Kind::all;
+Result<speech::SpeechEngines> chosenEngines(const core::Args& args) {
+    speech::SpeechEngines::Kind kind = speech::SpeechEngines::Kind::all;
     if (const std::optional<QString> engine = args.value("--engine")) {
         if (*engine == "local") {
-            kind = SpeechEngines::Kind::local;
+            kind = speech::SpeechEngines::Kind::local;
         } else if (*engine == "server") {
-            kind = SpeechEngines::Kind::server;
+            kind = speech::SpeechEngines::Kind::server;
         } else {
             return fail(2, core::sentences::kEngineLocalOrServer);
         }
     }
-    SpeechEngines engines = SpeechEngines::standard(kind);
-    if (kind == SpeechEngines::Kind::server && !engines.engines().front()->installed({})) {
+    speech::SpeechEngines engines = speech::SpeechEngines::standard(kind);
+    if (kind == speech::SpeechEngines::Kind::server && !engines.engines().front()->installed({})) {
         return fail(2, engines.engines().front()->installHint({}));
     }
     return engines;
@@ -51,27 +51,27 @@ Result<SpeechEngines> chosenEngines(const Args& args) {
 
 }  // namespace
 
-int runTranscribeCli(const Args& args, ServiceContext& context) {
+int runTranscribeCli(const core::Args& args, service::ServiceContext& context) {
     const QString file = *args.value("--transcribe");
-    Result<SpeechEngines> chosen = chosenEngines(args);
+    Result<speech::SpeechEngines> chosen = chosenEngines(args);
     if (!chosen) {
-        console::err(chosen.error().message);
+        core::console::err(chosen.error().message);
         return 1;
     }
-    const SpeechEngines& engines = *chosen;
+    const speech::SpeechEngines& engines = *chosen;
     const QString locale = args.value("--lang").value_or(VideoTranscriber::defaultLocale(engines));
 
     QElapsedTimer clock;
     clock.start();
     QString text;
     QObject owner;
-    Worker worker(&owner);
-    const int heard = console::runUntilAnswered([&](console::Answer done) {
+    core::Worker worker(&owner);
+    const int heard = core::console::runUntilAnswered([&](core::console::Answer done) {
         VideoTranscriber::start(
             worker, engines, file, locale, {}, &owner,
-            [](const QString& status) { console::err(status); },
-            [](const Spoken& piece) {
-                console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
+            [](const QString& status) { core::console::err(status); },
+            [](const transcribe::Spoken& piece) {
+                core::console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
             },
             [&, done = std::move(done)](Result<QList<Spoken>> spoken) {
                 if (!spoken) return done(std::unexpected(spoken.error()));
@@ -81,7 +81,7 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
                                               static_cast<double>(clock.elapsed()) / 1000.0);
                 if (text.trimmed().isEmpty()) {
                     // Said as the transcript window says it, rather than a blank line.
-                    console::err(core::sentences::kNoSpeech);
+                    core::console::err(core::sentences::kNoSpeech);
                     return done(summary);
                 }
                 done(text + '\n' + summary);
@@ -89,20 +89,20 @@ int runTranscribeCli(const Args& args, ServiceContext& context) {
     });
     if (heard != 0 || !args.has("--save")) return heard;
     if (text.trimmed().isEmpty()) {
-        console::err(core::sentences::kNothingSaved);
+        core::console::err(core::sentences::kNothingSaved);
         return 0;
     }
 
-    return console::runUntilAnswered([&](console::Answer done) {
-        context.api().call("import-notes", noteBody(file, text, context.clock().now()),
-                           std::nullopt, kSaveTimeLimit,
-                           [done = std::move(done)](Result<QJsonObject> answer) {
-                               if (!answer) {
-                                   return done(std::unexpected(Api::asShown(answer.error())));
-                               }
-                               done(core::sentences::kSavedInVideos);
-                           });
+    return core::console::runUntilAnswered([&](core::console::Answer done) {
+        context.api().call(
+            "import-notes", noteBody(file, text, context.clock().now()), std::nullopt,
+            kSaveTimeLimit, [done = std::move(done)](Result<QJsonObject> answer) {
+                if (!answer) {
+                    return done(std::unexpected(service::Api::asShown(answer.error())));
+                }
+                done(core::sentences::kSavedInVideos);
+            });
     });
 }
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

@@ -15,15 +15,16 @@
 #include <algorithm>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 constexpr auto kLanguageKey = "transcribeLanguage";
 
 }  // namespace
 
-TranscriptModel::TranscriptModel(const SpeechEngines& engines, Worker& worker, Api& api,
-                                 Prefs& prefs, const Clock& clock, QString file, QObject* parent)
+TranscriptModel::TranscriptModel(const speech::SpeechEngines& engines, core::Worker& worker,
+                                 service::Api& api, core::Prefs& prefs, const core::Clock& clock,
+                                 QString file, QObject* parent)
     : QObject(parent),
       engines_(engines),
       worker_(worker),
@@ -92,7 +93,7 @@ void TranscriptModel::transcribe() {
             [this, run](const QString& text) {
                 if (run == run_) showStatus(text);
             },
-            [this, run](const Spoken& spoken) {
+            [this, run](const transcribe::Spoken& spoken) {
                 if (run == run_) append(spoken);
             },
             [this, run](Result<QList<Spoken>> result) {
@@ -121,9 +122,9 @@ void TranscriptModel::transcribe() {
         });
 }
 
-void TranscriptModel::append(const Spoken& spoken) {
+void TranscriptModel::append(const transcribe::Spoken& spoken) {
     if (!listening_) return;
-    const QString text = withoutActually(spoken.text).trimmed();
+    const QString text = text::withoutActually(spoken.text).trimmed();
     if (text.isEmpty()) return;
     QString piece;
     if (!liveEmpty_)
@@ -138,7 +139,7 @@ void TranscriptModel::append(const Spoken& spoken) {
     }
 }
 
-void TranscriptModel::finish(const QList<Spoken>& spoken) {
+void TranscriptModel::finish(const QList<transcribe::Spoken>& spoken) {
     setListening(false);
     const QString text = VideoTranscriber::paragraphs(spoken, kGap);
     Q_EMIT replaced(text);
@@ -157,7 +158,7 @@ void TranscriptModel::save(const QString& text) {
     QPointer<TranscriptModel> self(this);
     api_.call("import-notes", body, std::nullopt, kSaveLimit, [self](Result<QJsonObject> answer) {
         if (!self) return;
-        if (!answer) return self->showStatus(Api::describe(answer.error()));
+        if (!answer) return self->showStatus(service::Api::describe(answer.error()));
         self->saved_ = true;
         self->showStatus(core::sentences::kSavedInVideos);
         Q_EMIT self->savedToPelix();
@@ -176,7 +177,7 @@ void TranscriptModel::sort(const QString& text) {
               [self](Result<QJsonObject> answer) {
                   if (!self) return;
                   self->showStatus(answer ? QString(core::sentences::kInPelix)
-                                          : Api::describe(answer.error()));
+                                          : service::Api::describe(answer.error()));
               });
 }
 
@@ -210,9 +211,9 @@ QJsonObject TranscriptModel::noteBody(const QString& id, const QString& title, c
                      {"title", title},
                      {"body", text},
                      {"folder", "Videos"},
-                     {"updated_at", json::isoDate(now)}};
-    if (made) note.insert("created_at", json::isoDate(*made));
+                     {"updated_at", core::json::isoDate(now)}};
+    if (made) note.insert("created_at", core::json::isoDate(*made));
     return QJsonObject{{"source", "video"}, {"notes", QJsonArray{note}}, {"done", true}};
 }
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

@@ -11,11 +11,15 @@
 #include <optional>
 #include <stop_token>
 
-namespace pelix {
-
+namespace pelix::service {
 class Api;
+}  // namespace pelix::service
+namespace pelix::core {
 class Clock;
 class Prefs;
+}  // namespace pelix::core
+
+namespace pelix::transcribe {
 
 // The transcript window's state for one media file: the language, the run that hears the file
 // (live text as stretches become final, then the whole text in paragraphs), the status line, and
@@ -31,8 +35,9 @@ public:
 
     // The runs go on `worker`, made on this thread, which outlives the model; `engines` outlive
     // the worker's jobs.
-    TranscriptModel(const SpeechEngines& engines, Worker& worker, Api& api, Prefs& prefs,
-                    const Clock& clock, QString file, QObject* parent = nullptr);
+    TranscriptModel(const speech::SpeechEngines& engines, core::Worker& worker, service::Api& api,
+                    core::Prefs& prefs, const core::Clock& clock, QString file,
+                    QObject* parent = nullptr);
     ~TranscriptModel() override;
 
     // Loads the languages and starts hearing the file in the remembered one.
@@ -86,15 +91,15 @@ private:
         std::optional<QDateTime> made;
     };
     void transcribe();
-    void append(const Spoken& spoken);
-    void finish(const QList<Spoken>& spoken);
+    void append(const transcribe::Spoken& spoken);
+    void finish(const QList<transcribe::Spoken>& spoken);
     void setListening(bool on);
 
-    const SpeechEngines& engines_;
-    Worker& worker_;
-    Api& api_;
-    Prefs& prefs_;
-    const Clock& clock_;
+    const speech::SpeechEngines& engines_;
+    core::Worker& worker_;
+    service::Api& api_;
+    core::Prefs& prefs_;
+    const core::Clock& clock_;
     QString file_;
     QStringList languages_;
     QString language_;
@@ -109,4 +114,4 @@ private:
     std::stop_source stop_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

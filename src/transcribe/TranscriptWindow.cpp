@@ -16,13 +16,13 @@
 #include <QTextCursor>
 #include <QVBoxLayout>
 
-namespace pelix {
+namespace pelix::transcribe {
 
 namespace theme = ui::theme;
 
-TranscriptWindow::TranscriptWindow(const SpeechEngines& engines, Worker& worker, Api& api,
-                                   Prefs& prefs, const Clock& clock, const QString& file,
-                                   QWidget* parent)
+TranscriptWindow::TranscriptWindow(const speech::SpeechEngines& engines, core::Worker& worker,
+                                   service::Api& api, core::Prefs& prefs, const core::Clock& clock,
+                                   const QString& file, QWidget* parent)
     : QWidget(parent), model_(engines, worker, api, prefs, clock, file) {
     setWindowTitle(title(file));
     setAttribute(Qt::WA_DeleteOnClose, false);
@@ -98,7 +98,7 @@ void TranscriptWindow::fillLanguages() {
     const QSignalBlocker quiet(language_);
     language_->clear();
     for (const QString& locale : model_.languages()) {
-        language_->addItem(localeDisplayName(locale), locale);
+        language_->addItem(speech::localeDisplayName(locale), locale);
     }
     language_->setCurrentIndex(language_->findData(model_.language()));
 }
@@ -122,4 +122,4 @@ void TranscriptWindow::closeEvent(QCloseEvent* event) {
     Q_EMIT closed();
 }
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

@@ -9,7 +9,7 @@ class QLabel;
 class QPlainTextEdit;
 class QPushButton;
 
-namespace pelix {
+namespace pelix::transcribe {
 
 // One media file heard on this machine: a language menu, the text (filled as the file is heard,
 // then editable), a status line, and "Save to Pelix", "Sort it" and "Copy". Closing the window
@@ -19,8 +19,9 @@ class TranscriptWindow : public QWidget {
 public:
     // The transcription goes on `worker`, made on this thread, which outlives the window;
     // `engines` outlive the worker's jobs.
-    TranscriptWindow(const SpeechEngines& engines, Worker& worker, Api& api, Prefs& prefs,
-                     const Clock& clock, const QString& file, QWidget* parent = nullptr);
+    TranscriptWindow(const speech::SpeechEngines& engines, core::Worker& worker, service::Api& api,
+                     core::Prefs& prefs, const core::Clock& clock, const QString& file,
+                     QWidget* parent = nullptr);
     ~TranscriptWindow() override;
 
     // Loads the languages and starts hearing the file.
@@ -60,4 +61,4 @@ private:
     QPushButton* copy_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::transcribe

@@ -14,7 +14,7 @@
 
 #include <algorithm>
 
-namespace pelix::VideoTranscriber {
+namespace pelix::transcribe::VideoTranscriber {
 namespace {
 
 Error cancelled() {
@@ -25,7 +25,7 @@ Error cancelled() {
 struct RemoveOnExit {
     QString path;
     ~RemoveOnExit() {
-        if (!path.isEmpty()) tempfiles::remove(path);
+        if (!path.isEmpty()) core::tempfiles::remove(path);
     }
 };
 
@@ -36,17 +36,18 @@ QString minutesAndSeconds(double seconds) {
 
 }  // namespace
 
-QString defaultLocale(const SpeechEngines& engines) {
+QString defaultLocale(const speech::SpeechEngines& engines) {
     const QString system = QLocale::system().name();
-    if (system != "C" && engines.resolve(system)) return normalizedLocale(system);
+    if (system != "C" && engines.resolve(system)) return speech::normalizedLocale(system);
     return QStringLiteral("en-US");
 }
 
-std::optional<SpeechEngines::Choice> resolve(const SpeechEngines& engines, const QString& locale) {
+std::optional<speech::SpeechEngines::Choice> resolve(const speech::SpeechEngines& engines,
+                                                     const QString& locale) {
     return engines.forFiles(locale);
 }
 
-QStringList languages(const SpeechEngines& engines) {
+QStringList languages(const speech::SpeechEngines& engines) {
     QStringList unique;
     QSet<QString> seen;
     for (const QString& locale : engines.locales()) {
@@ -56,20 +57,21 @@ QStringList languages(const SpeechEngines& engines) {
     }
     QList<std::pair<QString, QString>> named;  // display name, identifier
     named.reserve(unique.size());
-    for (const QString& locale : unique) named.append({localeDisplayName(locale), locale});
+    for (const QString& locale : unique) named.append({speech::localeDisplayName(locale), locale});
     std::ranges::stable_sort(named, {}, &std::pair<QString, QString>::first);
     QStringList sorted;
     for (const auto& [name, locale] : named) sorted << locale;
     return sorted;
 }
 
-Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& file,
-                                 const QString& locale, const QStringList& words,
-                                 const StatusCallback& status, const HeardCallback& heard,
-                                 std::stop_token stop) {
-    const std::optional<SpeechEngines::Choice> choice = resolve(engines, locale);
+Result<QList<transcribe::Spoken>> transcribe(const speech::SpeechEngines& engines,
+                                             const QString& file, const QString& locale,
+                                             const QStringList& words, const StatusCallback& status,
+                                             const HeardCallback& heard, std::stop_token stop) {
+    const std::optional<speech::SpeechEngines::Choice> choice = resolve(engines, locale);
     if (!choice) {
-        return fail(kUnsupportedLocale, core::sentences::cantTranscribe(localeDisplayName(locale)));
+        return fail(kUnsupportedLocale,
+                    core::sentences::cantTranscribe(speech::localeDisplayName(locale)));
     }
     // There is no model download here: a missing model is named, and nothing else happens.
     if (!choice->engine->installed(choice->locale)) {
@@ -80,7 +82,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     // How long the file says its sound is, to tell a file that ends early (cut off while it was
     // copied, say) from a whole one.
     double stated = 0;
-    if (auto source = media::AudioDecoder::open(file, kSpeechSampleRate)) {
+    if (auto source = media::AudioDecoder::open(file, speech::kSpeechSampleRate)) {
         stated = (*source)->duration();
     }
     Result<QString> sound = media::extractAudio(file);
@@ -88,13 +90,13 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     const RemoveOnExit removal{*sound};
 
     if (stop.stop_requested()) return std::unexpected(cancelled());
-    QList<Spoken> spoken;
-    SessionEvents events;
-    events.final = [&](const Spoken& piece) {
+    QList<transcribe::Spoken> spoken;
+    speech::SessionEvents events;
+    events.final = [&](const transcribe::Spoken& piece) {
         spoken.append(piece);
         if (heard) heard(piece);
     };
-    SessionOptions options;
+    speech::SessionOptions options;
     options.words = words;
     if (status) status(core::sentences::kListening);
     // An engine that takes the sound file as it is (a server) hears it whole when it can.
@@ -110,7 +112,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     if (!session) return std::unexpected(session.error());
 
     if (stop.stop_requested()) return std::unexpected(cancelled());
-    auto decoder = media::AudioDecoder::open(*sound, kSpeechSampleRate);
+    auto decoder = media::AudioDecoder::open(*sound, speech::kSpeechSampleRate);
     if (!decoder) {
         return fail(kUnreadable, core::sentences::couldntReadSoundFrom(QFileInfo(file).fileName()));
     }
@@ -128,7 +130,7 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
         if (Status fed = (*session)->feed(block); !fed) return std::unexpected(fed.error());
     }
     if (Result<QString> done = (*session)->finish(); !done) return std::unexpected(done.error());
-    const double read = static_cast<double>(samples) / kSpeechSampleRate;
+    const double read = static_cast<double>(samples) / speech::kSpeechSampleRate;
     if (status && stated - read > std::max(1.0, 0.02 * stated)) {
         status(core::sentences::endsEarly(QFileInfo(file).fileName(), minutesAndSeconds(read),
                                           minutesAndSeconds(stated)));
@@ -136,10 +138,10 @@ Result<QList<Spoken>> transcribe(const SpeechEngines& engines, const QString& fi
     return spoken;
 }
 
-std::stop_source start(Worker& worker, const SpeechEngines& engines, const QString& file,
-                       const QString& locale, const QStringList& words, QObject* context,
-                       StatusCallback status, HeardCallback heard,
-                       std::function<void(Result<QList<Spoken>>)> done) {
+std::stop_source start(core::Worker& worker, const speech::SpeechEngines& engines,
+                       const QString& file, const QString& locale, const QStringList& words,
+                       QObject* context, StatusCallback status, HeardCallback heard,
+                       std::function<void(Result<QList<transcribe::Spoken>>)> done) {
     // Looked at on the owner's thread only, where `context` lives.
     const QPointer<QObject> owner(context);
     return worker.run(
@@ -165,11 +167,11 @@ std::stop_source start(Worker& worker, const SpeechEngines& engines, const QStri
         });
 }
 
-QString paragraphs(const QList<Spoken>& spoken, double gap) {
+QString paragraphs(const QList<transcribe::Spoken>& spoken, double gap) {
     QString text;
     double previousEnd = 0.0;
     bool first = true;
-    for (const Spoken& piece : spoken) {
+    for (const transcribe::Spoken& piece : spoken) {
         const QString trimmed = piece.text.trimmed();
         if (trimmed.isEmpty()) continue;
         if (!first)
@@ -178,11 +180,11 @@ QString paragraphs(const QList<Spoken>& spoken, double gap) {
         previousEnd = piece.end;
         first = false;
     }
-    return withoutActually(text);
+    return text::withoutActually(text);
 }
 
 Result<double> duration(const QString& file) {
     return media::duration(file);
 }
 
-}  // namespace pelix::VideoTranscriber
+}  // namespace pelix::transcribe::VideoTranscriber

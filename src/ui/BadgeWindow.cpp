@@ -60,7 +60,7 @@ QStringList droppedFiles(const QList<QUrl>& urls) {
     return files;
 }
 
-BadgeWindow::BadgeWindow(Prefs* prefs, QWidget* parent)
+BadgeWindow::BadgeWindow(core::Prefs* prefs, QWidget* parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                           Qt::WindowDoesNotAcceptFocus),
       prefs_(prefs) {

@@ -4,9 +4,9 @@
 #include <QStringList>
 #include <QWidget>
 
-namespace pelix {
+namespace pelix::core {
 class Prefs;
-}
+}  // namespace pelix::core
 
 namespace pelix::ui {
 
@@ -23,7 +23,7 @@ public:
     // How far the pointer moves before a press becomes a drag.
     static constexpr int kDragDistance = 4;
 
-    explicit BadgeWindow(Prefs* prefs = nullptr, QWidget* parent = nullptr);
+    explicit BadgeWindow(core::Prefs* prefs = nullptr, QWidget* parent = nullptr);
 
     void setLook(BadgeLook look);
     BadgeLook look() const { return look_; }
@@ -45,7 +45,7 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    Prefs* prefs_;
+    core::Prefs* prefs_;
     BadgeLook look_ = BadgeLook::idle;
     bool dropping_ = false;
     bool pressed_ = false;

@@ -17,7 +17,7 @@ Hud::Hud() = default;
 Hud::~Hud() = default;
 
 void Hud::show(const QString& line) {
-    logLine("hud", line);
+    core::logLine("hud", line);
     if (!window_) {
         window_ = std::make_unique<QWidget>(nullptr, Qt::ToolTip | Qt::FramelessWindowHint |
                                                          Qt::WindowStaysOnTopHint |

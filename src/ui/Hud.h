@@ -10,7 +10,7 @@ class QWidget;
 
 namespace pelix::platform {
 class Overlay;
-}
+}  // namespace pelix::platform
 
 namespace pelix::ui {
 

@@ -35,7 +35,7 @@ void addRow(QFormLayout* form, const QString& text, QWidget* field) {
 
 }  // namespace
 
-SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
+SpeechWindow::SpeechWindow(speech::SpeechSettings& settings, QWidget* parent)
     : QWidget(parent, Qt::Dialog), settings_(settings) {
     setWindowTitle(QStringLiteral("Speech"));
     setFixedWidth(440);
@@ -47,11 +47,11 @@ SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
     about->setWordWrap(true);
     theme::setRole(about, "muted");
 
-    const SpeechSettings::Values stored = settings.stored();
+    const speech::SpeechSettings::Values stored = settings.stored();
     address_ = new QLineEdit(stored.server);
     address_->setPlaceholderText(core::sentences::kServerAddressHint);
     model_ = new QLineEdit(stored.model);
-    model_->setPlaceholderText(QString::fromLatin1(ServerSettings::kDefaultModel));
+    model_->setPlaceholderText(QString::fromLatin1(speech::ServerSettings::kDefaultModel));
     key_ = new QLineEdit;
     key_->setEchoMode(QLineEdit::Password);
     forget_ = new QPushButton(QStringLiteral("Forget the key"));
@@ -105,7 +105,7 @@ SpeechWindow::SpeechWindow(SpeechSettings& settings, QWidget* parent)
     showKeyState();
 }
 
-SpeechSettings::Values SpeechWindow::values() const {
+speech::SpeechSettings::Values SpeechWindow::values() const {
     return {address_->text(), model_->text(), key_->text()};
 }
 

@@ -15,7 +15,7 @@ namespace pelix::ui {
 // address means speech is heard on this computer.
 class SpeechWindow : public QWidget {
 public:
-    explicit SpeechWindow(SpeechSettings& settings, QWidget* parent = nullptr);
+    explicit SpeechWindow(speech::SpeechSettings& settings, QWidget* parent = nullptr);
 
     QLineEdit* address() const { return address_; }
     QLineEdit* model() const { return model_; }
@@ -25,12 +25,12 @@ public:
     QLabel* status() const { return status_; }
 
 private:
-    SpeechSettings::Values values() const;
+    speech::SpeechSettings::Values values() const;
     void showKeyState();
     void test();
     void save();
 
-    SpeechSettings& settings_;
+    speech::SpeechSettings& settings_;
     QLineEdit* address_;
     QLineEdit* model_;
     QLineEdit* key_;

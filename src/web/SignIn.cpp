@@ -6,7 +6,7 @@
 
 #include <array>
 
-namespace pelix {
+namespace pelix::web {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::optional<QUrl> SignIn::finish(const QUrl& callback, const WebPlaces& places
     return target;
 }
 
-}  // namespace pelix
+}  // namespace pelix::web

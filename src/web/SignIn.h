@@ -8,7 +8,7 @@
 #include <functional>
 #include <optional>
 
-namespace pelix {
+namespace pelix::web {
 
 // Sign-in in the user's default browser. `start` gives the web app's "/mac-sign-in" address
 // carrying a fresh, unguessable `state`; the web app sends the browser back to
@@ -36,4 +36,4 @@ private:
     std::optional<QString> state_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::web

@@ -7,7 +7,7 @@
 #include <QFileInfo>
 #include <QLibrary>
 
-namespace pelix {
+namespace pelix::web {
 
 namespace {
 
@@ -33,7 +33,7 @@ Result<std::unique_ptr<WebSurface>> makeWebSurface(const WebSurfaceSetup& setup)
             return std::unexpected(Error::pelix(1, core::sentences::couldntLoadWebEngine(reason)));
         }
         module = library;
-        logLine("web", "engine loaded from " + module->fileName());
+        core::logLine("web", "engine loaded from " + module->fileName());
     }
     auto make = reinterpret_cast<MakeWebSurface>(module->resolve(kMakeWebSurface));
     if (!make) {
@@ -43,4 +43,4 @@ Result<std::unique_ptr<WebSurface>> makeWebSurface(const WebSurfaceSetup& setup)
     return std::unique_ptr<WebSurface>(make(&setup));
 }
 
-}  // namespace pelix
+}  // namespace pelix::web

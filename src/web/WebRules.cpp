@@ -8,7 +8,7 @@
 #include <QJsonObject>
 #include <QUrlQuery>
 
-namespace pelix {
+namespace pelix::web {
 
 namespace {
 
@@ -29,7 +29,7 @@ QString escaped(const QString& text) {
 
 }  // namespace
 
-WebPlaces WebPlaces::from(const Prefs& prefs, const QUrl& apiBase) {
+WebPlaces WebPlaces::from(const core::Prefs& prefs, const QUrl& apiBase) {
     WebPlaces places;
     if (const std::optional<QString> base = prefs.string("web.base"); base && !base->isEmpty())
         places.base = QUrl(*base);
@@ -75,12 +75,13 @@ std::optional<RelayAccountMessage> relayAccountMessage(const QJsonValue& body) {
     if (!body.isObject()) return std::nullopt;
     const QJsonObject object = body.toObject();
     const QJsonValue user = object.value("user");
-    if (!user.isString() || !RelayAccounts::isUser(user.toString())) return std::nullopt;
+    if (!user.isString() || !relay::RelayAccounts::isUser(user.toString())) return std::nullopt;
     RelayAccountMessage message{user.toString(), std::nullopt};
     const QJsonValue token = object.value("token");
     if (token.isString()) {
         // A key the service client would refuse to send is no key.
-        if (!token.toString().isEmpty() && !isPelixKey(token.toString())) return std::nullopt;
+        if (!token.toString().isEmpty() && !service::isPelixKey(token.toString()))
+            return std::nullopt;
         if (!token.toString().isEmpty()) message.token = token.toString();
     } else if (!token.isUndefined() && !token.isNull()) {
         return std::nullopt;
@@ -107,4 +108,4 @@ QString offlinePage(const QUrl& failed) {
              escaped(core::sentences::kCheckTheConnection), escaped(core::sentences::kTryAgain));
 }
 
-}  // namespace pelix
+}  // namespace pelix::web

@@ -15,9 +15,11 @@
 
 #include <optional>
 
-namespace pelix {
-
+namespace pelix::core {
 class Prefs;
+}  // namespace pelix::core
+
+namespace pelix::web {
 
 // The addresses the web window knows: the web app (its home page is `base`), the backend's
 // domain and Google's accounts host.
@@ -31,7 +33,7 @@ struct WebPlaces {
 
     // The web app from the preference "web.base" (else the public address); the backend's
     // domain is the host of the backend's base address.
-    static WebPlaces from(const Prefs& prefs, const QUrl& apiBase);
+    static WebPlaces from(const core::Prefs& prefs, const QUrl& apiBase);
 
     QString host() const { return base.host().toLower(); }
     // The base address with `path` in place of its own (query and fragment dropped).
@@ -78,4 +80,4 @@ inline constexpr auto kPickHintScript =
     "(() => { const h = window.__pelixPick || ''; window.__pelixPick = ''; return h; })()";
 inline constexpr auto kVoiceMemosHint = "voice-memos";
 
-}  // namespace pelix
+}  // namespace pelix::web

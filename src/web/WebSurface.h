@@ -14,7 +14,7 @@
 
 class QWidget;
 
-namespace pelix {
+namespace pelix::web {
 
 // What a web surface asks of its owner. Every call comes on the main thread.
 struct WebSurfaceHooks {
@@ -70,4 +70,4 @@ public:
 using MakeWebSurface = WebSurface* (*)(const WebSurfaceSetup* setup);
 inline constexpr auto kMakeWebSurface = "pelixMakeWebSurface";
 
-}  // namespace pelix
+}  // namespace pelix::web

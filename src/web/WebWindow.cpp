@@ -9,7 +9,7 @@
 #include <QEvent>
 #include <QVBoxLayout>
 
-namespace pelix {
+namespace pelix::web {
 
 namespace {
 
@@ -17,7 +17,7 @@ namespace {
 // makes inside it (its page takes drops itself).
 class DragWatch : public QObject {
 public:
-    DragWatch(QWidget* view, DropCatcher* catcher) : QObject(view), catcher_(catcher) {
+    DragWatch(QWidget* view, memos::DropCatcher* catcher) : QObject(view), catcher_(catcher) {
         watch(view);
         for (QWidget* child : view->findChildren<QWidget*>()) watch(child);
     }
@@ -38,7 +38,7 @@ private:
         catcher_->watchDrags(widget);
     }
 
-    DropCatcher* catcher_;
+    memos::DropCatcher* catcher_;
 };
 
 }  // namespace
@@ -84,8 +84,9 @@ WebSurfaceHooks WebWindow::hooks() {
         .unreachable =
             [self](const QUrl& url) {
                 if (!self) return;
-                logLine("web", "could not reach " +
-                                   url.toDisplayString(QUrl::RemoveQuery | QUrl::RemoveFragment));
+                core::logLine("web",
+                              "could not reach " +
+                                  url.toDisplayString(QUrl::RemoveQuery | QUrl::RemoveFragment));
                 self->loadLimit_.reset();
                 self->surface_->showHtml(offlinePage(url));
             },
@@ -98,13 +99,13 @@ void WebWindow::attach(std::unique_ptr<WebSurface> surface) {
     layout->setContentsMargins(0, 0, 0, 0);
     QWidget* view = surface_->widget();
     layout->addWidget(view);
-    drops_ = new DropCatcher(this, parts_.timers, parts_.fetch, parts_.library);
+    drops_ = new memos::DropCatcher(this, parts_.timers, parts_.fetch, parts_.library);
     new DragWatch(view, drops_);
     if (parts_.chime) drops_->onChime(parts_.chime);
-    sender_ = std::make_unique<Drops::Sender>(parts_.send);
-    connect(drops_, &DropCatcher::audio, sender_.get(),
+    sender_ = std::make_unique<memos::drops::Sender>(parts_.send);
+    connect(drops_, &memos::DropCatcher::audio, sender_.get(),
             [this](const QStringList& files) { sender_->sendDropped(files); });
-    connect(sender_.get(), &Drops::Sender::show, drops_, &DropCatcher::showPill);
+    connect(sender_.get(), &memos::drops::Sender::show, drops_, &memos::DropCatcher::showPill);
     surface_->onLoaded([this](bool) { loadLimit_.reset(); });
 }
 
@@ -112,7 +113,7 @@ void WebWindow::open() {
     if (!loaded_) {
         loaded_ = true;
         surface_->load(parts_.places.base);
-        logLine("web", "opened");
+        core::logLine("web", "opened");
     }
     show();
     raise();
@@ -122,7 +123,7 @@ void WebWindow::open() {
 bool WebWindow::finishSignIn(const QUrl& callback) {
     const std::optional<QUrl> target = signIn_.finish(callback, parts_.places);
     if (!target) {
-        logLine("web", "a sign-in link that no sign-in here asked for was left alone");
+        core::logLine("web", "a sign-in link that no sign-in here asked for was left alone");
         return false;
     }
     loaded_ = true;
@@ -130,7 +131,7 @@ bool WebWindow::finishSignIn(const QUrl& callback) {
     raise();
     activateWindow();
     loadWithin(*target, SignIn::kLoadLimit);
-    logLine("web", "finishing the sign-in");
+    core::logLine("web", "finishing the sign-in");
     return true;
 }
 
@@ -139,7 +140,7 @@ void WebWindow::loadWithin(const QUrl& url, double seconds) {
     QPointer<WebWindow> self(this);
     loadLimit_ = parts_.timers.after(seconds, [self, url] {
         if (!self) return;
-        logLine("web", "the sign-in page did not load in time");
+        core::logLine("web", "the sign-in page did not load in time");
         self->surface_->stop();
         self->surface_->showHtml(offlinePage(url));
     });
@@ -165,20 +166,22 @@ bool WebWindow::navigate(const QUrl& url, bool clicked) {
 
 void WebWindow::startSignIn() {
     const QUrl page = signIn_.start(parts_.places);
-    logLine("web", "signing in through the browser");
+    core::logLine("web", "signing in through the browser");
     openOutside(page);
 }
 
 void WebWindow::openOutside(const QUrl& url) {
     if (const Status opened = parts_.apps.open(url); !opened)
-        logLine("web", "could not open a " + url.scheme() + " address: " + opened.error().message);
+        core::logLine("web",
+                      "could not open a " + url.scheme() + " address: " + opened.error().message);
 }
 
 void WebWindow::relayMessage(const QUrl& page, bool mainFrame, const QJsonValue& body,
                              std::function<void(QString)> reply) {
     if (!acceptsRelayMessage(page, mainFrame, parts_.places)) {
-        logLine("web", "a relay message from " + page.scheme() + "://" + page.host() +
-                           (mainFrame ? QString() : QStringLiteral(" (a frame)")) + " was ignored");
+        core::logLine("web", "a relay message from " + page.scheme() + "://" + page.host() +
+                                 (mainFrame ? QString() : QStringLiteral(" (a frame)")) +
+                                 " was ignored");
         Q_EMIT relayIgnored(page);
         return;
     }
@@ -200,4 +203,4 @@ QStringList WebWindow::pick(const QString& hint, bool multiple, const QStringLis
     return parts_.chooseFiles(request);
 }
 
-}  // namespace pelix
+}  // namespace pelix::web

@@ -14,9 +14,11 @@
 #include <functional>
 #include <memory>
 
-namespace pelix {
-
+namespace pelix::memos {
 class DropCatcher;
+}  // namespace pelix::memos
+
+namespace pelix::web {
 
 // A request of the page for files.
 struct FilePick {
@@ -29,7 +31,7 @@ struct FilePick {
 // Everything the web window works with, handed in by the application (or a test).
 struct WebWindowParts {
     WebPlaces places;
-    Timers& timers;
+    core::Timers& timers;
     // Opens addresses with the desktop: other schemes with their handler, web pages in the
     // default browser.
     platform::Apps& apps;
@@ -44,9 +46,9 @@ struct WebWindowParts {
     // The file chooser; it may run a dialog.
     std::function<QStringList(const FilePick&)> chooseFiles;
     // The drop layer: fetching dropped locations, the library fallback, sending, the chime.
-    Drops::Fetch fetch;
-    Drops::Library library;
-    Drops::Sender::Send send;
+    memos::drops::Fetch fetch;
+    memos::drops::Library library;
+    memos::drops::Sender::Send send;
     std::function<void()> chime;
 };
 
@@ -68,7 +70,7 @@ public:
     bool finishSignIn(const QUrl& callback);
 
     WebSurface& surface() { return *surface_; }
-    DropCatcher& drops() { return *drops_; }
+    memos::DropCatcher& drops() { return *drops_; }
     const SignIn& signIn() const { return signIn_; }
     const WebPlaces& places() const { return parts_.places; }
 
@@ -92,11 +94,11 @@ private:
 
     WebWindowParts parts_;
     std::unique_ptr<WebSurface> surface_;
-    DropCatcher* drops_ = nullptr;
-    std::unique_ptr<Drops::Sender> sender_;
+    memos::DropCatcher* drops_ = nullptr;
+    std::unique_ptr<memos::drops::Sender> sender_;
     SignIn signIn_;
     bool loaded_ = false;
-    std::unique_ptr<PendingTimer> loadLimit_;
+    std::unique_ptr<core::PendingTimer> loadLimit_;
 };
 
-}  // namespace pelix
+}  // namespace pelix::web

@@ -213,7 +213,7 @@ public:
             return;
         }
         if (look + 1 >= kLooks) {
-            logLine("accessibility", QStringLiteral("process %1 is not on the bus").arg(pid));
+            core::logLine("accessibility", QStringLiteral("process %1 is not on the bus").arg(pid));
             done(std::nullopt);
             return;
         }
@@ -228,7 +228,7 @@ private:
         if (started_ || failed_) return started_;
         if (atspi_init() > 1) {
             failed_ = true;
-            logLine("accessibility", QStringLiteral("no accessibility bus"));
+            core::logLine("accessibility", QStringLiteral("no accessibility bus"));
             return false;
         }
         started_ = true;
@@ -292,8 +292,8 @@ void AtspiAccessibility::switchOn(std::function<void()> done) {
                      [watcher, finish](QDBusPendingCallWatcher*) {
                          watcher->deleteLater();
                          if (watcher->isError()) {
-                             logLine("accessibility",
-                                     "can't switch on: " + watcher->error().message());
+                             core::logLine("accessibility",
+                                           "can't switch on: " + watcher->error().message());
                          }
                          finish();
                      });

@@ -74,7 +74,7 @@ void DBusSession::onWake(std::function<void()> woke) {
     watching_ = QDBusConnection::systemBus().connect(
         kLogin, "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep",
         this, SLOT(prepareForSleep(bool)));
-    if (!watching_) logLine("session", QStringLiteral("can't hear the machine wake"));
+    if (!watching_) core::logLine("session", QStringLiteral("can't hear the machine wake"));
 }
 
 void DBusSession::prepareForSleep(bool sleeping) {

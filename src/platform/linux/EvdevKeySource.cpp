@@ -120,7 +120,7 @@ EvdevKeySource::Access EvdevKeySource::probe(const Devices& devices) {
     return access;
 }
 
-EvdevKeySource::EvdevKeySource(const Clock& clock, Devices devices)
+EvdevKeySource::EvdevKeySource(const core::Clock& clock, Devices devices)
     : clock_(clock), where_(std::move(devices)) {}
 
 EvdevKeySource::~EvdevKeySource() = default;

@@ -49,7 +49,7 @@ public:
     };
     static Access probe(const Devices& devices);
 
-    EvdevKeySource(const Clock& clock, Devices devices);
+    EvdevKeySource(const core::Clock& clock, Devices devices);
     ~EvdevKeySource() override;
 
     // Opens every device and watches for new ones. Fails with one sentence when no device can
@@ -68,7 +68,7 @@ private:
     Mods mods() const;
     void report(double uptime);
 
-    const Clock& clock_;
+    const core::Clock& clock_;
     Devices where_;
     Handlers handlers_;
     bool started_ = false;

@@ -63,7 +63,7 @@ public:
 
 private:
     struct Parts;
-    const Clock& clock_;
+    const core::Clock& clock_;
     QString cacheDir_;
     std::unique_ptr<Parts> parts_;
 };

@@ -55,11 +55,12 @@ QString LocalSocketInstance::socketName(const QString& dataDir) {
         privateFolder(runtime + "/pelix")) {
         return runtime + "/pelix" + file;
     }
-    const QString temporary = QStringLiteral("%1/pelix-%2").arg(paths::tempDir()).arg(::getuid());
+    const QString temporary =
+        QStringLiteral("%1/pelix-%2").arg(core::paths::tempDir()).arg(::getuid());
     if (privateFolder(temporary)) return temporary + file;
-    logLine("pelix", temporary + " is not a private folder of this user, so it is not used");
-    const QString cache = paths::cacheDir() + "/run";
-    QDir().mkpath(paths::cacheDir());
+    core::logLine("pelix", temporary + " is not a private folder of this user, so it is not used");
+    const QString cache = core::paths::cacheDir() + "/run";
+    QDir().mkpath(core::paths::cacheDir());
     privateFolder(cache);
     return cache + file;
 }
@@ -70,7 +71,8 @@ bool LocalSocketInstance::sendToRunning(const QString& message, int timeoutMs) {
     if (!socket.waitForConnected(timeoutMs)) return false;
     // Links carry keys: they go only to a Pelix of this user.
     if (!peerIsThisUser(socket.socketDescriptor())) {
-        logLine("pelix", "the process on " + name_ + " is another user's; nothing was handed over");
+        core::logLine("pelix",
+                      "the process on " + name_ + " is another user's; nothing was handed over");
         return false;
     }
     socket.write(message.toUtf8() + '\n');

@@ -27,7 +27,7 @@ public:
 
 private:
     struct Parts;
-    const Clock& clock_;
+    const core::Clock& clock_;
     QString display_;
     QString inputFolder_;
     std::unique_ptr<Parts> parts_;

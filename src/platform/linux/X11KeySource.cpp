@@ -40,7 +40,7 @@ bool capsLocked(Display* display) {
 
 }  // namespace
 
-X11KeySource::X11KeySource(const Clock& clock) : clock_(clock) {}
+X11KeySource::X11KeySource(const core::Clock& clock) : clock_(clock) {}
 
 X11KeySource::~X11KeySource() {
     notifier_.reset();

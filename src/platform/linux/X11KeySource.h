@@ -20,7 +20,7 @@ namespace pelix::platform {
 // client grabs the keyboard.
 class X11KeySource final : public KeySource {
 public:
-    explicit X11KeySource(const Clock& clock);
+    explicit X11KeySource(const core::Clock& clock);
     ~X11KeySource() override;
 
     Status start(Handlers handlers) override;
@@ -39,7 +39,7 @@ private:
     void drain();
 
     struct Connection;
-    const Clock& clock_;
+    const core::Clock& clock_;
     std::unique_ptr<Connection> x_;
     std::unique_ptr<QSocketNotifier> notifier_;
     Handlers handlers_;

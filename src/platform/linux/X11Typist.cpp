@@ -242,7 +242,7 @@ bool X11Typist::connect() const {
                 if (ours) x->setMapping(KeyCode(code), NoSymbol);
             }
             XSync(x->display, False);
-            logLine("typing", "gave back the keys a previous run borrowed");
+            core::logLine("typing", "gave back the keys a previous run borrowed");
         }
         QFile::remove(borrowedFile_);
     }
@@ -317,7 +317,7 @@ void X11Typist::type(const QString& text) {
                 for (KeyCode code : x.borrowed) codes << QString::number(code);
                 const QByteArray note = QString::fromLocal8Bit(DisplayString(x.display)).toUtf8() +
                                         '\n' + codes.join(' ').toUtf8() + '\n';
-                x.noted = static_cast<bool>(writePrivateFile(borrowedFile_, note));
+                x.noted = static_cast<bool>(core::writePrivateFile(borrowedFile_, note));
             }
             // The code pressed longest ago: an application still reading older presses has
             // long since read that one.

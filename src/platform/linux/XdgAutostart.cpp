@@ -12,7 +12,7 @@
 namespace pelix::platform {
 
 QString XdgAutostart::file() {
-    return paths::xdgConfigHome() + "/autostart/pelix.desktop";
+    return core::paths::xdgConfigHome() + "/autostart/pelix.desktop";
 }
 
 bool XdgAutostart::enabled() const {
@@ -43,7 +43,7 @@ Status XdgAutostart::enable(const QString& program) {
         "Icon=pelix\n"
         "X-GNOME-Autostart-enabled=true\n";
     QDir().mkpath(QFileInfo(file()).absolutePath());
-    return writeFileAtomically(file(), text);
+    return core::writeFileAtomically(file(), text);
 }
 
 Status XdgAutostart::disable() {

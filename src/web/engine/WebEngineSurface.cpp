@@ -33,7 +33,7 @@
 #include <memory>
 #include <utility>
 
-namespace pelix {
+namespace pelix::web {
 
 namespace {
 
@@ -266,11 +266,11 @@ private:
 
 }  // namespace
 
-}  // namespace pelix
+}  // namespace pelix::web
 
-extern "C" Q_DECL_EXPORT pelix::WebSurface* pelixMakeWebSurface(
-    const pelix::WebSurfaceSetup* setup) {
-    return new pelix::EngineSurface(*setup);
+extern "C" Q_DECL_EXPORT pelix::web::WebSurface* pelixMakeWebSurface(
+    const pelix::web::WebSurfaceSetup* setup) {
+    return new pelix::web::EngineSurface(*setup);
 }
 
 #include "WebEngineSurface.moc"
