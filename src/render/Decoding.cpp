@@ -4,6 +4,8 @@
 #include "render/Renderer.h"
 
 extern "C" {
+#include <libavutil/common.h>
+#include <libavutil/mem.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
@@ -323,18 +325,36 @@ Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
     return {};
 }
 
-QImage toImage(const AVFrame* frame) {
-    QImage image(frame->width, frame->height, QImage::Format_RGB32);
+PictureLayout pictureLayout(int width, int height) {
+    const int stride = FFALIGN(std::max(width, 1) * 4, 64);
+    return {stride, size_t(stride) * size_t(std::max(height, 0) + 1)};
+}
+
+bool toBgra(const AVFrame* frame, uint8_t* pixels, int stride) {
     std::unique_ptr<SwsContext, SwsFreer> sws(
         sws_getContext(frame->width, frame->height, AVPixelFormat(frame->format), frame->width,
                        frame->height, AV_PIX_FMT_BGRA, SWS_BICUBIC, nullptr, nullptr, nullptr));
-    if (!sws) return {};
+    if (!sws) return false;
     sws_setColorspaceDetails(sws.get(), sws_getCoefficients(SWS_CS_ITU709), 0,
                              sws_getCoefficients(SWS_CS_ITU709), 1, 0, 1 << 16, 1 << 16);
-    uint8_t* planes[4] = {image.bits(), nullptr, nullptr, nullptr};
-    const int strides[4] = {int(image.bytesPerLine()), 0, 0, 0};
+    uint8_t* planes[4] = {pixels, nullptr, nullptr, nullptr};
+    const int strides[4] = {stride, 0, 0, 0};
     sws_scale(sws.get(), frame->data, frame->linesize, 0, frame->height, planes, strides);
-    return image;
+    return true;
+}
+
+QImage toImage(const AVFrame* frame) {
+    const PictureLayout layout = pictureLayout(frame->width, frame->height);
+    auto* pixels = static_cast<uint8_t*>(av_malloc(layout.bytes));
+    if (!pixels) return {};
+    if (!toBgra(frame, pixels, layout.stride)) {
+        av_free(pixels);
+        return {};
+    }
+    // The image owns the buffer from here and frees it with its last copy.
+    return QImage(
+        pixels, frame->width, frame->height, layout.stride, QImage::Format_RGB32,
+        [](void* buffer) { av_free(buffer); }, pixels);
 }
 
 Result<ClipInfo> probeClip(const QString& file) {
