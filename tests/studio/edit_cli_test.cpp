@@ -24,15 +24,8 @@ class EditCli : public ::testing::Test {
 protected:
     void SetUp() override { write(kProject); }
 
-    void write(const QByteArray& project) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(project);
-    }
-    QByteArray read() const {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    void write(const QByteArray& project) { testing::writeFile(home.path(), "hand.json", project); }
+    QByteArray read() const { return testing::readFile(path); }
     testing::ProcessResult edit(const QStringList& args, const QByteArray& input = {}) {
         return runPelix(QStringList{"--edit"} + args, input);
     }

@@ -6,7 +6,6 @@
 #include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
 
-#include <QRegularExpression>
 #include <QSize>
 
 #include <signal.h>
@@ -26,10 +25,9 @@ protected:
         return runPelix(QStringList{"--edit"} + args, {}, backendEnv(), 240000);
     }
     EditProject saved(const QString& id) const {
-        QFile file(home.dataDir() + "/Editor/" + id + ".json");
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << id.toStdString();
-        return projectFromJson(QJsonDocument::fromJson(file.readAll()).object())
-            .value_or(EditProject{});
+        const QByteArray text = testing::readFile(home.dataDir() + "/Editor/" + id + ".json");
+        EXPECT_FALSE(text.isEmpty()) << id.toStdString();
+        return projectFromJson(QJsonDocument::fromJson(text).object()).value_or(EditProject{});
     }
     QList<QJsonObject> sent(const QString& action) const {
         return BackendRig::sent("video-edit", action);
