@@ -54,13 +54,9 @@ TEST_F(PrefsTest, TwoObjectsOnOneFileShareEveryChange) {
 
 // A file that is not an INI file reads as the defaults and takes new values.
 TEST_F(PrefsTest, AMalformedFileGivesTheDefaultsAndTakesNewValues) {
-    QDir().mkpath(dir.filePath("Pelix"));
     for (const QByteArray& junk : {QByteArray("\x00\xff\xfe garbage\n[[[\n=\n", 18),
                                    QByteArray("relay.enabled\n[General")}) {
-        QFile file(prefs.file());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(junk);
-        file.close();
+        testing::writeFile(dir.filePath("Pelix"), "Pelix.conf", junk);
         EXPECT_TRUE(prefs.relay());
         EXPECT_TRUE(prefs.insertIntoApp());
         EXPECT_FALSE(prefs.keysPromptShown());

@@ -96,12 +96,9 @@ TEST_F(EditCli, PrintsWhatTheProjectDerives) {
 }
 
 TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
-    const QString opsPath = home.path() + "/ops.json";
-    QFile ops(opsPath);
-    ASSERT_TRUE(ops.open(QIODevice::WriteOnly));
-    ops.write(
+    const QString opsPath = testing::writeFile(
+        home.path(), "ops.json",
         R"([{"op":"cut","ids":[1]},{"op":"remember","rule":"Short"},{"op":"keep_only","ids":[99]}])");
-    ops.close();
 
     QJsonObject applied = json({"apply", path, opsPath}).object();
     EXPECT_EQ(applied.value("skipped"), 1);
@@ -135,9 +132,7 @@ TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
 }
 
 TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
-    QFile broken(saved() + "/Old.json");
-    ASSERT_TRUE(broken.open(QIODevice::WriteOnly) && broken.write("{}") == 2);
-    broken.close();
+    testing::writeFile(saved(), "Old.json", "{}");
 
     const QJsonArray list = json({"list"}).array();
     ASSERT_EQ(list.size(), 2);

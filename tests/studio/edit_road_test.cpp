@@ -111,11 +111,8 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     }
     {
         SCOPED_TRACE("translate");
-        const QString ops = home.path() + "/french.json";
-        QFile file(ops);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(R"([{"op":"set","field":"captionLanguage","value":"fr"}])");
-        file.close();
+        const QString ops = testing::writeFile(
+            home.path(), "french.json", R"([{"op":"set","field":"captionLanguage","value":"fr"}])");
         ASSERT_EQ(edit({"apply", id, ops, "--write"}).exitCode, 0);
         const auto translated = edit({"translate", id});
         ASSERT_EQ(translated.exitCode, 0) << translated.err.toStdString();
