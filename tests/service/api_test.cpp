@@ -79,7 +79,7 @@ TEST_F(ApiTest, FramesTheRequestWithThePassedOrTheStoredKey) {
 TEST_F(ApiTest, NothingIsSentWithoutAUsableKey) {
     const auto injected = call("f", {}, QString("pelix_x\r\nX-Evil: 1"));
     ASSERT_FALSE(injected);
-    EXPECT_EQ(injected.error(), (Error{"pelix", 401, kNotAKey}));
+    EXPECT_EQ(injected.error(), (Error{"pelix", 401, core::sentences::kNotAKey}));
     signOut();
     const auto none = call("insights");
     ASSERT_FALSE(none);
