@@ -15,6 +15,7 @@ namespace {
 using fakes::Recorded;
 using fakes::Reply;
 using testing::waitUntil;
+using testing::writeFile;
 
 class FeaturesTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
@@ -38,12 +39,6 @@ protected:
         }
         return names;
     }
-    static QString write(const QString& path, const QByteArray& bytes = "audio") {
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-        return path;
-    }
     bool settled() {
         return waitUntil([&] { return !watcher.busy(); });
     }
@@ -61,7 +56,7 @@ protected:
 };
 
 TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
-    write(folder.filePath("first.m4a"));
+    writeFile(folder.path(), "first.m4a");
     features.start();
     EXPECT_FALSE(ticker.running()) << "off by default: nothing watches";
 
@@ -74,7 +69,7 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
     features.toggleVoiceMemos();
     EXPECT_FALSE(prefs.value("voiceMemos.on").toBool());
     EXPECT_FALSE(ticker.running());
-    write(folder.filePath("second.m4a"));
+    writeFile(folder.path(), "second.m4a");
     watcher.look();
     ASSERT_TRUE(settled());
     EXPECT_EQ(filed(), QStringList{"first.m4a"});
@@ -126,8 +121,8 @@ TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
 
 TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     QTemporaryDir exported;
-    const QString file = write(exported.filePath("notes.json"),
-                               R"([{"id":"n1","name":"Milk","body":"<p>Buy milk</p>",
+    const QString file = writeFile(exported.path(), "notes.json",
+                                   R"([{"id":"n1","name":"Milk","body":"<p>Buy milk</p>",
                                     "folder":"Notes","created":null,"modified":null}])");
     backend.answer("import-notes", Reply::json({{"created", 1}, {"unchanged", 0}}, 200));
 
@@ -161,8 +156,8 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
 
 TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheStatusLine) {
     QTemporaryDir dropped;
-    const QString a = write(dropped.filePath("a.mp3")), b = write(dropped.filePath("b.WAV"));
-    const QString notes = write(dropped.filePath("notes.txt"));
+    const QString a = writeFile(dropped.path(), "a.mp3"), b = writeFile(dropped.path(), "b.WAV");
+    const QString notes = writeFile(dropped.path(), "notes.txt");
     features.sendDropped({notes});
     EXPECT_TRUE(shell.lines.isEmpty());
 

@@ -73,12 +73,7 @@ protected:
             QStringList{"--call"} + args, {},
             withEnv({{"PELIX_API_BASE", base.isEmpty() ? backend.base().toString() : base}}));
     }
-    void storeToken(const QByteArray& token) {
-        QDir().mkpath(home.dataDir());
-        QFile f(home.dataDir() + "/token");
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(token);
-    }
+    void storeToken(const QByteArray& token) { testing::writeFile(home.dataDir(), "token", token); }
 
     testing::IsolatedHome home;
     fakes::LoopbackBackend backend;

@@ -5,16 +5,12 @@
 
 #include <QImage>
 
+using pelix::testing::readFile;
 using pelix::testing::runPelix;
 
 namespace {
 
 const QStringList kAllPictures{"--drop-ui", "--memos", "--editor", "--framing", "--video"};
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QStringList pngs(const QString& dir) {
     return QDir(dir).entryList({"*.png"}, QDir::Files, QDir::Name);
@@ -45,9 +41,9 @@ TEST(Snapshot, PicturesAreTheSameEachRunAndMatchTheirReferences) {
     EXPECT_EQ(drawn, pngs(references)) << "run scripts/update-snapshots after changing a picture";
     for (const QString& name : drawn) {
         SCOPED_TRACE(name.toStdString());
-        const QByteArray bytes = readAll(QDir(first.path()).filePath(name));
+        const QByteArray bytes = readFile(QDir(first.path()).filePath(name));
         ASSERT_FALSE(bytes.isEmpty());
-        EXPECT_EQ(bytes, readAll(QDir(second.path()).filePath(name)));
+        EXPECT_EQ(bytes, readFile(QDir(second.path()).filePath(name)));
         // Pixels rather than bytes: another PNG encoder may pack the same picture differently.
         const QImage reference(QDir(references).filePath(name));
         const QImage image = QImage::fromData(bytes);

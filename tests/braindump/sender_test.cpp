@@ -10,11 +10,7 @@ class BraindumpSenderTest : public ::testing::Test, protected fakes::BackendRig 
 protected:
     // A recording of `bytes` in the home folder.
     QString recording(const QByteArray& bytes = "m4a bytes") {
-        const QString path = home.path() + "/pelix-1790000000.m4a";
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-        return path;
+        return testing::writeFile(home.path(), "pelix-1790000000.m4a", bytes);
     }
     // Sends through `through` and waits for the answer.
     Result<QString> send(BraindumpSender& through, const QString& path, double seconds = 2) {

@@ -18,9 +18,7 @@ TEST_F(PrefsTest, SwitchesKeepAStoredFalseUnderTheirDottedKeys) {
     prefs.setInsertIntoApp(false);
     EXPECT_FALSE(Prefs(prefs.file()).relay());
     EXPECT_FALSE(Prefs(prefs.file()).insertIntoApp());
-    QFile file(prefs.file());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray text = file.readAll();
+    const QByteArray text = testing::readFile(prefs.file());
     EXPECT_TRUE(text.contains("relay.enabled=false")) << text.toStdString();
     EXPECT_TRUE(text.contains("insert.enabled=false")) << text.toStdString();
 }
@@ -56,13 +54,9 @@ TEST_F(PrefsTest, TwoObjectsOnOneFileShareEveryChange) {
 
 // A file that is not an INI file reads as the defaults and takes new values.
 TEST_F(PrefsTest, AMalformedFileGivesTheDefaultsAndTakesNewValues) {
-    QDir().mkpath(dir.filePath("Pelix"));
     for (const QByteArray& junk : {QByteArray("\x00\xff\xfe garbage\n[[[\n=\n", 18),
                                    QByteArray("relay.enabled\n[General")}) {
-        QFile file(prefs.file());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(junk);
-        file.close();
+        testing::writeFile(dir.filePath("Pelix"), "Pelix.conf", junk);
         EXPECT_TRUE(prefs.relay());
         EXPECT_TRUE(prefs.insertIntoApp());
         EXPECT_FALSE(prefs.keysPromptShown());
@@ -78,9 +72,7 @@ TEST(PrivateFile, WritesWithPrivateModesAndReplacesAtomically) {
     ASSERT_TRUE(writePrivateFile(path, "one"));
     ASSERT_TRUE(writePrivateFile(path, "two"));
 
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), "two");
+    EXPECT_EQ(testing::readFile(path), "two");
     EXPECT_EQ(QFileInfo(path).permissions() & 0x7777,
               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
                   QFileDevice::WriteUser);

@@ -38,9 +38,7 @@ TEST_F(TempFilesTest, AreMadePrivateAndExclusively) {
     ASSERT_TRUE(QFile::link(victim, planted));
     EXPECT_FALSE(createPrivate(planted));
     EXPECT_FALSE(createPrivate(dir.filePath("gone/piece.m4a")));
-    QFile file(victim);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), "keep me");
+    EXPECT_EQ(testing::readFile(victim), "keep me");
 
     remove(path);
     EXPECT_FALSE(QFile::exists(path));

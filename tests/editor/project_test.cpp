@@ -150,14 +150,7 @@ protected:
     testing::IsolatedHome home;
 
     static void write(const QString& path, const QByteArray& bytes) {
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
-    static QByteArray read(const QString& path) {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        testing::writeFile(QFileInfo(path).absolutePath(), QFileInfo(path).fileName(), bytes);
     }
 };
 
@@ -206,7 +199,7 @@ TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
     }
     seen.sort();
     EXPECT_EQ(seen, (QStringList{"Broken.json named", "missing without media", "present"}));
-    EXPECT_EQ(read(broken), R"({"id":"x", "clips": [)");
+    EXPECT_EQ(testing::readFile(broken), R"({"id":"x", "clips": [)");
 }
 
 // A file that is not JSON is named with what is wrong and where, as an editor counts lines.
@@ -239,7 +232,7 @@ TEST_F(ProjectStoreTest, SavingNeverReplacesAFileThatIsNotAProject) {
     const Status saved = ProjectStore::save(project);
     ASSERT_FALSE(saved);
     EXPECT_TRUE(saved.error().message.startsWith("Couldn't save the project: "));
-    EXPECT_EQ(read(path), "notes");
+    EXPECT_EQ(testing::readFile(path), "notes");
 }
 
 }  // namespace

@@ -198,13 +198,5 @@ TEST(Timeline, SpansAskedInOrderMatchSpansLookedUp) {
     }
 }
 
-TEST(Timeline, SpanOfACutLineIsNone) {
-    EditProject project = projectOf({clipOf({{1, 2, "One."}, {3, 4, "Two."}})});
-    project.cut = {"1F0C7A2B:0"};
-    const Timeline t(segments(project));
-    EXPECT_FALSE(t.span("1F0C7A2B:0"));
-    EXPECT_TRUE(t.span("1F0C7A2B:1"));
-}
-
 }  // namespace
 }  // namespace pelix

@@ -10,7 +10,6 @@
 #include "support/TestSupport.h"
 
 #include <QNetworkAccessManager>
-#include <QProcessEnvironment>
 
 namespace pelix::fakes {
 

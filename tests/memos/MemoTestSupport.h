@@ -3,12 +3,6 @@
 #include "memos/Drops.h"
 #include "support/TestSupport.h"
 
-#include <QByteArray>
-#include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QString>
-
 #include <sqlite3.h>
 
 #include <stdexcept>

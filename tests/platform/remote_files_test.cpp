@@ -11,11 +11,7 @@ TEST(RemoteFiles, CopiesWhatItCanReachAndLeavesNothingWhenItCannot) {
     const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = to.path()});
     platform::RemoteFiles& files = desktop->remoteFiles();
 
-    const QString source = QDir(from.path()).filePath("Take 1.m4a");
-    QFile file(source);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("sound");
-    file.close();
+    const QString source = testing::writeFile(from.path(), "Take 1.m4a", "sound");
 
     const QString target = QDir(to.path()).filePath("copy.m4a");
     const Result<QString> copied = files.fetch(QUrl::fromLocalFile(source), target);

@@ -153,13 +153,9 @@ TEST_F(DesktopTest, AutostartEntryIsWrittenReadAndRemoved) {
     EXPECT_FALSE(autostart.enabled());
     ASSERT_TRUE(autostart.enable("/opt/pelix dir/bin/pelix"));
     EXPECT_TRUE(autostart.enabled());
-    {
-        QFile file(entry);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        const QByteArray text = file.readAll();
-        EXPECT_TRUE(text.contains("\nExec=\"/opt/pelix dir/bin/pelix\"\n"));
-        EXPECT_TRUE(text.contains("\nTryExec=/opt/pelix dir/bin/pelix\n"));
-    }
+    const QByteArray text = testing::readFile(entry);
+    EXPECT_TRUE(text.contains("\nExec=\"/opt/pelix dir/bin/pelix\"\n"));
+    EXPECT_TRUE(text.contains("\nTryExec=/opt/pelix dir/bin/pelix\n"));
     // A desktop that hides the entry switches it off.
     {
         QFile file(entry);

@@ -58,19 +58,15 @@ protected:
 
     // Registers the target as the handler of claude: links, with the focus starting `where`.
     void registerTarget(const QString& where) {
-        const QString applications = home.path() + "/data/applications";
-        QDir().mkpath(applications);
-        QFile entry(applications + "/pelix-relay-target.desktop");
-        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
-        entry.write(QString("[Desktop Entry]\nType=Application\nName=Relay target\nNoDisplay=true\n"
-                            "Exec=%1 --report %2 --focus %3 %u\n"
-                            "MimeType=x-scheme-handler/claude;\n")
-                        .arg(PELIX_RELAY_TARGET, reports.fullServerName(), where)
-                        .toUtf8());
-        QDir().mkpath(home.path() + "/config");
-        QFile defaults(home.path() + "/config/mimeapps.list");
-        ASSERT_TRUE(defaults.open(QIODevice::WriteOnly));
-        defaults.write(
+        testing::writeFile(
+            home.path() + "/data/applications", "pelix-relay-target.desktop",
+            QString("[Desktop Entry]\nType=Application\nName=Relay target\nNoDisplay=true\n"
+                    "Exec=%1 --report %2 --focus %3 %u\n"
+                    "MimeType=x-scheme-handler/claude;\n")
+                .arg(PELIX_RELAY_TARGET, reports.fullServerName(), where)
+                .toUtf8());
+        testing::writeFile(
+            home.path() + "/config", "mimeapps.list",
             "[Default Applications]\nx-scheme-handler/claude=pelix-relay-target.desktop\n");
     }
     void hold(const QJsonObject& prompt) {

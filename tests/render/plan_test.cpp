@@ -4,8 +4,6 @@
 
 #include "editor/EditorTestSupport.h"
 
-#include <QRegularExpression>
-
 namespace pelix::render {
 namespace {
 

@@ -13,7 +13,6 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
 
-#include <QRegularExpression>
 #include <QSet>
 #include <QtEndian>
 
@@ -331,7 +330,6 @@ TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
     EXPECT_FALSE(frames->at(60)) << "nothing plays after the end";
 }
 
-// The output of a whole short export at the format's size.
 // The sound of an export as mono float samples at 48 kHz.
 std::vector<float> soundOf(const QString& file) {
     const QByteArray raw = runTool(

@@ -26,8 +26,8 @@ TEST_F(ApiTest, AnswerRules) {
         const char* name;
         Reply reply;
         int code;  // 0: succeeds with `object`
-        QString message;
-        QJsonObject object;
+        QString message = {};
+        QJsonObject object = {};
     };
     const Case cases[] = {
         {"a 500 with a body that is not JSON succeeds empty", Reply::text("<html>", 500), 0},

@@ -17,11 +17,7 @@ TEST(Base64FileBody, IsTheCompactJsonReadInAnySteps) {
         SCOPED_TRACE(size);
         QByteArray bytes(size, Qt::Uninitialized);
         for (char& b : bytes) b = char(random());
-        const QString path = dir.filePath("audio.m4a");
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-        file.close();
+        const QString path = testing::writeFile(dir.path(), "audio.m4a", bytes);
 
         const QJsonObject rest{{"filename", "piece-1.m4a"}, {"transcribe_only", true}};
         QJsonObject whole = rest;

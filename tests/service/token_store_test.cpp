@@ -23,16 +23,10 @@ public:
     bool remove(const QString& s, const QString& a) override { return items.erase({s, a}) > 0; }
 };
 
-QByteArray contents(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+using testing::readFile;
 
 void put(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
+    testing::writeFile(QFileInfo(path).absolutePath(), QFileInfo(path).fileName(), bytes);
 }
 
 class TokenStoreTest : public ::testing::Test {
@@ -52,7 +46,7 @@ TEST_F(TokenStoreTest, WritesOnlyKeysWithPrivateModes) {
               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
                   QFileDevice::WriteUser);
     store.write("pelix_bad\r\nX-Evil: 1");
-    EXPECT_EQ(contents(store.file("token")), "pelix_abc");
+    EXPECT_EQ(readFile(store.file("token")), "pelix_abc");
 }
 
 TEST_F(TokenStoreTest, TrimsWhiteSpaceAndReadsWhatIsNotAKeyAsNone) {
@@ -89,7 +83,7 @@ TEST_F(TokenStoreTest, MovesAnOldKeyringTokenIntoTheFileOnce) {
     secrets.items[{OldKeyring::kService, OldKeyring::kAccount}] = "pelix_old";
     put(store.file("token"), "");
     EXPECT_EQ(store.read(), "pelix_old");
-    EXPECT_EQ(contents(store.file("token")), "pelix_old");
+    EXPECT_EQ(readFile(store.file("token")), "pelix_old");
     EXPECT_TRUE(secrets.items.empty());
     EXPECT_EQ(store.read(), "pelix_old");  // now from the file
 }
@@ -136,7 +130,7 @@ TEST(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
 
     TokenStore store(home.dataDir(), OldKeyring(&secrets));
     EXPECT_EQ(store.read(), "pelix_kc");
-    EXPECT_EQ(contents(store.file("token")), "pelix_kc");
+    EXPECT_EQ(readFile(store.file("token")), "pelix_kc");
     EXPECT_EQ(secrets.read(OldKeyring::kService, OldKeyring::kAccount), std::nullopt);
 }
 

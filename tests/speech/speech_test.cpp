@@ -9,9 +9,7 @@ namespace pelix {
 namespace {
 
 void touch(const QString& path) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    testing::writeFile(QFileInfo(path).absolutePath(), QFileInfo(path).fileName());
 }
 
 class PocketSphinxLocales : public ::testing::Test {

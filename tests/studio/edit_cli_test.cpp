@@ -24,15 +24,8 @@ class EditCli : public ::testing::Test {
 protected:
     void SetUp() override { write(kProject); }
 
-    void write(const QByteArray& project) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(project);
-    }
-    QByteArray read() const {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    void write(const QByteArray& project) { testing::writeFile(home.path(), "hand.json", project); }
+    QByteArray read() const { return testing::readFile(path); }
     testing::ProcessResult edit(const QStringList& args, const QByteArray& input = {}) {
         return runPelix(QStringList{"--edit"} + args, input);
     }
@@ -103,12 +96,9 @@ TEST_F(EditCli, PrintsWhatTheProjectDerives) {
 }
 
 TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
-    const QString opsPath = home.path() + "/ops.json";
-    QFile ops(opsPath);
-    ASSERT_TRUE(ops.open(QIODevice::WriteOnly));
-    ops.write(
+    const QString opsPath = testing::writeFile(
+        home.path(), "ops.json",
         R"([{"op":"cut","ids":[1]},{"op":"remember","rule":"Short"},{"op":"keep_only","ids":[99]}])");
-    ops.close();
 
     QJsonObject applied = json({"apply", path, opsPath}).object();
     EXPECT_EQ(applied.value("skipped"), 1);
@@ -142,9 +132,7 @@ TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
 }
 
 TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
-    QFile broken(saved() + "/Old.json");
-    ASSERT_TRUE(broken.open(QIODevice::WriteOnly) && broken.write("{}") == 2);
-    broken.close();
+    testing::writeFile(saved(), "Old.json", "{}");
 
     const QJsonArray list = json({"list"}).array();
     ASSERT_EQ(list.size(), 2);

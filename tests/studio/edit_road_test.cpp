@@ -6,7 +6,6 @@
 #include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
 
-#include <QRegularExpression>
 #include <QSize>
 
 #include <signal.h>
@@ -26,10 +25,9 @@ protected:
         return runPelix(QStringList{"--edit"} + args, {}, backendEnv(), 240000);
     }
     EditProject saved(const QString& id) const {
-        QFile file(home.dataDir() + "/Editor/" + id + ".json");
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << id.toStdString();
-        return projectFromJson(QJsonDocument::fromJson(file.readAll()).object())
-            .value_or(EditProject{});
+        const QByteArray text = testing::readFile(home.dataDir() + "/Editor/" + id + ".json");
+        EXPECT_FALSE(text.isEmpty()) << id.toStdString();
+        return projectFromJson(QJsonDocument::fromJson(text).object()).value_or(EditProject{});
     }
     QList<QJsonObject> sent(const QString& action) const {
         return BackendRig::sent("video-edit", action);
@@ -113,11 +111,8 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     }
     {
         SCOPED_TRACE("translate");
-        const QString ops = home.path() + "/french.json";
-        QFile file(ops);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(R"([{"op":"set","field":"captionLanguage","value":"fr"}])");
-        file.close();
+        const QString ops = testing::writeFile(
+            home.path(), "french.json", R"([{"op":"set","field":"captionLanguage","value":"fr"}])");
         ASSERT_EQ(edit({"apply", id, ops, "--write"}).exitCode, 0);
         const auto translated = edit({"translate", id});
         ASSERT_EQ(translated.exitCode, 0) << translated.err.toStdString();

@@ -7,7 +7,6 @@
 #include "support/TestSupport.h"
 
 #include <QProcess>
-#include <QProcessEnvironment>
 #include <QString>
 
 #include <gtest/gtest.h>

@@ -1,14 +1,11 @@
 #include "support/TestSupport.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 
 #include <algorithm>
 #include <cstdio>
 #include <limits>
-#include <vector>
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -95,6 +92,11 @@ QString writeFile(const QString& folder, const QString& name, const QByteArray& 
     file.flush();  // a flush at close would move the time again
     if (modified.isValid()) file.setFileTime(modified, QFileDevice::FileModificationTime);
     return path;
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QStringList spokenWords(const QString& text) {

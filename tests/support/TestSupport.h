@@ -74,6 +74,9 @@ Interrupted interruptOnceAFileAppears(const QStringList& args, const QProcessEnv
 QString writeFile(const QString& folder, const QString& name, const QByteArray& bytes = "x",
                   const QDateTime& modified = {});
 
+// The bytes of a file; empty when it cannot be read.
+QByteArray readFile(const QString& path);
+
 // The lower-case words of a text, punctuation other than apostrophes dropped.
 QStringList spokenWords(const QString& text);
 

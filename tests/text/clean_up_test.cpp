@@ -115,14 +115,6 @@ TEST(WithoutActually, IsSafeFromManyThreadsAtOnce) {
     EXPECT_EQ(wrong.load(), 0);
 }
 
-TEST(CleanUpSelfTest, ReportsAllPassing) {
-    QStringList lines;
-    const int failed =
-        pelix::runCleanUpSelfTest(withoutActually, [&](const QString& l) { lines << l; });
-    EXPECT_EQ(failed, 0);
-    EXPECT_EQ(lines, QStringList{"words: 17 ok"});
-}
-
 TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
     // A clean-up that breaks case 8 (it drops the comma it must keep).
     auto broken = [](const QString& text) {

@@ -1,10 +1,7 @@
-#include "core/Prefs.h"
-#include "core/PrivateFile.h"
+#include "fakes/BackendRig.h"
 #include "fakes/FakeTranscriptionServer.h"
-#include "fakes/LoopbackBackend.h"
 #include "media/TestMedia.h"
 #include "speech/TranscriptionServer.h"
-#include "support/TestSupport.h"
 
 #include <QRegularExpression>
 
@@ -16,8 +13,10 @@ namespace {
 using testing::runPelix;
 
 // `pelix --transcribe` as a person runs it, against the loopback backend for --save.
-class TranscribeCli : public ::testing::Test {
+class TranscribeCli : public ::testing::Test, protected fakes::BackendRig {
 protected:
+    TranscribeCli() : BackendRig("") {}
+
     static void SetUpTestSuite() {
         folder_ = new QTemporaryDir;
         const testing::TestMedia media(folder_->path());
@@ -42,20 +41,12 @@ protected:
     }
     static void TearDownTestSuite() { delete folder_; }
 
-    QProcessEnvironment env() const {
-        QProcessEnvironment extra;
-        extra.insert("PELIX_API_BASE", backend_.base().toString());
-        return extra;
-    }
-
     static inline QTemporaryDir* folder_ = nullptr;
     static inline QString talk_, quiet_, long_, truncated_;
-    testing::IsolatedHome home_;
-    fakes::LoopbackBackend backend_;
 };
 
 TEST_F(TranscribeCli, PrintsPiecesParagraphsAndCount) {
-    const auto run = runPelix({"--transcribe", talk_, "--lang", "en-US"}, {}, env());
+    const auto run = runPelix({"--transcribe", talk_, "--lang", "en-US"}, {}, backendEnv());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     const QStringList lines = QString::fromUtf8(run.out).split('\n');
     ASSERT_GE(lines.size(), 5) << run.out.toStdString();
@@ -71,7 +62,7 @@ TEST_F(TranscribeCli, PrintsPiecesParagraphsAndCount) {
     EXPECT_TRUE(lines[4].startsWith("please bring")) << lines[4].toStdString();
     EXPECT_TRUE(QRegularExpression(R"(^2 pieces in \d+\.\ds$)").match(lines[5]).hasMatch())
         << lines[5].toStdString();
-    EXPECT_TRUE(backend_.requests().isEmpty());
+    EXPECT_TRUE(backend.requests().isEmpty());
 }
 
 TEST_F(TranscribeCli, SaysWhatIsWrongWithThePath) {
@@ -90,7 +81,7 @@ TEST_F(TranscribeCli, SaysWhatIsWrongWithThePath) {
     };
     for (const auto& c : cases) {
         if (root && c.file == unreadable) continue;
-        const auto run = runPelix({"--transcribe", c.file}, {}, env());
+        const auto run = runPelix({"--transcribe", c.file}, {}, backendEnv());
         EXPECT_EQ(run.exitCode, 1);
         EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(c.message + "\n")) << run.err.toStdString();
     }
@@ -98,13 +89,13 @@ TEST_F(TranscribeCli, SaysWhatIsWrongWithThePath) {
 }
 
 TEST_F(TranscribeCli, SaysWhenNothingWasHeardOrTheFileEndsEarly) {
-    const auto silence = runPelix({"--transcribe", quiet_}, {}, env());
+    const auto silence = runPelix({"--transcribe", quiet_}, {}, backendEnv());
     EXPECT_EQ(silence.exitCode, 0) << silence.err.toStdString();
     EXPECT_TRUE(silence.err.contains("No speech in this one.\n")) << silence.err.toStdString();
     EXPECT_TRUE(QRegularExpression(R"(^0 pieces in \d+\.\ds\n$)").match(silence.out).hasMatch())
         << silence.out.toStdString();
 
-    const auto cut = runPelix({"--transcribe", truncated_}, {}, env());
+    const auto cut = runPelix({"--transcribe", truncated_}, {}, backendEnv());
     EXPECT_EQ(cut.exitCode, 0) << cut.err.toStdString();
     EXPECT_TRUE(
         QRegularExpression(R"(cut\.mp4 ends early: only 0:0\d of its 0:\d\d could be read\.)")
@@ -117,7 +108,7 @@ TEST_F(TranscribeCli, SaysWhenNothingWasHeardOrTheFileEndsEarly) {
 // private.
 TEST_F(TranscribeCli, AnInterruptedRunLeavesNoSoundBehind) {
     QTemporaryDir tmp;
-    QProcessEnvironment extra = env();
+    QProcessEnvironment extra = backendEnv();
     extra.insert("TMPDIR", tmp.path());
     const auto run =
         testing::interruptOnceAFileAppears({"--transcribe", long_}, extra, tmp.path(), SIGTERM);
@@ -128,13 +119,13 @@ TEST_F(TranscribeCli, AnInterruptedRunLeavesNoSoundBehind) {
 }
 
 TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
-    ASSERT_TRUE(writePrivateFile(home_.dataDir() + "/token", "pelix_test"));
+    tokens.write("pelix_test");
     for (int run = 1; run <= 2; ++run) {
-        const auto result = runPelix({"--transcribe", talk_, "--save"}, {}, env());
+        const auto result = runPelix({"--transcribe", talk_, "--save"}, {}, backendEnv());
         ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
         EXPECT_TRUE(result.out.endsWith("Saved to Pelix, in Videos.\n"));
     }
-    const auto sent = backend_.requests("import-notes");
+    const auto sent = backend.requests("import-notes");
     ASSERT_EQ(sent.size(), 2);
     const QJsonObject body = sent[0].json;
     EXPECT_EQ(body["source"].toString(), "video");
@@ -152,8 +143,8 @@ TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
     }
     EXPECT_EQ(sent[1].json["notes"].toArray()[0].toObject()["external_id"], note["external_id"]);
 
-    backend_.answer("import-notes", fakes::Reply::json({{"error", "Notes are full."}}, 500));
-    const auto refused = runPelix({"--transcribe", talk_, "--save"}, {}, env());
+    backend.answer("import-notes", fakes::Reply::json({{"error", "Notes are full."}}, 500));
+    const auto refused = runPelix({"--transcribe", talk_, "--save"}, {}, backendEnv());
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_FALSE(refused.out.contains("Saved to Pelix"));
     EXPECT_TRUE(refused.err.contains("Notes are full.")) << refused.err.toStdString();
@@ -163,8 +154,8 @@ TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
 class TranscribeOnServer : public TranscribeCli {
 protected:
     void SetUp() override {
-        Prefs(home_.configDir() + "/Pelix.conf").setValue("speech.server", server_.base());
-        ASSERT_TRUE(SpeechKeyStore(home_.dataDir()).write(kKey));
+        prefs.setValue("speech.server", server_.base());
+        ASSERT_TRUE(SpeechKeyStore(home.dataDir()).write(kKey));
     }
     static constexpr auto kKey = "sk-never-shown-0123";
     fakes::FakeTranscriptionServer server_;
@@ -172,7 +163,7 @@ protected:
 
 TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
     server_.answer("The quick brown fox. Please bring the report.", fakes::Shape::segmentTokens);
-    auto run = runPelix({"--transcribe", talk_}, {}, env());
+    auto run = runPelix({"--transcribe", talk_}, {}, backendEnv());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.startsWith("  [   0.1s] The quick brown fox.\n")) << run.out.toStdString();
     EXPECT_TRUE(run.out.contains("2 pieces in ")) << run.out.toStdString();
@@ -185,7 +176,7 @@ TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
     EXPECT_EQ(calls[1].field("language"), "en");
     EXPECT_EQ(calls[1].authorization, QString("Bearer ") + kKey);
 
-    run = runPelix({"--transcribe", talk_, "--engine", "local"}, {}, env());
+    run = runPelix({"--transcribe", talk_, "--engine", "local"}, {}, backendEnv());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.contains("the quick brown fox")) << run.out.toStdString();
     EXPECT_EQ(server_.calls().size(), 2);
@@ -211,8 +202,8 @@ TEST_F(TranscribeOnServer, FailuresAreOneSentenceAndNeverShowTheKey) {
          false},
     };
     for (const auto& c : cases) {
-        if (!c.withServer) Prefs(home_.configDir() + "/Pelix.conf").remove("speech.server");
-        const auto run = runPelix(QStringList{"--transcribe", talk_} + c.args, {}, env());
+        if (!c.withServer) prefs.remove("speech.server");
+        const auto run = runPelix(QStringList{"--transcribe", talk_} + c.args, {}, backendEnv());
         EXPECT_EQ(run.exitCode, 1);
         EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(c.sentence + "\n"))
             << run.err.toStdString();

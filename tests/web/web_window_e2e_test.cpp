@@ -274,11 +274,8 @@ TEST_F(WebWindowTest, RecordingsDraggedOverThePageGoToTheDropLayer) {
 }
 
 TEST_F(WebWindowTest, TheDropTestModeOpensTheWindowUnderItsOwnTitle) {
-    QDir().mkpath(QDir::homePath() + "/config/Pelix");
-    QFile prefs(QDir::homePath() + "/config/Pelix/Pelix.conf");
-    ASSERT_TRUE(prefs.open(QIODevice::WriteOnly));
-    prefs.write("[General]\nweb.base=" + s.https->base().toUtf8() + "/\n");
-    prefs.close();
+    pelix::testing::writeFile(QDir::homePath() + "/config/Pelix", "Pelix.conf",
+                              "[General]\nweb.base=" + s.https->base().toUtf8() + "/\n");
     QProcess pelix;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("ASAN_OPTIONS",
