@@ -9,7 +9,7 @@
 #include "memos/VoiceMemoWatcher.h"
 #include "speech/SpeechEngines.h"
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 using fakes::Recorded;
@@ -48,9 +48,9 @@ protected:
     fakes::ManualTimers timers{clock};
     fakes::FakeShell shell;
     fakes::FakeMemoTools tools;
-    MemoSender sender{api, prefs, clock, tools.tools()};
-    VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
-    SpeechEngines engines;
+    memos::MemoSender sender{api, prefs, clock, tools.tools()};
+    memos::VoiceMemoWatcher watcher{sender, prefs, clock, ticker};
+    speech::SpeechEngines engines;
     FeatureParts parts{prefs, api, clock, timers, shell, sender, watcher, engines, nullptr};
     AppFeatures features{parts};
 };
@@ -169,4 +169,4 @@ TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheSta
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::app

@@ -7,7 +7,7 @@
 #include "fakes/AppFakes.h"
 #include "fakes/BackendRig.h"
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 constexpr int kA = Mods::kAlt, kS = Mods::kShift, kC = Mods::kControl;
@@ -255,7 +255,7 @@ TEST_F(AppRouterTest, LinksConnectOnlyWithAPelixKey) {
 }
 
 TEST_F(AppRouterTest, ThePanelsMicrophoneFilesABraindumpWhoseLineJoinsTheConversation) {
-    relay::PanelModel& panel = app().panel();
+    panel::PanelModel& panel = app().panel();
     panel.tapMic();
     ASSERT_TRUE(app().recording());
     EXPECT_TRUE(app().fileIt());
@@ -390,4 +390,4 @@ TEST(PermissionReport, AWaylandSessionSaysWhatEachPathNeeds) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::app

@@ -3,7 +3,7 @@
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 using fakes::Reply;
@@ -142,4 +142,4 @@ TEST_F(CallTest, TransportFailuresSayPelixCouldNotBeReached) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::app

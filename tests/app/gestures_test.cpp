@@ -2,7 +2,7 @@
 #include "app/Gestures.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 constexpr int A = Mods::kAlt, S = Mods::kShift, O = Mods::kOther, C = Mods::kControl;
@@ -131,4 +131,4 @@ TEST(HoldGesture, ReleaseEndsTheHoldAndOtherKeysNoLongerSpendIt) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::app

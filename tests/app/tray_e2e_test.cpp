@@ -6,7 +6,7 @@
 
 #include "support/DesktopSession.h"
 
-namespace pelix {
+namespace pelix::app {
 namespace {
 
 using testing::pause;
@@ -128,4 +128,4 @@ TEST(TrayWithoutDesktop, SaysWhatIsMissingInsteadOfAborting) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::app

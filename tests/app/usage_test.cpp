@@ -2,7 +2,7 @@
 #include "app/Cli.h"
 #include "support/TestSupport.h"
 
-namespace pelix::usage {
+namespace pelix::app::usage {
 namespace {
 
 TEST(Usage, DocumentsEveryModeInTheOrderTheyAreTested) {
@@ -65,4 +65,4 @@ TEST(Usage, ManualPageIsSafeRoff) {
 }
 
 }  // namespace
-}  // namespace pelix::usage
+}  // namespace pelix::app::usage

@@ -5,7 +5,7 @@
 #include "platform/Microphone.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::braindump {
 namespace {
 
 class ScriptedMicrophone final : public platform::Microphone {
@@ -97,4 +97,4 @@ TEST(RecordingPath, TakesTheNextFreeSecond) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::braindump

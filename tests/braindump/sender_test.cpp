@@ -3,7 +3,7 @@
 #include "core/Sentences.h"
 #include "fakes/BackendRig.h"
 
-namespace pelix {
+namespace pelix::braindump {
 namespace {
 
 class BraindumpSenderTest : public ::testing::Test, protected fakes::BackendRig {
@@ -46,7 +46,7 @@ TEST_F(BraindumpSenderTest, EachAnswerGivesItsLineAndTheRecordingGoes) {
               "m4a bytes");
     EXPECT_EQ(first.json.value("filename").toString(), "pelix-1790000000.m4a");
 
-    Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
+    service::Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
     BraindumpSender unreachable(nowhere);
     const QString path = recording();
     EXPECT_TRUE(
@@ -81,4 +81,4 @@ TEST_F(BraindumpSenderTest, ASenderGoneBeforeTheAnswerCallsNoOneButTheRecordingS
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::braindump

@@ -4,7 +4,7 @@
 
 #include <QSettings>
 
-namespace pelix {
+namespace pelix::core {
 namespace {
 
 class PrefsTest : public ::testing::Test {
@@ -90,4 +90,4 @@ TEST(PrivateFile, WritesWithPrivateModesAndReplacesAtomically) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::core

@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace pelix::tempfiles {
+namespace pelix::core::tempfiles {
 namespace {
 
 class TempFilesTest : public ::testing::Test {
@@ -108,4 +108,4 @@ TEST_F(TempFilesTest, TrackingStaysWithinItsBounds) {
 }
 
 }  // namespace
-}  // namespace pelix::tempfiles
+}  // namespace pelix::core::tempfiles

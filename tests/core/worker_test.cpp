@@ -9,7 +9,7 @@
 
 namespace {
 
-using pelix::Worker;
+using pelix::core::Worker;
 
 TEST(Worker, HandsResultsAndPostsToTheOwnersThreadInOrder) {
     QObject owner;

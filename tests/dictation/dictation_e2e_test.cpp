@@ -8,7 +8,7 @@
 
 #include "support/DesktopSession.h"
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 using testing::pause;
@@ -30,7 +30,7 @@ protected:
         speech = testing::TestMedia(home.path()).said("speech.wav", kSentence);
         // The home folders come from IsolatedHome; the backend is never reached.
         env.insert("PELIX_API_BASE", "http://127.0.0.1:9");
-        TokenStore(home.dataDir()).write("pelix_test");
+        service::TokenStore(home.dataDir()).write("pelix_test");
         ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
     }
 
@@ -113,7 +113,7 @@ TEST_F(DictationEndToEnd, TheServersSentenceStandsOnlyWhenItAnswersInTime) {
         SCOPED_TRACE(delayMs);
         fakes::FakeTranscriptionServer server;
         server.answer(kCorrected, fakes::Shape::segmentTokens, delayMs);
-        Prefs(home.configDir() + "/Pelix.conf").setValue("speech.server", server.base());
+        core::Prefs(home.configDir() + "/Pelix.conf").setValue("speech.server", server.base());
         target.clear();
         const QString typed = dictate();
         const QList<fakes::TranscriptionCall> calls = server.calls();
@@ -134,4 +134,4 @@ TEST_F(DictationEndToEnd, TheServersSentenceStandsOnlyWhenItAnswersInTime) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -4,7 +4,7 @@
 #include "fakes/TextFakes.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 class FinishingPass : public ::testing::Test {
@@ -138,4 +138,4 @@ TEST_F(FinishingPass, WithoutAServerOrWhenDroppedThereIsNoPass) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -5,7 +5,7 @@
 #include "support/TestSupport.h"
 #include "text/CleanUp.h"
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 class LiveDictationTest : public ::testing::Test {
@@ -48,7 +48,7 @@ TEST_F(LiveDictationTest, TextIsCleanedUpBeforeItIsTyped) {
     startTyping();
     recognizer.partial("so actually I think");
     time.advance(0.2);
-    EXPECT_EQ(typist.screen(), withoutActually("so actually I think"));
+    EXPECT_EQ(typist.screen(), text::withoutActually("so actually I think"));
     EXPECT_NE(typist.screen(), "so actually I think");
 }
 
@@ -208,4 +208,4 @@ TEST(RequestAuthorization, AnswersLaterFromTheRecognisersReadiness) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

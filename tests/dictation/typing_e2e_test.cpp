@@ -4,7 +4,7 @@
 
 #include "support/DesktopSession.h"
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 using testing::pause;
@@ -20,7 +20,7 @@ protected:
 
     QTemporaryDir dir;
     testing::Keyboard hands;
-    SystemClock clock;
+    core::SystemClock clock;
     std::unique_ptr<platform::Desktop> desktop =
         platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
     platform::Typist& typist = desktop->typist();
@@ -132,4 +132,4 @@ TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

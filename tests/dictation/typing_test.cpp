@@ -4,7 +4,7 @@
 #include "fakes/TextFakes.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 TEST(Chunks, CutEvery512CharactersNeverInsideOne) {
@@ -25,7 +25,7 @@ TEST(Chunks, CutEvery512CharactersNeverInsideOne) {
     for (const Case& c : cases) {
         const QStringList pieces = Insert::chunks(c.text);
         QList<qsizetype> counts;
-        for (const QString& piece : pieces) counts << graphemeCount(piece);
+        for (const QString& piece : pieces) counts << core::graphemeCount(piece);
         EXPECT_EQ(counts, c.characters) << c.text.size();
         EXPECT_EQ(pieces.join(""), c.text);
     }
@@ -69,4 +69,4 @@ TEST(Insert, TypesEachChunkWithAPauseAfterIt) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -14,7 +14,7 @@
 
 #include <QProcess>
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 const QString kSentence = "The weather is nice today and we will go for a walk in the park.";
@@ -29,16 +29,16 @@ TEST(WaylandDictation, TheSentenceIsTypedIntoTheWindowWhileItIsSpoken) {
     QTemporaryDir dir;
     const QString speech = testing::TestMedia(dir.path()).said("speech.wav", kSentence);
 
-    SystemClock clock;
+    core::SystemClock clock;
     const auto desktop = platform::makeDesktop({.clock = clock,
                                                 .cacheDir = dir.path(),
                                                 .session = "wayland",
                                                 .waylandDisplay = sway.socket(),
                                                 .inputFolder = dir.path()});
-    SpeechEngines engines = SpeechEngines::standard();
+    speech::SpeechEngines engines = speech::SpeechEngines::standard();
     EngineRecognizer recognizer([&] { return engines.resolve("en-US"); });
     ASSERT_TRUE(recognizer.ready()) << "No speech model: install pocketsphinx-en-us.";
-    QtTimers timers;
+    core::QtTimers timers;
     LiveDictation live(recognizer, desktop->microphone(), desktop->typist(), timers);
     testing::TargetWindow target(PELIX_TYPING_TARGET, sway.clientEnvironment());
     ASSERT_TRUE(target.ready()) << "The target window never got the focus.";
@@ -67,4 +67,4 @@ TEST(WaylandDictation, TheSentenceIsTypedIntoTheWindowWhileItIsSpoken) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

@@ -9,7 +9,7 @@
 #include "support/TestSupport.h"
 #include "ui/Hud.h"
 
-namespace pelix {
+namespace pelix::dictation {
 namespace {
 
 using testing::pause;
@@ -35,7 +35,7 @@ protected:
         ASSERT_TRUE(target->ready()) << "The target window never got the focus.";
     }
 
-    SystemClock clock;
+    core::SystemClock clock;
     QTemporaryDir dir;
     std::unique_ptr<platform::Desktop> desktop;
     platform::Typist* typist = nullptr;
@@ -128,4 +128,4 @@ TEST_F(WaylandEndToEnd, TheStatusLineNeverTakesTheFocus) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::dictation

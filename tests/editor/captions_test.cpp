@@ -1,7 +1,7 @@
 #include "editor/Captions.h"
 #include "EditorTestSupport.h"
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 using testing::clipOf;
@@ -190,4 +190,4 @@ TEST(Subtitles, SubRipAndWebVtt) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -1,7 +1,7 @@
 #include "editor/Emphasis.h"
 #include "EditorTestSupport.h"
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 using testing::clipOf;
@@ -104,4 +104,4 @@ TEST(PopUps, InOutputOrderOnePerLine) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -3,7 +3,7 @@
 #include "EditorTestSupport.h"
 #include "fakes/BackendRig.h"
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 using fakes::Recorded;
@@ -191,4 +191,4 @@ TEST_F(Engine, StyleRulesAreLoadedSavedAndMerged) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

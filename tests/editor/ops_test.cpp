@@ -1,7 +1,7 @@
 #include "EditorTestSupport.h"
 #include "editor/EditOps.h"
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 using testing::clipOf;
@@ -20,7 +20,7 @@ EditProject tenLines() {
         SourceClip& clip = n <= 6 ? a : b;
         const double t = 2.0 * double(clip.words.size());
         const QString text = n == 4 ? "so the big idea is this." : QString("line %1.").arg(n);
-        clip.words.push_back(Word{t, t + 1, text});
+        clip.words.push_back(core::Word{t, t + 1, text});
     }
     return projectOf({a, b});
 }
@@ -223,4 +223,4 @@ TEST(SetField, ValuesAsStored) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -3,7 +3,7 @@
 #include "editor/SampleProject.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 QJsonObject parsed(const QByteArray& text) {
@@ -236,4 +236,4 @@ TEST_F(ProjectStoreTest, SavingNeverReplacesAFileThatIsNotAProject) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -7,7 +7,7 @@
 
 #include <random>
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 constexpr double kEps = 1e-9;
@@ -101,7 +101,7 @@ TEST(Properties, WordsTakenInOrderLandWhereASearchPutsThem) {
         const Timeline t(segments(p));
         for (size_t c = 0; c < p.clips.size(); ++c) {
             int near = -1;
-            for (const Word& w : p.clips[c].words) {
+            for (const core::Word& w : p.clips[c].words) {
                 const auto walked = wordOutput(t, int(c), w, &near);
                 const auto i = t.segmentHolding(int(c), w.start);
                 ASSERT_EQ(i.has_value(), walked.has_value());
@@ -157,4 +157,4 @@ TEST(Properties, CutThenRestoreOfTheSameLinesGivesTheOriginal) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -2,7 +2,7 @@
 #include "EditorTestSupport.h"
 #include "editor/EditText.h"
 
-namespace pelix {
+namespace pelix::editor {
 namespace {
 
 using testing::clipOf;
@@ -199,4 +199,4 @@ TEST(Timeline, SpansAskedInOrderMatchSpansLookedUp) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::editor

@@ -15,13 +15,14 @@
 namespace pelix::fakes {
 
 // A recorder that writes a small file and measures with the clock.
-class FakeRecorder final : public Recorder {
+class FakeRecorder final : public braindump::Recorder {
 public:
-    FakeRecorder(const Clock& clock, QString folder) : clock_(clock), folder_(std::move(folder)) {}
+    FakeRecorder(const core::Clock& clock, QString folder)
+        : clock_(clock), folder_(std::move(folder)) {}
 
     Status start() override {
         if (failWith) return std::unexpected(*failWith);
-        path = recordingPath(folder_, clock_.now());
+        path = braindump::recordingPath(folder_, clock_.now());
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly)) return fail(1, "no file");
         file.write(content);
@@ -30,10 +31,10 @@ public:
         ++starts;
         return {};
     }
-    std::optional<Recording> stop() override {
+    std::optional<braindump::Recording> stop() override {
         if (!running) return std::nullopt;
         running = false;
-        return Recording{path, clock_.uptime() - startedAt_};
+        return braindump::Recording{path, clock_.uptime() - startedAt_};
     }
     void cancel() override {
         if (!running) return;
@@ -49,18 +50,18 @@ public:
     int starts = 0, cancels = 0;
 
 private:
-    const Clock& clock_;
+    const core::Clock& clock_;
     QString folder_;
     double startedAt_ = 0;
 };
 
 // A shell that records what it shows; dialogs wait until the test answers them.
-class FakeShell final : public Shell {
+class FakeShell final : public app::Shell {
 public:
     void show(const QString& line) override { lines << line; }
     void setLook(ui::TrayLook l) override { look = l; }
     void play(ui::Sound sound) override { sounds.push_back(sound); }
-    void ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) override {
+    void ask(const app::Prompt& prompt, std::function<void(app::PromptAnswer)> answered) override {
         prompts.push_back(prompt);
         answerPrompt = std::move(answered);
     }
@@ -86,8 +87,8 @@ public:
     QStringList lines;
     ui::TrayLook look = ui::TrayLook::idle;
     std::vector<ui::Sound> sounds;
-    std::vector<Prompt> prompts;
-    std::function<void(PromptAnswer)> answerPrompt;
+    std::vector<app::Prompt> prompts;
+    std::function<void(app::PromptAnswer)> answerPrompt;
     QStringList secretLabels;
     std::function<void(QString)> enterSecret;
     std::vector<std::pair<QString, QStringList>> reports;
@@ -117,7 +118,7 @@ public:
     std::optional<Error> failWith;
 };
 
-class FakeDictation final : public Dictation {
+class FakeDictation final : public app::Dictation {
 public:
     Status start(bool) override {
         ++starts;

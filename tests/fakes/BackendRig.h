@@ -40,9 +40,9 @@ public:
     LoopbackBackend backend;
     QNetworkAccessManager network;
     ManualClock clock;
-    TokenStore tokens{home.dataDir()};
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
-    Api api{backend.base(), tokens, &network, &clock};
+    service::TokenStore tokens{home.dataDir()};
+    core::Prefs prefs{home.configDir() + "/Pelix.conf"};
+    service::Api api{backend.base(), tokens, &network, &clock};
 };
 
 }  // namespace pelix::fakes

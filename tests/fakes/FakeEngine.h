@@ -5,7 +5,7 @@
 namespace pelix::testing {
 
 // An engine that only knows its locales: for the choosing of engines and languages.
-class FakeEngine final : public SpeechEngine {
+class FakeEngine final : public speech::SpeechEngine {
 public:
     bool isLive = true;
     bool answers = true;
@@ -23,9 +23,10 @@ public:
     QString installHint(const QString&) const override { return "Install the fake model."; }
     bool live() const override { return isLive; }
     bool reachable() const override { return answers; }
-    Result<std::unique_ptr<SpeechSession>> start(const QString&, const SessionOptions&,
-                                                 SessionEvents) override {
-        return fail(kSpeechEngineFailed, "The fake engine does not listen.");
+    Result<std::unique_ptr<speech::SpeechSession>> start(const QString&,
+                                                         const speech::SessionOptions&,
+                                                         speech::SessionEvents) override {
+        return fail(speech::kSpeechEngineFailed, "The fake engine does not listen.");
     }
 
 private:

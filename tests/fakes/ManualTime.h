@@ -13,7 +13,7 @@
 namespace pelix::fakes {
 
 // A clock that moves only when told.
-class ManualClock final : public Clock {
+class ManualClock final : public core::Clock {
 public:
     double uptime() const override { return uptime_; }
     QDateTime now() const override { return wall_.addMSecs(static_cast<qint64>(uptime_ * 1000)); }
@@ -27,11 +27,11 @@ private:
 };
 
 // Timers fired by moving the clock with `advanceTo`.
-class ManualTimers final : public Timers {
+class ManualTimers final : public core::Timers {
 public:
     explicit ManualTimers(ManualClock& clock) : clock_(clock) {}
 
-    std::unique_ptr<PendingTimer> after(double seconds, std::function<void()> fire) override {
+    std::unique_ptr<core::PendingTimer> after(double seconds, std::function<void()> fire) override {
         auto entry = std::make_shared<Entry>(Entry{clock_.uptime() + seconds, std::move(fire)});
         entries_.push_back(entry);
         return std::make_unique<Handle>(entry);
@@ -66,7 +66,7 @@ private:
         std::function<void()> fire;
         bool cancelled = false;
     };
-    struct Handle final : PendingTimer {
+    struct Handle final : core::PendingTimer {
         explicit Handle(std::shared_ptr<Entry> e) : entry(std::move(e)) {}
         ~Handle() override { entry->cancelled = true; }
         std::shared_ptr<Entry> entry;

@@ -14,7 +14,7 @@
 namespace pelix::fakes {
 
 // A ticker that ticks when the test says.
-class HandTicker final : public Ticker {
+class HandTicker final : public memos::Ticker {
 public:
     void start(double, std::function<void()> tick) override { tick_ = std::move(tick); }
     void stop() override { tick_ = nullptr; }
@@ -38,8 +38,8 @@ struct FakeMemoTools {
     QList<std::pair<QString, QStringList>> heard;  // locale and expected words of each run
     QTemporaryDir scratch;
 
-    MemoTools tools() {
-        return MemoTools{
+    memos::MemoTools tools() {
+        return memos::MemoTools{
             [this](const QString& file) -> Result<double> {
                 QMutexLocker hold(&lock);
                 return lengths.value(QFileInfo(file).fileName(), 30);

@@ -45,7 +45,7 @@ public:
     }
 };
 
-class FakeRecognizer final : public Recognizer {
+class FakeRecognizer final : public dictation::Recognizer {
 public:
     bool isReady = true;
     bool refuse = false;

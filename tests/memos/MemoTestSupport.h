@@ -25,7 +25,7 @@ inline void makeDatabase(const QString& path, const QByteArray& sql) {
 
 // The lines of the drops' log, each without the time that starts it.
 inline QStringList dropLog() {
-    QFile log(Drops::logFile());
+    QFile log(memos::drops::logFile());
     QStringList lines;
     if (!log.open(QIODevice::ReadOnly)) return lines;
     for (const QByteArray& line : log.readAll().split('\n')) {

@@ -39,19 +39,19 @@ protected:
         return out;
     }
     bool waitForStatus(const QString& text) {
-        return waitUntil([&] { return statuses.contains(text); });
+        return testing::waitUntil([&] { return statuses.contains(text); });
     }
     QStringList sent() const { return prefs.value("voiceMemos.sent").toStringList(); }
     // Sends one memo by hand and waits for the answer.
     bool sendByHand(const QString& path, const std::optional<QString>& title = std::nullopt) {
         std::optional<bool> done;
         sender.send(path, title, [&](bool ok) { done = ok; });
-        return waitUntil([&] { return done.has_value(); }) && *done;
+        return testing::waitUntil([&] { return done.has_value(); }) && *done;
     }
 
     QTemporaryDir folder;
     fakes::FakeMemoTools fake;
-    MemoSender sender{api, prefs, clock, fake.tools()};
+    memos::MemoSender sender{api, prefs, clock, fake.tools()};
     QStringList statuses;
     fakes::Reply heardReply;
     fakes::Reply filingReply = fakes::Reply::json({});

@@ -3,7 +3,7 @@
 #include "MemoTestSupport.h"
 #include "core/Prefs.h"
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using State = MemoChooserModel::State;
@@ -53,7 +53,7 @@ protected:
             "CREATE TABLE ZCLOUDRECORDING (Z_PK INTEGER PRIMARY KEY, ZPATH TEXT, "
             "ZCUSTOMLABEL TEXT, ZDATE REAL, ZDURATION REAL);";
         for (int n = 1; n <= count; ++n) {
-            writeFile(folder.path(), QString("memo-%1.m4a").arg(n));
+            testing::writeFile(folder.path(), QString("memo-%1.m4a").arg(n));
             sql += QString(
                        "INSERT INTO ZCLOUDRECORDING (ZPATH, ZCUSTOMLABEL, ZDATE, ZDURATION) "
                        "VALUES ('Recordings/memo-%1.m4a', 'Memo %1', %2, 30);")
@@ -65,7 +65,7 @@ protected:
     }
     void load() {
         model.load();
-        ASSERT_TRUE(waitUntil([&] { return !model.loading(); }));
+        ASSERT_TRUE(testing::waitUntil([&] { return !model.loading(); }));
     }
     QStringList titles() const {
         QStringList out;
@@ -75,7 +75,7 @@ protected:
 
     testing::IsolatedHome home;
     QTemporaryDir folder;
-    Prefs prefs{home.configDir() + "/Pelix.conf"};
+    core::Prefs prefs{home.configDir() + "/Pelix.conf"};
     HandSend hand;
     QList<bool> autoSwitched;
     MemoChooserModel model{prefs, hand.send(), [this](bool on) { autoSwitched << on; }};
@@ -169,4 +169,4 @@ TEST_F(ChooserTest, AClosedFolderIsReportedAndTheSwitchFollowsThePreference) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -3,7 +3,7 @@
 
 #include <QMimeData>
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using testing::writeFile;
@@ -16,23 +16,23 @@ TEST(DragContents, SoundFilesLocationsAndNames) {
                   QUrl("https://example.com/page.html")});
     data.setText("New Recording 14\n  \n/home/me/Walk.MP3\n");
 
-    EXPECT_EQ(Drops::audioFiles(data), (QStringList{"/home/me/Walk.MP3", "/home/me/b.aiff"}));
-    EXPECT_EQ(Drops::audioLocations(data),
+    EXPECT_EQ(drops::audioFiles(data), (QStringList{"/home/me/Walk.MP3", "/home/me/b.aiff"}));
+    EXPECT_EQ(drops::audioLocations(data),
               QList<QUrl>{QUrl("mtp://Pixel/Recordings/New%20Recording%2014.m4a")});
-    EXPECT_EQ(Drops::suggestedNames(data),
+    EXPECT_EQ(drops::suggestedNames(data),
               (QStringList{"New Recording 14", "Walk", "a", "b", "page"}));
 
     QMimeData text;
     text.setText("just words");
-    EXPECT_TRUE(Drops::audioFiles(text).isEmpty());
-    EXPECT_TRUE(Drops::audioLocations(text).isEmpty());
+    EXPECT_TRUE(drops::audioFiles(text).isEmpty());
+    EXPECT_TRUE(drops::audioLocations(text).isEmpty());
 
     for (const char* name : {"a.m4a", "a.qta", "a.mp3", "a.wav", "a.aiff", "a.aif", "a.caf",
                              "a.aac", "a.mp4", "A.WAV"}) {
-        EXPECT_TRUE(Drops::isAudioName(name)) << name;
+        EXPECT_TRUE(drops::isAudioName(name)) << name;
     }
     for (const char* name : {"a.ogg", "a.opus", "a.mov", "m4a", "a.m4a.txt"}) {
-        EXPECT_FALSE(Drops::isAudioName(name)) << name;
+        EXPECT_FALSE(drops::isAudioName(name)) << name;
     }
 }
 
@@ -45,28 +45,29 @@ protected:
 TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheLibrary) {
     const QUrl phone("mtp://Pixel/Recordings/New%20Recording%2014.m4a");
     auto copies = [&](const QUrl&, const QString& target) -> Result<QString> {
-        return writeFile(QFileInfo(target).absolutePath(), QFileInfo(target).fileName(), "audio");
+        return testing::writeFile(QFileInfo(target).absolutePath(), QFileInfo(target).fileName(),
+                                  "audio");
     };
-    Drops::Received got = Drops::receive({phone}, {"New Recording 14"}, copies, nullptr);
-    EXPECT_EQ(got.source, Drops::kFromLocations);
+    drops::Received got = drops::receive({phone}, {"New Recording 14"}, copies, nullptr);
+    EXPECT_EQ(got.source, drops::kFromLocations);
     ASSERT_EQ(got.files.size(), 1);
-    EXPECT_EQ(got.files.at(0), Drops::droppedFolder() + "/New Recording 14.m4a");
-    EXPECT_TRUE(Drops::isReceivedCopy(got.files.at(0)));
-    EXPECT_EQ(QFileInfo(Drops::droppedFolder()).permissions() & 0x0077, 0);
+    EXPECT_EQ(got.files.at(0), drops::droppedFolder() + "/New Recording 14.m4a");
+    EXPECT_TRUE(drops::isReceivedCopy(got.files.at(0)));
+    EXPECT_EQ(QFileInfo(drops::droppedFolder()).permissions() & 0x0077, 0);
     // A second copy of the same name does not replace the first.
-    EXPECT_EQ(Drops::receive({phone}, {}, copies, nullptr).files.at(0),
-              Drops::droppedFolder() + "/New Recording 14 2.m4a");
+    EXPECT_EQ(drops::receive({phone}, {}, copies, nullptr).files.at(0),
+              drops::droppedFolder() + "/New Recording 14 2.m4a");
 
     auto refuses = [](const QUrl&, const QString&) -> Result<QString> {
         return fail(1, "The device is locked.");
     };
-    const QString memo = writeFile(elsewhere.path(), "20260101 101010.m4a");
+    const QString memo = testing::writeFile(elsewhere.path(), "20260101 101010.m4a");
     const QList<VoiceMemo> library{{QUrl::fromLocalFile(memo), "New Recording 14", {}, 3}};
-    got = Drops::receive({phone}, {"new recording 14"}, refuses, [&] { return library; });
-    EXPECT_EQ(got.source, Drops::kFromLibrary);
+    got = drops::receive({phone}, {"new recording 14"}, refuses, [&] { return library; });
+    EXPECT_EQ(got.source, drops::kFromLibrary);
     EXPECT_EQ(got.files, QStringList{memo});
 
-    got = Drops::receive({phone}, {"New Recording 14"}, refuses, [] { return std::nullopt; });
+    got = drops::receive({phone}, {"New Recording 14"}, refuses, [] { return std::nullopt; });
     EXPECT_TRUE(got.files.isEmpty());
 
     EXPECT_EQ(testing::dropLog(), (QStringList{
@@ -81,40 +82,40 @@ TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheL
                                       "promise failed: The device is locked.",
                                       "library closed (it cannot be read)",
                                   }));
-    EXPECT_EQ(QFileInfo(Drops::logFile()).permissions() & 0x0077, 0);
+    EXPECT_EQ(QFileInfo(drops::logFile()).permissions() & 0x0077, 0);
 }
 
 TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
     struct Case {
         QList<bool> outcomes;
         QString message;
-        Drops::State state;
+        drops::State state;
     };
     const Case cases[] = {
-        {{true}, "Complete: take-1.mp3 is in Pelix", Drops::State::done},
-        {{true, true}, "Complete: all 2 are in Pelix", Drops::State::done},
-        {{true, false, true}, "2 of 3 sent. Drop the others again.", Drops::State::failed},
-        {{false}, "Not sent. Drop it again to try once more.", Drops::State::failed},
+        {{true}, "Complete: take-1.mp3 is in Pelix", drops::State::done},
+        {{true, true}, "Complete: all 2 are in Pelix", drops::State::done},
+        {{true, false, true}, "2 of 3 sent. Drop the others again.", drops::State::failed},
+        {{false}, "Not sent. Drop it again to try once more.", drops::State::failed},
     };
     for (const Case& c : cases) {
-        QDir(Drops::droppedFolder()).mkpath(".");
+        QDir(drops::droppedFolder()).mkpath(".");
         QStringList files;
         for (int i = 1; i <= c.outcomes.size(); ++i) {
             // The first one is a fetched copy, the others lie where they were dropped from.
-            const QString folder = i == 1 ? Drops::droppedFolder() : elsewhere.path();
-            files << writeFile(folder, QString("take-%1.mp3").arg(i));
+            const QString folder = i == 1 ? drops::droppedFolder() : elsewhere.path();
+            files << testing::writeFile(folder, QString("take-%1.mp3").arg(i));
         }
-        QList<std::pair<QString, Drops::State>> shown;
+        QList<std::pair<QString, drops::State>> shown;
         QStringList sent;
         qsizetype next = 0;
-        Drops::Sender sender([&](const QString& file, const std::optional<QString>& title,
+        drops::Sender sender([&](const QString& file, const std::optional<QString>& title,
                                  std::function<void(bool)> done) {
             EXPECT_FALSE(title.has_value());
             sent << file;
             done(c.outcomes.at(next++));
         });
-        QObject::connect(&sender, &Drops::Sender::show,
-                         [&](const QString& text, Drops::State state) {
+        QObject::connect(&sender, &drops::Sender::show,
+                         [&](const QString& text, drops::State state) {
                              shown.push_back({text, state});
                          });
         sender.sendDropped(files);
@@ -122,7 +123,7 @@ TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
         EXPECT_EQ(sent, files) << c.message.toStdString();
         ASSERT_EQ(shown.size(), c.outcomes.size() + 1);
         EXPECT_EQ(shown.first().first, QString("Sending 1 of %1…").arg(c.outcomes.size()));
-        EXPECT_EQ(shown.first().second, Drops::State::working);
+        EXPECT_EQ(shown.first().second, drops::State::working);
         EXPECT_EQ(shown.last().first, c.message);
         EXPECT_EQ(shown.last().second, c.state);
         EXPECT_FALSE(QFileInfo::exists(files.first())) << "the fetched copy is removed";
@@ -137,14 +138,14 @@ TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
 TEST_F(DropTest, ADropDuringASendWaitsForIt) {
     std::function<void(bool)> pending;
     QStringList sent;
-    Drops::Sender sender(
+    drops::Sender sender(
         [&](const QString& file, const std::optional<QString>&, std::function<void(bool)> done) {
             sent << QFileInfo(file).fileName();
             pending = std::move(done);
         });
     QStringList finals;
-    QObject::connect(&sender, &Drops::Sender::show, [&](const QString& text, Drops::State state) {
-        if (state != Drops::State::working) finals << text;
+    QObject::connect(&sender, &drops::Sender::show, [&](const QString& text, drops::State state) {
+        if (state != drops::State::working) finals << text;
     });
     sender.sendDropped({"/a/one.m4a"});
     sender.sendDropped({"/a/two.m4a", "/a/three.m4a"});
@@ -158,4 +159,4 @@ TEST_F(DropTest, ADropDuringASendWaitsForIt) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

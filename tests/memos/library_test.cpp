@@ -2,7 +2,7 @@
 
 #include "MemoTestSupport.h"
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using testing::makeDatabase;
@@ -46,14 +46,14 @@ TEST_P(LibraryShapes, ListsEveryRecordingWithTheColumnsItHas) {
     QTemporaryDir folder;
     // Apart in time, so that files the database does not know list in birth order.
     for (const char* name : {"a.m4a", "b.m4a", "c.m4a"}) {
-        writeFile(folder.path(), name);
+        testing::writeFile(folder.path(), name);
         QThread::msleep(5);
     }
     const QString database = QDir(folder.path()).filePath("CloudRecordings.db");
     if (shape.sql.startsWith("CREATE")) {
         makeDatabase(database, shape.sql);
     } else {
-        writeFile(folder.path(), "CloudRecordings.db", shape.sql);
+        testing::writeFile(folder.path(), "CloudRecordings.db", shape.sql);
     }
     const auto memos = VoiceMemoLibrary::memos(folder.path());
     ASSERT_TRUE(memos);
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Library, KeepsOnlyRecordingsByExtensionInAnyCase) {
     QTemporaryDir folder;
     for (const char* name : {"a.m4a", "b.M4A", "c.qta", "d.Mp4", "e.wav", "f.caf", "g", "m4a"}) {
-        writeFile(folder.path(), name);
+        testing::writeFile(folder.path(), name);
     }
     makeDatabase(QDir(folder.path()).filePath("CloudRecordings.db"), kAllColumns);
     QDir(folder.path()).mkdir("sub.m4a");
@@ -126,7 +126,7 @@ TEST(Library, EqualDatesKeepTheFolderOrder) {
     QByteArray sql = kAllColumns;
     for (int i = 0; i < 12; ++i) {
         const QString name = QString("memo-%1.m4a").arg(i);
-        writeFile(folder.path(), name);
+        testing::writeFile(folder.path(), name);
         sql += QString("INSERT INTO ZCLOUDRECORDING (ZPATH, ZDATE) VALUES ('%1', %2);")
                    .arg(name)
                    .arg(i == 5 ? 700000999 : 700000000)
@@ -150,7 +150,7 @@ TEST(Library, EqualDatesKeepTheFolderOrder) {
 // While the recorder holds its database locked, the listing falls back to the files at once.
 TEST(Library, ALockedDatabaseListsTheFilesAlone) {
     QTemporaryDir folder;
-    writeFile(folder.path(), "a.m4a");
+    testing::writeFile(folder.path(), "a.m4a");
     const QString path = QDir(folder.path()).filePath("CloudRecordings.db");
     makeDatabase(path, kAllColumns +
                            "INSERT INTO ZCLOUDRECORDING (ZPATH, ZCUSTOMLABEL, ZDURATION) "
@@ -171,7 +171,7 @@ TEST(Library, AFolderThatCannotBeListedGivesNoListAtAll) {
     QTemporaryDir home;
     EXPECT_FALSE(VoiceMemoLibrary::memos(home.path() + "/missing"));
     EXPECT_FALSE(VoiceMemoLibrary::canRead(home.path() + "/missing"));
-    const QString file = writeFile(home.path(), "plain.m4a");
+    const QString file = testing::writeFile(home.path(), "plain.m4a");
     EXPECT_FALSE(VoiceMemoLibrary::memos(file));
 
     // An empty folder is a library with nothing in it, not a closed one.
@@ -182,4 +182,4 @@ TEST(Library, AFolderThatCannotBeListedGivesNoListAtAll) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -7,7 +7,7 @@
 
 #include <csignal>
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using fakes::Recorded;
@@ -138,4 +138,4 @@ TEST_F(MemoCli, SilenceCannotBeHeard) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

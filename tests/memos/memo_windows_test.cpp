@@ -14,7 +14,7 @@
 #include <QMimeData>
 #include <QPushButton>
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using fakes::Recorded;
@@ -74,7 +74,7 @@ protected:
         return count;
     }
     bool pillSays(const QString& text) {
-        return waitUntil([&] { return window.drops().pillText() == text; }, 30000);
+        return testing::waitUntil([&] { return window.drops().pillText() == text; }, 30000);
     }
 
     static inline QTemporaryDir* media_ = nullptr;
@@ -99,7 +99,7 @@ TEST_F(MemoWindowTest, TwoDroppedFilesEndComplete) {
     ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3"))}));
     EXPECT_EQ(window.drops().pillText(), "Sending 1 of 2…");
     ASSERT_TRUE(pillSays("Complete: all 2 are in Pelix"));
-    EXPECT_EQ(window.drops().pillState(), Drops::State::done);
+    EXPECT_EQ(window.drops().pillState(), drops::State::done);
     EXPECT_EQ(filings(), 2);
     EXPECT_EQ(chimes, 1);
     EXPECT_TRUE(QFile::exists(media("a.mp3"))) << "files dropped from a folder stay where they are";
@@ -120,7 +120,7 @@ TEST_F(MemoWindowTest, OneFailureOfThreeAsksForTheOthersAgain) {
     ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3")),
                       QUrl::fromLocalFile(media("c.mp3"))}));
     ASSERT_TRUE(pillSays("2 of 3 sent. Drop the others again."));
-    EXPECT_EQ(window.drops().pillState(), Drops::State::failed);
+    EXPECT_EQ(window.drops().pillState(), drops::State::failed);
     EXPECT_EQ(chimes, 0);
     timers.advance(7.9);
     EXPECT_TRUE(window.drops().pillShown());
@@ -154,11 +154,11 @@ TEST_F(MemoWindowTest, AFailedFetchFindsTheRecordingInTheLibraryByItsName) {
 
 TEST_F(MemoWindowTest, ThePillKeepsToTheWindow) {
     DropCatcher& drops = window.drops();
-    drops.showPill("Sending 1 of 1…", Drops::State::working);
+    drops.showPill("Sending 1 of 1…", drops::State::working);
     EXPECT_EQ(drops.pillRect(), QRect((440 - 300) / 2, 560 - 36 - 52, 300, 52));
     timers.advance(60);
     EXPECT_TRUE(drops.pillShown()) << "a working message stays until replaced";
-    drops.showPill(QString(400, 'w'), Drops::State::failed);
+    drops.showPill(QString(400, 'w'), drops::State::failed);
     EXPECT_EQ(drops.pillRect().width(), 440 - 40);
     EXPECT_EQ(drops.pillRect().left(), 20);
 }
@@ -166,7 +166,7 @@ TEST_F(MemoWindowTest, ThePillKeepsToTheWindow) {
 TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {
     prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
     window.model().load();
-    ASSERT_TRUE(waitUntil([&] { return !window.model().loading(); }));
+    ASSERT_TRUE(testing::waitUntil([&] { return !window.model().loading(); }));
     MemoChooserView& view = window.view();
     EXPECT_TRUE(view.lookAgainButton()->isVisible());
     EXPECT_FALSE(view.list()->isVisible());
@@ -175,7 +175,7 @@ TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {
     prefs.setValue("voiceMemos.folder", folder.path());
     QFile::copy(media("a.mp3"), folder.path() + "/walk.m4a");
     view.lookAgainButton()->click();
-    ASSERT_TRUE(waitUntil([&] { return !window.model().loading(); }));
+    ASSERT_TRUE(testing::waitUntil([&] { return !window.model().loading(); }));
     EXPECT_TRUE(view.list()->isVisible());
     EXPECT_EQ(view.sendButton()->text(), "Send to Pelix");
     EXPECT_FALSE(view.sendButton()->isEnabled());
@@ -185,4 +185,4 @@ TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cmath>
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using fakes::Recorded;
@@ -18,9 +18,9 @@ using Outcome = MemoSender::Outcome;
 using SenderTest = testing::SendingTest;
 
 TEST_F(SenderTest, TheFilingCarriesTheTranscriptAndWhereTheMemoCameFrom) {
-    const QString inside = writeFile(folder.path(), "walk.m4a");
+    const QString inside = testing::writeFile(folder.path(), "walk.m4a");
     QTemporaryDir elsewhere;
-    const QString outside = writeFile(elsewhere.path(), "dropped.m4a", "abc");
+    const QString outside = testing::writeFile(elsewhere.path(), "dropped.m4a", "abc");
     fake.lengths["walk.m4a"] = 61.4;
 
     EXPECT_TRUE(sendByHand(inside));
@@ -75,11 +75,11 @@ TEST_P(SenderFailures, ReportEachFailureAndTellARefusalFromAFailure) {
     }
     fake.local.reset();
     filingReply = c.filing;
-    const QString path = writeFile(folder.path(), "memo.m4a");
+    const QString path = testing::writeFile(folder.path(), "memo.m4a");
 
     std::optional<Outcome> outcome;
     sender.sendFor(path, std::nullopt, [&](Outcome o) { outcome = o; });
-    ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }));
+    ASSERT_TRUE(testing::waitUntil([&] { return outcome.has_value(); }));
     EXPECT_EQ(*outcome, c.outcome);
     EXPECT_EQ(statuses.last(), c.status) << statuses.join(" | ").toStdString();
 }
@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<SendFailure>& info) { return std::string(info.param.name); });
 
 TEST_F(SenderTest, ALongMemoIsHeardInPiecesInOrder) {
-    const QString path = writeFile(folder.path(), "long.m4a");
+    const QString path = testing::writeFile(folder.path(), "long.m4a");
     fake.lengths["long.m4a"] = 800;
     int piece = 0;
     backend.answerWith("braindump", [&piece](const Recorded& request) {
@@ -132,7 +132,7 @@ TEST_F(SenderTest, TheMachineHearsWhenTheBackendCannotWithPeoplesNames) {
                    Reply::json({{"people", QJsonArray{QJsonObject{{"name", "Ada"}},
                                                       QJsonObject{{"name", "Linus"}}}}}));
     prefs.setValue("transcribeLanguage", "nl-NL");
-    const QString path = writeFile(folder.path(), "here.m4a");
+    const QString path = testing::writeFile(folder.path(), "here.m4a");
 
     EXPECT_TRUE(sendByHand(path));
     ASSERT_EQ(fake.heard.size(), 1);
@@ -164,4 +164,4 @@ TEST(SenderRules, MinuteWordingRoundsHalvesUp) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

@@ -2,7 +2,7 @@
 
 #include "SendingTestSupport.h"
 
-namespace pelix {
+namespace pelix::memos {
 namespace {
 
 using fakes::Recorded;
@@ -13,7 +13,7 @@ using testing::writeFile;
 class WatcherTest : public testing::SendingTest {
 protected:
     bool idle() {
-        return waitUntil([&] { return !watcher.busy(); });
+        return testing::waitUntil([&] { return !watcher.busy(); });
     }
 
     fakes::HandTicker ticker;
@@ -22,7 +22,7 @@ protected:
 
 TEST_F(WatcherTest, AMemoIsSentOnlyOnce90SecondsAfterItsLastWrite) {
     const QDateTime written = QDateTime::currentDateTimeUtc().addSecs(-5);
-    writeFile(folder.path(), "fresh.m4a", "audio", written);
+    testing::writeFile(folder.path(), "fresh.m4a", "audio", written);
 
     clock.setNow(written.addSecs(89));
     watcher.look();
@@ -37,7 +37,7 @@ TEST_F(WatcherTest, AMemoIsSentOnlyOnce90SecondsAfterItsLastWrite) {
 }
 
 TEST_F(WatcherTest, AMemoFromBeforeSinceIsNeverSentByItselfButCanBeSentByHand) {
-    const QString path = writeFile(folder.path(), "old.m4a");
+    const QString path = testing::writeFile(folder.path(), "old.m4a");
     const QDateTime born = QFileInfo(path).birthTime();
     prefs.setValue("voiceMemos.since", born.toMSecsSinceEpoch() / 1000.0 + 1);
 
@@ -52,11 +52,11 @@ TEST_F(WatcherTest, AMemoFromBeforeSinceIsNeverSentByItselfButCanBeSentByHand) {
 
 TEST_F(WatcherTest, ABacklogDrainsOldestFirstWithoutWaitingForTheTimer) {
     for (const char* name : {"c.m4a", "a.m4a", "b.m4a"}) {
-        writeFile(folder.path(), name);
+        testing::writeFile(folder.path(), name);
         QThread::msleep(15);
     }
     watcher.start();
-    ASSERT_TRUE(waitUntil([&] { return sent().size() == 3; }));
+    ASSERT_TRUE(testing::waitUntil([&] { return sent().size() == 3; }));
     QStringList order;
     for (const Recorded& r : filings()) order << r.json.value("filename").toString();
     EXPECT_EQ(order, QStringList({"c.m4a", "a.m4a", "b.m4a"}));
@@ -83,10 +83,10 @@ class WatcherFailures : public WatcherTest, public ::testing::WithParamInterface
 TEST_P(WatcherFailures, ARefusedMemoIsLeftAloneAndAFailedOneTriedAgain) {
     const LookCase& c = GetParam();
     filingReply = c.filing;
-    writeFile(folder.path(), "memo.m4a");
+    testing::writeFile(folder.path(), "memo.m4a");
 
     watcher.look();
-    ASSERT_TRUE(waitUntil([&] { return filings().size() == 1; }));
+    ASSERT_TRUE(testing::waitUntil([&] { return filings().size() == 1; }));
     ASSERT_TRUE(idle());
     EXPECT_TRUE(sent().isEmpty());
 
@@ -95,7 +95,7 @@ TEST_P(WatcherFailures, ARefusedMemoIsLeftAloneAndAFailedOneTriedAgain) {
     const int before = backend.requests("braindump").size();
     watcher.look();
     if (c.triedAgain) {
-        ASSERT_TRUE(waitUntil([&] { return sent() == QStringList{"memo.m4a"}; }));
+        ASSERT_TRUE(testing::waitUntil([&] { return sent() == QStringList{"memo.m4a"}; }));
         ASSERT_TRUE(idle());
         EXPECT_TRUE(prefs.value("voiceMemos.refused").toStringList().isEmpty());
     } else {
@@ -115,16 +115,16 @@ INSTANTIATE_TEST_SUITE_P(
 // A watcher let go while its memo is still being sent: the sender goes on, and its answer
 // reaches no one.
 TEST_F(WatcherTest, AWatcherGoneBeforeTheAnswerIsNotCalledBack) {
-    writeFile(folder.path(), "late.m4a");
+    testing::writeFile(folder.path(), "late.m4a");
     filingReply.delayMs = 300;
     {
         VoiceMemoWatcher early{sender, prefs, clock, ticker};
         early.look();
-        ASSERT_TRUE(waitUntil([&] { return statuses.contains("Sending a voice memo…"); }));
+        ASSERT_TRUE(testing::waitUntil([&] { return statuses.contains("Sending a voice memo…"); }));
     }
     ASSERT_TRUE(waitForStatus("Your voice memo is in Pelix."));
     EXPECT_TRUE(sent().isEmpty());
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::memos

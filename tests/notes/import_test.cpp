@@ -7,7 +7,7 @@
 #include <QElapsedTimer>
 #include <QMutex>
 
-namespace pelix {
+namespace pelix::notes {
 namespace {
 
 using fakes::Recorded;
@@ -47,7 +47,7 @@ protected:
         return *result;
     }
 
-    Worker worker{nullptr};
+    core::Worker worker{nullptr};
     QStringList progress;
 };
 
@@ -284,4 +284,4 @@ TEST_F(ImportTest, ThePelixProgramImportsAFileAndPrintsTheFinalMessage) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::notes

@@ -4,7 +4,7 @@
 
 #include <random>
 
-namespace pelix {
+namespace pelix::notes {
 namespace {
 
 using NotesImport::finalMessage;
@@ -120,4 +120,4 @@ TEST(FinalMessage, NamesOnlyTheCountsThatAreThere) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::notes

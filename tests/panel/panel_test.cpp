@@ -5,7 +5,7 @@
 #include "fakes/HostileServer.h"
 #include "panel/PanelModel.h"
 
-namespace pelix::relay {
+namespace pelix::panel {
 namespace {
 
 using fakes::Reply;
@@ -237,7 +237,7 @@ TEST_F(PanelModelTest, AnUnreachableBackendSaysSo) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        Api nowhere(c.base, tokens, &network, &clock);
+        service::Api nowhere(c.base, tokens, &network, &clock);
         PanelModel offline(nowhere, clock);
         for (const char* input : {"what's up", "the rent is paid"}) {
             ASSERT_TRUE(offline.send(input));
@@ -258,4 +258,4 @@ TEST_F(PanelModelTest, AnUnreachableBackendSaysSo) {
 }
 
 }  // namespace
-}  // namespace pelix::relay
+}  // namespace pelix::panel

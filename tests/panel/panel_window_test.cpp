@@ -8,7 +8,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 
-namespace pelix::relay {
+namespace pelix::panel {
 namespace {
 
 TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
@@ -58,4 +58,4 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
 }
 
 }  // namespace
-}  // namespace pelix::relay
+}  // namespace pelix::panel

@@ -2,12 +2,12 @@
 #include "platform/RemoteFiles.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::platform {
 namespace {
 
 TEST(RemoteFiles, CopiesWhatItCanReachAndLeavesNothingWhenItCannot) {
     QTemporaryDir from, to;
-    SystemClock clock;
+    core::SystemClock clock;
     const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = to.path()});
     platform::RemoteFiles& files = desktop->remoteFiles();
 
@@ -31,4 +31,4 @@ TEST(RemoteFiles, CopiesWhatItCanReachAndLeavesNothingWhenItCannot) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::platform

@@ -20,7 +20,7 @@ namespace {
 class DesktopTest : public ::testing::Test {
 protected:
     testing::IsolatedHome home;
-    SystemClock clock;
+    core::SystemClock clock;
     std::unique_ptr<Desktop> desktop = makeDesktop({.clock = clock, .cacheDir = home.path()});
 };
 

@@ -45,7 +45,7 @@ protected:
         return out;
     }
 
-    SystemClock clock;
+    core::SystemClock clock;
     std::unique_ptr<Desktop> desktop = makeDesktop({.clock = clock, .cacheDir = QString()});
     KeySource& source = desktop->keys();
     testing::Keyboard keys;

@@ -7,7 +7,7 @@
 
 #include <QUrlQuery>
 
-namespace pelix {
+namespace pelix::relay {
 
 void PrintTo(const RelayPlan& plan, std::ostream* out) {
     *out << plan.url.toString().toStdString() << (plan.paste ? " paste " : " in link ")
@@ -110,10 +110,10 @@ TEST(RelayPrompt, IsReadFromTheBackendsObject) {
 }
 
 TEST(RelayAccounts, AsksEachAccountOnce) {
-    const WindowKeyStore::Key window{"u-window", "pelix_window"};
+    const service::WindowKeyStore::Key window{"u-window", "pelix_window"};
     struct Case {
         std::optional<QString> main, mainUser;
-        std::optional<WindowKeyStore::Key> window;
+        std::optional<service::WindowKeyStore::Key> window;
         QStringList want;
     } cases[] = {
         {{}, {}, {}, {}},
@@ -171,4 +171,4 @@ TEST(RelayFrontApp, IsKnownByDesktopEntryOrWindowClass) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::relay

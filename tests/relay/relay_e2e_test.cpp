@@ -19,7 +19,7 @@
 // Last: it brings in the X headers, whose macros clash with the names of the others.
 #include "support/DesktopSession.h"
 
-namespace pelix {
+namespace pelix::relay {
 namespace {
 
 using testing::waitUntil;
@@ -113,7 +113,7 @@ TEST_F(RelayEndToEnd, ANewClaudeChatAtFullLengthWithoutTakingTheFocusMeanwhile) 
     ASSERT_TRUE(pelix.saw("relay: r1: counting down for a new chat in Claude", 15000))
         << pelix.err().constData();
     QTemporaryDir dir;
-    SystemClock clock;
+    core::SystemClock clock;
     const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = dir.path()});
     for (int second = 0; second < 4; ++second) {
         EXPECT_EQ(desktop->typist().frontWindow().value_or(platform::FrontWindow{}).pid,
@@ -179,4 +179,4 @@ TEST_F(RelayEndToEnd, AnAssistantThatNeverComesForwardIsReported) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -8,7 +8,7 @@
 
 #include <mutex>
 
-namespace pelix {
+namespace pelix::relay {
 namespace {
 
 using testing::waitUntil;
@@ -63,13 +63,13 @@ struct Rig : fakes::BackendRig {
             QCoreApplication::processEvents();
         }
     }
-    RelayParts parts(Api& through) {
+    RelayParts parts(service::Api& through) {
         return RelayParts{
             .clock = clock,
             .timers = timers,
             .prefs = prefs,
             .tokens = tokens,
-            .windowKeys = WindowKeyStore(home.dataDir()),
+            .windowKeys = service::WindowKeyStore(home.dataDir()),
             .api = through,
             .apps = apps,
             .accessibility = accessibility,
@@ -224,7 +224,7 @@ TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
 
 TEST(Relay, AsksEachAccountInTurnOnlyWhenOnAndUnlocked) {
     Rig rig;
-    WindowKeyStore(rig.home.dataDir()).write("u-1", "pelix_window");
+    service::WindowKeyStore(rig.home.dataDir()).write("u-1", "pelix_window");
     rig.prefs.setRelay(false);
     rig.relay.start();
     rig.timers.advance(15);
@@ -295,7 +295,8 @@ TEST(RelayAccounts, TheWindowAccountRules) {
     const QString u1 = "11111111-1111-1111-1111-111111111111";
     const QString u2 = "22222222-2222-2222-2222-222222222222";
     const std::optional<QString> none, main = "pelix_main";
-    const std::optional<WindowKeyStore::Key> window = WindowKeyStore::Key{u2, "pelix_k2"};
+    const std::optional<service::WindowKeyStore::Key> window =
+        service::WindowKeyStore::Key{u2, "pelix_k2"};
     const std::tuple<const char*, RelayAccounts::WindowAccountStep, const char*> rows[] = {
         {"relay off", windowAccount(false, u1, "pelix_k1", main, u1, window), "off"},
         {"the main token itself", windowAccount(true, u2, "pelix_main", main, none, window),
@@ -317,7 +318,7 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     Rig rig;
     const QString u1 = "11111111-1111-1111-1111-111111111111";
     const QString u2 = "22222222-2222-2222-2222-222222222222";
-    const WindowKeyStore windowKeys(rig.home.dataDir());
+    const service::WindowKeyStore windowKeys(rig.home.dataDir());
     QStringList replies;
     const auto say = [&](const QString& user, std::optional<QString> token) {
         const qsizetype before = replies.size();
@@ -330,7 +331,7 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     rig.prefs.setRelay(true);
     EXPECT_EQ(say(u1, std::nullopt), "need");
     EXPECT_EQ(say(u1, "pelix_k1"), "have");
-    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u1, "pelix_k1"}));
+    EXPECT_EQ(windowKeys.read(), (service::WindowKeyStore::Key{u1, "pelix_k1"}));
     EXPECT_TRUE(rig.calls("forget").isEmpty());
     EXPECT_EQ(say(u1, std::nullopt), "have");
 
@@ -339,7 +340,7 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     ASSERT_EQ(rig.calls("forget").size(), 1);
     EXPECT_EQ(rig.calls("forget")[0].headers.value("authorization"), "Bearer pelix_k1");
     EXPECT_EQ(rig.calls("forget")[0].json["device"], rig.session.deviceName());
-    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u2, "pelix_k2"}));
+    EXPECT_EQ(windowKeys.read(), (service::WindowKeyStore::Key{u2, "pelix_k2"}));
 
     // The main token names its user; the window account of that user is dropped.
     EXPECT_EQ(say(u2, "pelix_main"), "have");
@@ -348,14 +349,14 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
 
     // Without an answer from the service nothing changes.
     windowKeys.write(u1, "pelix_k1");
-    Api unreachable{QUrl("http://127.0.0.1:1"), rig.tokens, &rig.network, &rig.clock};
+    service::Api unreachable{QUrl("http://127.0.0.1:1"), rig.tokens, &rig.network, &rig.clock};
     Relay offline{rig.parts(unreachable)};
     QString later;
     offline.windowAccount("33333333-3333-3333-3333-333333333333", "pelix_k3",
                           [&](const QString& reply) { later = reply; });
     ASSERT_TRUE(waitUntil([&] { return !later.isEmpty(); }));
     EXPECT_EQ(later, "later");
-    EXPECT_EQ(windowKeys.read(), (WindowKeyStore::Key{u1, "pelix_k1"}));
+    EXPECT_EQ(windowKeys.read(), (service::WindowKeyStore::Key{u1, "pelix_k1"}));
 }
 
 TEST(RelayBanner, CountsDownAndCallsOneCallbackOnce) {
@@ -386,4 +387,4 @@ TEST(RelayBanner, CountsDownAndCallsOneCallbackOnce) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::relay

@@ -27,19 +27,20 @@ inline QString faceVideo(const TestMedia& media, const QString& name, const QStr
                          int left) {
     const QString overlay =
         QStringLiteral("[0][1]overlay=x=%1:y=0:shortest=1,format=yuv420p[v]").arg(left);
-    runTool("ffmpeg",
-            args("-v error -y -f lavfi -i color=c=0x404040:s=1280x720:r=25 -loop 1 -i") +
-                    QStringList{facePicture(), "-i", sound, "-filter_complex", overlay} +
-                    args("-map [v] -map 2:a -shortest -c:v libx264 -preset ultrafast -g 25 "
-                         "-c:a aac")
-                << media.path(name));
+    testing::runTool(
+        "ffmpeg",
+        testing::args("-v error -y -f lavfi -i color=c=0x404040:s=1280x720:r=25 -loop 1 -i") +
+                QStringList{facePicture(), "-i", sound, "-filter_complex", overlay} +
+                testing::args("-map [v] -map 2:a -shortest -c:v libx264 -preset ultrafast -g 25 "
+                              "-c:a aac")
+            << media.path(name));
     return media.path(name);
 }
 
 // One picture of a video at `t` seconds, by the ffmpeg program.
 inline QImage pictureOf(const QString& video, double t, const QString& png) {
-    runTool("ffmpeg", {"-v", "error", "-y", "-ss", QString::number(t, 'f', 3), "-i", video,
-                       "-frames:v", "1", png});
+    testing::runTool("ffmpeg", {"-v", "error", "-y", "-ss", QString::number(t, 'f', 3), "-i", video,
+                                "-frames:v", "1", png});
     QImage image(png);
     if (image.isNull()) throw std::runtime_error("could not read " + png.toStdString());
     return image.convertToFormat(QImage::Format_RGB32);

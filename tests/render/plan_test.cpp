@@ -14,9 +14,9 @@ using pelix::testing::projectOf;
 // The sizes that are not a format's constant: a source's own, kept even for 4:2:0; none known;
 // and scaled sizes never below two pixels.
 TEST(Geometry, OriginalAndScaledSizesStayEven) {
-    EXPECT_EQ(formatSize(VideoFormat::original, {1281, 721}), QSize(1280, 720));
-    EXPECT_EQ(formatSize(VideoFormat::original, {}), QSize(1080, 1920));
-    EXPECT_EQ(formatSize(VideoFormat::reel, {1920, 1080}), QSize(1080, 1920));
+    EXPECT_EQ(formatSize(editor::VideoFormat::original, {1281, 721}), QSize(1280, 720));
+    EXPECT_EQ(formatSize(editor::VideoFormat::original, {}), QSize(1080, 1920));
+    EXPECT_EQ(formatSize(editor::VideoFormat::reel, {1920, 1080}), QSize(1080, 1920));
     EXPECT_EQ(scaledSize({1080, 1920}, 0.25), QSize(270, 480));
     EXPECT_EQ(scaledSize({1080, 1440}, 0.1), QSize(108, 144));
     EXPECT_EQ(scaledSize({1920, 1080}, 0.001), QSize(2, 2));
@@ -44,8 +44,8 @@ TEST(Geometry, TheCropKeepsTheOutputsShapeAroundTheCentre) {
 }
 
 // Three lines of one clip, the middle one with a pop-up phrase.
-EditProject threeLines() {
-    EditProject project =
+editor::EditProject threeLines() {
+    editor::EditProject project =
         projectOf({clipOf({{0.5, 0.9, "One."}, {2.0, 2.4, "Two."}, {2.5, 2.9, "Three."}}, 10)});
     project.clips[0].width = 1920;
     project.clips[0].height = 1080;
@@ -53,7 +53,7 @@ EditProject threeLines() {
 }
 
 TEST(Plan, PiecesCarryZoomsFramingAndFades) {
-    EditProject project = threeLines();
+    editor::EditProject project = threeLines();
     project.keywords["1F0C7A2B:1"] = "Two";
     project.clips[0].faceX = 0.3;
     const RenderPlan plan = makePlan(project, 0.5);
@@ -88,23 +88,23 @@ TEST(Plan, PiecesCarryZoomsFramingAndFades) {
 }
 
 TEST(Plan, AFramingByHandWinsOverTheFace) {
-    SourceClip clip = clipOf({});
+    editor::SourceClip clip = testing::clipOf({});
     EXPECT_EQ(framingOf(clip).centre, QPointF(0.5, 0.5));
     clip.faceX = 0.2;
     EXPECT_EQ(framingOf(clip).centre, QPointF(0.2, 0.5));
-    clip.framing = Framing{0.7, 0.4, 1.3};
+    clip.framing = editor::Framing{0.7, 0.4, 1.3};
     EXPECT_EQ(framingOf(clip).centre, QPointF(0.7, 0.4));
     EXPECT_DOUBLE_EQ(framingOf(clip).zoom, 1.3);
-    clip.framing = Framing{1.7, -1, 0.2};  // out of range: kept within the picture
+    clip.framing = editor::Framing{1.7, -1, 0.2};  // out of range: kept within the picture
     EXPECT_EQ(framingOf(clip).centre, QPointF(1, 0));
     EXPECT_DOUBLE_EQ(framingOf(clip).zoom, 1.0);
 }
 
 TEST(Plan, ANewClipStartsAtItsOwnZoom) {
-    SourceClip second = clipOf({{0.5, 0.9, "Again."}}, 5, 1);
-    EditProject project = threeLines();
+    editor::SourceClip second = testing::clipOf({{0.5, 0.9, "Again."}}, 5, 1);
+    editor::EditProject project = threeLines();
     project.clips.push_back(second);
-    project.keywords[QString(upperUuid(second.id).left(8)) + ":0"] = "Again";
+    project.keywords[QString(editor::upperUuid(second.id).left(8)) + ":0"] = "Again";
     const RenderPlan plan = makePlan(project);
     ASSERT_EQ(plan.pieces.size(), 4u);
     EXPECT_DOUBLE_EQ(plan.pieces[3].zoom, 1.18);
@@ -152,20 +152,22 @@ QStringList events(const QString& script) {
     return found;
 }
 
-QString overlayOf(const EditProject& project) {
-    const std::vector<Line> all = lines(project.clips);
-    return assScript(project, Timeline(segments(project, all)), all, QSize(1080, 1920));
+QString overlayOf(const editor::EditProject& project) {
+    const std::vector<editor::Line> all = editor::lines(project.clips);
+    return assScript(project, editor::Timeline(editor::segments(project, all)), all,
+                     QSize(1080, 1920));
 }
 
 TEST(Overlay, BoldCaptionsLightTheWordBeingSpoken) {
-    EditProject project = projectOf({evenClip({"one", "two", "three"}, 0.3, 0.1)});
+    editor::EditProject project =
+        testing::projectOf({testing::evenClip({"one", "two", "three"}, 0.3, 0.1)});
     const QStringList bold = events(overlayOf(project));
     ASSERT_EQ(bold.size(), 3);  // one event per word, back to back
     EXPECT_TRUE(bold[0].endsWith(",Bold,,0,0,0,,{\\1c&H00D4FF&}one{\\1c&HFFFFFF&} two three"));
     EXPECT_TRUE(bold[1].endsWith("one {\\1c&H00D4FF&}two{\\1c&HFFFFFF&} three"));
     EXPECT_EQ(bold[0].section(',', 2, 2), bold[1].section(',', 1, 1));
 
-    project.settings.captionStyle = CaptionStyle::clean;
+    project.settings.captionStyle = editor::CaptionStyle::clean;
     const QStringList clean = events(overlayOf(project));
     ASSERT_EQ(clean.size(), 1);
     EXPECT_TRUE(clean[0].endsWith(",Clean,,0,0,0,,one two three"));
@@ -175,8 +177,9 @@ TEST(Overlay, BoldCaptionsLightTheWordBeingSpoken) {
 }
 
 TEST(Overlay, ChineseCaptionsAreUnspacedInACjkFont) {
-    EditProject project = projectOf({evenClip({"hello", "world."}, 0.3, 0.1)});
-    project.settings.captionLanguage = CaptionLanguage::zhHans;
+    editor::EditProject project =
+        testing::projectOf({testing::evenClip({"hello", "world."}, 0.3, 0.1)});
+    project.settings.captionLanguage = editor::CaptionLanguage::zhHans;
     project.translations["zh-Hans"]["1F0C7A2B:0"] = "你好 世界";
     const QStringList found = events(overlayOf(project));
     ASSERT_EQ(found.size(), 1);
@@ -184,7 +187,7 @@ TEST(Overlay, ChineseCaptionsAreUnspacedInACjkFont) {
 }
 
 TEST(Overlay, StylesFollowSizeAndPosition) {
-    EditProject project = projectOf({evenClip({"one"}, 0.3, 0.1)});
+    editor::EditProject project = testing::projectOf({testing::evenClip({"one"}, 0.3, 0.1)});
     auto style = [&](const char* name) {
         for (const QString& line : overlayOf(project).split('\n')) {
             if (line.startsWith(QStringLiteral("Style: %1,").arg(name))) return line.split(',');
@@ -196,14 +199,14 @@ TEST(Overlay, StylesFollowSizeAndPosition) {
     EXPECT_EQ(style("Bold").at(21), "384");  // a fifth of the height up
     EXPECT_EQ(style("Clean").at(15), "3");   // on a box
     project.settings.captionSize = 1.6;
-    project.settings.captionPosition = CaptionPosition::middle;
+    project.settings.captionPosition = editor::CaptionPosition::middle;
     EXPECT_EQ(style("Bold").at(2), "130");
     EXPECT_EQ(style("Bold").at(18), "5");
     EXPECT_EQ(style("Bold").at(21), "0");
 }
 
 TEST(Overlay, HookPopUpsAndProgressBar) {
-    EditProject project = threeLines();
+    editor::EditProject project = threeLines();
     project.settings.captions = false;
     project.hook = "Watch {this}\\now";
     project.keywords["1F0C7A2B:1"] = "Two";

@@ -24,17 +24,18 @@ namespace {
 using pelix::testing::runTool;
 using pelix::testing::TestMedia;
 
-SpeechEngines pocketSphinx() {
-    SpeechEngines engines;
-    engines.add(
-        std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(), QString()));
+speech::SpeechEngines pocketSphinx() {
+    speech::SpeechEngines engines;
+    engines.add(std::make_unique<speech::PocketSphinxEngine>(
+        speech::PocketSphinxEngine::systemModelFolder(), QString()));
     return engines;
 }
 
 // ffprobe's view of a file's streams and format.
 QJsonObject probe(const QString& file) {
-    return QJsonDocument::fromJson(runTool("ffprobe", {"-v", "error", "-show_streams",
-                                                       "-show_format", "-of", "json", file}))
+    return QJsonDocument::fromJson(
+               testing::runTool("ffprobe", {"-v", "error", "-show_streams", "-show_format", "-of",
+                                            "json", file}))
         .object();
 }
 
@@ -88,11 +89,12 @@ QSet<QString> longWords(const QString& text) {
 }
 
 QString heardIn(const QString& file) {
-    const SpeechEngines engines = pocketSphinx();
-    const auto spoken = VideoTranscriber::transcribe(engines, file, "en-US", {}, {}, {});
+    const speech::SpeechEngines engines = pocketSphinx();
+    const auto spoken =
+        transcribe::VideoTranscriber::transcribe(engines, file, "en-US", {}, {}, {});
     if (!spoken) throw std::runtime_error(spoken.error().message.toStdString());
     QString text;
-    for (const Spoken& s : *spoken) text += s.text + ' ';
+    for (const transcribe::Spoken& s : *spoken) text += s.text + ' ';
     return text;
 }
 
@@ -116,22 +118,22 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     const QString right =
         testing::faceVideo(media, "right.mp4", media.speech("b.wav", second, 0.6), 720);
 
-    NewVideoOptions options;
+    studio::NewVideoOptions options;
     options.files = {left, right};
     options.name = "Two talks";
     options.locale = "en-US";
     QStringList progress;
     options.progress = [&](const QString& line) { progress << line; };
-    const SpeechEngines engines = pocketSphinx();
-    auto made = newVideo(engines, options, QDateTime::currentDateTimeUtc());
+    const speech::SpeechEngines engines = pocketSphinx();
+    auto made = studio::newVideo(engines, options, QDateTime::currentDateTimeUtc());
     ASSERT_TRUE(made) << made.error().message.toStdString();
-    EditProject project = *made;
+    editor::EditProject project = *made;
     {
         SCOPED_TRACE("new");
         EXPECT_TRUE(progress.contains("left.mp4: Listening… 100%"))
             << progress.join('\n').toStdString();
         ASSERT_EQ(project.clips.size(), 2u);
-        for (const SourceClip& clip : project.clips) {
+        for (const editor::SourceClip& clip : project.clips) {
             EXPECT_TRUE(clip.transcribed);
             EXPECT_EQ(QSize(clip.width, clip.height), QSize(1280, 720));
             EXPECT_FALSE(clip.words.empty());
@@ -142,9 +144,9 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     }
 
     // Cut the line that asks for the report; put a pop-up on the first line.
-    const std::vector<Line> all = lines(project.clips);
-    const Line* cutLine = nullptr;
-    for (const Line& line : all) {
+    const std::vector<editor::Line> all = editor::lines(project.clips);
+    const editor::Line* cutLine = nullptr;
+    for (const editor::Line& line : all) {
         if (line.text.contains("report")) cutLine = &line;
     }
     ASSERT_NE(cutLine, nullptr) << "the transcriber did not hear the report line";
@@ -164,7 +166,7 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     EXPECT_TRUE(std::is_sorted(exporting.begin(), exporting.end()));
     EXPECT_GT(exporting.size(), 10);
     EXPECT_DOUBLE_EQ(exporting.value(exporting.size() - 1), 1.0);
-    const Timeline timeline(segments(project, all));
+    const editor::Timeline timeline(segments(project, all));
     {
         SCOPED_TRACE("a vertical MP4 of the timeline's length, its index before its data");
         const QJsonArray streams = probe(target).value("streams").toArray();
@@ -201,7 +203,7 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     {
         SCOPED_TRACE("the cut line is not heard, the kept ones are");
         QString kept, cut = cutLine->text;
-        for (const Line& line : all) {
+        for (const editor::Line& line : all) {
             if (line.id != cutLine->id) kept += line.text + ' ';
         }
         const QSet<QString> again = longWords(heardIn(target));
@@ -218,7 +220,7 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
         SCOPED_TRACE("each speaker is framed into the middle third");
         int clip = -1;
         for (size_t i = 0; i < timeline.segments().size(); ++i) {
-            const Segment& s = timeline.segments()[i];
+            const editor::Segment& s = timeline.segments()[i];
             if (s.clip == clip) continue;
             clip = s.clip;
             const double middle = timeline.starts()[i] + (s.end - s.start) / 2;
@@ -233,9 +235,9 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     }
     {
         SCOPED_TRACE("a caption is read back in the middle of its cue");
-        const auto cues = captions(project, timeline, all);
-        const CaptionCue* cue = nullptr;
-        for (const CaptionCue& c : cues) {
+        const auto cues = editor::captions(project, timeline, all);
+        const editor::CaptionCue* cue = nullptr;
+        for (const editor::CaptionCue& c : cues) {
             if (c.words.size() == 3 && c.words.join("").size() >= 12) cue = &c;
         }
         ASSERT_NE(cue, nullptr);
@@ -256,7 +258,7 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
         band.scaled(band.width() * 2, height * 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
             .save(folder.filePath("band.png"));
         const QString read = QString::fromUtf8(
-            runTool("tesseract", {folder.filePath("band.png"), "stdout", "--psm", "6"}));
+            testing::runTool("tesseract", {folder.filePath("band.png"), "stdout", "--psm", "6"}));
         const QStringList readWords = testing::spokenWords(read);
         for (const QString& word : cue->words) {
             const QString plain = testing::spokenWords(word).join("");
@@ -266,13 +268,13 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     }
     {
         SCOPED_TRACE("a segment with a pop-up is the unzoomed picture scaled by 1.18");
-        EditProject zoomed = project;
+        editor::EditProject zoomed = project;
         zoomed.settings.captions = false;
         zoomed.settings.hookTitle = false;
         zoomed.keywords[all.front().id] = project.clips[0].words.front().text;
-        EditProject plain = zoomed;
+        editor::EditProject plain = zoomed;
         plain.settings.punchIns = false;
-        const Segment& s = timeline.segments().front();
+        const editor::Segment& s = timeline.segments().front();
         ASSERT_EQ(s.line, all.front().id);
         const double middle = timeline.starts().front() + (s.end - s.start) / 2;
         ASSERT_GT(middle, kZoomEase);
@@ -290,8 +292,8 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
 }
 
 // A clip of a steady tone with made-up words, so that cuts fall in the middle of the sound.
-EditProject toneProject(const QString& clipPath, double duration) {
-    SourceClip clip;
+editor::EditProject toneProject(const QString& clipPath, double duration) {
+    editor::SourceClip clip;
     clip.id = QUuid::fromString(QStringLiteral("{2f0c7a2b-0000-4000-8000-000000000001}"));
     clip.path = clipPath;
     clip.duration = duration;
@@ -299,7 +301,7 @@ EditProject toneProject(const QString& clipPath, double duration) {
     clip.height = 720;
     clip.transcribed = true;
     clip.words = {{0.5, 0.9, "One."}, {2.0, 2.4, "Two."}, {2.5, 2.9, "Three."}};
-    EditProject project;
+    editor::EditProject project;
     project.id = QUuid::createUuid();
     project.clips = {clip};
     return project;
@@ -308,15 +310,15 @@ EditProject toneProject(const QString& clipPath, double duration) {
 // A playing preview keeps its clips and overlay open from picture to picture and across changes
 // of the project; what it draws must be what a single picture of the same edit shows.
 TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
-    const EditProject project = toneProject(media.silentVideo("moving.mp4", 4), 4);
-    EditProject cut = project;
-    cut.cut.insert(lines(project.clips)[0].id);
-    EditProject clean = cut;
-    clean.settings.captionStyle = CaptionStyle::clean;
+    const editor::EditProject project = toneProject(media.silentVideo("moving.mp4", 4), 4);
+    editor::EditProject cut = project;
+    cut.cut.insert(editor::lines(project.clips)[0].id);
+    editor::EditProject clean = cut;
+    clean.settings.captionStyle = editor::CaptionStyle::clean;
     constexpr double kScale = 0.2;
     const auto frames = renderer->frames(project, kScale);
-    const std::vector<const EditProject*> edits{&project, &cut, &clean};
-    for (const EditProject* edit : edits) {
+    const std::vector<const editor::EditProject*> edits{&project, &cut, &clean};
+    for (const editor::EditProject* edit : edits) {
         if (edit != &project) frames->setProject(*edit, kScale);
         // Forward within the decoder's reach, then back, which seeks.
         for (const double t : {0.1, 0.2, 0.5, 0.05}) {
@@ -332,7 +334,7 @@ TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
 
 // The sound of an export as mono float samples at 48 kHz.
 std::vector<float> soundOf(const QString& file) {
-    const QByteArray raw = runTool(
+    const QByteArray raw = testing::runTool(
         "ffmpeg", {"-v", "error", "-i", file, "-ac", "1", "-ar", "48000", "-f", "f32le", "-"});
     std::vector<float> samples(size_t(raw.size()) / sizeof(float));
     std::memcpy(samples.data(), raw.constData(), samples.size() * sizeof(float));
@@ -348,7 +350,7 @@ double peak(const std::vector<float>& s, double from, double to) {
 }
 
 TEST_F(RenderTest, CutsInTheSoundFadeAndJoinsDoNot) {
-    EditProject project = toneProject(media.tone("tone.m4a", 4), 4);
+    editor::EditProject project = toneProject(media.tone("tone.m4a", 4), 4);
     project.clips[0].width = project.clips[0].height = 0;  // sound alone: drawn black
     project.settings.captions = false;
     const QString target = folder.filePath("tone-cuts.mp4");
@@ -379,14 +381,14 @@ TEST_F(RenderTest, FailuresAndStopsLeaveNothingBehind) {
     RenderOptions options;
     options.scale = 0.1;
 
-    EditProject missing = toneProject(folder.filePath("gone.mp4"), 4);
+    editor::EditProject missing = toneProject(folder.filePath("gone.mp4"), 4);
     const Status gone = renderer->exportVideo(missing, target, options);
     ASSERT_FALSE(gone);
     EXPECT_EQ(gone.error().code, kClipMissing);
     EXPECT_EQ(gone.error().message, "Couldn't export the video: its clip " +
                                         folder.filePath("gone.mp4") + " is missing.");
 
-    EditProject allCut = toneProject(clip, 4);
+    editor::EditProject allCut = toneProject(clip, 4);
     allCut.cut = {"2F0C7A2B:0", "2F0C7A2B:1", "2F0C7A2B:2"};
     EXPECT_EQ(renderer->exportVideo(allCut, target, options).error().code, kNothingKept);
 

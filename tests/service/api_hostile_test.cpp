@@ -10,7 +10,7 @@
 #include <QSslServer>
 #include <QSslSocket>
 
-namespace pelix {
+namespace pelix::service {
 namespace {
 
 using fakes::HostileServer;
@@ -104,8 +104,9 @@ TEST_F(HostileApiTest, HeadersThatNeverEndFailWithinTheLimit) {
         HostileServer::Script script;
         qint64 limit;
     } cases[] = {
-        {"header lines", HostileServer::endlessHeaders(), pelix::HttpExchange::kHeaderLimit},
-        {"trailer line", HostileServer::endlessTrailer(), pelix::HttpExchange::kLineLimit},
+        {"header lines", HostileServer::endlessHeaders(),
+         pelix::service::HttpExchange::kHeaderLimit},
+        {"trailer line", HostileServer::endlessTrailer(), pelix::service::HttpExchange::kLineLimit},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -197,4 +198,4 @@ TEST_F(HostileApiTest, AServerWithAnUntrustedCertificateGetsNoRequest) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::service

@@ -6,7 +6,7 @@
 
 #include <atomic>
 
-namespace pelix {
+namespace pelix::service {
 namespace {
 
 using fakes::Reply;
@@ -176,4 +176,4 @@ TEST_F(ApiTest, TheBaseIsTheEnvironmentsThenThePreferenceThenTheDefault) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::service

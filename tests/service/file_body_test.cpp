@@ -5,7 +5,7 @@
 
 #include <random>
 
-namespace pelix {
+namespace pelix::service {
 namespace {
 
 // The body streamed from a file is byte for byte the compact JSON a document would make, read in
@@ -22,7 +22,7 @@ TEST(Base64FileBody, IsTheCompactJsonReadInAnySteps) {
         const QJsonObject rest{{"filename", "piece-1.m4a"}, {"transcribe_only", true}};
         QJsonObject whole = rest;
         whole.insert("audio_base64", QString::fromLatin1(bytes.toBase64()));
-        const QByteArray want = json::compact(whole);
+        const QByteArray want = core::json::compact(whole);
 
         const auto body = Base64FileBody::open(rest, "audio_base64", path);
         ASSERT_TRUE(body);
@@ -40,4 +40,4 @@ TEST(Base64FileBody, IsTheCompactJsonReadInAnySteps) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::service

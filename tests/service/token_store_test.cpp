@@ -9,7 +9,7 @@
 
 #include <libsecret/secret.h>
 
-namespace pelix {
+namespace pelix::service {
 namespace {
 
 class FakeSecrets final : public platform::SecretStore {
@@ -111,7 +111,7 @@ TEST(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
     ASSERT_FALSE(qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
         << "no D-Bus session bus: run the tests inside scripts/with-desktop";
     testing::IsolatedHome home;
-    SystemClock clock;
+    core::SystemClock clock;
     const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = QString()});
     platform::SecretStore& secrets = desktop->secrets();
     SecretSchema schema{};
@@ -135,4 +135,4 @@ TEST(DesktopKeyring, MigratesTheOldTokenOutOfTheSecretService) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::service

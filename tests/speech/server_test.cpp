@@ -13,16 +13,16 @@
 
 #include <QElapsedTimer>
 
-namespace pelix {
+namespace pelix::speech {
 namespace {
 
 using fakes::FakeTranscriptionServer;
 using fakes::Reply;
 using fakes::Shape;
 
-QString texts(const QList<Word>& words) {
+QString texts(const QList<core::Word>& words) {
     QStringList out;
-    for (const Word& w : words) out << w.text;
+    for (const core::Word& w : words) out << w.text;
     return out.join(' ');
 }
 
@@ -46,7 +46,7 @@ TEST(ServerAnswer, ThreeShapesGiveTheSameStretchesOnTheStreamsAxis) {
         EXPECT_NEAR((*heard)[0].start, 10.1, 1e-6);
         double last = 10;
         for (const SpeechResult& stretch : *heard) {
-            for (const Word& w : stretch.words) {
+            for (const core::Word& w : stretch.words) {
                 EXPECT_GE(w.start, last - 1e-9) << w.text.toStdString();
                 EXPECT_LE(w.start, w.end);
                 EXPECT_LE(w.end, 14.0);
@@ -90,13 +90,13 @@ TEST(ServerAnswer, TokensJoinIntoWords) {
         return out;
     };
     // whisper.cpp: leading spaces start words, punctuation and special tokens follow.
-    QList<Word> words = server::joinTokens(entries({{"[_BEG_]", 0},
-                                                    {" Hel", 0.1},
-                                                    {"lo", 0.2},
-                                                    {",", 0.3},
-                                                    {" wor", 0.4},
-                                                    {"ld", 0.5},
-                                                    {"<|endoftext|>", 0.6}}));
+    QList<core::Word> words = server::joinTokens(entries({{"[_BEG_]", 0},
+                                                          {" Hel", 0.1},
+                                                          {"lo", 0.2},
+                                                          {",", 0.3},
+                                                          {" wor", 0.4},
+                                                          {"ld", 0.5},
+                                                          {"<|endoftext|>", 0.6}}));
     EXPECT_EQ(texts(words), "Hello, world");
     EXPECT_DOUBLE_EQ(words[0].start, 0.1);
     EXPECT_DOUBLE_EQ(words[0].end, 0.4);
@@ -108,8 +108,8 @@ TEST(ServerAnswer, TokensJoinIntoWords) {
 
     words = server::spreadWords(" a  bbb ", 2, 6);
     ASSERT_EQ(words.size(), 2);
-    EXPECT_EQ(words[0], (Word{2, 3, "a"}));
-    EXPECT_EQ(words[1], (Word{3, 6, "bbb"}));
+    EXPECT_EQ(words[0], (core::Word{2, 3, "a"}));
+    EXPECT_EQ(words[1], (core::Word{3, 6, "bbb"}));
 }
 
 TEST(ServerAnswer, RefusalsAreOneSentenceWithoutTheKey) {
@@ -149,7 +149,7 @@ TEST(ServerSettings, AddressModelLimitAndKey) {
     }
 
     QTemporaryDir dir;
-    Prefs prefs(dir.filePath("Pelix.conf"));
+    core::Prefs prefs(dir.filePath("Pelix.conf"));
     const SpeechKeyStore keys(dir.filePath("data"));
     EXPECT_FALSE(ServerSettings::read(prefs, keys));
     prefs.setValue("speech.server", "  ");
@@ -174,7 +174,7 @@ TEST(ServerSettings, AddressModelLimitAndKey) {
     // A key that would add a header to every request is refused, stored or found.
     EXPECT_FALSE(keys.write("sk-a\r\nX-Evil: 1"));
     EXPECT_EQ(keys.read(), "sk-test");
-    pelix::writePrivateFile(dir.filePath("data/speech-key"), "sk-a\nX-Evil: 1");
+    pelix::core::writePrivateFile(dir.filePath("data/speech-key"), "sk-a\nX-Evil: 1");
     EXPECT_FALSE(keys.read());
     ASSERT_TRUE(keys.write(""));
     EXPECT_FALSE(keys.read());
@@ -240,7 +240,7 @@ protected:
     static constexpr auto kKey = "sk-test-key-42";
     FakeTranscriptionServer server_;
     QTemporaryDir dir_;
-    Prefs prefs_{dir_.filePath("Pelix.conf")};
+    core::Prefs prefs_{dir_.filePath("Pelix.conf")};
     SpeechKeyStore keys_{dir_.filePath("data")};
     TranscriptionServerEngine engine_{prefs_, keys_};
 };
@@ -472,4 +472,4 @@ TEST_F(ServerEngine, AFileThatFitsGoesAsItIsUnlessTheServerWantsWav) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::speech

@@ -5,7 +5,7 @@
 #include "speech/SpeechEngines.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::speech {
 namespace {
 
 void touch(const QString& path) {
@@ -143,4 +143,4 @@ TEST_F(LiveSession, CancelStopsEverything) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::speech

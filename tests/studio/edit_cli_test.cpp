@@ -1,6 +1,6 @@
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 using testing::runPelix;
@@ -171,4 +171,4 @@ TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -10,7 +10,7 @@
 
 #include <signal.h>
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 using fakes::Recorded;
@@ -24,10 +24,11 @@ protected:
     testing::ProcessResult edit(const QStringList& args) {
         return runPelix(QStringList{"--edit"} + args, {}, backendEnv(), 240000);
     }
-    EditProject saved(const QString& id) const {
+    editor::EditProject saved(const QString& id) const {
         const QByteArray text = testing::readFile(home.dataDir() + "/Editor/" + id + ".json");
         EXPECT_FALSE(text.isEmpty()) << id.toStdString();
-        return projectFromJson(QJsonDocument::fromJson(text).object()).value_or(EditProject{});
+        return editor::projectFromJson(QJsonDocument::fromJson(text).object())
+            .value_or(editor::EditProject{});
     }
     QList<QJsonObject> sent(const QString& action) const {
         return BackendRig::sent("video-edit", action);
@@ -76,12 +77,12 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     ASSERT_EQ(made.exitCode, 0) << made.err.toStdString();
     const QString id = QString::fromUtf8(made.out).trimmed();
     EXPECT_TRUE(made.err.contains("sample.mp4: Listening… 100%")) << made.err.toStdString();
-    EditProject project = saved(id);
+    editor::EditProject project = saved(id);
     EXPECT_EQ(project.name, "Morning walk");
     ASSERT_EQ(project.clips.size(), 1u);
     EXPECT_EQ(QSize(project.clips[0].width, project.clips[0].height), QSize(160, 120));
     EXPECT_FALSE(project.clips[0].faceX);  // a test picture: no face, centred
-    const std::vector<Line> all = lines(project.clips);
+    const std::vector<editor::Line> all = editor::lines(project.clips);
     ASSERT_EQ(all.size(), 3u) << "the transcriber heard the sentences differently";
 
     {
@@ -92,7 +93,7 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
         EXPECT_EQ(sent("plan").at(0).value("style"), QJsonArray{"Keep it short"});
         project = saved(id);
         EXPECT_EQ(project.hook, "Coffee first");
-        EXPECT_EQ(project.keywords, (TextMap{{all[1].id, "report"}}));
+        EXPECT_EQ(project.keywords, (editor::TextMap{{all[1].id, "report"}}));
     }
     {
         SCOPED_TRACE("revise");
@@ -101,9 +102,9 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
         EXPECT_EQ(revised.out, "Cut the second line.\n");
         EXPECT_EQ(sent("revise").at(0).value("instruction"), "cut the second line");
         project = saved(id);
-        EXPECT_EQ(project.cut, TextSet{all[1].id});
-        EXPECT_EQ(project.chat, (std::vector<ChatTurn>{{"cut the second line", true},
-                                                       {"Cut the second line.", false}}));
+        EXPECT_EQ(project.cut, editor::TextSet{all[1].id});
+        EXPECT_EQ(project.chat, (std::vector<editor::ChatTurn>{{"cut the second line", true},
+                                                               {"Cut the second line.", false}}));
         // The remembered rule joins the saved ones.
         const QList<QJsonObject> styles = sent("style");
         ASSERT_FALSE(styles.isEmpty());
@@ -185,4 +186,4 @@ TEST_F(EditRoad, NewRefusesWhatItCannotUse) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::studio

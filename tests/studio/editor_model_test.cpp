@@ -5,7 +5,7 @@
 #include "studio/EditorModel.h"
 #include "support/TestSupport.h"
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 using testing::threeLines;
@@ -13,32 +13,32 @@ using testing::threeLines;
 // An assistant whose answers the test gives by hand.
 class FakeAssistant final : public EditAssistant {
 public:
-    void plan(const EditProject& project, const QStringList&,
+    void plan(const editor::EditProject& project, const QStringList&,
               std::function<void(Result<FirstPass>)> done) override {
         planned.push_back(project);
         planDone = std::move(done);
     }
-    void revise(const QString& instruction, const QStringList& style, const EditProject&,
+    void revise(const QString& instruction, const QStringList& style, const editor::EditProject&,
                 std::function<void(Result<Revision>)> done) override {
         instructions.push_back(instruction);
         styles.push_back(style);
         reviseDone = std::move(done);
     }
-    void translate(const EditProject& project,
-                   std::function<void(Result<EditProject>)> done) override {
+    void translate(const editor::EditProject& project,
+                   std::function<void(Result<editor::EditProject>)> done) override {
         translations.push_back(project);
         translateDone = std::move(done);
     }
     void saveRules(const QStringList& rules) override { savedRules.push_back(rules); }
 
-    std::vector<EditProject> planned;
+    std::vector<editor::EditProject> planned;
     QStringList instructions;
     std::vector<QStringList> styles;
-    std::vector<EditProject> translations;
+    std::vector<editor::EditProject> translations;
     std::vector<QStringList> savedRules;
     std::function<void(Result<FirstPass>)> planDone;
     std::function<void(Result<Revision>)> reviseDone;
-    std::function<void(Result<EditProject>)> translateDone;
+    std::function<void(Result<editor::EditProject>)> translateDone;
 };
 
 class EditorModelTest : public ::testing::Test {
@@ -46,7 +46,7 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(dir.isValid());
         qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
-        model.open(threeLines());
+        model.open(testing::threeLines());
         ASSERT_EQ(model.lines().size(), 3u);
     }
     void TearDown() override { qunsetenv("PELIX_EDITOR_DIR"); }
@@ -71,9 +71,9 @@ TEST_F(EditorModelTest, ClickCutChangesSegmentsAndTotalAndRestores) {
     model.toggleCut(1);
     EXPECT_TRUE(model.isCut(1));
     EXPECT_TRUE(model.project().cut.contains(model.lines()[1].id));
-    const Line& middle = model.lines()[1];
+    const editor::Line& middle = model.lines()[1];
     EXPECT_LT(model.total(), whole - (middle.end - middle.start) + 0.5);
-    for (const Segment& s : model.timeline().segments()) EXPECT_NE(s.line, middle.id);
+    for (const editor::Segment& s : model.timeline().segments()) EXPECT_NE(s.line, middle.id);
     EXPECT_FALSE(model.canRedo());
 
     model.toggleCut(1);
@@ -87,13 +87,13 @@ TEST_F(EditorModelTest, ClickCutChangesSegmentsAndTotalAndRestores) {
 }
 
 TEST_F(EditorModelTest, UndoAndRedoRestoreProjectValuesExactly) {
-    std::vector<EditProject> states{model.project()};
+    std::vector<editor::EditProject> states{model.project()};
     model.toggleCut(0);
     states.push_back(model.project());
     model.fixLine(2, "Goodbye now.");
     states.push_back(model.project());
-    EditSettings settings = model.project().settings;
-    settings.pace = Pace::snappy;
+    editor::EditSettings settings = model.project().settings;
+    settings.pace = editor::Pace::snappy;
     settings.targetSeconds = 30;
     model.setSettings(settings);
     states.push_back(model.project());
@@ -118,7 +118,7 @@ TEST_F(EditorModelTest, UndoAndRedoRestoreProjectValuesExactly) {
     model.undo();
     model.toggleCut(2);
     EXPECT_FALSE(model.canRedo());
-    const EditProject now = model.project();
+    const editor::EditProject now = model.project();
     model.fixLine(0, model.lines()[0].text);
     model.setSettings(model.project().settings);
     EXPECT_EQ(model.project(), now);
@@ -129,7 +129,7 @@ TEST_F(EditorModelTest, UndoAndRedoRestoreProjectValuesExactly) {
 TEST_F(EditorModelTest, SavesAreDebouncedAndAtomic) {
     int saves = 0;
     QObject::connect(&model, &EditorModel::saved, [&] { ++saves; });
-    const QString file = ProjectStore::fileFor(model.project().id);
+    const QString file = editor::ProjectStore::fileFor(model.project().id);
 
     model.toggleCut(0);
     timers.advance(EditorModel::kSaveDelay / 2);
@@ -143,7 +143,7 @@ TEST_F(EditorModelTest, SavesAreDebouncedAndAtomic) {
     EXPECT_EQ(saves, 1);
     EXPECT_FALSE(model.savePending());
     EXPECT_EQ(files(), QStringList{QFileInfo(file).fileName()}) << "a temporary file was left";
-    auto stored = ProjectStore::openFile(file);
+    auto stored = editor::ProjectStore::openFile(file);
     ASSERT_TRUE(stored) << stored.error().message.toStdString();
     EXPECT_EQ(*stored, model.project());
 
@@ -157,7 +157,7 @@ TEST_F(EditorModelTest, SavesAreDebouncedAndAtomic) {
         EXPECT_EQ(timers.pending(), 1);
     }
     EXPECT_EQ(timers.pending(), 0);
-    EXPECT_TRUE(ProjectStore::openFile(file)->cut.contains(model.lines()[2].id));
+    EXPECT_TRUE(editor::ProjectStore::openFile(file)->cut.contains(model.lines()[2].id));
 
     // A save that cannot be made is reported and the project stays as it is.
     qputenv("PELIX_EDITOR_DIR", QDir(dir.path()).filePath(QFileInfo(file).fileName()).toUtf8());
@@ -168,7 +168,7 @@ TEST_F(EditorModelTest, SavesAreDebouncedAndAtomic) {
 }
 
 TEST_F(EditorModelTest, RevisionAppliesOperationsOrLeavesTheProjectAsItWas) {
-    const EditProject before = model.project();
+    const editor::EditProject before = model.project();
     QString failure;
     QObject::connect(&model, &EditorModel::failed, [&](const QString& s) { failure = s; });
 
@@ -190,7 +190,7 @@ TEST_F(EditorModelTest, RevisionAppliesOperationsOrLeavesTheProjectAsItWas) {
     model.revise("cut the intro");
     EXPECT_TRUE(model.error().isEmpty());
     EXPECT_EQ(assistant.styles.back(), (QStringList{"no emojis", "short hooks"}));
-    Applied applied =
+    editor::Applied applied =
         applyOps(QJsonArray{QJsonObject{{"op", "cut"}, {"ids", QJsonArray{1}}}}, before);
     applied.remember = QStringList{"keep it snappy", "no emojis"};
     applied.forget = QStringList{"short hooks"};
@@ -199,7 +199,7 @@ TEST_F(EditorModelTest, RevisionAppliesOperationsOrLeavesTheProjectAsItWas) {
     settle();
     EXPECT_TRUE(model.isCut(0));
     EXPECT_EQ(model.project().chat,
-              (std::vector<ChatTurn>{{"cut the intro", true}, {"Cut the intro.", false}}));
+              (std::vector<editor::ChatTurn>{{"cut the intro", true}, {"Cut the intro.", false}}));
     EXPECT_EQ(model.style(), (QStringList{"no emojis", "keep it snappy"}));
     ASSERT_EQ(assistant.savedRules.size(), 1u);
     model.undo();
@@ -209,7 +209,7 @@ TEST_F(EditorModelTest, RevisionAppliesOperationsOrLeavesTheProjectAsItWas) {
 TEST_F(EditorModelTest, FirstPassTakesTheServicesCutAndReply) {
     model.firstPass();
     ASSERT_EQ(assistant.planned.size(), 1u);
-    EditProject planned = model.project();
+    editor::EditProject planned = model.project();
     planned.cut.insert(model.lines()[2].id);
     planned.hook = "Say hello";
     assistant.planDone(EditAssistant::FirstPass{planned, "First pass done."});
@@ -217,27 +217,27 @@ TEST_F(EditorModelTest, FirstPassTakesTheServicesCutAndReply) {
     EXPECT_TRUE(model.isCut(2));
     EXPECT_EQ(model.project().hook, "Say hello");
     ASSERT_EQ(model.project().chat.size(), 1u);
-    EXPECT_EQ(model.project().chat[0], (ChatTurn{"First pass done.", false}));
+    EXPECT_EQ(model.project().chat[0], (editor::ChatTurn{"First pass done.", false}));
 }
 
 TEST_F(EditorModelTest, NewCaptionLanguageAsksOnceForTheMissingLinesOnly) {
     model.toggleCut(1);
-    EditProject withFrench = model.project();
+    editor::EditProject withFrench = model.project();
     withFrench.translations["fr"][model.lines()[0].id] = "Bonjour.";
     model.open(withFrench);
 
-    EditSettings settings = model.project().settings;
-    settings.captionLanguage = CaptionLanguage::fr;
+    editor::EditSettings settings = model.project().settings;
+    settings.captionLanguage = editor::CaptionLanguage::fr;
     model.setSettings(settings);
     settings.captionSize = 1.2;
     model.setSettings(settings);  // same language: no second request
     ASSERT_EQ(assistant.translations.size(), 1u);
-    const auto asked = untranslated(assistant.translations[0]);
+    const auto asked = editor::untranslated(assistant.translations[0]);
     const std::vector<std::pair<QString, QString>> missing{
         {model.lines()[2].id, model.lines()[2].text}};
     EXPECT_EQ(asked, missing);
 
-    EditProject answer = assistant.translations[0];
+    editor::EditProject answer = assistant.translations[0];
     answer.translations["fr"][model.lines()[2].id] = "Au revoir.";
     assistant.translateDone(answer);
     settle();
@@ -246,24 +246,24 @@ TEST_F(EditorModelTest, NewCaptionLanguageAsksOnceForTheMissingLinesOnly) {
     EXPECT_FALSE(model.translating());
 
     // Everything is there now: going back and forth asks nothing more.
-    settings.captionLanguage = CaptionLanguage::original;
+    settings.captionLanguage = editor::CaptionLanguage::original;
     model.setSettings(settings);
-    settings.captionLanguage = CaptionLanguage::fr;
+    settings.captionLanguage = editor::CaptionLanguage::fr;
     model.setSettings(settings);
     EXPECT_EQ(assistant.translations.size(), 1u);
 }
 
 TEST_F(EditorModelTest, NewVideosAndAddedClips) {
     // A video just made is saved without waiting for a change.
-    EditProject made = threeLines();
+    editor::EditProject made = testing::threeLines();
     made.id = QUuid::createUuid();
     model.start(made);
     EXPECT_FALSE(model.canUndo());
     timers.advance(EditorModel::kSaveDelay);
-    EXPECT_TRUE(QFileInfo::exists(ProjectStore::fileFor(made.id)));
+    EXPECT_TRUE(QFileInfo::exists(editor::ProjectStore::fileFor(made.id)));
 
     // Clips dropped on an open video join its end as one step.
-    SourceClip more = testing::clipOf({{0.2, 0.6, "More."}}, 2, 1);
+    editor::SourceClip more = testing::clipOf({{0.2, 0.6, "More."}}, 2, 1);
     model.addClips({more});
     ASSERT_EQ(model.lines().size(), 4u);
     EXPECT_EQ(model.lines()[3].text, "More.");
@@ -284,11 +284,11 @@ TEST(EditorModel, WithoutAnAssistantRequestsFailWithASentence) {
     fakes::ManualClock clock;
     fakes::ManualTimers timers{clock};
     EditorModel model{timers, nullptr};
-    model.open(threeLines());
+    model.open(testing::threeLines());
     model.revise("shorter");
     EXPECT_TRUE(model.error().startsWith("Couldn't "));
     EXPECT_FALSE(model.busy());
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -21,7 +21,7 @@
 #include <QPushButton>
 #include <QUuid>
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 using fakes::Recorded;
@@ -61,7 +61,7 @@ protected:
     EngineAssistant assistant{api};
     fakes::ManualClock manualClock;
     fakes::ManualTimers timers{manualClock};
-    SpeechEngines engines = SpeechEngines::standard();
+    speech::SpeechEngines engines = speech::SpeechEngines::standard();
     std::unique_ptr<render::Renderer> renderer = render::makeRenderer();
     QStringList shown;
     EditorModel model{timers, &assistant};
@@ -143,8 +143,9 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
     }
     {
         SCOPED_TRACE("export writes the edit, then shows it in its folder");
-        EditSettings small = model.project().settings;
-        small.format = VideoFormat::original;  // the clip's own 160×120, so encoding is quick
+        editor::EditSettings small = model.project().settings;
+        small.format =
+            editor::VideoFormat::original;  // the clip's own 160×120, so encoding is quick
         model.setSettings(small);
         ASSERT_TRUE(window.preview()->startExport());
         EXPECT_FALSE(window.preview()->startExport()) << "one export at a time";
@@ -165,14 +166,14 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
 
 TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
     const QString clip = media.silentVideo("short.mp4", 8);
-    SourceClip source;
+    editor::SourceClip source;
     source.id = QUuid::createUuid();
     source.path = clip;
     source.duration = 8;
     source.width = 160;
     source.height = 120;
     source.words = {{0.0, 7.5, "Long"}};
-    EditProject project;
+    editor::EditProject project;
     project.id = QUuid::createUuid();
     project.name = "Stopped";
     project.clips = {source};
@@ -187,4 +188,4 @@ TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::studio

@@ -12,7 +12,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 using testing::threeLines;
@@ -32,7 +32,7 @@ class EditorWindowTest : public ::testing::Test {
 protected:
     void SetUp() override {
         qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
-        model.open(threeLines());
+        model.open(testing::threeLines());
         window.show();
         QApplication::processEvents();
         ASSERT_EQ(window.transcript()->count(), 3);
@@ -81,19 +81,19 @@ TEST_F(EditorWindowTest, SettingsFollowTheModelBothWays) {
     ASSERT_EQ(language->count(), 11);
     EXPECT_EQ(language->currentText(), "As spoken");
     EXPECT_EQ(language->itemText(3), "Chinese (Simplified)");
-    language->setCurrentIndex(int(CaptionLanguage::fr));
-    EXPECT_EQ(model.project().settings.captionLanguage, CaptionLanguage::fr);
+    language->setCurrentIndex(int(editor::CaptionLanguage::fr));
+    EXPECT_EQ(model.project().settings.captionLanguage, editor::CaptionLanguage::fr);
     model.undo();
     EXPECT_EQ(language->currentText(), "As spoken");
     EXPECT_FALSE(model.canUndo()) << "showing the settings must not count as an edit";
 }
 
 TEST_F(EditorWindowTest, SavedVideosSayWhenTheirMediaIsMissing) {
-    ProjectStore::Entry gone;
+    editor::ProjectStore::Entry gone;
     gone.name = "Old talk";
     gone.modified = QDateTime(QDate(2026, 11, 2), QTime(8, 5), Qt::UTC);
     gone.mediaMissing = true;
-    ProjectStore::Entry broken;
+    editor::ProjectStore::Entry broken;
     broken.file = "x.json";
     broken.error = "Not a project.";
     window.showVideos({gone, broken});
@@ -114,9 +114,9 @@ TEST(EditorWindowMicrophone, DictationFillsTheFieldOnly) {
     fakes::FakeMicrophone microphone;
     fakes::FakeTypist typist;
     typist.front = platform::FrontWindow{};
-    LiveDictation dictation(recognizer, microphone, typist, timers);
+    dictation::LiveDictation dictation(recognizer, microphone, typist, timers);
     EditorModel model{timers, nullptr};
-    model.open(threeLines());
+    model.open(testing::threeLines());
     EditorWindow window{model, EditorTools{nullptr, nullptr, &dictation, dir.path(), {}}};
     auto* mic = window.findChild<QPushButton*>("microphone");
     ASSERT_NE(mic, nullptr);
@@ -124,7 +124,7 @@ TEST(EditorWindowMicrophone, DictationFillsTheFieldOnly) {
     mic->click();
     ASSERT_TRUE(microphone.running);
     recognizer.partial("make it");
-    timers.advance(LiveDictation::kDebounceSeconds);
+    timers.advance(dictation::LiveDictation::kDebounceSeconds);
     EXPECT_EQ(window.instruction()->text(), "make it");
     mic->click();
     EXPECT_FALSE(microphone.running);
@@ -137,4 +137,4 @@ TEST(EditorWindowMicrophone, DictationFillsTheFieldOnly) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::studio

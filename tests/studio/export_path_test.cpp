@@ -2,12 +2,12 @@
 
 #include "editor/EditorTestSupport.h"
 
-namespace pelix {
+namespace pelix::studio {
 namespace {
 
 TEST(ExportPath, NamesByProjectAndFormatAndCountsUp) {
     QTemporaryDir dir;
-    EditProject project = testing::projectOf({});
+    editor::EditProject project = testing::projectOf({});
     project.name = "a/b";
     const QString folder = dir.filePath("Videos/Pelix");
     const auto first = exportPath(project, folder);
@@ -19,12 +19,12 @@ TEST(ExportPath, NamesByProjectAndFormatAndCountsUp) {
     EXPECT_EQ(*exportPath(project, folder), folder + "/a-b - Instagram Reel 3.mp4");
 
     const struct {
-        VideoFormat format;
+        editor::VideoFormat format;
         const char* label;
-    } labels[] = {{VideoFormat::youtubeShort, "YouTube Short"},
-                  {VideoFormat::rednote, "RedNote"},
-                  {VideoFormat::youtube, "YouTube"},
-                  {VideoFormat::original, "YouTube"}};
+    } labels[] = {{editor::VideoFormat::youtubeShort, "YouTube Short"},
+                  {editor::VideoFormat::rednote, "RedNote"},
+                  {editor::VideoFormat::youtube, "YouTube"},
+                  {editor::VideoFormat::original, "YouTube"}};
     for (const auto& l : labels) {
         project.settings.format = l.format;
         EXPECT_EQ(exportName(project), QStringLiteral("a-b - %1.mp4").arg(l.label));
@@ -41,4 +41,4 @@ TEST(ExportPath, AFolderThatCannotBeMadeIsSaidInASentence) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::studio

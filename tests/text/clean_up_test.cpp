@@ -5,12 +5,12 @@
 #include <random>
 #include <thread>
 
-using pelix::withoutActually;
+using pelix::text::withoutActually;
 
 namespace {
 
 TEST(WithoutActually, PassesEveryRequiredCase) {
-    for (const auto& c : pelix::cleanUpCases()) {
+    for (const auto& c : pelix::text::cleanUpCases()) {
         EXPECT_EQ(withoutActually(c.input), c.want) << c.input.toStdString();
     }
 }
@@ -74,8 +74,8 @@ TEST(WithoutActually, SearchingAtTheWordMatchesSearchingEverywhere) {
     for (int i = 0; i < 30000; ++i) {
         QString text;
         for (int n = length(random); n > 0; --n) text += pieces[piece(random)];
-        ASSERT_EQ(withoutActually(text), pelix::detail::withoutActually(text, true))
-            << pelix::quotedLiteral(text).toStdString();
+        ASSERT_EQ(withoutActually(text), pelix::text::detail::withoutActually(text, true))
+            << pelix::text::quotedLiteral(text).toStdString();
     }
 }
 
@@ -122,7 +122,7 @@ TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
         return out == "It was, fine." ? QString("It was fine.") : out;
     };
     QStringList lines;
-    EXPECT_EQ(pelix::runCleanUpSelfTest(broken, [&](const QString& l) { lines << l; }), 1);
+    EXPECT_EQ(pelix::text::runCleanUpSelfTest(broken, [&](const QString& l) { lines << l; }), 1);
     ASSERT_EQ(lines.size(), 2);
     EXPECT_EQ(lines[0],
               R"(FAIL "It was, actually, fine." -> "It was fine.", want "It was, fine.")");
@@ -130,8 +130,8 @@ TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
 }
 
 TEST(CleanUpSelfTest, QuotesLiteralsAsSourceCode) {
-    EXPECT_EQ(pelix::quotedLiteral("a\"b\\c\nd"), R"("a\"b\\c\nd")");
-    EXPECT_EQ(pelix::quotedLiteral(""), R"("")");
+    EXPECT_EQ(pelix::text::quotedLiteral("a\"b\\c\nd"), R"("a\"b\\c\nd")");
+    EXPECT_EQ(pelix::text::quotedLiteral(""), R"("")");
 }
 
 }  // namespace

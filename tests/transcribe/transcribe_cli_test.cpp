@@ -7,7 +7,7 @@
 
 #include <csignal>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 using testing::runPelix;
@@ -155,7 +155,7 @@ class TranscribeOnServer : public TranscribeCli {
 protected:
     void SetUp() override {
         prefs.setValue("speech.server", server_.base());
-        ASSERT_TRUE(SpeechKeyStore(home.dataDir()).write(kKey));
+        ASSERT_TRUE(speech::SpeechKeyStore(home.dataDir()).write(kKey));
     }
     static constexpr auto kKey = "sk-never-shown-0123";
     fakes::FakeTranscriptionServer server_;
@@ -212,4 +212,4 @@ TEST_F(TranscribeOnServer, FailuresAreOneSentenceAndNeverShowTheKey) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::transcribe

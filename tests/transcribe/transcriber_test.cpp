@@ -7,7 +7,7 @@
 
 #include <QCryptographicHash>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 namespace VT = VideoTranscriber;
@@ -42,7 +42,7 @@ TEST(Paragraphs, PausesLongerThanTheGapStartAParagraph) {
 }
 
 TEST(Languages, OncePerIdentifierSortedByName) {
-    SpeechEngines engines;
+    speech::SpeechEngines engines;
     engines.add(std::make_unique<testing::FakeEngine>("a", QStringList{"fr-FR", "en-US"}));
     engines.add(std::make_unique<testing::FakeEngine>("b", QStringList{"en-US", "de-DE"}));
     // English (United States), French (France), German (Germany).
@@ -90,8 +90,8 @@ protected:
     void SetUp() override {
         savedTmp_ = qgetenv("TMPDIR");
         qputenv("TMPDIR", temp_.path().toUtf8());
-        engines_.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
-                                                          QString()));
+        engines_.add(std::make_unique<speech::PocketSphinxEngine>(
+            speech::PocketSphinxEngine::systemModelFolder(), QString()));
     }
     void TearDown() override { qputenv("TMPDIR", savedTmp_); }
 
@@ -104,7 +104,7 @@ protected:
     static inline QString talk_;
     QTemporaryDir temp_;
     QByteArray savedTmp_;
-    SpeechEngines engines_;
+    speech::SpeechEngines engines_;
     QStringList statuses_;
     QList<Spoken> heard_;
 };
@@ -129,7 +129,7 @@ TEST_F(Transcribe, HearsTheSentencesWhereTheyWere) {
         const Spoken& spoken = result->at(i);
         ASSERT_FALSE(spoken.words.isEmpty());
         EXPECT_NEAR(spoken.words.first().start, sentences_[i].placedAt, 0.3) << i;
-        for (const Word& word : spoken.words) {
+        for (const core::Word& word : spoken.words) {
             EXPECT_LE(previous, word.start);
             EXPECT_LT(word.start, word.end);
             previous = word.end;
@@ -143,17 +143,17 @@ TEST_F(Transcribe, HearsTheSentencesWhereTheyWere) {
 
 TEST_F(Transcribe, FailuresBeforeListeningSayWhyAndMakeNothing) {
     QTemporaryDir empty;
-    SpeechEngines noModel;
-    noModel.add(std::make_unique<PocketSphinxEngine>(empty.path(), empty.path()));
+    speech::SpeechEngines noModel;
+    noModel.add(std::make_unique<speech::PocketSphinxEngine>(empty.path(), empty.path()));
     struct Case {
-        const SpeechEngines* engines;
+        const speech::SpeechEngines* engines;
         QString locale;
         int code;
         QString message;
     };
     const Case cases[] = {
         {&engines_, "fr-FR", VT::kUnsupportedLocale,
-         "This computer can't transcribe " + localeDisplayName("fr-FR") +
+         "This computer can't transcribe " + speech::localeDisplayName("fr-FR") +
              ". Pick another language."},
         {&noModel, "en-US", VT::kNoModel,
          "Transcribing needs a speech model: install pocketsphinx-en-us."},
@@ -199,7 +199,7 @@ TEST_F(Transcribe, CancellingStopsTheRunAndRemovesTheSound) {
 
 TEST_F(Transcribe, StartedRunReportsOnTheCallersThread) {
     QObject context;
-    Worker worker(&context);
+    core::Worker worker(&context);
     QStringList order;
     std::optional<Result<QList<Spoken>>> outcome;
     VT::start(
@@ -217,4 +217,4 @@ TEST_F(Transcribe, StartedRunReportsOnTheCallersThread) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::transcribe

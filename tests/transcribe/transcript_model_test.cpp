@@ -7,7 +7,7 @@
 
 #include <QRegularExpression>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 using testing::waitUntil;
@@ -28,8 +28,8 @@ protected:
     static void TearDownTestSuite() { delete folder_; }
 
     void SetUp() override {
-        engines.add(std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(),
-                                                         QString()));
+        engines.add(std::make_unique<speech::PocketSphinxEngine>(
+            speech::PocketSphinxEngine::systemModelFolder(), QString()));
     }
 
     std::unique_ptr<TranscriptModel> open(const QString& file) {
@@ -56,8 +56,8 @@ protected:
     static inline QString talk_;
     static inline QString silence_;
 
-    SpeechEngines engines;
-    Worker worker{nullptr};
+    speech::SpeechEngines engines;
+    core::Worker worker{nullptr};
     QString text;
     QString liveAtTheEnd;
     QStringList statuses;
@@ -152,4 +152,4 @@ TEST(TranscriptClock, WholeSecondsMinutesAndHours) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::transcribe

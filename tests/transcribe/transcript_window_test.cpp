@@ -11,7 +11,7 @@
 #include <QPushButton>
 #include <QTextCursor>
 
-namespace pelix {
+namespace pelix::transcribe {
 namespace {
 
 using testing::waitUntil;
@@ -20,11 +20,11 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     QTemporaryDir folder;
     const QString silence = testing::TestMedia(folder.path()).silence("quiet.m4a", 3);
     fakes::BackendRig rig;
-    SpeechEngines engines;
-    engines.add(
-        std::make_unique<PocketSphinxEngine>(PocketSphinxEngine::systemModelFolder(), QString()));
+    speech::SpeechEngines engines;
+    engines.add(std::make_unique<speech::PocketSphinxEngine>(
+        speech::PocketSphinxEngine::systemModelFolder(), QString()));
 
-    Worker worker(nullptr);
+    core::Worker worker(nullptr);
     TranscriptWindow window(engines, worker, rig.api, rig.prefs, rig.clock, silence);
     window.show();
     window.start();
@@ -58,4 +58,4 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::transcribe

@@ -22,7 +22,7 @@ void mouse(QWidget& widget, QEvent::Type type, QPoint global) {
 
 TEST(Badge, AClickIsAClickAndADragMovesItAndIsRemembered) {
     QTemporaryDir dir;
-    Prefs prefs(dir.filePath("Pelix.conf"));
+    core::Prefs prefs(dir.filePath("Pelix.conf"));
     BadgeWindow badge(&prefs);
     badge.place();
     const QPoint start = badge.pos();
@@ -55,7 +55,7 @@ TEST(Badge, AClickIsAClickAndADragMovesItAndIsRemembered) {
 TEST(Badge, APlaceOffTheScreenIsBroughtBackOntoIt) {
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     QTemporaryDir dir;
-    Prefs prefs(dir.filePath("Pelix.conf"));
+    core::Prefs prefs(dir.filePath("Pelix.conf"));
     const struct {
         QPoint kept, placed;
     } cases[] = {

@@ -4,7 +4,7 @@
 
 #include <QUrlQuery>
 
-namespace pelix {
+namespace pelix::web {
 namespace {
 
 WebPlaces places() {
@@ -151,4 +151,4 @@ TEST(SignInTest, StatesFromTheSystemAreLongAndDifferent) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::web

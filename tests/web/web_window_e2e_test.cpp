@@ -27,7 +27,7 @@
 
 #include <cstdio>
 
-namespace pelix {
+namespace pelix::web {
 namespace {
 
 using testing::waitUntil;
@@ -192,17 +192,17 @@ TEST_F(WebWindowTest, SignInGoesThroughTheBrowserAndComesBackThroughASecondPelix
 
     // The desktop hands the browser's callback to `pelix`, which hands it to this process.
     std::unique_ptr<platform::Desktop> desktop =
-        platform::makeDesktop({.clock = s.clock, .cacheDir = paths::cacheDir()});
+        platform::makeDesktop({.clock = s.clock, .cacheDir = core::paths::cacheDir()});
     const std::unique_ptr<platform::SingleInstance> instance =
-        desktop->singleInstance(paths::dataDir());
+        desktop->singleInstance(core::paths::dataDir());
     ASSERT_TRUE(instance->listen());
     QStringList received;
     QList<bool> loaded;
     QObject::connect(instance.get(), &platform::SingleInstance::received,
                      [&](const QString& message) {
                          received << message;
-                         const std::optional<Link> link = readLink(QUrl(message));
-                         if (link && link->kind == Link::Kind::authCallback)
+                         const std::optional<app::Link> link = app::readLink(QUrl(message));
+                         if (link && link->kind == app::Link::Kind::authCallback)
                              loaded << window().finishSignIn(QUrl(message));
                      });
     const auto handOver = [&](const QString& link) {
@@ -306,7 +306,7 @@ TEST_F(WebWindowTest, TheDropTestModeOpensTheWindowUnderItsOwnTitle) {
 }
 
 }  // namespace
-}  // namespace pelix
+}  // namespace pelix::web
 
 // The certificate, the NSS database and the window are made before the first test; the web
 // engine reads the database when it starts.
@@ -340,15 +340,15 @@ int main(int argc, char** argv) {
 
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
-    pelix::Shared shared;
-    pelix::shared = &shared;
+    pelix::web::Shared shared;
+    pelix::web::shared = &shared;
     shared.certificate = dir + "/cert.pem";
     shared.key = dir + "/key.pem";
     shared.https = std::make_unique<WebServer>(shared.certificate, shared.key);
     shared.http = std::make_unique<WebServer>();
     for (WebServer* server : {shared.https.get(), shared.http.get()}) {
-        server->page("/", pelix::homePage());
-        server->page("/frame", pelix::framePage());
+        server->page("/", pelix::web::homePage());
+        server->page("/frame", pelix::web::framePage());
         server->page("/auth-callback", "<!doctype html><title>signed in</title>");
         server->page("/pick", R"(<!doctype html><title>pick</title>
 <style>input{position:absolute;left:0;top:0;width:200px;height:60px}</style>
@@ -361,32 +361,32 @@ int main(int argc, char** argv) {
     }
     QFile(dir + "/memo.m4a").open(QIODevice::WriteOnly);
 
-    pelix::WebPlaces places;
+    pelix::web::WebPlaces places;
     places.base = QUrl(shared.https->base() + "/");
     places.backendDomain = "backend.invalid";
-    auto made = pelix::WebWindow::make(pelix::WebWindowParts{
+    auto made = pelix::web::WebWindow::make(pelix::web::WebWindowParts{
         .places = places,
         .timers = shared.timers,
         .apps = shared.apps,
         .storage = dir + "/web",
         .version = "9.8.7",
         .recordings = dir + "/Recordings",
-        .onMacLink = [](const QUrl& url) { pelix::shared->macLinks << url; },
+        .onMacLink = [](const QUrl& url) { pelix::web::shared->macLinks << url; },
         .onRelayAccount =
-            [](const pelix::RelayAccountMessage& message, std::function<void(QString)> reply) {
-                pelix::shared->messages << message;
+            [](const pelix::web::RelayAccountMessage& message, std::function<void(QString)> reply) {
+                pelix::web::shared->messages << message;
                 reply("need");
             },
         .chooseFiles =
-            [dir](const pelix::FilePick& pick) {
-                pelix::shared->picks << pick;
+            [dir](const pelix::web::FilePick& pick) {
+                pelix::web::shared->picks << pick;
                 return QStringList{dir + "/memo.m4a"};
             },
         .fetch = {},
-        .library = [] { return std::optional<QList<pelix::VoiceMemo>>(); },
+        .library = [] { return std::optional<QList<pelix::memos::VoiceMemo>>(); },
         .send =
             [](const QString& file, const std::optional<QString>&, std::function<void(bool)> done) {
-                pelix::shared->sent << QStringList{file};
+                pelix::web::shared->sent << QStringList{file};
                 done(true);
             },
         .chime = {},
