@@ -51,7 +51,9 @@ TEST(Picture, TheScalerStaysInsideItsBufferAtEveryWidth) {
         // The last pixel of the last line was written, brighter than the rest.
         const uint8_t* last = buffer.data() + size_t(height - 1) * layout.stride + (width - 1) * 4;
         const uint8_t* first = buffer.data();
-        if (width > 1) EXPECT_GT(last[1], first[1]);
+        if (width > 1) {
+            EXPECT_GT(last[1], first[1]);
+        }
         EXPECT_EQ(first[3], 255);
 
         const QImage image = toImage(frame.get());
