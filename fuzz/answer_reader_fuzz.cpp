@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 
 using namespace pelix;
+using namespace pelix::service;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) return 0;

@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 
 using namespace pelix;
+using namespace pelix::editor;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const EditProject base = sampleProject(60, 2, 7);

@@ -4,6 +4,7 @@
 #include "text/CleanUp.h"
 
 using namespace pelix;
+using namespace pelix::text;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QString text = QString::fromUtf8(fuzzing::bytes(data, size));

@@ -3,6 +3,7 @@
 #include "notes/NotesImport.h"
 
 using namespace pelix;
+using namespace pelix::notes;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QString html = QString::fromUtf8(fuzzing::bytes(data, size));

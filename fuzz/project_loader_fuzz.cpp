@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 
 using namespace pelix;
+using namespace pelix::editor;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     QJsonParseError error{};
