@@ -26,6 +26,9 @@ int runApplication(int argc, char** argv) {
         core::console::err(core::sentences::trayNeedsDesktop(*problem));
         return 1;
     }
+    // The web window's engine, loaded when the window is first opened, shares its GL contexts
+    // with the application's: without this it takes the whole tray down.
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
     QApplication::setApplicationName("pelix");
     // The app id of Pelix's windows on Wayland, which typing takes for Pelix's own.
