@@ -325,8 +325,8 @@ Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
     return {};
 }
 
-PictureLayout pictureLayout(int width, int height) {
-    const int stride = FFALIGN(std::max(width, 1) * 4, 64);
+PictureLayout pictureLayout(int width, int height, int bytesPerPixel) {
+    const int stride = FFALIGN(std::max(width, 1) * bytesPerPixel, 64);
     return {stride, size_t(stride) * size_t(std::max(height, 0) + 1)};
 }
 

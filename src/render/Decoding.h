@@ -121,14 +121,14 @@ private:
 // Scales the `crop` part of `in` onto the whole of `out` (4:2:0, BT.709), reusing `cache`.
 Status scaleInto(AVFrame* out, const AVFrame* in, QRectF crop,
                  std::unique_ptr<SwsContext, SwsFreer>& cache);
-// Where an RGB picture of `width` × `height` goes in memory. swscale's vector code stores whole
-// vectors, so the end of a line (and of the last line) can be written up to a vector past the
-// picture: lines are rounded up to 64 bytes and one spare line follows the picture.
+// Where a picture of `width` × `height` that swscale writes goes in memory. Its vector code
+// stores whole vectors, so the end of a line (and of the last line) can be written up to a vector
+// past the picture: lines are rounded up to 64 bytes and one spare line follows the picture.
 struct PictureLayout {
     int stride = 0;    // bytes from one line to the next
     size_t bytes = 0;  // the whole buffer, slack included
 };
-PictureLayout pictureLayout(int width, int height);
+PictureLayout pictureLayout(int width, int height, int bytesPerPixel = 4);
 // Converts an output picture (4:2:0, BT.709) to 32-bit BGRA at `pixels`, laid out as
 // `pictureLayout` says. False when the scaler cannot be made.
 bool toBgra(const AVFrame* frame, uint8_t* pixels, int stride);

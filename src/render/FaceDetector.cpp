@@ -25,7 +25,10 @@ constexpr int kLookWidth = 640;
 Result<cv::Mat> grayOf(const AVFrame* in, std::unique_ptr<SwsContext, SwsFreer>& scaler) {
     const int width = std::min(kLookWidth, in->width);
     const int height = std::max(2, int(double(in->height) * width / in->width));
-    cv::Mat gray(height, width, CV_8UC1);
+    // A view of a buffer laid out for the scaler's whole-vector stores.
+    const PictureLayout layout = pictureLayout(width, height, 1);
+    cv::Mat buffer(int(layout.bytes / size_t(layout.stride)), layout.stride, CV_8UC1);
+    cv::Mat gray = buffer(cv::Rect(0, 0, width, height));
     scaler.reset(sws_getCachedContext(scaler.release(), in->width, in->height,
                                       AVPixelFormat(in->format), width, height, AV_PIX_FMT_GRAY8,
                                       SWS_AREA, nullptr, nullptr, nullptr));
