@@ -5,6 +5,11 @@
 #include "media/TestMedia.h"
 
 #include "support/DesktopSession.h"
+#include "support/TrayHost.h"
+
+#include <QTcpServer>
+
+#include <unistd.h>
 
 namespace pelix::app {
 namespace {
@@ -115,6 +120,57 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
         keys.tap(key);
     ASSERT_TRUE(backend.waitFor("organize", 1)) << pelix.err().constData();
     EXPECT_EQ(sent("organize")[0].value("text").toString(), "hi there");
+}
+
+TEST_F(TrayEndToEnd, OpenPelixInThePanelsMenuShowsTheWebWindowPaintedAndTheTrayLivesOn) {
+    // The panel's stand-in is on the bus before Pelix starts, as a desktop's panel is.
+    testing::TrayHost panel;
+    ASSERT_TRUE(panel.ok()) << "Could not take the StatusNotifierWatcher name on the session bus.";
+    // A web address where nothing answers: the window shows its offline page.
+    quint16 closed = 0;
+    {
+        QTcpServer port;
+        ASSERT_TRUE(port.listen(QHostAddress::LocalHost));
+        closed = port.serverPort();
+    }
+    prefs.setValue("web.base", QStringLiteral("https://127.0.0.1:%1/").arg(closed));
+    env.insert("ASAN_OPTIONS", qEnvironmentVariable("ASAN_OPTIONS", "detect_leaks=0") +
+                                   ":new_delete_type_mismatch=0");
+    // Chromium's sandbox refuses to run as root, which CI's machines are.
+    if (getuid() == 0) {
+        env.insert("QTWEBENGINE_CHROMIUM_FLAGS",
+                   qEnvironmentVariable("QTWEBENGINE_CHROMIUM_FLAGS") + " --no-sandbox");
+    }
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
+    ASSERT_TRUE(testing::waitUntil([&] { return !panel.items().isEmpty(); }))
+        << "The tray icon never registered with the panel.\n"
+        << pelix.err().constData();
+
+    const auto menu = panel.menu();
+    ASSERT_TRUE(menu.has_value()) << pelix.err().constData();
+    QStringList labels;
+    for (const testing::TrayMenuEntry& entry : *menu) labels << entry.label;
+    EXPECT_TRUE(labels.contains("Quit Pelix")) << labels.join(", ").toStdString();
+    ASSERT_TRUE(panel.click("Open Pelix")) << labels.join(", ").toStdString();
+
+    ASSERT_TRUE(pelix.saw("web: opened", 30000)) << pelix.err().constData();
+    // What the display shows of the window is the page, not an empty grey box.
+    std::optional<QImage> picture;
+    const bool painted = testing::waitUntil(
+        [&] {
+            picture = testing::windowPicture("Pelix");
+            return picture && picture->width() >= 400 && testing::colourCount(*picture) >= 16;
+        },
+        30000);
+    if (!painted && picture) picture->save(QDir::temp().filePath("pelix-web-window.png"));
+    EXPECT_TRUE(painted) << "The web window shows "
+                         << (picture ? testing::colourCount(*picture) : 0)
+                         << " colours (its picture: " << qPrintable(QDir::tempPath())
+                         << "/pelix-web-window.png).\n"
+                         << pelix.err().constData();
+    EXPECT_TRUE(pelix.running()) << pelix.err().constData();
+    EXPECT_TRUE(panel.menu().has_value()) << "The tray stopped answering its panel.";
 }
 
 TEST(TrayWithoutDesktop, SaysWhatIsMissingInsteadOfAborting) {

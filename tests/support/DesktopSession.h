@@ -6,13 +6,19 @@
 #include "support/TargetWindow.h"
 #include "support/TestSupport.h"
 
+#include <QImage>
 #include <QProcess>
+#include <QSet>
 #include <QString>
+
+#include <functional>
+#include <optional>
 
 #include <gtest/gtest.h>
 
 // X headers last: their macros (None, Status, Bool) clash with the names of the others.
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
@@ -60,13 +66,15 @@ public:
         if (!process_.waitForFinished(3000)) process_.kill();
         process_.waitForFinished(1000);
     }
-    // Waits until standard error holds `text`.
+    // Waits until standard error holds `text`; false at once when the program has ended without.
     bool saw(const QByteArray& text, int timeoutMs = 10000) {
-        return waitUntil([&] { return err_.contains(text); }, timeoutMs);
+        waitUntil([&] { return err_.contains(text) || !running(); }, timeoutMs);
+        return err_.contains(text);
     }
     int count(const QByteArray& text) const { return static_cast<int>(err_.count(text)); }
     const QByteArray& err() const { return err_; }
     qint64 pid() const { return process_.processId(); }
+    bool running() const { return process_.state() != QProcess::NotRunning; }
 
 private:
     QProcess process_;
@@ -126,5 +134,60 @@ public:
 private:
     Display* display_;
 };
+
+// What the display shows of the largest viewable window titled `title`, read back from the X
+// server; none when there is no such window.
+inline std::optional<QImage> windowPicture(const QString& title) {
+    Display* display = XOpenDisplay(nullptr);
+    if (!display) return std::nullopt;
+    // Windows come and go during the walk; asking about one that went is no reason to exit.
+    const auto previous = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    ::Window best = 0;
+    long bestArea = 0;
+    const std::function<void(::Window)> visit = [&](::Window window) {
+        char* name = nullptr;
+        XWindowAttributes attributes;
+        if (XFetchName(display, window, &name) && name && title == name &&
+            XGetWindowAttributes(display, window, &attributes) &&
+            attributes.map_state == IsViewable &&
+            long(attributes.width) * attributes.height > bestArea) {
+            best = window;
+            bestArea = long(attributes.width) * attributes.height;
+        }
+        if (name) XFree(name);
+        ::Window root = 0, parent = 0, *children = nullptr;
+        unsigned count = 0;
+        if (XQueryTree(display, window, &root, &parent, &children, &count)) {
+            for (unsigned i = 0; i < count; ++i) visit(children[i]);
+        }
+        if (children) XFree(children);
+    };
+    visit(DefaultRootWindow(display));
+    std::optional<QImage> picture;
+    XWindowAttributes attributes;
+    if (best && XGetWindowAttributes(display, best, &attributes)) {
+        if (XImage* image = XGetImage(display, best, 0, 0, attributes.width, attributes.height,
+                                      AllPlanes, ZPixmap)) {
+            picture = QImage(reinterpret_cast<const uchar*>(image->data), image->width,
+                             image->height, image->bytes_per_line, QImage::Format_RGB32)
+                          .copy();
+            XDestroyImage(image);
+        }
+    }
+    XSync(display, False);
+    XSetErrorHandler(previous);
+    XCloseDisplay(display);
+    return picture;
+}
+
+// The number of different colours in `picture`, up to `enough`.
+inline int colourCount(const QImage& picture, int enough = 64) {
+    QSet<QRgb> seen;
+    for (int y = 0; y < picture.height() && seen.size() < enough; ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
+        for (int x = 0; x < picture.width() && seen.size() < enough; ++x) seen.insert(line[x]);
+    }
+    return static_cast<int>(seen.size());
+}
 
 }  // namespace pelix::testing
