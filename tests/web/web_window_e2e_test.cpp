@@ -332,10 +332,10 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "web tests: could not make the trusted test certificate\n");
         return 1;
     }
-    // Chromium's sandbox refuses to run as root; Xvfb has no GPU.
+    // Chromium's sandbox refuses to run as root.
     QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
     if (getuid() == 0) flags += " --no-sandbox";
-    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags + " --disable-gpu");
+    qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags);
     qputenv("PELIX_WEB_ENGINE", PELIX_WEB_ENGINE_MODULE);
 
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);

@@ -19,7 +19,11 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QPointer>
+#include <QQuickWindow>
 #include <QTimer>
 #include <QWebChannel>
 #include <QWebEngineLoadingInfo>
@@ -30,12 +34,48 @@
 #include <QWebEngineSettings>
 #include <QWebEngineView>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <utility>
 
 namespace pelix::web {
 
 namespace {
+
+// The OpenGL renderer of the display, or why there is none.
+QString openGlRenderer() {
+    QOpenGLContext context;
+    QOffscreenSurface surface;
+    surface.create();
+    if (!context.create() || !context.makeCurrent(&surface)) return QStringLiteral("no OpenGL");
+    const auto* name = reinterpret_cast<const char*>(context.functions()->glGetString(GL_RENDERER));
+    const QString renderer = QString::fromLatin1(name ? name : "no OpenGL renderer");
+    context.doneCurrent();
+    return renderer;
+}
+
+// Qt Quick shows the engine's frames, with OpenGL unless told otherwise. Where OpenGL is a
+// software rasterizer (Xvfb, most virtual machines, remote sessions) or missing, the engine's GPU
+// thread cannot make its command buffers and the window stays unpainted; Qt Quick's own software
+// renderer paints there. Decided before the engine starts, and left alone when the user chose a
+// renderer through Qt's variables.
+void chooseRenderer() {
+    if (!QQuickWindow::sceneGraphBackend().isEmpty() ||
+        !qEnvironmentVariableIsEmpty("QSG_RHI_BACKEND")) {
+        return;
+    }
+    const QString renderer = openGlRenderer();
+    const auto drawsInSoftware = [&renderer](const char* word) {
+        return renderer.contains(QLatin1String(word), Qt::CaseInsensitive);
+    };
+    constexpr std::array kSoftware = {"llvmpipe", "softpipe", "swrast", "software", "no OpenGL"};
+    if (std::ranges::none_of(kSoftware, drawsInSoftware)) {
+        return;
+    }
+    qInfo("web: drawing without the GPU (the display's OpenGL is %s)", qPrintable(renderer));
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+}
 
 // The page's side of the bridge: the WebKit-style handler the web app calls, over a
 // QWebChannel. Each message gets a number; the answer comes back through `answered`.
@@ -270,6 +310,7 @@ private:
 
 extern "C" Q_DECL_EXPORT pelix::web::WebSurface* pelixMakeWebSurface(
     const pelix::web::WebSurfaceSetup* setup) {
+    pelix::web::chooseRenderer();
     return new pelix::web::EngineSurface(*setup);
 }
 
