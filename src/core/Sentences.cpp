@@ -72,6 +72,13 @@ QString answerTooLarge(qint64 megabytes) {
     return QStringLiteral("The answer was larger than %1 MB, so it was not read.").arg(megabytes);
 }
 
+QString silentFor(int seconds) {
+    return (seconds == 1
+                ? QStringLiteral("The server sent nothing for %1 second, so Pelix gave up.")
+                : QStringLiteral("The server sent nothing for %1 seconds, so Pelix gave up."))
+        .arg(seconds);
+}
+
 QString notAWebAddress(const QString& shown) {
     return QStringLiteral("\"%1\" is not a web address Pelix can use; it begins https://.")
         .arg(shown);

@@ -64,6 +64,8 @@ inline constexpr auto kBrokeOff = "The answer broke off before its end.";
 QString headersTooLarge(qint64 kilobytes);
 QString headerLineTooLong(qint64 kilobytes);
 QString answerTooLarge(qint64 megabytes);
+QString silentFor(int seconds);
+inline constexpr auto kRequestCancelled = "The request was cancelled.";
 // Why a base address may not be used: `shown` as the user typed it.
 QString notAWebAddress(const QString& shown);
 QString plainHttpElsewhere(const QString& shown);

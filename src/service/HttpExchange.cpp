@@ -3,6 +3,7 @@
 #include "core/Sentences.h"
 
 #include <QIODevice>
+#include <QNetworkReply>
 #include <QSslSocket>
 #include <QTcpSocket>
 
@@ -46,6 +47,21 @@ HttpExchange::HttpExchange(Request request, std::function<void(Answer)> done, QO
         fail(Error{QStringLiteral("network"), QAbstractSocket::SocketTimeoutError,
                    core::sentences::kTimedOut});
     });
+    silence_.setSingleShot(true);
+    connect(&silence_, &QTimer::timeout, this, [this] {
+        fail(Error{
+            QStringLiteral("network"), QAbstractSocket::SocketTimeoutError,
+            core::sentences::silentFor(static_cast<int>(std::lround(request_.silenceSeconds)))});
+    });
+}
+
+void HttpExchange::cancel() {
+    fail(Error{QStringLiteral("network"), QNetworkReply::OperationCanceledError,
+               core::sentences::kRequestCancelled});
+}
+
+void HttpExchange::heard() {
+    if (request_.silenceSeconds > 0) silence_.start();
 }
 
 HttpExchange::~HttpExchange() {
@@ -80,8 +96,12 @@ void HttpExchange::start() {
                 fail(Error{QStringLiteral("network"), static_cast<int>(error),
                            withFullStop(socket_->errorString())});
             });
-    const double ms = std::clamp(request_.timeoutSeconds * 1000, 0.0, 24.0 * 3600 * 1000);
-    limit_.start(static_cast<int>(std::lround(ms)));
+    const auto ms = [](double seconds) {
+        return static_cast<int>(std::lround(std::clamp(seconds * 1000, 0.0, 24.0 * 3600 * 1000)));
+    };
+    limit_.start(ms(request_.timeoutSeconds));
+    silence_.setInterval(ms(request_.silenceSeconds));
+    heard();
     const QString host = request_.url.host();
     const quint16 port = static_cast<quint16>(request_.url.port(tls ? 443 : 80));
     if (tls) {
@@ -92,6 +112,7 @@ void HttpExchange::start() {
 }
 
 void HttpExchange::send() {
+    heard();
     const QUrl& url = request_.url;
     QByteArray target = url.path(QUrl::FullyEncoded).toLatin1();
     if (target.isEmpty()) target = "/";
@@ -120,8 +141,10 @@ void HttpExchange::send() {
 }
 
 void HttpExchange::sendMore() {
+    if (ended_) return;
+    heard();
     QIODevice* device = request_.bodyDevice.get();
-    if (ended_ || !device) return;
+    if (!device) return;
     while (socket_->bytesToWrite() < 4 * kWriteStep && sent_ < device->size()) {
         const QByteArray step = device->read(kWriteStep);
         if (step.isEmpty()) {
@@ -134,6 +157,7 @@ void HttpExchange::sendMore() {
 
 void HttpExchange::readMore() {
     if (ended_) return;
+    heard();
     buffer_ += socket_->readAll();
     parse();
 }
@@ -322,6 +346,7 @@ void HttpExchange::finish(Answer answer) {
     if (ended_) return;
     ended_ = true;
     limit_.stop();
+    silence_.stop();
     if (socket_) {
         socket_->disconnect(this);
         socket_->abort();

@@ -8,13 +8,14 @@
 // abort reached Qt's HTTP thread (Qt 6.4). Here the socket reads at most 64 KB ahead, so a fast
 // server waits on TCP.
 //
-// Failures are one sentence each: "The request timed out." (one timer from the start, not a
-// limit on silence), "The answer was larger than 32 MB, so it was not read.", "The answer broke
-// off before its end." (fewer bytes than Content-Length, or a chunked body cut in the middle:
-// never a success with half a body) and "The answer was not HTTP.". A 3xx is an answer like any
-// other, so the token never travels to another address and a POST never turns into a GET.
-// Whether the status and body mean success is the Api's to decide (Api::read). A proxy set on
-// the process's QNetworkAccessManager is passed in by the Api and applies here too.
+// Failures are one sentence each: "The request timed out." (one timer from the start; a
+// request may add a limit on silence, "The server sent nothing for N seconds…"), "The answer was
+// larger than 32 MB, so it was not read.", "The answer broke off before its end." (fewer bytes than
+// Content-Length, or a chunked body cut in the middle: never a success with half a body) and "The
+// answer was not HTTP.". A 3xx is an answer like any other, so the token never travels to another
+// address and a POST never turns into a GET. Whether the status and body mean success is the Api's
+// to decide (Api::read). A proxy set on the process's QNetworkAccessManager is passed in by the Api
+// and applies here too.
 
 #include "core/Error.h"
 
@@ -63,6 +64,9 @@ public:
         // Instead of `body`: an open device of known size, read as the request goes out.
         std::shared_ptr<QIODevice> bodyDevice;
         double timeoutSeconds = 60;
+        // A limit on silence too: nothing sent nor received for this long ends the exchange.
+        // 0 for none.
+        double silenceSeconds = 0;
         qint64 answerLimit = 32 * 1024 * 1024;
         QNetworkProxy proxy = QNetworkProxy(QNetworkProxy::DefaultProxy);
     };
@@ -79,6 +83,9 @@ public:
 
     // Connects and sends; the answer comes to `done`, after which the exchange deletes itself.
     void start();
+    // Ends the exchange at once; `done` hears "The request was cancelled." (Qt's
+    // OperationCanceledError in the domain "network").
+    void cancel();
 
 private:
     enum class Reading { head, sized, chunkSize, chunkData, chunkEnd, trailers, untilClose };
@@ -86,6 +93,8 @@ private:
     void send();
     void sendMore();
     void readMore();
+    // Something went out or came in: the limit on silence starts again.
+    void heard();
     // Parses what has been read; false once the exchange has ended.
     bool parse();
     bool parseHead();
@@ -98,6 +107,7 @@ private:
     std::function<void(Answer)> done_;
     std::unique_ptr<QAbstractSocket> socket_;
     QTimer limit_;
+    QTimer silence_;
     QByteArray buffer_;
     Reading reading_ = Reading::head;
     int status_ = 0;

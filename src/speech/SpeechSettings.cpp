@@ -1,6 +1,7 @@
 #include "speech/SpeechSettings.h"
 
 #include "core/Sentences.h"
+#include "service/Api.h"
 #include "speech/SpeechEngines.h"
 #include "speech/TranscriptionServerEngine.h"
 
@@ -29,6 +30,12 @@ bool SpeechSettings::keyStored() const {
 Status SpeechSettings::save(const Values& values) {
     const QString server = values.server.trimmed();
     const QString model = values.model.trimmed();
+    // Nothing is kept of settings that would send the key in clear.
+    if (const auto unsafe = server.isEmpty()
+                                ? std::nullopt
+                                : service::Api::unsafeBase(transcriptionsEndpoint(server))) {
+        return fail(kSpeechEngineFailed, *unsafe);
+    }
     if (server.isEmpty()) {
         prefs_.remove(ServerSettings::kServerPref);
     } else {

@@ -3,15 +3,13 @@
 #include "core/PrivateFile.h"
 #include "core/Sentences.h"
 #include "service/Api.h"
+#include "service/HttpExchange.h"
 #include "speech/ServerAnswer.h"
 #include "speech/SpeechEngine.h"
 
 #include <QEventLoop>
 #include <QFile>
-#include <QHttpMultiPart>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QTimer>
+#include <QUuid>
 
 #include <algorithm>
 #include <cmath>
@@ -20,21 +18,21 @@
 namespace pelix::speech {
 namespace {
 
-QHttpPart field(const QByteArray& name, const QByteArray& value) {
-    QHttpPart part;
-    part.setHeader(QNetworkRequest::ContentDispositionHeader,
-                   QByteArray("form-data; name=\"" + name + "\""));
-    part.setBody(value);
-    return part;
+// One multipart/form-data part.
+QByteArray part(const QByteArray& boundary, const QByteArray& name, const QByteArray& value,
+                const QByteArray& fileName = {}, const QByteArray& type = {}) {
+    QByteArray out = "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + name + '"';
+    if (!fileName.isEmpty()) out += "; filename=\"" + fileName + '"';
+    out += "\r\n";
+    if (!type.isEmpty()) out += "Content-Type: " + type + "\r\n";
+    return out + "\r\n" + value + "\r\n";
 }
 
-QNetworkRequest request(const ServerSettings& settings, double timeoutSeconds) {
-    QNetworkRequest r(settings.endpoint);
-    r.setTransferTimeout(static_cast<int>(std::lround(timeoutSeconds * 1000)));
-    // A redirect is the server's answer, not an address to carry the key to.
-    r.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    if (!settings.key.isEmpty()) r.setRawHeader("Authorization", "Bearer " + settings.key.toUtf8());
-    return r;
+// A file name as the quoted filename of a part's header may carry it.
+QByteArray quotable(const QString& text) {
+    QByteArray out = text.toUtf8();
+    out.replace('"', "%22").replace('\r', "").replace('\n', "");
+    return out;
 }
 
 }  // namespace
@@ -73,7 +71,7 @@ Status SpeechKeyStore::write(const QString& key) const {
 
 QUrl transcriptionsEndpoint(const QString& base) {
     QString text = base.trimmed();
-    if (!text.contains("://")) text = "http://" + text;
+    if (!text.contains("://")) text = "https://" + text;
     QUrl url(text);
     QString path = url.path();
     while (path.endsWith('/')) path.chop(1);
@@ -102,81 +100,88 @@ std::optional<ServerSettings> ServerSettings::read(const core::Prefs& prefs,
     return settings;
 }
 
-template <class Send>
-Result<ServerClient::Answer> ServerClient::wait(const Send& send, double timeoutSeconds) {
-    // A manager of the calling thread, so that the reply and the loop below share one thread.
-    QNetworkAccessManager network;
-    QNetworkReply* reply = nullptr;
+Result<ServerClient::Answer> ServerClient::exchange(const ServerSettings& settings,
+                                                    const QByteArray& contentType,
+                                                    const QByteArray& body, double timeoutSeconds,
+                                                    double silenceSeconds) {
+    if (const auto unsafe = service::Api::unsafeBase(settings.endpoint)) {
+        return fail(server::kUnreachable, server::unreachable(*unsafe));
+    }
+    service::HttpExchange::Request request;
+    request.url = settings.endpoint;
+    request.headers = {{"Content-Type", contentType}, {"Accept", "application/json"}};
+    if (!settings.key.isEmpty()) {
+        request.headers.append({"Authorization", "Bearer " + settings.key.toUtf8()});
+    }
+    request.body = body;
+    request.timeoutSeconds = timeoutSeconds;
+    request.silenceSeconds = silenceSeconds;
+    request.answerLimit = kAnswerLimit;
+
+    QEventLoop loop;
+    QObject canceller;
+    std::optional<service::HttpExchange::Answer> answer;
+    auto* exchange = new service::HttpExchange(
+        std::move(request),
+        [&](service::HttpExchange::Answer a) {
+            answer = std::move(a);
+            loop.quit();
+        },
+        &canceller);
     {
         std::lock_guard lock(mutex_);
         if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
-        reply = send(network);
-        inFlight_ = reply;
+        inFlight_ = &canceller;
     }
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    // The request's limit is on silence; this one is on the whole exchange, however slowly the
-    // server trickles.
-    QTimer limit;
-    limit.setSingleShot(true);
-    QObject::connect(&limit, &QTimer::timeout, reply, &QNetworkReply::abort);
-    limit.start(static_cast<int>(std::lround(std::clamp(timeoutSeconds, 0.0, 86400.0) * 1000)));
-    if (!reply->isFinished()) loop.exec();
+    exchange->start();
+    if (!answer) loop.exec();
     {
         std::lock_guard lock(mutex_);
         inFlight_ = nullptr;
     }
-    const std::unique_ptr<QNetworkReply> owned(reply);
     if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid()) {
-        return fail(server::kUnreachable,
-                    server::unreachable(service::Api::transportError(reply).message));
+    if (answer->failure) {
+        return fail(server::kUnreachable, server::unreachable(answer->failure->message));
     }
-    return Answer{status.toInt(), reply->readAll()};
+    return Answer{answer->status, std::move(answer->body)};
 }
 
 Result<ServerClient::Answer> ServerClient::transcribe(const ServerSettings& settings,
                                                       const Piece& piece) {
-    return wait(
-        [&](QNetworkAccessManager& network) {
-            auto* parts = new QHttpMultiPart(QHttpMultiPart::FormDataType);
-            QHttpPart file;
-            file.setHeader(
-                QNetworkRequest::ContentDispositionHeader,
-                "form-data; name=\"file\"; filename=\"" + piece.fileName.toUtf8() + "\"");
-            file.setHeader(QNetworkRequest::ContentTypeHeader, piece.type);
-            file.setBody(piece.sound);
-            parts->append(file);
-            parts->append(field("model", settings.model.toUtf8()));
-            parts->append(field("response_format", "verbose_json"));
-            parts->append(field("timestamp_granularities[]", "word"));
-            parts->append(field("timestamp_granularities[]", "segment"));
-            if (!piece.language.isEmpty())
-                parts->append(field("language", piece.language.toUtf8()));
-            if (!piece.prompt.isEmpty()) parts->append(field("prompt", piece.prompt.toUtf8()));
-            QNetworkReply* reply = network.post(request(settings, piece.timeoutSeconds), parts);
-            parts->setParent(reply);
-            return reply;
-        },
-        piece.timeoutSeconds);
+    const QByteArray boundary = "pelix-" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces);
+    QByteArray body = part(boundary, "file", piece.sound, quotable(piece.fileName), piece.type);
+    body += part(boundary, "model", settings.model.toUtf8());
+    body += part(boundary, "response_format", "verbose_json");
+    body += part(boundary, "timestamp_granularities[]", "word");
+    body += part(boundary, "timestamp_granularities[]", "segment");
+    if (!piece.language.isEmpty()) body += part(boundary, "language", piece.language.toUtf8());
+    if (!piece.prompt.isEmpty()) body += part(boundary, "prompt", piece.prompt.toUtf8());
+    body += "--" + boundary + "--\r\n";
+    return exchange(settings, "multipart/form-data; boundary=" + boundary, body,
+                    piece.timeoutSeconds, piece.silenceSeconds);
 }
 
 bool ServerClient::answers(const ServerSettings& settings, double timeoutSeconds) {
-    return wait(
-               [&](QNetworkAccessManager& network) {
-                   return network.get(request(settings, timeoutSeconds));
-               },
-               timeoutSeconds)
+    // Any answer will do: an empty form is refused by a server that is there.
+    return exchange(settings, "application/x-www-form-urlencoded", {}, timeoutSeconds,
+                    timeoutSeconds)
         .has_value();
 }
 
 void ServerClient::cancel() {
     std::lock_guard lock(mutex_);
     cancelled_ = true;
-    // The reply lives on the waiting thread: it is aborted there.
-    if (inFlight_)
-        QMetaObject::invokeMethod(inFlight_, &QNetworkReply::abort, Qt::QueuedConnection);
+    // The exchange lives on the waiting thread: it is cancelled there, if it is still going.
+    if (inFlight_) {
+        QMetaObject::invokeMethod(
+            inFlight_,
+            [canceller = inFlight_] {
+                for (auto* exchange : canceller->findChildren<service::HttpExchange*>()) {
+                    exchange->cancel();
+                }
+            },
+            Qt::QueuedConnection);
+    }
 }
 
 }  // namespace pelix::speech

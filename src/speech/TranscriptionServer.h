@@ -11,7 +11,7 @@
 #include <mutex>
 #include <optional>
 
-class QNetworkReply;
+class QObject;
 
 namespace pelix::speech {
 
@@ -55,14 +55,17 @@ struct ServerSettings {
     static std::optional<ServerSettings> read(const core::Prefs& prefs, const SpeechKeyStore& keys);
 };
 
-// The transcriptions address of a server named by its base address: "http://host:8080",
-// "host:8080" and "https://api.example.com/v1" all work; an address that already ends in
-// "/audio/transcriptions" stands as it is.
+// The transcriptions address of a server named by its base address: "http://localhost:8080",
+// "api.example.com/v1" (https) and "https://api.example.com/v1" all work; an address that
+// already ends in "/audio/transcriptions" stands as it is.
 QUrl transcriptionsEndpoint(const QString& base);
 
-// Requests to a transcription server. Each is waited for on the calling thread with an event
-// loop of its own, so call it from a worker thread, never the main thread. `cancel` may come
-// from any thread: the request in flight is abandoned and later ones are not sent.
+// Requests to a transcription server, over the backend client's own HTTP exchange and under its
+// rules: https, or plain http only to this computer (the key is never sent in clear); answers
+// read within a limit, a time limit on the whole exchange and one on silence; redirects are
+// answers. Each is waited for on the calling thread with an event loop of its own, so call it
+// from a worker thread, never the main thread. `cancel` may come from any thread: the request
+// in flight is abandoned and later ones are not sent.
 class ServerClient {
 public:
     struct Answer {
@@ -74,6 +77,9 @@ public:
         QString language = {};  // ISO 639-1; empty lets the server tell
         QString prompt = {};    // names and terms to expect; empty for none
         double timeoutSeconds = 60;
+        // A server that sends nothing for this long is given up on, however long the whole may
+        // take.
+        double silenceSeconds = 90;
         // The form's file name and type: WAV unless a compressed file is sent as it is.
         QString fileName = QStringLiteral("speech.wav");
         QByteArray type = "audio/wav";
@@ -81,7 +87,8 @@ public:
 
     // Posts one piece of sound (multipart: the sound file, the model, verbose_json with word and
     // segment times, the language and prompt when given). Any HTTP answer is handed back; no
-    // answer at all fails with server::kUnreachable and the sentence that says so.
+    // whole answer (none at all, too large, cut off, too slow, or an address that would send the
+    // key in clear) fails with server::kUnreachable and the sentence that says so.
     Result<Answer> transcribe(const ServerSettings& settings, const Piece& piece);
     // Whether the server answers at all within `timeoutSeconds` (any HTTP status counts).
     bool answers(const ServerSettings& settings, double timeoutSeconds);
@@ -89,12 +96,16 @@ public:
     void cancel();
     bool cancelled() const { return cancelled_; }
 
+    // The most bytes of an answer that are read.
+    static constexpr qint64 kAnswerLimit = 32 * 1024 * 1024;
+
 private:
-    template <class Send>
-    Result<Answer> wait(const Send& send, double timeoutSeconds);
+    Result<Answer> exchange(const ServerSettings& settings, const QByteArray& contentType,
+                            const QByteArray& body, double timeoutSeconds, double silenceSeconds);
 
     std::mutex mutex_;
-    QNetworkReply* inFlight_ = nullptr;
+    // The waiting thread's object through which `cancel` reaches the exchange in flight.
+    QObject* inFlight_ = nullptr;
     std::atomic<bool> cancelled_ = false;
 };
 

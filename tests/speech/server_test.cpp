@@ -3,6 +3,7 @@
 #include "core/PrivateFile.h"
 #include "fakes/FakeEngine.h"
 #include "fakes/FakeTranscriptionServer.h"
+#include "fakes/HostileServer.h"
 #include "media/TestMedia.h"
 #include "speech/AudioPieces.h"
 #include "speech/ServerAnswer.h"
@@ -139,7 +140,8 @@ TEST(ServerAnswer, RefusalsAreOneSentenceWithoutTheKey) {
 TEST(ServerSettings, AddressModelLimitAndKey) {
     const std::pair<QString, QString> addresses[] = {
         {"http://127.0.0.1:8080", "http://127.0.0.1:8080/v1/audio/transcriptions"},
-        {"localhost:8000/", "http://localhost:8000/v1/audio/transcriptions"},
+        {"localhost:8000/", "https://localhost:8000/v1/audio/transcriptions"},
+        {"api.openai.com/v1", "https://api.openai.com/v1/audio/transcriptions"},
         {"https://api.example.com/v1", "https://api.example.com/v1/audio/transcriptions"},
         {"http://h/inference/v1/audio/transcriptions",
          "http://h/inference/v1/audio/transcriptions"},
@@ -356,6 +358,57 @@ TEST_F(ServerEngine, ASlowServerTimesOutOrIsCancelled) {
     EXPECT_EQ(finished->error().code, kSpeechCancelled);
 }
 
+// Servers that misbehave on purpose: each gives one sentence, within its limit, and the key is
+// never sent in clear.
+TEST(HostileTranscriptionServer, AnswersAreReadWithinLimitsAndTheKeyStaysOffPlainHttp) {
+    const QByteArray sound = server::wavFile(std::vector<int16_t>(1600), 16000);
+    struct Case {
+        const char* what;
+        fakes::HostileServer::Script script;
+        ServerClient::Piece piece;
+        QString sentence;
+    };
+    const Case cases[] = {
+        {"endless",
+         fakes::HostileServer::endless(),
+         {.sound = sound},
+         "Couldn't reach the transcription server: The answer was larger than 32 MB, so it was "
+         "not read."},
+        {"silent",
+         fakes::HostileServer::trickle("{}", 60000),
+         {.sound = sound, .timeoutSeconds = 60, .silenceSeconds = 1},
+         "Couldn't reach the transcription server: The server sent nothing for 1 second, so "
+         "Pelix gave up."},
+        {"trickling",
+         fakes::HostileServer::trickle(QByteArray(100, ' '), 100),
+         {.sound = sound, .timeoutSeconds = 1, .silenceSeconds = 0.5},
+         "Couldn't reach the transcription server: The request timed out."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        fakes::HostileServer hostile(c.script);
+        ServerSettings settings;
+        settings.endpoint = transcriptionsEndpoint(hostile.base().toString());
+        settings.key = "sk-secret";
+        ServerClient client;
+        const auto answer = client.transcribe(settings, c.piece);
+        ASSERT_FALSE(answer);
+        EXPECT_EQ(answer.error().message, c.sentence);
+        EXPECT_LT(hostile.bytesSent(), 64 * 1024 * 1024);
+    }
+    // Plain http to another computer: nothing is sent.
+    ServerSettings elsewhere;
+    elsewhere.endpoint = transcriptionsEndpoint("http://192.0.2.1:9/v1");
+    elsewhere.key = "sk-secret";
+    ServerClient client;
+    const auto answer = client.transcribe(elsewhere, {.sound = sound, .timeoutSeconds = 2});
+    ASSERT_FALSE(answer);
+    EXPECT_EQ(answer.error().code, server::kUnreachable);
+    EXPECT_TRUE(answer.error().message.contains("plain http to another computer"))
+        << answer.error().message.toStdString();
+    EXPECT_FALSE(answer.error().message.contains("sk-secret"));
+}
+
 TEST_F(ServerEngine, TheRegistryPrefersAServerThatAnswers) {
     SpeechEngines engines;
     engines.add(std::make_unique<TranscriptionServerEngine>(prefs_, keys_));
@@ -406,10 +459,16 @@ TEST_F(ServerEngine, TheSettingsKeepWhatIsTypedAndTestTheServer) {
                   "Couldn't transcribe on the server: it did not accept the key.", false}));
     EXPECT_EQ(server_.calls().last().authorization, "Bearer sk-wrong");
 
-    // Saving: the default model is not written, a typed key replaces the kept one, an empty
-    // address means this computer and keeps the key.
-    ASSERT_TRUE(settings.save({" http://10.0.0.2:8000 ", "whisper-1", "sk-new"}));
-    EXPECT_EQ(settings.stored().server, "http://10.0.0.2:8000");
+    // Saving: plain http to another computer keeps nothing; the default model is not written,
+    // a typed key replaces the kept one, an empty address means this computer and keeps the key.
+    const Status clear = settings.save({"http://10.0.0.2:8000", "whisper-1", "sk-new"});
+    ASSERT_FALSE(clear);
+    EXPECT_EQ(clear.error().message,
+              "http://10.0.0.2:8000 is plain http to another computer, which would show your key "
+              "to the network; use https (plain http is only for this computer).");
+    EXPECT_EQ(keys_.read(), kKey);
+    ASSERT_TRUE(settings.save({" https://10.0.0.2:8000 ", "whisper-1", "sk-new"}));
+    EXPECT_EQ(settings.stored().server, "https://10.0.0.2:8000");
     EXPECT_FALSE(prefs_.contains("speech.model"));
     EXPECT_EQ(keys_.read(), "sk-new");
     EXPECT_TRUE(settings.stored().key.isEmpty());
