@@ -16,11 +16,17 @@ void write(FILE* stream, const QByteArray& bytes) {
 
 }  // namespace
 
+QString printable(QString text) {
+    text.removeIf(
+        [](QChar c) { return c.category() == QChar::Other_Control && c != u'\n' && c != u'\t'; });
+    return text;
+}
+
 void out(const QString& line) {
-    write(stdout, line.toUtf8() + '\n');
+    write(stdout, printable(line).toUtf8() + '\n');
 }
 void err(const QString& line) {
-    write(stderr, line.toUtf8() + '\n');
+    write(stderr, printable(line).toUtf8() + '\n');
 }
 void raw(const QByteArray& bytes) {
     write(stdout, bytes);

@@ -8,7 +8,13 @@
 
 namespace pelix::core::console {
 
-// Writes one line (a line break is added) to standard output or standard error, as UTF-8.
+// `text` without control characters (C0, DEL and C1: escape sequences, carriage returns, NUL),
+// line breaks and tabs kept: text from outside (servers, transcripts, files) can then be printed
+// without retitling the terminal, writing its clipboard or overwriting what was printed before.
+QString printable(QString text);
+
+// Writes one line (a line break is added) to standard output or standard error, as UTF-8,
+// printable.
 void out(const QString& line);
 void err(const QString& line);
 // Writes bytes to standard output as they are.

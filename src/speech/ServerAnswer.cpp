@@ -1,9 +1,13 @@
 #include "speech/ServerAnswer.h"
 
+#include "core/Console.h"
 #include "core/Json.h"
 #include "core/Sentences.h"
 
 #include <QJsonObject>
+
+#include <algorithm>
+#include <cmath>
 
 namespace pelix::speech::server {
 namespace {
@@ -49,7 +53,12 @@ double seconds(const QJsonObject& object, const char* name) {
 }  // namespace
 
 QString withoutKey(QString text, const QString& key) {
-    if (!key.isEmpty()) text.replace(key, QStringLiteral("…"));
+    if (key.isEmpty()) return text;
+    // As it is, and as a server may echo it back from an address or a form: percent-encoded,
+    // in either case of hex digits.
+    text.replace(key, QStringLiteral("…"));
+    const QString encoded = QString::fromLatin1(QUrl::toPercentEncoding(key));
+    if (encoded != key) text.replace(encoded, QStringLiteral("…"), Qt::CaseInsensitive);
     return text;
 }
 
@@ -62,7 +71,8 @@ QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const 
         QString message = serverMessage(*object).trimmed();
         if (!message.isEmpty()) {
             if (message.size() > kMessageLimit) message = message.left(kMessageLimit) + "…";
-            return sentence(core::sentences::serverRefusedSaying(withoutKey(message, key)));
+            return sentence(core::sentences::serverRefusedSaying(
+                withoutKey(core::console::printable(message), key)));
         }
     }
     return sentence(core::sentences::serverRefused(
@@ -126,8 +136,20 @@ Result<QList<SpeechResult>> readAnswer(const QByteArray& body, double offset, do
     }
 
     QList<SpeechResult> stretches;
+    // What a server says goes into projects, windows and terminals: no control characters, and
+    // times that read back (none before the start of the sound, none ending before it starts).
+    const auto inOrder = [](double& start, double& end) {
+        start = std::isfinite(start) ? std::max(start, 0.0) : 0.0;
+        end = std::isfinite(end) ? std::max(end, start) : start;
+    };
     auto add = [&](SpeechResult r) {
-        r.text = r.text.trimmed();
+        r.text = core::console::printable(r.text).trimmed();
+        inOrder(r.start, r.end);
+        for (core::Word& w : r.words) {
+            w.text = core::console::printable(w.text);
+            inOrder(w.start, w.end);
+        }
+        r.words.removeIf([](const core::Word& w) { return w.text.trimmed().isEmpty(); });
         if (r.text.isEmpty() && !r.words.isEmpty()) {
             QStringList parts;
             for (const core::Word& w : r.words) parts << w.text;

@@ -77,6 +77,23 @@ TEST(ServerAnswer, OddAnswers) {
         EXPECT_EQ(heard.error().message,
                   "Couldn't transcribe on the server: its answer couldn't be read.");
     }
+    // Control characters (a terminal's title, its clipboard, a carriage return) are dropped, and
+    // times that could not be read back are put in order.
+    heard = server::readAnswer(
+        R"({"text":"a","segments":[{"start":-2,"end":-1,"text":"Hi\u001b]0;owned\u0007 there\r",)"
+        R"("words":[{"word":"Hi\u001b]2;x\u0007","start":-2,"end":-3},{"word":"\u009b","start":1,"end":2},)"
+        R"({"word":" there","start":1,"end":0.5}]}]})",
+        0, 3);
+    ASSERT_TRUE(heard);
+    ASSERT_EQ(heard->size(), 1);
+    EXPECT_EQ((*heard)[0].text, "Hi]0;owned there");
+    ASSERT_EQ((*heard)[0].words.size(), 2);
+    EXPECT_EQ((*heard)[0].words[0].text, "Hi]2;x");
+    EXPECT_EQ((*heard)[0].words[0].start, 0);
+    EXPECT_EQ((*heard)[0].words[0].end, 2);  // the next token joined it
+    EXPECT_EQ((*heard)[0].words[1].start, 1);
+    EXPECT_EQ((*heard)[0].words[1].end, 1);
+    EXPECT_GE((*heard)[0].end, (*heard)[0].start);
     heard = server::readAnswer(R"({"error":"model not loaded"})", 0, 3);
     ASSERT_FALSE(heard);
     EXPECT_EQ(heard.error().message, "Couldn't transcribe on the server: model not loaded.");
@@ -115,11 +132,13 @@ TEST(ServerAnswer, TokensJoinIntoWords) {
 
 TEST(ServerAnswer, RefusalsAreOneSentenceWithoutTheKey) {
     const QUrl endpoint("http://127.0.0.1:8080/v1/audio/transcriptions");
-    const QString key = "sk-secret-123";
+    const QString key = "sk-secret/123+x";
     // The sentences after "Couldn't transcribe on the server: ".
     const std::tuple<int, QByteArray, QString> cases[] = {
-        {401, R"({"error":{"message":"Incorrect API key provided: sk-secret-123","type":"x"}})",
+        {401, R"({"error":{"message":"Incorrect API key provided: sk-secret/123+x","type":"x"}})",
          "Incorrect API key provided: …"},
+        {401, R"({"error":"Bad key sk-secret%2f123%2Bx in \u001b]52;c;aGk=\u0007 the query"})",
+         "Bad key … in ]52;c;aGk= the query."},
         {401, "", "it did not accept the key."},
         {404, R"({"detail":"Model 'x' not found"})", "Model 'x' not found."},
         {404, "Not Found", "nothing transcribes at " + endpoint.toString() + "."},
@@ -131,7 +150,8 @@ TEST(ServerAnswer, RefusalsAreOneSentenceWithoutTheKey) {
     for (const auto& [status, body, rest] : cases) {
         const QString sentence = server::refusal(status, body, endpoint, key);
         EXPECT_EQ(sentence, "Couldn't transcribe on the server: " + rest) << status;
-        EXPECT_FALSE(sentence.contains(key));
+        EXPECT_FALSE(sentence.contains(key) || sentence.contains("secret") ||
+                     sentence.contains(QChar(0x1b)));
     }
     EXPECT_EQ(server::unreachable("Connection refused"),
               "Couldn't reach the transcription server: Connection refused.");
