@@ -185,10 +185,13 @@ std::optional<QList<VoiceMemo>> memos(const QString& folder) {
             out.push_back(VoiceMemo{url, row->title.isEmpty() ? titles(row->date) : row->title,
                                     row->date, row->seconds});
         } else {
-            const QDateTime date = file.created.isValid()
-                                       ? file.created
-                                       : QDateTime::fromMSecsSinceEpoch(kDistantPastMs, Qt::UTC);
-            out.push_back(VoiceMemo{url, titles(date), date, 0});
+            QDateTime date =
+                file.created.isValid() && (!file.modified.isValid() || file.created < file.modified)
+                    ? file.created
+                    : file.modified;
+            if (!date.isValid()) date = QDateTime::fromMSecsSinceEpoch(kDistantPastMs, Qt::UTC);
+            const QString stem = QFileInfo(file.name).completeBaseName();
+            out.push_back(VoiceMemo{url, stem.isEmpty() ? file.name : stem, date, 0});
         }
     }
     std::stable_sort(out.begin(), out.end(),

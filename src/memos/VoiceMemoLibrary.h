@@ -24,7 +24,8 @@ namespace pelix::memos {
 // One recording of the recordings folder. Its identity is its file.
 struct VoiceMemo {
     QUrl url;
-    // The name given in the recorder, else the recording date as a date-and-time text.
+    // The name given in the recorder; a file the recorder's database does not name is titled by
+    // its file name without the extension.
     QString title;
     QDateTime date;
     double seconds = 0;
@@ -87,7 +88,9 @@ bool isRecording(const QString& name);
 QList<Row> rows(const QString& path);
 
 // The recordings, newest first (equal dates keep folder order); none when the folder cannot be
-// listed. Files the database does not know are listed by their creation date with length 0.
+// listed. Files the database does not know are listed under their file name without the
+// extension, dated by the older of their birth and modification times (a copy is born when it
+// is copied, but keeps the time it was recorded as its modification time), with length 0.
 std::optional<QList<VoiceMemo>> memos(const QString& folder);
 
 // The date-and-time text that stands in for a missing name: medium date, short time, in the
