@@ -149,7 +149,9 @@ void AppFeatures::importNotes() {
     if (std::optional<notes::NotesImport::Source> source =
             notes::NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = core::sentences::kBringNotesOver,
-                            .text = core::sentences::kImportNotesTip,
+                            .text = source->kind == notes::NotesImport::Source::Kind::command
+                                        ? core::sentences::kBringNotesOverText
+                                        : core::sentences::kImportNotesTip,
                             .accept = core::sentences::kBringThemOver,
                             .reject = core::sentences::kCancel,
                             .other = {}};

@@ -136,6 +136,7 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     ASSERT_TRUE(waitUntil([&] { return !features.importing(); }));
     EXPECT_EQ(shell.lines.last(), "Brought over 1 pearl: 1 new.");
     EXPECT_TRUE(shell.lines.contains("Bringing over 1 of 1…"));
+    EXPECT_TRUE(shell.lines.contains("Reading the notes in notes.json…")) << "what is really read";
     ASSERT_EQ(backend.requests("import-notes").size(), 1);
     EXPECT_EQ(shell.choices.size(), 1);
 
@@ -143,8 +144,8 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     prefs.setValue("notes.command", "cat " + file);
     features.importNotes();
     ASSERT_EQ(shell.prompts.size(), 1u);
-    EXPECT_EQ(shell.prompts.back().title, "Bring Apple Notes into Pelix?");
-    EXPECT_EQ(shell.prompts.back().text, core::sentences::kImportNotesTip);
+    EXPECT_EQ(shell.prompts.back().title, "Bring your notes into Pelix?");
+    EXPECT_EQ(shell.prompts.back().text, core::sentences::kBringNotesOverText);
     shell.answerPrompt(PromptAnswer::reject);
     EXPECT_FALSE(features.importing());
     features.importNotes();
@@ -152,6 +153,7 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     EXPECT_TRUE(features.importing());
     ASSERT_TRUE(waitUntil([&] { return !features.importing(); }));
     EXPECT_EQ(backend.requests("import-notes").size(), 2);
+    EXPECT_TRUE(shell.lines.contains("Running the notes command…"));
 }
 
 TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheStatusLine) {
