@@ -30,7 +30,12 @@ TrayShell::~TrayShell() = default;
 
 void TrayShell::setLook(ui::TrayLook look) {
     look_ = look;
-    if (icon_) icon_->setIcon(ui::trayIcon(look));
+    if (icon_) icon_->setIcon(ui::trayIcon(look, shade_));
+}
+
+void TrayShell::setPanelShade(ui::PanelShade shade) {
+    shade_ = shade;
+    setLook(look_);
 }
 
 void TrayShell::ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) {
@@ -90,7 +95,7 @@ void TrayShell::editSpeech() {
 bool TrayShell::showIcon(QMenu* menu, std::function<void(const QRect&)> clicked) {
     if (icon_) return true;
     if (!QSystemTrayIcon::isSystemTrayAvailable()) return false;
-    icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_));
+    icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_, shade_));
     icon_->setToolTip(core::sentences::kPelix);
     icon_->setContextMenu(menu);
     QObject::connect(
