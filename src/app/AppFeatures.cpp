@@ -38,7 +38,7 @@ bool AppFeatures::voiceMemosOn() const {
 }
 
 bool AppFeatures::recordingsReadable() const {
-    return memos::VoiceMemoLibrary::canRead(memos::VoiceMemoLibrary::folder(parts_.prefs));
+    return !memos::VoiceMemoLibrary::closed(parts_.prefs);
 }
 
 void AppFeatures::toggleVoiceMemos() {
@@ -57,7 +57,7 @@ void AppFeatures::setVoiceMemos(bool on) {
 }
 
 void AppFeatures::allowRecordings() {
-    const QString now = memos::VoiceMemoLibrary::folder(parts_.prefs);
+    const QString now = memos::VoiceMemoLibrary::prepare(parts_.prefs);
     const QString start = QFileInfo(now).isDir() ? now : QDir::homePath();
     QPointer<AppFeatures> self(this);
     parts_.shell.chooseFolder(core::sentences::kChooseTheRecordingsFolder, start,

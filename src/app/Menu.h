@@ -30,6 +30,8 @@ struct DesktopFacts {
 };
 
 enum class MenuAction {
+    // A heading over the items that follow it, not an action.
+    section,
     keysOff,
     teachTap,
     teachHold,
@@ -40,6 +42,7 @@ enum class MenuAction {
     transcribeVideo,
     toggleVoiceMemos,
     allowRecordings,
+    chooseRecordingsFolder,
     chooseMemos,
     toggleRelay,
     videoEditor,
@@ -62,8 +65,15 @@ struct MenuItem {
     bool operator==(const MenuItem&) const = default;
 };
 
-// The tray menu, top to bottom. A `separator` action-less gap is not listed: the tray puts one
-// before "Quit Pelix".
+// The sections of the tray menu, in order: what the keys and the microphone do, what Pelix can
+// do besides, the account, and the program itself.
+inline constexpr auto kRecordingSection = "Recording";
+inline constexpr auto kFeaturesSection = "Features";
+inline constexpr auto kAccountSection = "Account";
+inline constexpr auto kPelixSection = "Pelix";
+
+// The tray menu, top to bottom: the warning that the keys are off, when they are, then each
+// section as a `MenuAction::section` heading followed by its items.
 QList<MenuItem> menuItems(const DesktopFacts& facts);
 
 // The lines of "Check permissions", one per check.

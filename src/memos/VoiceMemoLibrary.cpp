@@ -96,6 +96,25 @@ void setFolder(core::Prefs& prefs, const QString& folder) {
     prefs.remove(kOldFolderKey);
 }
 
+bool chosen(const core::Prefs& prefs) {
+    for (const char* key : {kFolderKey, kOldFolderKey}) {
+        if (auto set = prefs.string(key); set && !set->isEmpty()) return true;
+    }
+    return false;
+}
+
+QString prepare(const core::Prefs& prefs) {
+    const QString path = folder(prefs);
+    if (!chosen(prefs) && !QFileInfo::exists(path)) QDir().mkpath(path);
+    return path;
+}
+
+bool closed(const core::Prefs& prefs) {
+    const QString path = folder(prefs);
+    if (canRead(path)) return false;
+    return chosen(prefs) || QFileInfo::exists(path);
+}
+
 bool canRead(const QString& folder) {
     const QFileInfo info(folder);
     return info.isDir() && info.isReadable() && info.isExecutable();

@@ -73,6 +73,16 @@ inline constexpr auto kOldFolderKey = "voiceMemos.testFolder";
 QString folder(const core::Prefs& prefs);
 // Keeps `folder` as the recordings folder.
 void setFolder(core::Prefs& prefs, const QString& folder);
+// Whether the user chose the folder (or an older version kept one), rather than it being the
+// default.
+bool chosen(const core::Prefs& prefs);
+// The folder, the default one made when it is missing (a chosen folder is never made: it may be
+// a disk that is not plugged in). Returns the folder either way.
+QString prepare(const core::Prefs& prefs);
+// Whether the folder is there, or ought to be, and cannot be listed: a chosen folder that cannot
+// be read, or a default one that exists and cannot. A default folder not made yet is not closed:
+// it is made on first use.
+bool closed(const core::Prefs& prefs);
 
 // Whether the folder can be listed now.
 bool canRead(const QString& folder);
