@@ -24,7 +24,7 @@ struct DesktopFacts {
     bool insertIntoApp = true;       // "insert.enabled": dictation types into the window in front
     bool badgeShown = true;          // the floating badge is on the screen
     bool voiceMemosOn = false;       // "voiceMemos.on": new recordings are sent by themselves
-    bool recordingsReadable = true;  // the recordings folder can be listed
+    bool recordingsReadable = true;  // not closed: readable, or the default not made yet
     bool relay = true;          // "relay.enabled": prompts from the phone go into chat assistants
     bool speechServer = false;  // "speech.server" names a transcription server
 };
