@@ -1,5 +1,6 @@
-// Writes Pelix's icons into an icon theme folder: the application's icon and the tray's looks,
-// as PNG pictures in the theme's sizes and as SVG. Usage: pelix-make-icons FOLDER
+// Writes Pelix's icons into an icon theme folder: the application's icon and the tray's looks in
+// both shades, as PNG pictures in the theme's sizes and as SVG, and the symbolic SVG of the looks
+// that the panel recolours. Usage: pelix-make-icons FOLDER
 #include "ui/TrayLook.h"
 
 #include <QDir>
@@ -11,6 +12,7 @@
 
 namespace {
 
+using pelix::ui::PanelShade;
 using pelix::ui::TrayLook;
 
 bool writeText(const QString& path, const QString& text) {
@@ -44,10 +46,21 @@ int main(int argc, char** argv) {
     bool ok = writeIcon(theme, "apps", "pelix", {16, 22, 24, 32, 48, 64, 128, 256},
                         pelix::ui::appImage, pelix::ui::appSvg());
     for (const TrayLook look : {TrayLook::idle, TrayLook::recording, TrayLook::signedOut}) {
-        ok = ok && writeIcon(
-                       theme, "status", pelix::ui::trayIconName(look), {16, 22, 24, 32, 48},
-                       [look](int size) { return pelix::ui::trayImage(look, size); },
-                       pelix::ui::traySvg(look));
+        for (const PanelShade shade : {PanelShade::dark, PanelShade::light}) {
+            ok =
+                ok &&
+                writeIcon(
+                    theme, "status", pelix::ui::trayFallbackName(look, shade), {16, 22, 24, 32, 48},
+                    [look, shade](int size) { return pelix::ui::trayImage(look, size, shade); },
+                    pelix::ui::traySvg(look, shade));
+        }
+        // Symbolic icons are SVG only: a desktop recolours them at any size.
+        if (pelix::ui::isSymbolic(look)) {
+            ok = ok && theme.mkpath("scalable/status") &&
+                 writeText(
+                     theme.filePath("scalable/status/" + pelix::ui::trayIconName(look) + ".svg"),
+                     pelix::ui::traySymbolicSvg(look));
+        }
     }
     if (!ok) {
         std::fprintf(stderr, "pelix-make-icons: couldn't write the icons into %s\n", argv[1]);

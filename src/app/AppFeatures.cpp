@@ -38,7 +38,7 @@ bool AppFeatures::voiceMemosOn() const {
 }
 
 bool AppFeatures::recordingsReadable() const {
-    return memos::VoiceMemoLibrary::canRead(memos::VoiceMemoLibrary::folder(parts_.prefs));
+    return !memos::VoiceMemoLibrary::closed(parts_.prefs);
 }
 
 void AppFeatures::toggleVoiceMemos() {
@@ -57,7 +57,7 @@ void AppFeatures::setVoiceMemos(bool on) {
 }
 
 void AppFeatures::allowRecordings() {
-    const QString now = memos::VoiceMemoLibrary::folder(parts_.prefs);
+    const QString now = memos::VoiceMemoLibrary::prepare(parts_.prefs);
     const QString start = QFileInfo(now).isDir() ? now : QDir::homePath();
     QPointer<AppFeatures> self(this);
     parts_.shell.chooseFolder(core::sentences::kChooseTheRecordingsFolder, start,
@@ -149,7 +149,9 @@ void AppFeatures::importNotes() {
     if (std::optional<notes::NotesImport::Source> source =
             notes::NotesImport::defaultSource(parts_.prefs)) {
         const Prompt prompt{.title = core::sentences::kBringNotesOver,
-                            .text = core::sentences::kImportNotesTip,
+                            .text = source->kind == notes::NotesImport::Source::Kind::command
+                                        ? core::sentences::kBringNotesOverText
+                                        : core::sentences::kImportNotesTip,
                             .accept = core::sentences::kBringThemOver,
                             .reject = core::sentences::kCancel,
                             .other = {}};

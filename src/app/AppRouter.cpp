@@ -217,6 +217,8 @@ void AppRouter::storeToken(const QString& token) {
 
 void AppRouter::perform(MenuAction action) {
     switch (action) {
+        case MenuAction::section:
+            break;
         case MenuAction::keysOff:
         case MenuAction::checkPermissions:
             checkPermissions();
@@ -237,6 +239,7 @@ void AppRouter::perform(MenuAction action) {
             if (parts_.features) parts_.features->toggleVoiceMemos();
             break;
         case MenuAction::allowRecordings:
+        case MenuAction::chooseRecordingsFolder:
             if (parts_.features) parts_.features->allowRecordings();
             break;
         case MenuAction::chooseMemos:

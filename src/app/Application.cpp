@@ -9,9 +9,11 @@
 #include "platform/SingleInstance.h"
 #include "service/ServiceContext.h"
 #include "ui/Theme.h"
+#include "ui/TrayLook.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QPalette>
 
 namespace pelix::app {
 
@@ -34,6 +36,8 @@ int runApplication(int argc, char** argv) {
     // The app id of Pelix's windows on Wayland, which typing takes for Pelix's own.
     QApplication::setDesktopFileName("pelix");
     QApplication::setQuitOnLastWindowClosed(false);
+    // The desktop's own palette, before Pelix's look replaces it, tells how light its panel is.
+    const ui::PanelShade panel = ui::panelShade(QApplication::palette());
     ui::theme::apply(app);
 
     // The desktop's scheme handler starts `pelix <link>`; anything else starts the application.
@@ -58,6 +62,7 @@ int runApplication(int argc, char** argv) {
 
     service::ServiceContext context(clock, desktop->secrets());
     TrayApp tray(*desktop, context);
+    tray.setPanelShade(panel);
     QObject::connect(instance.get(), &platform::SingleInstance::received, &tray, &TrayApp::receive);
     tray.start();
     core::logLine("tray", QStringLiteral("ready in %1 ms").arg(sinceStart.elapsed()));

@@ -27,7 +27,8 @@ web::WebWindowParts mainWindowParts(platform::Desktop& desktop, service::Service
         .apps = desktop.apps(),
         .storage = core::paths::dataDir() + QStringLiteral("/Web"),
         .version = QStringLiteral(PELIX_VERSION),
-        .recordings = memos::VoiceMemoLibrary::folder(prefs),
+        // The page's voice memo chooser starts there: the default folder is made for it.
+        .recordings = memos::VoiceMemoLibrary::prepare(prefs),
         .onMacLink = {},
         .onRelayAccount = {},
         .chooseFiles = chooseFilesInDialog,

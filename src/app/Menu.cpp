@@ -6,14 +6,24 @@ namespace pelix::app {
 
 QList<MenuItem> menuItems(const DesktopFacts& facts) {
     QList<MenuItem> items;
+    const auto section = [&items](const char* title) {
+        items.append({title, MenuAction::section, false, false, false});
+    };
     if (!facts.keysSeen) {
         items.append({core::sentences::kKeysOff, MenuAction::keysOff});
     }
+
+    section(kRecordingSection);
     items.append({core::sentences::kTeachTap, MenuAction::teachTap, false, false, false});
     items.append({core::sentences::kTeachHold, MenuAction::teachHold, false, false, false});
-    items.append({"Open Pelix", MenuAction::openPelix});
-    items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
+    items.append(
+        {facts.speechServer ? "Speech: transcription server…" : "Speech: on this computer…",
+         MenuAction::speech});
+    items.append({facts.badgeShown ? "Hide the badge" : "Show the badge", MenuAction::toggleBadge});
+
+    section(kFeaturesSection);
+    items.append({"Open Pelix", MenuAction::openPelix});
     items.append(
         {"Send prompts to Claude and ChatGPT", MenuAction::toggleRelay, true, facts.relay});
     items.append({"Import notes…", MenuAction::importNotes, false, false, true,
@@ -27,11 +37,16 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
         items.append({core::sentences::kAllowRecordings, MenuAction::allowRecordings});
     }
     items.append({"Send voice memos…", MenuAction::chooseMemos});
-    items.append(
-        {facts.speechServer ? "Speech: transcription server…" : "Speech: on this computer…",
-         MenuAction::speech});
+    // The warning above asks for the folder already.
+    if (facts.recordingsReadable) {
+        items.append({"Choose recordings folder…", MenuAction::chooseRecordingsFolder});
+    }
+
+    section(kAccountSection);
     items.append({facts.token ? "Sign in again…" : "Sign in…", MenuAction::signIn});
     items.append({"Set Pelix token…", MenuAction::setToken});
+
+    section(kPelixSection);
     items.append({"Check permissions", MenuAction::checkPermissions});
     if (facts.installed) {
         items.append({"Open at login", MenuAction::openAtLogin, true, facts.openAtLogin});

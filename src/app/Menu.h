@@ -24,12 +24,14 @@ struct DesktopFacts {
     bool insertIntoApp = true;       // "insert.enabled": dictation types into the window in front
     bool badgeShown = true;          // the floating badge is on the screen
     bool voiceMemosOn = false;       // "voiceMemos.on": new recordings are sent by themselves
-    bool recordingsReadable = true;  // the recordings folder can be listed
+    bool recordingsReadable = true;  // not closed: readable, or the default not made yet
     bool relay = true;          // "relay.enabled": prompts from the phone go into chat assistants
     bool speechServer = false;  // "speech.server" names a transcription server
 };
 
 enum class MenuAction {
+    // A heading over the items that follow it, not an action.
+    section,
     keysOff,
     teachTap,
     teachHold,
@@ -40,6 +42,7 @@ enum class MenuAction {
     transcribeVideo,
     toggleVoiceMemos,
     allowRecordings,
+    chooseRecordingsFolder,
     chooseMemos,
     toggleRelay,
     videoEditor,
@@ -62,8 +65,15 @@ struct MenuItem {
     bool operator==(const MenuItem&) const = default;
 };
 
-// The tray menu, top to bottom. A `separator` action-less gap is not listed: the tray puts one
-// before "Quit Pelix".
+// The sections of the tray menu, in order: what the keys and the microphone do, what Pelix can
+// do besides, the account, and the program itself.
+inline constexpr auto kRecordingSection = "Recording";
+inline constexpr auto kFeaturesSection = "Features";
+inline constexpr auto kAccountSection = "Account";
+inline constexpr auto kPelixSection = "Pelix";
+
+// The tray menu, top to bottom: the warning that the keys are off, when they are, then each
+// section as a `MenuAction::section` heading followed by its items.
 QList<MenuItem> menuItems(const DesktopFacts& facts);
 
 // The lines of "Check permissions", one per check.

@@ -254,7 +254,17 @@ void TrayApp::registerAtLogin() {
 void TrayApp::rebuildMenu() {
     menu_->clear();
     for (const MenuItem& item : menuItems(facts(false))) {
-        if (item.action == MenuAction::quit) menu_->addSeparator();
+        if (item.action == MenuAction::section) {
+            // A heading of its own rather than QMenu::addSection: a tray menu shown over D-Bus
+            // keeps only the line of a section, not its title.
+            if (!menu_->isEmpty()) menu_->addSeparator();
+            QAction* heading = menu_->addAction(item.text);
+            heading->setEnabled(false);
+            QFont bold = heading->font();
+            bold.setBold(true);
+            heading->setFont(bold);
+            continue;
+        }
         QAction* action = menu_->addAction(item.text);
         action->setEnabled(item.enabled);
         action->setCheckable(item.checkable);

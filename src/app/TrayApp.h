@@ -67,6 +67,8 @@ public:
             QObject* parent = nullptr);
     ~TrayApp() override;
 
+    // The shade of the desktop's panel, for the tray icon's pictures; before `start`.
+    void setPanelShade(ui::PanelShade shade) { shell_.setPanelShade(shade); }
     // Start-up: the tray icon and menu, the keys, opening at login, the sign-in prompt, the
     // relay.
     void start();

@@ -1,15 +1,13 @@
 #include "app/TrayShell.h"
 
 #include "core/Sentences.h"
+#include "ui/Dialogs.h"
 #include "ui/SpeechWindow.h"
 
 #include <QCursor>
 #include <QDir>
 #include <QFileDialog>
-#include <QInputDialog>
 #include <QMenu>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QSystemTrayIcon>
 
 #include <memory>
@@ -32,43 +30,37 @@ TrayShell::~TrayShell() = default;
 
 void TrayShell::setLook(ui::TrayLook look) {
     look_ = look;
-    if (icon_) icon_->setIcon(ui::trayIcon(look));
+    if (icon_) icon_->setIcon(ui::trayIcon(look, shade_));
+}
+
+void TrayShell::setPanelShade(ui::PanelShade shade) {
+    shade_ = shade;
+    setLook(look_);
 }
 
 void TrayShell::ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) {
-    auto* box = new QMessageBox(QMessageBox::NoIcon, prompt.title, prompt.text);
-    QPushButton* accept = box->addButton(prompt.accept, QMessageBox::AcceptRole);
-    box->addButton(prompt.reject, QMessageBox::RejectRole);
-    QPushButton* other =
-        prompt.other.isEmpty() ? nullptr : box->addButton(prompt.other, QMessageBox::ActionRole);
+    QStringList buttons{prompt.accept, prompt.reject};
+    if (!prompt.other.isEmpty()) buttons << prompt.other;
+    auto* box = new ui::MessageDialog(prompt.title, prompt.text, buttons);
     // Exactly one answer: a button, or closing the box.
-    auto once = std::make_shared<std::function<void(PromptAnswer)>>(std::move(answered));
-    QObject::connect(box, &QMessageBox::buttonClicked, box,
-                     [once, accept, other](QAbstractButton* button) {
-                         if (!*once) return;
-                         const auto answer = button == accept  ? PromptAnswer::accept
-                                             : button == other ? PromptAnswer::other
-                                                               : PromptAnswer::reject;
-                         std::exchange(*once, nullptr)(answer);
+    QObject::connect(box, &ui::MessageDialog::answered, box,
+                     [answered = std::move(answered)](int index) {
+                         answered(index == 0   ? PromptAnswer::accept
+                                  : index == 2 ? PromptAnswer::other
+                                               : PromptAnswer::reject);
                      });
-    QObject::connect(box, &QObject::destroyed, [once] {
-        if (*once) std::exchange(*once, nullptr)(PromptAnswer::reject);
-    });
     open(box);
 }
 
 void TrayShell::askForSecret(const QString& label, std::function<void(QString)> entered) {
-    auto* dialog = new QInputDialog;
-    dialog->setWindowTitle("Pelix");
-    dialog->setLabelText(label);
-    dialog->setTextEchoMode(QLineEdit::Password);
-    QObject::connect(dialog, &QInputDialog::textValueSelected, dialog,
+    auto* dialog = new ui::SecretDialog(label, QStringLiteral("Connect"));
+    QObject::connect(dialog, &ui::SecretDialog::entered, dialog,
                      [entered = std::move(entered)](const QString& text) { entered(text); });
     open(dialog);
 }
 
 void TrayShell::report(const QString& title, const QStringList& lines) {
-    open(new QMessageBox(QMessageBox::NoIcon, title, lines.join('\n')));
+    open(new ui::MessageDialog(title, lines.join('\n'), {QStringLiteral("OK")}));
 }
 
 void TrayShell::chooseFile(const QString& title, const QString& filter,
@@ -103,7 +95,7 @@ void TrayShell::editSpeech() {
 bool TrayShell::showIcon(QMenu* menu, std::function<void(const QRect&)> clicked) {
     if (icon_) return true;
     if (!QSystemTrayIcon::isSystemTrayAvailable()) return false;
-    icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_));
+    icon_ = std::make_unique<QSystemTrayIcon>(ui::trayIcon(look_, shade_));
     icon_->setToolTip(core::sentences::kPelix);
     icon_->setContextMenu(menu);
     QObject::connect(

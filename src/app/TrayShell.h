@@ -27,6 +27,8 @@ public:
     // Shows the status line through `overlay` (none: its own window).
     void setOverlay(platform::Overlay* overlay) { hud_.setOverlay(overlay); }
     void setLook(ui::TrayLook look) override;
+    // The shade of the panel the icon is drawn for, where the tray does not recolour it.
+    void setPanelShade(ui::PanelShade shade);
     void play(ui::Sound sound) override { sounds_.play(sound); }
     void ask(const Prompt& prompt, std::function<void(PromptAnswer)> answered) override;
     void askForSecret(const QString& label, std::function<void(QString)> entered) override;
@@ -53,6 +55,7 @@ private:
     ui::Sounds sounds_;
     std::unique_ptr<QSystemTrayIcon> icon_;
     ui::TrayLook look_ = ui::TrayLook::idle;
+    ui::PanelShade shade_ = ui::PanelShade::dark;
 };
 
 }  // namespace pelix::app

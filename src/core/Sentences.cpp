@@ -290,13 +290,17 @@ QString counted(int n, const char* word) {
 
 }  // namespace
 
-QString appleNotesNotRead(const QString& errorOutput) {
-    return "Couldn't read Apple Notes: " + errorOutput;
+QString readingNotesIn(const QString& fileName) {
+    return "Reading the notes in " + fileName + "…";
+}
+
+QString notesNotRead(const QString& errorOutput) {
+    return "Couldn't read the notes: " + errorOutput;
 }
 
 QString notesProgramFailed(int exitStatus) {
     return QStringLiteral(
-               "Couldn't read Apple Notes: the program failed (exit status %1) without "
+               "Couldn't read the notes: the program failed (exit status %1) without "
                "saying why.")
         .arg(exitStatus);
 }
@@ -306,7 +310,7 @@ QString notesTookTooLong(double seconds) {
     const QString limit = whole % 60 == 0 && whole >= 60
                               ? QString::number(whole / 60) + (whole == 60 ? " minute" : " minutes")
                               : QString::number(whole) + (whole == 1 ? " second" : " seconds");
-    return "Couldn't read Apple Notes: the program gave no notes within " + limit +
+    return "Couldn't read the notes: the program gave no notes within " + limit +
            ", so it was stopped.";
 }
 

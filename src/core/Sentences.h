@@ -205,14 +205,17 @@ inline constexpr auto kNotesNeedPermission =
 inline constexpr auto kNotesNotSignedIn =
     "Couldn't read the notes: is Notes signed in on the Mac that holds them, and are the notes "
     "downloaded?";
-inline constexpr auto kNotesEmpty = "Nothing to bring over: Apple Notes looks empty.";
+inline constexpr auto kNotesEmpty = "Nothing to bring over: there were no notes to read.";
 inline constexpr auto kNotesProgramStopped =
-    "Couldn't read Apple Notes: the program was stopped before it finished.";
+    "Couldn't read the notes: the program was stopped before it finished.";
+// What an import says first: what it reads.
 inline constexpr auto kReadingAppleNotes = "Reading Apple Notes…";
+inline constexpr auto kRunningNotesCommand = "Running the notes command…";
+QString readingNotesIn(const QString& fileName);
 inline constexpr auto kNoNotesToRead =
     "Couldn't find any notes to read: give a JSON file with --from, a command with --command, or "
     "set the preference notes.command.";
-QString appleNotesNotRead(const QString& errorOutput);
+QString notesNotRead(const QString& errorOutput);
 QString notesProgramFailed(int exitStatus);
 // How long the program was given, in whole minutes when it is some.
 QString notesTookTooLong(double seconds);
@@ -375,8 +378,9 @@ inline constexpr auto kTeachTap = "Tap Alt — braindump, filed into Pelix";
 inline constexpr auto kTeachHold = "Hold Ctrl and talk — typed into the app you're in";
 inline constexpr auto kAllowRecordings = "⚠ Allow Pelix to read the recordings folder…";
 inline constexpr auto kImportNotesTip =
-    "Copies every note in Apple Notes into Pelix, same folders, original dates. Run it again and "
-    "only what changed comes over.";
+    "Copies your notes into Pelix, same folders, original dates: those the command in the "
+    "preference notes.command prints, else those of an exported JSON file. Run it again and only "
+    "what changed comes over.";
 inline constexpr auto kVoiceMemosTip =
     "Every recording that lands in your recordings folder, from your phone or this computer, is "
     "transcribed here and filed in Pelix by itself.";
@@ -397,7 +401,10 @@ inline constexpr auto kFinishSigningIn = "Finish signing in in your browser.";
 inline constexpr auto kOpensAtLogin = "Pelix will open at login.";
 inline constexpr auto kChooseTheRecordingsFolder = "Choose the folder your recordings are in";
 inline constexpr auto kAlreadyImporting = "Already bringing them over…";
-inline constexpr auto kBringNotesOver = "Bring Apple Notes into Pelix?";
+inline constexpr auto kBringNotesOver = "Bring your notes into Pelix?";
+inline constexpr auto kBringNotesOverText =
+    "Pelix runs the notes command (the preference notes.command) and copies every note it prints, "
+    "same folders, original dates. Run it again and only what changed comes over.";
 inline constexpr auto kBringThemOver = "Bring them over";
 inline constexpr auto kChooseExportedNotes = "Choose the exported notes to bring over";
 inline constexpr auto kExportedNotesFilter = "Exported notes (*.json)";

@@ -76,6 +76,15 @@ bool isAudioName(const QString& name) {
     return false;
 }
 
+QString audioFilter() {
+    QStringList patterns;
+    for (const char* known : kExtensions) {
+        const QString extension = QString::fromLatin1(known);
+        patterns << "*." + extension << "*." + extension.toUpper();
+    }
+    return "Recordings (" + patterns.join(' ') + ')';
+}
+
 QStringList audioFiles(const QMimeData& data) {
     QStringList files;
     for (const QUrl& url : data.urls()) {

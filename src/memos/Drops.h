@@ -33,6 +33,9 @@ inline constexpr auto kFromLibrary = "library";
 // caf, aac, mp4), in any case.
 bool isAudioName(const QString& name);
 
+// The file chooser's filter for recordings: every accepted extension, in lower and upper case.
+QString audioFilter();
+
 // Local files of the drag with an accepted extension, as paths.
 QStringList audioFiles(const QMimeData& data);
 // Recordings the drag names at locations that are not local files (a phone over MTP, a share,

@@ -30,7 +30,7 @@ void MemoChooserModel::load() {
     loading_ = true;
     // The switch may have been flipped from the tray menu meanwhile.
     auto_ = prefs_.value("voiceMemos.on", false).toBool();
-    folder_ = VoiceMemoLibrary::folder(prefs_);
+    folder_ = VoiceMemoLibrary::prepare(prefs_);
     worker_.run([folder = folder_] { return VoiceMemoLibrary::memos(folder); },
                 [this](std::optional<QList<VoiceMemo>> memos) { loaded(std::move(memos)); });
 }

@@ -202,7 +202,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
     bottom->addStretch();
     bottom->addWidget(send_);
     auto* openLayout = new QVBoxLayout(open_);
-    openLayout->setContentsMargins(0, theme::kSpace2, 0, theme::kSpace4);
+    openLayout->setContentsMargins(0, theme::kSpace2, 0, 0);
     openLayout->setSpacing(theme::kSpace3);
     openLayout->addWidget(list_, 1);
     auto* statusRow = new QHBoxLayout;
@@ -211,9 +211,25 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
     openLayout->addLayout(statusRow);
     openLayout->addLayout(bottom);
 
-    pages_ = new QStackedLayout(this);
+    // Recordings from anywhere, whether or not the folder can be read: chosen, or dropped.
+    chooseFiles_ = new QPushButton(QStringLiteral("Choose files…"));
+    auto* dropHint = new QLabel(QStringLiteral("or drop recordings onto this window"));
+    theme::setRole(dropHint, "muted");
+    dropHint->setFont(theme::font(theme::Type::small));
+    auto* filesRow = new QHBoxLayout;
+    filesRow->setContentsMargins(theme::kSpace4, 0, theme::kSpace4, theme::kSpace4);
+    filesRow->setSpacing(theme::kSpace3);
+    filesRow->addWidget(chooseFiles_);
+    filesRow->addWidget(dropHint, 1);
+
+    pages_ = new QStackedLayout;
     pages_->addWidget(open_);
     pages_->addWidget(closed_);
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->setSpacing(theme::kSpace3);
+    whole->addLayout(pages_, 1);
+    whole->addLayout(filesRow);
 
     connect(list_, &QListView::clicked, this, [this](const QModelIndex& index) {
         model_.toggle(index.data(MemoRows::kName).toString());
@@ -222,6 +238,7 @@ MemoChooserView::MemoChooserView(MemoChooserModel& model, QWidget* parent)
     connect(auto_, &QCheckBox::clicked, this, [this](bool on) { model_.setAutoSend(on); });
     connect(lookAgain_, &QPushButton::clicked, this, [this] { model_.load(); });
     connect(chooseFolder_, &QPushButton::clicked, this, &MemoChooserView::chooseFolder);
+    connect(chooseFiles_, &QPushButton::clicked, this, &MemoChooserView::chooseFiles);
     connect(&model_, &MemoChooserModel::changed, this, &MemoChooserView::refresh);
     refresh();
 }

@@ -27,6 +27,7 @@ public:
     QListView* list() const { return list_; }
     QPushButton* lookAgainButton() const { return lookAgain_; }
     QPushButton* chooseFolderButton() const { return chooseFolder_; }
+    QPushButton* chooseFilesButton() const { return chooseFiles_; }
     // The text shown while the folder cannot be read.
     QString closedText() const;
 
@@ -36,6 +37,8 @@ public:
 Q_SIGNALS:
     // "Choose the recordings folder…" was pressed.
     void chooseFolder();
+    // "Choose files…" was pressed: recordings from anywhere, as a drop would bring them.
+    void chooseFiles();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -55,6 +58,7 @@ private:
     QLabel* status_;
     QCheckBox* auto_;
     QPushButton* send_;
+    QPushButton* chooseFiles_;
 };
 
 }  // namespace pelix::memos

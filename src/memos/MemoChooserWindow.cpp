@@ -3,7 +3,10 @@
 #include "core/Prefs.h"
 #include "memos/MemoChooserView.h"
 
+#include <QDir>
 #include <QEvent>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QVBoxLayout>
 
 namespace pelix::memos {
@@ -30,6 +33,26 @@ MemoChooserWindow::MemoChooserWindow(Parts parts, QWidget* parent)
         if (state != drops::State::working) model_.load();
     });
     connect(view_, &MemoChooserView::chooseFolder, this, &MemoChooserWindow::chooseFolder);
+    connect(view_, &MemoChooserView::chooseFiles, this,
+            [this, &prefs] { chooseFiles(VoiceMemoLibrary::folder(prefs)); });
+}
+
+void MemoChooserWindow::chooseFiles(const QString& start) {
+    auto* dialog =
+        new QFileDialog(this, QStringLiteral("Choose recordings to send"),
+                        QFileInfo(start).isDir() ? start : QDir::homePath(), drops::audioFilter());
+    dialog->setFileMode(QFileDialog::ExistingFiles);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QFileDialog::filesSelected, this, [this](const QStringList& files) {
+        QStringList sounds;
+        for (const QString& file : files) {
+            if (drops::isAudioName(QFileInfo(file).fileName())) sounds << file;
+        }
+        if (sounds.isEmpty()) return;
+        drops::trace(QStringLiteral("chosen: %1 files").arg(sounds.size()));
+        sender_.sendDropped(sounds);
+    });
+    dialog->open();
 }
 
 MemoChooserWindow::~MemoChooserWindow() = default;

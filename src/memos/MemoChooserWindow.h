@@ -51,6 +51,9 @@ protected:
     bool event(QEvent* event) override;
 
 private:
+    // A file chooser for recordings, opened on `start`; the chosen ones are sent as dropped ones.
+    void chooseFiles(const QString& start);
+
     MemoChooserModel model_;
     MemoChooserView* view_;
     DropCatcher* drops_;

@@ -96,6 +96,25 @@ void setFolder(core::Prefs& prefs, const QString& folder) {
     prefs.remove(kOldFolderKey);
 }
 
+bool chosen(const core::Prefs& prefs) {
+    for (const char* key : {kFolderKey, kOldFolderKey}) {
+        if (auto set = prefs.string(key); set && !set->isEmpty()) return true;
+    }
+    return false;
+}
+
+QString prepare(const core::Prefs& prefs) {
+    const QString path = folder(prefs);
+    if (!chosen(prefs) && !QFileInfo::exists(path)) QDir().mkpath(path);
+    return path;
+}
+
+bool closed(const core::Prefs& prefs) {
+    const QString path = folder(prefs);
+    if (canRead(path)) return false;
+    return chosen(prefs) || QFileInfo::exists(path);
+}
+
 bool canRead(const QString& folder) {
     const QFileInfo info(folder);
     return info.isDir() && info.isReadable() && info.isExecutable();
@@ -185,10 +204,13 @@ std::optional<QList<VoiceMemo>> memos(const QString& folder) {
             out.push_back(VoiceMemo{url, row->title.isEmpty() ? titles(row->date) : row->title,
                                     row->date, row->seconds});
         } else {
-            const QDateTime date = file.created.isValid()
-                                       ? file.created
-                                       : QDateTime::fromMSecsSinceEpoch(kDistantPastMs, Qt::UTC);
-            out.push_back(VoiceMemo{url, titles(date), date, 0});
+            QDateTime date =
+                file.created.isValid() && (!file.modified.isValid() || file.created < file.modified)
+                    ? file.created
+                    : file.modified;
+            if (!date.isValid()) date = QDateTime::fromMSecsSinceEpoch(kDistantPastMs, Qt::UTC);
+            const QString stem = QFileInfo(file.name).completeBaseName();
+            out.push_back(VoiceMemo{url, stem.isEmpty() ? file.name : stem, date, 0});
         }
     }
     std::stable_sort(out.begin(), out.end(),

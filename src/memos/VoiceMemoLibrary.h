@@ -24,7 +24,8 @@ namespace pelix::memos {
 // One recording of the recordings folder. Its identity is its file.
 struct VoiceMemo {
     QUrl url;
-    // The name given in the recorder, else the recording date as a date-and-time text.
+    // The name given in the recorder; a file the recorder's database does not name is titled by
+    // its file name without the extension.
     QString title;
     QDateTime date;
     double seconds = 0;
@@ -72,6 +73,16 @@ inline constexpr auto kOldFolderKey = "voiceMemos.testFolder";
 QString folder(const core::Prefs& prefs);
 // Keeps `folder` as the recordings folder.
 void setFolder(core::Prefs& prefs, const QString& folder);
+// Whether the user chose the folder (or an older version kept one), rather than it being the
+// default.
+bool chosen(const core::Prefs& prefs);
+// The folder, the default one made when it is missing (a chosen folder is never made: it may be
+// a disk that is not plugged in). Returns the folder either way.
+QString prepare(const core::Prefs& prefs);
+// Whether the folder is there, or ought to be, and cannot be listed: a chosen folder that cannot
+// be read, or a default one that exists and cannot. A default folder not made yet is not closed:
+// it is made on first use.
+bool closed(const core::Prefs& prefs);
 
 // Whether the folder can be listed now.
 bool canRead(const QString& folder);
@@ -87,7 +98,9 @@ bool isRecording(const QString& name);
 QList<Row> rows(const QString& path);
 
 // The recordings, newest first (equal dates keep folder order); none when the folder cannot be
-// listed. Files the database does not know are listed by their creation date with length 0.
+// listed. Files the database does not know are listed under their file name without the
+// extension, dated by the older of their birth and modification times (a copy is born when it
+// is copied, but keeps the time it was recorded as its modification time), with length 0.
 std::optional<QList<VoiceMemo>> memos(const QString& folder);
 
 // The date-and-time text that stands in for a missing name: medium date, short time, in the

@@ -52,7 +52,7 @@ void VoiceMemoWatcher::look() {
         for (const QString& name : prefs_.value(key).toStringList()) done.insert(name);
     }
     worker_.run(
-        [folder = folder(), since, done, now = clock_.now()] {
+        [folder = VoiceMemoLibrary::prepare(prefs_), since, done, now = clock_.now()] {
             const auto files = VoiceMemoLibrary::listFolder(folder);
             return files ? waiting(*files, since, done, now) : QList<FolderFile>();
         },

@@ -114,7 +114,7 @@ Error readError(const QString& errorOutput) {
     if (errorOutput.contains("-1728") || lower.contains("can't get")) {
         return Error::pelix(1728, core::sentences::kNotesNotSignedIn);
     }
-    return Error::pelix(1, core::sentences::appleNotesNotRead(errorOutput.left(160)));
+    return Error::pelix(1, core::sentences::notesNotRead(errorOutput.left(160)));
 }
 
 Result<QList<Item>> decode(const QByteArray& json) {
@@ -190,24 +190,29 @@ double readLimit(const core::Prefs& prefs) {
 }
 
 Source scriptSource(double limitSeconds) {
-    return [limitSeconds] {
-        return readFrom(kOsascript, {"-l", "JavaScript", "-e", script()}, limitSeconds);
-    };
+    return {[limitSeconds] {
+                return readFrom(kOsascript, {"-l", "JavaScript", "-e", script()}, limitSeconds);
+            },
+            core::sentences::kReadingAppleNotes, Source::Kind::script};
 }
 
 Source commandSource(const QString& command, double limitSeconds) {
-    return [command, limitSeconds] { return readFrom("/bin/sh", {"-c", command}, limitSeconds); };
+    return {[command, limitSeconds] {
+                return readFrom("/bin/sh", {"-c", command}, limitSeconds);
+            },
+            core::sentences::kRunningNotesCommand, Source::Kind::command};
 }
 
 Source fileSource(const QString& path) {
-    return [path]() -> Result<QList<Item>> {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            return fail(
-                4, core::sentences::couldntRead(QFileInfo(path).fileName(), file.errorString()));
-        }
-        return decode(file.readAll());
-    };
+    return {[path]() -> Result<QList<Item>> {
+                QFile file(path);
+                if (!file.open(QIODevice::ReadOnly)) {
+                    return fail(4, core::sentences::couldntRead(QFileInfo(path).fileName(),
+                                                                file.errorString()));
+                }
+                return decode(file.readAll());
+            },
+            core::sentences::readingNotesIn(QFileInfo(path).fileName()), Source::Kind::file};
 }
 
 std::optional<Source> defaultSource(const core::Prefs& prefs) {
@@ -239,11 +244,11 @@ std::shared_ptr<std::atomic_bool> run(core::Worker& worker, service::Api& api, S
     state->progress = std::move(progress);
     state->done = std::move(done);
     state->cancelled = std::make_shared<std::atomic_bool>(false);
-    state->progress(core::sentences::kReadingAppleNotes);
+    state->progress(source.reading);
     // Reading and converting take seconds for a large library: off the Api's thread.
     worker.run(
-        [source = std::move(source)] {
-            Result<QList<Item>> items = source();
+        [read = std::move(source.read)] {
+            Result<QList<Item>> items = read();
             if (!items) return Result<QList<QJsonObject>>(std::unexpected(items.error()));
             QList<QJsonObject> notes;
             notes.reserve(items->size());

@@ -69,8 +69,14 @@ QString script();
 // Folder names of the Notes trash in the languages Pelix knows; compared exactly.
 const QStringList& trashNames();
 
-// Where the notes come from. Blocks until they are read; called on a worker thread.
-using Source = std::function<Result<QList<Item>>()>;
+// Where the notes come from: `read` blocks until they are read and is called on a worker
+// thread; `reading` is the first progress line, saying what is read.
+struct Source {
+    enum class Kind { script, command, file };
+    std::function<Result<QList<Item>>()> read;
+    QString reading;
+    Kind kind = Kind::file;
+};
 
 // The time limit of a program that prints the notes: "notes.timeLimit", else kReadLimit.
 double readLimit(const core::Prefs& prefs);

@@ -188,6 +188,7 @@ public:
     static constexpr int kOpenLines = 8;
 
     InsightCard(Insight insight, QWidget* parent) : QWidget(parent), insight_(std::move(insight)) {
+        setObjectName(QStringLiteral("insightCard"));
         QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
         policy.setHeightForWidth(true);
         setSizePolicy(policy);
@@ -355,7 +356,14 @@ private:
     bool recording_ = false;
 };
 
-// A scroll area as tall as what it holds, up to `most` pixels.
+// A scroll area as tall as what it holds, up to `most` pixels, and never less: the conversation
+// below it, whose wish grows with every bubble, is what gives way in a short panel.
+//
+// Its size follows what it holds, so it tells the panel's layout whenever that changes. Cards
+// added to a panel on the screen show only a moment later (Qt shows a new child of a visible
+// window from the event loop), so at the time they are added the holder is still as good as
+// empty; a size read then, and kept by the panel's layout, left the cards a sliver after every
+// refresh, for good.
 class FitScrollArea final : public QScrollArea {
 public:
     FitScrollArea(int most, QWidget* parent) : QScrollArea(parent), most_(most) {}
@@ -364,7 +372,13 @@ public:
         const int content = widget() ? widget()->heightForWidth(width) : 0;
         return {width, std::min(content > 0 ? content : widget()->sizeHint().height(), most_)};
     }
-    QSize minimumSizeHint() const override { return {0, std::min(sizeHint().height(), 64)}; }
+    QSize minimumSizeHint() const override { return {0, sizeHint().height()}; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched == widget() && event->type() == QEvent::LayoutRequest) updateGeometry();
+        return QScrollArea::eventFilter(watched, event);
+    }
 
 private:
     int most_;

@@ -97,6 +97,16 @@ void wave(QPainter& p) {
     }
 }
 
+void eye(QPainter& p, bool shut) {
+    QPainterPath lids;
+    lids.moveTo(2.5, 10);
+    lids.quadTo(10, 2, 17.5, 10);
+    lids.quadTo(10, 18, 2.5, 10);
+    p.drawPath(lids);
+    p.drawEllipse(QPointF(10, 10), 2.6, 2.6);
+    if (shut) p.drawLine(QPointF(4, 16), QPointF(16, 4));
+}
+
 }  // namespace
 
 void drawGlyph(QPainter& painter, Glyph glyph, const QRectF& box, const QColor& ink) {
@@ -136,6 +146,10 @@ void drawGlyph(QPainter& painter, Glyph glyph, const QRectF& box, const QColor& 
             break;
         case Glyph::wave:
             wave(painter);
+            break;
+        case Glyph::eye:
+        case Glyph::eyeShut:
+            eye(painter, glyph == Glyph::eyeShut);
             break;
     }
     painter.restore();

@@ -20,6 +20,8 @@ enum class Glyph {
     people,   // two heads and shoulders
     nudge,    // a bell
     wave,     // bars of sound
+    eye,      // an open eye: what is hidden can be shown
+    eyeShut,  // the eye struck through: what is shown can be hidden
 };
 
 // Draws `glyph` centred in `box` (designed on a 20-pixel square) with `ink`.

@@ -112,6 +112,8 @@ QLabel[role="heading"] { color: %9; }
 QFrame[role="card"] { background: %4; border: 1px solid %3; border-radius: 10px; }
 QFrame[role="field"] { background: %4; border: 1px solid %3; border-radius: 12px; }
 QLineEdit { background: transparent; border: none; color: %2; selection-background-color: %6; }
+QLineEdit[role="field"] { background: %4; border: 1px solid %3; border-radius: 8px; padding: 6px 8px; }
+QLineEdit[role="field"]:focus { border-color: %6; }
 QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; border: none; }
 QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }
 QScrollBar::handle:vertical { background: %1; border-radius: 2px; min-height: 24px; }

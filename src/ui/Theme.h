@@ -67,7 +67,7 @@ bool loadFonts();
 
 // The style sheet every window shares. Widgets pick a variant with the dynamic property
 // "role": QPushButton "primary", "ghost", "icon" or "chip"; QLabel "muted", "faint" or
-// "heading"; QFrame "card" or "field".
+// "heading"; QFrame "card" or "field"; QLineEdit "field" (one that stands alone, with a border).
 QString styleSheet();
 
 // Sets a widget's "role" and lets the style sheet see the change.

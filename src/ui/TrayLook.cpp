@@ -1,8 +1,12 @@
 #include "ui/TrayLook.h"
 
+#include <QIconEngine>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPainterPathStroker>
+#include <QPalette>
 #include <QPixmap>
+#include <QStandardPaths>
 
 namespace pelix::ui {
 namespace {
@@ -16,6 +20,8 @@ struct Shape {
 };
 
 const QColor kInk(0xd8, 0xd8, 0xde);
+// The dark grey of symbolic icons, for light panels.
+const QColor kDarkInk(0x2e, 0x34, 0x36);
 const QColor kRed(0xe5, 0x39, 0x35);
 const QColor kTile(0x2b, 0x2d, 0x3a);
 const QColor kTileInk(0xf4, 0xf4, 0xf7);
@@ -41,9 +47,10 @@ QList<Shape> microphone(TrayLook look, const QColor& ink, const QColor& capsuleF
     return shapes;
 }
 
-QList<Shape> tray(TrayLook look) {
+QList<Shape> tray(TrayLook look, PanelShade shade) {
     const bool recording = look == TrayLook::recording;
-    return microphone(look, recording ? kRed : kInk, recording ? kRed : QColor());
+    const QColor ink = shade == PanelShade::dark ? kInk : kDarkInk;
+    return microphone(look, recording ? kRed : ink, recording ? kRed : QColor());
 }
 
 // The microphone, a little smaller, on a tile; the capsule in the recording red.
@@ -121,6 +128,67 @@ QString pathData(const QPainterPath& path) {
     return parts.join(' ');
 }
 
+// The drawing as filled outlines only: desktops recolour the fills of a symbolic icon, not its
+// strokes.
+QString symbolicSvg(const QList<Shape>& shapes) {
+    QString out =
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"16\" height=\"16\" "
+        "viewBox=\"0 0 32 32\">\n"
+        "  <style id=\"current-color-scheme\" type=\"text/css\">.ColorScheme-Text { color: " +
+        kDarkInk.name() + "; }</style>\n";
+    for (const Shape& shape : shapes) {
+        QPainterPath filled;
+        if (shape.fill.isValid()) filled = shape.path;
+        if (shape.width > 0) {
+            QPainterPathStroker stroker;
+            stroker.setWidth(shape.width);
+            stroker.setCapStyle(Qt::RoundCap);
+            stroker.setJoinStyle(Qt::RoundJoin);
+            filled = filled.united(stroker.createStroke(shape.path));
+        }
+        // A simplified path is meant to be filled even-odd: the capsule's inside stays open.
+        out +=
+            "  <path class=\"ColorScheme-Text\" fill=\"currentColor\" fill-rule=\"evenodd\" "
+            "d=\"" +
+            pathData(filled.simplified()) + "\"/>\n";
+    }
+    return out + "</svg>\n";
+}
+
+// A drawn icon that carries the name of the installed one, for trays that load icons by name.
+class NamedIconEngine final : public QIconEngine {
+public:
+    NamedIconEngine(QIcon drawn, QString name) : drawn_(std::move(drawn)), name_(std::move(name)) {}
+
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode,
+               QIcon::State state) override {
+        drawn_.paint(painter, rect, Qt::AlignCenter, mode, state);
+    }
+    QSize actualSize(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
+        return drawn_.actualSize(size, mode, state);
+    }
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
+        return drawn_.pixmap(size, mode, state);
+    }
+    QList<QSize> availableSizes(QIcon::Mode mode, QIcon::State state) override {
+        return drawn_.availableSizes(mode, state);
+    }
+    QString iconName() override { return name_; }
+    bool isNull() override { return drawn_.isNull(); }
+    QString key() const override { return QStringLiteral("PelixNamedIcon"); }
+    QIconEngine* clone() const override { return new NamedIconEngine(drawn_, name_); }
+
+private:
+    QIcon drawn_;
+    QString name_;
+};
+
+// Whether the hicolor theme of one of the data folders holds the icon `name` as SVG.
+bool installed(const QString& name) {
+    const QString inTheme = "icons/hicolor/scalable/status/" + name + ".svg";
+    return !QStandardPaths::locate(QStandardPaths::GenericDataLocation, inTheme).isEmpty();
+}
+
 QString svg(const QList<Shape>& shapes) {
     QString out =
         "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"32\" height=\"32\" "
@@ -139,31 +207,59 @@ QString svg(const QList<Shape>& shapes) {
 
 }  // namespace
 
-QIcon trayIcon(TrayLook look) {
+PanelShade panelShade(const QPalette& desktop) {
+    return desktop.color(QPalette::Window).lightness() >= 128 ? PanelShade::light
+                                                              : PanelShade::dark;
+}
+
+QIcon trayIcon(TrayLook look, PanelShade shade) {
     QIcon drawn;
     for (int size : {16, 22, 24, 32, 48, 64})
-        drawn.addPixmap(QPixmap::fromImage(trayImage(look, size)));
-    return QIcon::fromTheme(trayIconName(look), drawn);
+        drawn.addPixmap(QPixmap::fromImage(trayImage(look, size, shade)));
+    const QString name = trayIconName(look);
+    QIcon icon(new NamedIconEngine(drawn, installed(name) ? name : QString()));
+    icon.setIsMask(isSymbolic(look));
+    return icon;
 }
 
 QString trayIconName(TrayLook look) {
     switch (look) {
         case TrayLook::idle:
-            return "pelix-idle";
+            return "pelix-idle-symbolic";
         case TrayLook::recording:
             return "pelix-recording";
         case TrayLook::signedOut:
-            return "pelix-signed-out";
+            return "pelix-signed-out-symbolic";
     }
     return {};
 }
 
-QImage trayImage(TrayLook look, int size) {
-    return paint(tray(look), size);
+bool isSymbolic(TrayLook look) {
+    return look != TrayLook::recording;
 }
 
-QString traySvg(TrayLook look) {
-    return svg(tray(look));
+QString trayFallbackName(TrayLook look, PanelShade shade) {
+    switch (look) {
+        case TrayLook::idle:
+            return shade == PanelShade::dark ? "pelix-idle" : "pelix-idle-dark";
+        case TrayLook::recording:
+            return "pelix-recording";
+        case TrayLook::signedOut:
+            return shade == PanelShade::dark ? "pelix-signed-out" : "pelix-signed-out-dark";
+    }
+    return {};
+}
+
+QImage trayImage(TrayLook look, int size, PanelShade shade) {
+    return paint(tray(look, shade), size);
+}
+
+QString traySvg(TrayLook look, PanelShade shade) {
+    return svg(tray(look, shade));
+}
+
+QString traySymbolicSvg(TrayLook look) {
+    return symbolicSvg(tray(look, PanelShade::light));
 }
 
 QImage appImage(int size) {

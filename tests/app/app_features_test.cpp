@@ -84,39 +84,101 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
     ASSERT_TRUE(settled());
 }
 
-TEST_F(FeaturesTest, TheMenuOffersTheSwitchOrWhatToDoAboutAClosedFolder) {
-    const auto memoItems = [this] {
-        DesktopFacts facts;
-        facts.voiceMemosOn = true;
-        facts.recordingsReadable = features.recordingsReadable();
-        QList<MenuItem> out;
-        for (const MenuItem& item : menuItems(facts)) {
-            if (item.action == MenuAction::toggleVoiceMemos ||
-                item.action == MenuAction::allowRecordings ||
-                item.action == MenuAction::chooseMemos)
-                out << item;
+// The voice memo items of the menu as "text" lines, the switch and the warning marked.
+QStringList memoItems(const AppFeatures& features) {
+    DesktopFacts facts;
+    facts.recordingsReadable = features.recordingsReadable();
+    QStringList out;
+    for (const MenuItem& item : menuItems(facts)) {
+        switch (item.action) {
+            case MenuAction::toggleVoiceMemos:
+            case MenuAction::allowRecordings:
+            case MenuAction::chooseMemos:
+            case MenuAction::chooseRecordingsFolder:
+                out << item.text;
+                break;
+            default:
+                break;
         }
-        return out;
-    };
-    QList<MenuItem> items = memoItems();
-    ASSERT_EQ(items.size(), 2);
-    EXPECT_EQ(items.at(0).text, "Send new voice memos to Pelix");
-    EXPECT_TRUE(items.at(0).checked);
-    EXPECT_EQ(items.at(0).toolTip, core::sentences::kVoiceMemosTip);
-    EXPECT_EQ(items.at(1).text, "Send voice memos…");
+    }
+    return out;
+}
 
-    prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
-    items = memoItems();
-    ASSERT_EQ(items.size(), 2);
-    EXPECT_EQ(items.at(0).text, "⚠ Allow Pelix to read the recordings folder…");
+const QStringList kFolderOpen{"Send new voice memos to Pelix", "Send voice memos…",
+                              "Choose recordings folder…"};
+const QStringList kFolderClosed{"⚠ Allow Pelix to read the recordings folder…",
+                                "Send voice memos…"};
 
-    // The item asks for the folder and remembers it.
+struct FolderCase {
+    const char* name;
+    // "default" (nothing chosen), "chosen" (an existing folder), "gone" (a chosen folder that
+    // is not there), "defaultIsAFile" (the default's place taken by a file).
+    const char* setup;
+    QStringList items;
+    bool defaultMadeOnFirstUse;
+};
+void PrintTo(const FolderCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class RecordingsFolder : public FeaturesTest, public ::testing::WithParamInterface<FolderCase> {};
+
+// Only a folder that is there, or was chosen, and cannot be read is warned about; a fresh user's
+// default folder is made the first time it is used.
+TEST_P(RecordingsFolder, TheMenuWarnsOnlyAboutAFolderThatCannotBeRead) {
+    const FolderCase& c = GetParam();
+    const QString byDefault = QDir::homePath() + "/Music/Recordings";
+    const QString setup = c.setup;
+    if (setup == "chosen") {
+        prefs.setValue("voiceMemos.folder", folder.path());
+    } else if (setup == "gone") {
+        prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
+    } else {
+        prefs.remove("voiceMemos.folder");
+        if (setup == "defaultIsAFile") {
+            QDir().mkpath(QDir::homePath() + "/Music");
+            writeFile(QDir::homePath() + "/Music", "Recordings");
+        }
+    }
+    EXPECT_EQ(memoItems(features), c.items);
+    EXPECT_FALSE(QFileInfo(byDefault).isDir()) << "nothing is made just by looking at the menu";
+
+    // Choosing the folder opens the chooser on the folder in use, made when it is the default.
     features.allowRecordings();
     EXPECT_EQ(shell.choices.last(), "Choose the folder your recordings are in");
-    shell.choose(folder.path());
-    EXPECT_EQ(prefs.value("voiceMemos.folder").toString(), folder.path());
-    EXPECT_TRUE(features.recordingsReadable());
-    EXPECT_EQ(shell.lines.last(), "Pelix reads your recordings from " + folder.path() + " now.");
+    EXPECT_EQ(QFileInfo(byDefault).isDir(), c.defaultMadeOnFirstUse);
+    EXPECT_EQ(shell.folderStarts.last(), c.defaultMadeOnFirstUse ? byDefault
+                                         : setup == "chosen"     ? folder.path()
+                                                                 : QDir::homePath());
+    EXPECT_EQ(memoItems(features), c.defaultMadeOnFirstUse ? kFolderOpen : c.items);
+
+    // Whatever it was, a readable folder chosen now is the one, at once.
+    QTemporaryDir other;
+    shell.choose(other.path());
+    EXPECT_EQ(prefs.value("voiceMemos.folder").toString(), other.path());
+    EXPECT_EQ(memoItems(features), kFolderOpen);
+    EXPECT_EQ(shell.lines.last(), "Pelix reads your recordings from " + other.path() + " now.");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Folders, RecordingsFolder,
+    ::testing::Values(FolderCase{"FreshUser", "default", kFolderOpen, true},
+                      FolderCase{"Chosen", "chosen", kFolderOpen, false},
+                      FolderCase{"ChosenAndGone", "gone", kFolderClosed, false},
+                      FolderCase{"DefaultIsAFile", "defaultIsAFile", kFolderClosed, false}),
+    [](const ::testing::TestParamInfo<FolderCase>& info) { return std::string(info.param.name); });
+
+// The watcher's first look makes the default folder too, and finds what lands in it later.
+TEST_F(FeaturesTest, TheWatcherMakesTheDefaultFolderAndFilesWhatLandsThere) {
+    prefs.remove("voiceMemos.folder");
+    const QString byDefault = QDir::homePath() + "/Music/Recordings";
+    features.toggleVoiceMemos();
+    ASSERT_TRUE(settled());
+    EXPECT_TRUE(QFileInfo(byDefault).isDir());
+    writeFile(byDefault, "from the phone.m4a");
+    watcher.look();
+    ASSERT_TRUE(waitUntil([&] { return filed() == QStringList{"from the phone.m4a"}; }));
+    ASSERT_TRUE(settled());
 }
 
 TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
@@ -136,6 +198,7 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     ASSERT_TRUE(waitUntil([&] { return !features.importing(); }));
     EXPECT_EQ(shell.lines.last(), "Brought over 1 pearl: 1 new.");
     EXPECT_TRUE(shell.lines.contains("Bringing over 1 of 1…"));
+    EXPECT_TRUE(shell.lines.contains("Reading the notes in notes.json…")) << "what is really read";
     ASSERT_EQ(backend.requests("import-notes").size(), 1);
     EXPECT_EQ(shell.choices.size(), 1);
 
@@ -143,8 +206,8 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     prefs.setValue("notes.command", "cat " + file);
     features.importNotes();
     ASSERT_EQ(shell.prompts.size(), 1u);
-    EXPECT_EQ(shell.prompts.back().title, "Bring Apple Notes into Pelix?");
-    EXPECT_EQ(shell.prompts.back().text, core::sentences::kImportNotesTip);
+    EXPECT_EQ(shell.prompts.back().title, "Bring your notes into Pelix?");
+    EXPECT_EQ(shell.prompts.back().text, core::sentences::kBringNotesOverText);
     shell.answerPrompt(PromptAnswer::reject);
     EXPECT_FALSE(features.importing());
     features.importNotes();
@@ -152,6 +215,7 @@ TEST_F(FeaturesTest, NotesComeOverOnceAtATimeWithProgressAndAFinalLine) {
     EXPECT_TRUE(features.importing());
     ASSERT_TRUE(waitUntil([&] { return !features.importing(); }));
     EXPECT_EQ(backend.requests("import-notes").size(), 2);
+    EXPECT_TRUE(shell.lines.contains("Running the notes command…"));
 }
 
 TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheStatusLine) {

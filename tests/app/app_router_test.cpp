@@ -306,6 +306,36 @@ TEST_F(AppRouterTest, TheTypingAndRelaySwitchesFlipTheirPreferenceAndTick) {
     EXPECT_EQ(relaySwitched, (QList<bool>{false, true}));
 }
 
+// Items sit under the headings a person looks for them under, whatever the desktop's state; only
+// the warning that the keys are off comes before them all.
+TEST(Menu, ItemsAreGroupedUnderTheirSections) {
+    const QMap<QString, QString> under{
+        {"Type into the app I'm in", "Recording"},
+        {"Open Pelix", "Features"},
+        {"Choose recordings folder…", "Features"},
+        {"Set Pelix token…", "Account"},
+        {"⚠ Allow Pelix to read the recordings folder…", "Features"},
+        {"Quit Pelix", "Pelix"},
+    };
+    for (const bool problems : {false, true}) {
+        DesktopFacts facts;
+        facts.keysSeen = !problems;
+        facts.recordingsReadable = !problems;
+        QStringList sections;
+        QString section;
+        for (const MenuItem& item : menuItems(facts)) {
+            if (item.action == MenuAction::section) sections << (section = item.text);
+            if (item.action == MenuAction::keysOff) {
+                EXPECT_TRUE(section.isEmpty()) << "the warning comes first";
+            }
+            if (under.contains(item.text)) {
+                EXPECT_EQ(section, under.value(item.text)) << item.text.toStdString();
+            }
+        }
+        EXPECT_EQ(sections, QStringList({"Recording", "Features", "Account", "Pelix"}));
+    }
+}
+
 TEST_F(AppRouterTest, TheSignInPromptOpensTheBrowserOrTakesAPastedKey) {
     signOut();
     app().promptToSignIn();

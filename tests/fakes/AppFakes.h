@@ -77,9 +77,10 @@ public:
         choices << title;
         choose = std::move(chosen);
     }
-    void chooseFolder(const QString& title, const QString&,
+    void chooseFolder(const QString& title, const QString& start,
                       std::function<void(QString)> chosen) override {
         choices << title;
+        folderStarts << start;
         choose = std::move(chosen);
     }
     void editSpeech() override { ++speechEdits; }
@@ -95,6 +96,8 @@ public:
     // Titles of the file and folder choosers, and the answer to the last one.
     QStringList choices;
     std::function<void(QString)> choose;
+    // Where each folder chooser opened.
+    QStringList folderStarts;
     int speechEdits = 0;
 };
 

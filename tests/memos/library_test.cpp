@@ -37,7 +37,7 @@ void PrintTo(const Shape& c, std::ostream* out) {
 const QByteArray kAllColumns =
     "CREATE TABLE ZCLOUDRECORDING (Z_PK INTEGER PRIMARY KEY, ZPATH TEXT, ZENCRYPTEDTITLE TEXT, "
     "ZCUSTOMLABELFORSORTING TEXT, ZCUSTOMLABEL TEXT, ZDATE REAL, ZDURATION REAL);";
-const QStringList kFilesAlone{"c.m4a dated born 0", "b.m4a dated born 0", "a.m4a dated born 0"};
+const QStringList kFilesAlone{"c.m4a c born 0", "b.m4a b born 0", "a.m4a a born 0"};
 
 class LibraryShapes : public ::testing::TestWithParam<Shape> {};
 
@@ -87,16 +87,16 @@ INSTANTIATE_TEST_SUITE_P(
               "ZDURATION REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'Idea', 700000300, 1);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('b.m4a', NULL, 700000200, 2);",
-              {"c.m4a dated born 0", "a.m4a Idea 300 1", "b.m4a dated 200 2"}},
+              {"c.m4a c born 0", "a.m4a Idea 300 1", "b.m4a dated 200 2"}},
         // Without a date column every row is dated at the reference date itself.
         Shape{"NoDate",
               "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT, ZDURATION REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'A', 5);",
-              {"c.m4a dated born 0", "b.m4a dated born 0", "a.m4a A zero 5"}},
+              {"c.m4a c born 0", "b.m4a b born 0", "a.m4a A zero 5"}},
         Shape{"NoDuration",
               "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT, ZDATE REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'A', 700000300);",
-              {"c.m4a dated born 0", "b.m4a dated born 0", "a.m4a A 300 0"}},
+              {"c.m4a c born 0", "b.m4a b born 0", "a.m4a A 300 0"}},
         Shape{"NoPath",
               "CREATE TABLE ZCLOUDRECORDING (ZCUSTOMLABEL TEXT, ZDATE REAL);"
               "INSERT INTO ZCLOUDRECORDING VALUES ('A', 700000300);",
@@ -145,6 +145,27 @@ TEST(Library, EqualDatesKeepTheFolderOrder) {
     for (const VoiceMemo& memo : *memos) listed << QFileInfo(memo.url.toLocalFile()).fileName();
     EXPECT_EQ(listed.takeFirst(), "memo-5.m4a");
     EXPECT_EQ(listed, folderOrder);
+}
+
+// Recordings copied in together are born at the same moment: each is told by its name, and
+// dated by the time it was recorded, which the copy kept as its modification time.
+TEST(Library, CopiedFilesAreTitledByNameAndDatedByTheirModificationTime) {
+    QTemporaryDir folder;
+    const QDateTime recorded = QDateTime::currentDateTimeUtc().addDays(-40);
+    const struct {
+        const char* name;
+        int daysAfter;
+    } copies[] = {{"Call with Sam.m4a", 0}, {"Lecture 3.part two.M4A", 2}, {".m4a", 1}};
+    for (const auto& copy : copies) {
+        testing::writeFile(folder.path(), copy.name, "x", recorded.addDays(copy.daysAfter));
+    }
+    const auto memos = VoiceMemoLibrary::memos(folder.path());
+    ASSERT_TRUE(memos);
+    QStringList listed;
+    for (const VoiceMemo& memo : *memos) {
+        listed << memo.title + " " + QString::number(recorded.daysTo(memo.date));
+    }
+    EXPECT_EQ(listed, QStringList({"Lecture 3.part two 2", ".m4a 1", "Call with Sam 0"}));
 }
 
 // While the recorder holds its database locked, the listing falls back to the files at once.

@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QFileDialog>
 #include <QListView>
 #include <QMimeData>
 #include <QPushButton>
@@ -161,6 +162,33 @@ TEST_F(MemoWindowTest, ThePillKeepsToTheWindow) {
     drops.showPill(QString(400, 'w'), drops::State::failed);
     EXPECT_EQ(drops.pillRect().width(), 440 - 40);
     EXPECT_EQ(drops.pillRect().left(), 20);
+}
+
+// "Choose files…" is there whether or not the folder can be read, and sends what is chosen as a
+// drop would.
+TEST_F(MemoWindowTest, ChosenFilesAreSentLikeDroppedOnes) {
+    for (const QString& folder : {folder.path() + "/gone", folder.path()}) {
+        prefs.setValue("voiceMemos.folder", folder);
+        window.model().load();
+        ASSERT_TRUE(testing::waitUntil([&] { return !window.model().loading(); }));
+        EXPECT_TRUE(window.view().chooseFilesButton()->isVisible()) << folder.toStdString();
+    }
+
+    window.view().chooseFilesButton()->click();
+    auto* dialog = window.findChild<QFileDialog*>();
+    ASSERT_TRUE(dialog);
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_EQ(dialog->fileMode(), QFileDialog::ExistingFiles);
+    EXPECT_EQ(dialog->directory().absolutePath(), QDir(folder.path()).absolutePath());
+    const QString filter = dialog->nameFilters().join(' ');
+    for (const char* pattern : {"*.m4a", "*.M4A", "*.mp3", "*.wav"}) {
+        EXPECT_TRUE(filter.contains(pattern)) << pattern;
+    }
+    // What the dialog hands over when the user picks two recordings (and a stray text file).
+    Q_EMIT dialog->filesSelected({media("a.mp3"), notes_, media("b.mp3")});
+    ASSERT_TRUE(pillSays("Complete: all 2 are in Pelix"));
+    EXPECT_EQ(filings(), 2);
+    EXPECT_EQ(chimes, 1);
 }
 
 TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolder) {

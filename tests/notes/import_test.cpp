@@ -26,7 +26,7 @@ QList<Item> notes(int count, const QString& folder = "Notes") {
 }
 
 NotesImport::Source fixed(QList<Item> items) {
-    return [items] { return Result<QList<Item>>(items); };
+    return {[items] { return Result<QList<Item>>(items); }, "Reading the test's notes…"};
 }
 
 class ImportTest : public ::testing::Test, protected fakes::BackendRig {
@@ -66,7 +66,7 @@ TEST_F(ImportTest, SendsBatchesOfAHundredInOrderWithAFreshTokenEach) {
 
     const auto result = runImport(fixed(items));
     ASSERT_TRUE(result) << result.error().message.toStdString();
-    EXPECT_EQ(progress, QStringList({"Reading Apple Notes…", "Bringing over 100 of 250…",
+    EXPECT_EQ(progress, QStringList({"Reading the test's notes…", "Bringing over 100 of 250…",
                                      "Bringing over 200 of 250…", "Bringing over 250 of 250…"}));
     const QList<Recorded> sent = backend.requests("import-notes");
     ASSERT_EQ(sent.size(), 3);
@@ -192,20 +192,20 @@ TEST(NotesSource, AFailingReaderIsExplainedFromItsErrorOutput) {
         {"Error: NOT AUTHORIZED", core::sentences::kNotesNeedPermission},
         {"execution error: Error: Can't get object. (-1728)", core::sentences::kNotesNotSignedIn},
         {"ssh: connect to host mac port 22: Connection refused",
-         "Couldn't read Apple Notes: ssh: connect to host mac port 22: Connection refused"},
-        {"", "Couldn't read Apple Notes: the program failed (exit status 1) without saying why."},
+         "Couldn't read the notes: ssh: connect to host mac port 22: Connection refused"},
+        {"", "Couldn't read the notes: the program failed (exit status 1) without saying why."},
     };
     for (const auto& [stderrText, message] : cases) {
         qputenv("PELIX_TEST_ERROR", stderrText);
         const auto items =
-            NotesImport::commandSource("printf '%s' \"$PELIX_TEST_ERROR\" >&2; exit 1")();
+            NotesImport::commandSource("printf '%s' \"$PELIX_TEST_ERROR\" >&2; exit 1").read();
         ASSERT_FALSE(items) << stderrText;
         EXPECT_EQ(items.error().message, message);
     }
     const auto longError =
-        NotesImport::commandSource("head -c 400 /dev/zero | tr '\\0' e >&2; exit 3")();
+        NotesImport::commandSource("head -c 400 /dev/zero | tr '\\0' e >&2; exit 3").read();
     ASSERT_FALSE(longError);
-    EXPECT_EQ(longError.error().message, "Couldn't read Apple Notes: " + QString(160, 'e'));
+    EXPECT_EQ(longError.error().message, "Couldn't read the notes: " + QString(160, 'e'));
 }
 
 // Whether any process runs with `marker` in its command line.
@@ -224,10 +224,10 @@ TEST(NotesSource, AProgramThatHangsIsStoppedWithWhatItStarted) {
     QElapsedTimer elapsed;
     elapsed.start();
     // Two of them, one in the background: the whole group goes.
-    const auto items = NotesImport::commandSource("sleep 987.25 & sleep 987.25", 1)();
+    const auto items = NotesImport::commandSource("sleep 987.25 & sleep 987.25", 1).read();
     ASSERT_FALSE(items);
     EXPECT_EQ(items.error().message,
-              "Couldn't read Apple Notes: the program gave no notes within 1 second, so it was "
+              "Couldn't read the notes: the program gave no notes within 1 second, so it was "
               "stopped.");
     EXPECT_LT(elapsed.elapsed(), 4000);
     EXPECT_TRUE(testing::waitUntil([] { return !running("sleep 987.25"); }, 3000));
@@ -259,7 +259,7 @@ TEST(NotesSource, ReadsTheJsonArrayOfItems) {
     const auto two = NotesImport::decode(cases[2].output);
     EXPECT_EQ(two->at(1), (Item{"2", "b", "<p>x</p>", "Work", std::nullopt, std::nullopt}));
 
-    const auto missing = NotesImport::fileSource("/nonexistent/notes.json")();
+    const auto missing = NotesImport::fileSource("/nonexistent/notes.json").read();
     ASSERT_FALSE(missing);
     EXPECT_TRUE(missing.error().message.startsWith("Couldn't read notes.json: "));
 }
@@ -280,7 +280,13 @@ TEST_F(ImportTest, ThePelixProgramImportsAFileAndPrintsTheFinalMessage) {
     const auto run = testing::runPelix({"--import-notes", "--from", file}, {}, backendEnv());
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, "Brought over 5 pearls: 1 new, 4 already here.\n");
-    EXPECT_EQ(run.err, "Reading Apple Notes…\nBringing over 5 of 5…\n");
+    EXPECT_EQ(run.err, "Reading the notes in notes.json…\nBringing over 5 of 5…\n");
+
+    // A command is named as what runs, not as Apple Notes.
+    const auto fromCommand =
+        testing::runPelix({"--import-notes", "--command", "cat " + file}, {}, backendEnv());
+    EXPECT_EQ(fromCommand.exitCode, 0) << fromCommand.err.toStdString();
+    EXPECT_EQ(fromCommand.err, "Running the notes command…\nBringing over 5 of 5…\n");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "panel/PanelWindow.h"
 
 #include <QAbstractButton>
+#include <QJsonArray>
 #include <QLineEdit>
 #include <QPushButton>
 
@@ -55,6 +56,63 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
         if (button->toolTip() == core::sentences::kMicTip) button->click();
     }
     EXPECT_EQ(taps, 1);
+}
+
+// How much of each insight card shows, as "shown/whole" heights: a card squeezed by the panel's
+// layout shows less than the height its text needs.
+// Runs the layout passes that changes have asked for.
+void settle() {
+    for (int pass = 0; pass < 4; ++pass) QCoreApplication::processEvents();
+}
+
+QStringList cardHeights(const PanelWindow& window) {
+    QStringList out;
+    for (QWidget* card : window.findChildren<QWidget*>("insightCard")) {
+        out << QString::number(card->visibleRegion().boundingRect().height()) + "/" +
+                   QString::number(card->heightForWidth(card->width()));
+    }
+    return out;
+}
+
+TEST(PanelWindow, InsightCardsKeepTheirHeightAfterTellsAndReopening) {
+    fakes::BackendRig rig;
+    QJsonArray insights;
+    for (const char* kind : {"pattern", "people"}) {
+        insights.append(QJsonObject{{"id", kind},
+                                    {"kind", kind},
+                                    {"title", QString("A %1 worth seeing").arg(kind)},
+                                    {"body", "You come back to the garden every Sunday."}});
+    }
+    rig.backend.answer("insights", fakes::Reply::json({{"insights", insights}}));
+    rig.backend.answer("organize", fakes::Reply::json({}));
+    PanelModel model(rig.api, rig.clock);
+    PanelWindow window(model);
+    window.open(QRect());
+    ASSERT_TRUE(testing::waitUntil([&] { return cardHeights(window).size() == 2; }));
+    settle();
+    const QStringList whole = cardHeights(window);
+    for (const QString& card : whole) {
+        const QStringList shownAndWhole = card.split('/');
+        EXPECT_EQ(shownAndWhole.at(0), shownAndWhole.at(1)) << "at first: " << card.toStdString();
+        EXPECT_GT(shownAndWhole.at(1).toInt(), 40);
+    }
+
+    // Each Tell refetches the insights, and the cards are made anew while the panel is shown.
+    for (int i = 0; i < 6; ++i) {
+        window.input()->setText(QString("Planted the tomatoes, row %1").arg(i));
+        Q_EMIT window.input()->returnPressed();
+        ASSERT_TRUE(testing::waitUntil([&] { return window.sendButton()->isEnabled(); }));
+        ASSERT_TRUE(rig.backend.waitFor("insights", 2 + i));
+        ASSERT_TRUE(testing::waitUntil(
+            [&] { return model.insightsState() == PanelModel::InsightsState::shown; }));
+        settle();
+        EXPECT_EQ(cardHeights(window), whole) << "after Tell " << i + 1;
+    }
+
+    window.hide();
+    window.open(QRect());
+    settle();
+    EXPECT_EQ(cardHeights(window), whole) << "after reopening";
 }
 
 }  // namespace

@@ -1,0 +1,149 @@
+// The tray icon reads on the panel it sits on, and a tray that loads icons by name gets the
+// installed symbolic one, which it recolours itself.
+#include "support/TestSupport.h"
+#include "ui/TrayLook.h"
+
+#include <QDir>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPalette>
+#include <QRegularExpression>
+#include <QScopeGuard>
+
+#include <cmath>
+
+namespace pelix::ui {
+namespace {
+
+double luminance(const QColor& c) {
+    const auto channel = [](double v) {
+        return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
+}
+
+// The contrast ratio (1 to 21) between the icon's strongest ink and the panel behind it.
+double contrastOn(const QImage& icon, const QColor& panel) {
+    QImage shown(icon.size(), QImage::Format_ARGB32);
+    shown.fill(panel);
+    QPainter(&shown).drawImage(0, 0, icon);
+    const double back = luminance(panel);
+    double best = 1;
+    for (int y = 0; y < shown.height(); ++y) {
+        for (int x = 0; x < shown.width(); ++x) {
+            const double ink = luminance(shown.pixelColor(x, y));
+            best = std::max(best, (std::max(ink, back) + 0.05) / (std::min(ink, back) + 0.05));
+        }
+    }
+    return best;
+}
+
+// The symbolic SVG's paths (M, L, C and Z only, as written) drawn with the fill rule each names
+// (SVG's default is non-zero) into a picture of `size` pixels, black on transparent.
+QImage drawSymbolic(const QString& svg, int size) {
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.scale(size / 32.0, size / 32.0);
+    static const QRegularExpression pathElement("<path([^>]*) d=\"([^\"]*)\"");
+    for (const auto& match : pathElement.globalMatch(svg)) {
+        QPainterPath path;
+        const bool evenOdd = match.captured(1).contains("fill-rule=\"evenodd\"");
+        path.setFillRule(evenOdd ? Qt::OddEvenFill : Qt::WindingFill);
+        const QStringList words = match.captured(2).split(' ', Qt::SkipEmptyParts);
+        for (qsizetype i = 0; i < words.size();) {
+            const auto point = [&](qsizetype at) {
+                return QPointF(words.at(at).toDouble(), words.at(at + 1).toDouble());
+            };
+            const QString word = words.at(i);
+            if (word == "Z") {
+                path.closeSubpath();
+                i += 1;
+            } else if (word.startsWith('M') || word.startsWith('L')) {
+                const QPointF to(word.mid(1).toDouble(), words.at(i + 1).toDouble());
+                word.startsWith('M') ? path.moveTo(to) : path.lineTo(to);
+                i += 2;
+            } else {
+                const QPointF first(word.mid(1).toDouble(), words.at(i + 1).toDouble());
+                path.cubicTo(first, point(i + 2), point(i + 4));
+                i += 6;
+            }
+        }
+        p.fillPath(path, Qt::black);
+    }
+    return image;
+}
+
+// The share of the drawing's inked pixels (alpha above half) that the other picture inks too.
+double overlap(const QImage& drawn, const QImage& other) {
+    int inked = 0, shared = 0;
+    for (int y = 0; y < drawn.height(); ++y) {
+        for (int x = 0; x < drawn.width(); ++x) {
+            if (qAlpha(drawn.pixel(x, y)) < 128) continue;
+            ++inked;
+            if (qAlpha(other.pixel(x, y)) >= 128) ++shared;
+        }
+    }
+    return inked ? double(shared) / inked : 0;
+}
+
+struct Panel {
+    const char* name;
+    QColor colour;
+    PanelShade shade;
+};
+
+TEST(TrayLook, EveryLookReadsOnLightAndDarkPanels) {
+    const Panel panels[] = {{"light grey panel", QColor("#f6f5f4"), PanelShade::light},
+                            {"white panel", QColor("#ffffff"), PanelShade::light},
+                            {"dark panel", QColor("#1e1e1e"), PanelShade::dark},
+                            {"black panel", QColor("#000000"), PanelShade::dark}};
+    for (const Panel& panel : panels) {
+        QPalette desktop;
+        desktop.setColor(QPalette::Window, panel.colour);
+        ASSERT_EQ(panelShade(desktop), panel.shade) << panel.name;
+        for (const TrayLook look : {TrayLook::idle, TrayLook::recording, TrayLook::signedOut}) {
+            for (const int size : {16, 22}) {
+                const QImage icon = trayIcon(look, panel.shade).pixmap(size).toImage();
+                EXPECT_GE(contrastOn(icon, panel.colour), 3.0)
+                    << panel.name << ", look " << int(look) << ", " << size << " px";
+            }
+        }
+    }
+}
+
+TEST(TrayLook, AnInstalledSymbolicIconIsNamedAndAMask) {
+    testing::IsolatedHome home;
+    // An icon installed on this machine does not count here.
+    const QByteArray dataDirs = qgetenv("XDG_DATA_DIRS");
+    qputenv("XDG_DATA_DIRS", (home.path() + "/nothing").toUtf8());
+    const auto restore = qScopeGuard([&] { qputenv("XDG_DATA_DIRS", dataDirs); });
+    for (const TrayLook look : {TrayLook::idle, TrayLook::recording, TrayLook::signedOut}) {
+        EXPECT_TRUE(trayIcon(look).name().isEmpty()) << "nothing installed: pictures only";
+        EXPECT_EQ(trayIcon(look).isMask(), isSymbolic(look));
+    }
+
+    const QString status = home.path() + "/data/icons/hicolor/scalable/status";
+    ASSERT_TRUE(QDir().mkpath(status));
+    for (const TrayLook look : {TrayLook::idle, TrayLook::signedOut}) {
+        const QString svg = traySymbolicSvg(look);
+        // Desktops recolour the fills of a symbolic icon, not its strokes.
+        EXPECT_FALSE(svg.contains("stroke")) << svg.toStdString();
+        EXPECT_TRUE(svg.contains("fill=\"currentColor\"")) << svg.toStdString();
+        testing::writeFile(status, trayIconName(look) + ".svg", svg.toUtf8());
+        // The outlines cover what the drawing inks, and no more: the capsule stays open.
+        const QImage drawn = trayImage(look, 64, PanelShade::light);
+        const QImage symbolic = drawSymbolic(svg, 64);
+        EXPECT_GT(overlap(drawn, symbolic), 0.97) << int(look);
+        EXPECT_GT(overlap(symbolic, drawn), 0.97) << int(look);
+    }
+    EXPECT_EQ(trayIcon(TrayLook::idle).name(), "pelix-idle-symbolic");
+    EXPECT_EQ(trayIcon(TrayLook::signedOut).name(), "pelix-signed-out-symbolic");
+    EXPECT_TRUE(trayIcon(TrayLook::recording).name().isEmpty()) << "not installed here";
+    // The pictures stay for trays that take pictures.
+    EXPECT_FALSE(trayIcon(TrayLook::idle).pixmap(22).isNull());
+}
+
+}  // namespace
+}  // namespace pelix::ui
