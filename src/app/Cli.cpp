@@ -132,7 +132,7 @@ bool knownOption(const QString& word) {
 }
 
 // Every word that takes the word after it as its value, with the value as the usage names it:
-// the modes that need one and the options that take one.
+// the modes that need one and the options that take one (not a list, which may be empty).
 QHash<QString, QString> valuedWords() {
     QHash<QString, QString> valued;
     for (const usage::Mode& described : usage::pelix().modes) {
@@ -142,8 +142,10 @@ QHash<QString, QString> valuedWords() {
             valued.insert(described.flag, usage::valueOf(described.synopsis));
         }
         for (const usage::Option& option : described.options) {
+            // A list ("CLIP...") may be empty.
             const QString value = usage::valueOf(option.synopsis);
-            if (!value.isEmpty()) valued.insert(option.synopsis.section(' ', 0, 0), value);
+            if (!value.isEmpty() && !value.endsWith(QLatin1String("...")))
+                valued.insert(option.synopsis.section(' ', 0, 0), value);
         }
     }
     return valued;

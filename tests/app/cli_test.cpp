@@ -60,7 +60,6 @@ TEST(Cli, AWordWithoutItsValueIsAUsageError) {
         {{"--self-test"}, "--self-test words"},
         {{"--call"}, "--call FUNCTION"},
         {{"--snapshot"}, "--snapshot DIR"},
-        {{"--snapshot", "pictures", "--framing"}, "--framing CLIP..."},
         {{"--import-notes", "--from"}, "--from FILE"},
         {{"--import-notes", "--command", "--from", "notes.json"}, "--command CMD"},
         {{"--edit", "new", "clip.mp4", "--name"}, "--name NAME"},
