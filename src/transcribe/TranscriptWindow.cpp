@@ -74,6 +74,7 @@ TranscriptWindow::TranscriptWindow(const speech::SpeechEngines& engines, core::W
     pieces_->setObjectName(QStringLiteral("pieces"));
     pieces_->setFont(theme::font(theme::Type::small));
     pieces_->setWordWrap(true);
+    pieces_->setSpacing(theme::kSpace1);
     pieces_->setFrameShape(QFrame::NoFrame);
     pieces_->setSelectionMode(QAbstractItemView::NoSelection);
     pieces_->setFocusPolicy(Qt::NoFocus);
