@@ -94,7 +94,7 @@ TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
     const Case cases[] = {
         {{true}, "Complete: take-1.mp3 is in Pelix", drops::State::done},
         {{true, true}, "Complete: both are in Pelix", drops::State::done},
-        {{true, false, true}, "2 of 3 sent. Drop the others again.", drops::State::failed},
+        {{true, false, true}, "2 of 3 sent. Drop the other again.", drops::State::failed},
         {{false}, "Not sent. Drop it again to try once more.", drops::State::failed},
     };
     for (const Case& c : cases) {

@@ -119,7 +119,7 @@ TEST_F(MemoWindowTest, OneFailureOfThreeAsksForTheOthersAgain) {
     refuse = "b.mp3";
     ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3")),
                       QUrl::fromLocalFile(media("c.mp3"))}));
-    ASSERT_TRUE(pillSays("2 of 3 sent. Drop the others again."));
+    ASSERT_TRUE(pillSays("2 of 3 sent. Drop the other again."));
     EXPECT_EQ(window.drops().pillState(), drops::State::failed);
     EXPECT_EQ(chimes, 0);
     timers.advance(7.9);
