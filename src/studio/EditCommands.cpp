@@ -99,7 +99,11 @@ Result<Opened> openProject(const QString& name) {
         if (!project) return std::unexpected(project.error());
         return Opened{std::move(*project), name};
     }
-    const auto id = projectnames::find(editor::ProjectStore::list(), name);
+    // A whole id names its file even when that file cannot be read, which then says why.
+    const QUuid whole = QUuid::fromString(name);
+    const auto id = !whole.isNull() && QFileInfo(editor::ProjectStore::fileFor(whole)).isFile()
+                        ? Result<QUuid>(whole)
+                        : projectnames::find(editor::ProjectStore::list(), name);
     if (!id) return std::unexpected(id.error());
     auto project = editor::ProjectStore::open(*id);
     if (!project) return std::unexpected(project.error());

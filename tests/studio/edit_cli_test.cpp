@@ -229,6 +229,13 @@ TEST_F(EditCli, ProjectsGoByNameOrTheStartOfTheirId) {
     other.insert("name", "Hand Made");
     testing::writeFile(folder, "2A000000-0000-4000-8000-000000000004.json",
                        QJsonDocument(other).toJson());
+    // A whole id names its file even when that file cannot be read.
+    testing::writeFile(folder, "3B000000-0000-4000-8000-000000000005.json", "{");
+    const auto broken = edit({"lines", "3b000000-0000-4000-8000-000000000005"});
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_TRUE(broken.err.startsWith("Couldn't read the project 3B000000-0000-4000-8000-"))
+        << broken.err.toStdString();
+
     const auto twice = edit({"lines", "hand made"});
     EXPECT_EQ(twice.exitCode, 2);
     EXPECT_TRUE(twice.err.contains("Hand made (1F0C7A2B) or Hand Made (2A000000)") ||
