@@ -24,6 +24,9 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <QHash>
+
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -128,6 +131,39 @@ bool knownOption(const QString& word) {
     return qualifiers.contains(word) || modeFlags().contains(word);
 }
 
+// Every word that takes the word after it as its value, with the value as the usage names it:
+// the modes that need one and the options that take one (not a list, which may be empty).
+QHash<QString, QString> valuedWords() {
+    QHash<QString, QString> valued;
+    for (const usage::Mode& described : usage::pelix().modes) {
+        const auto mode = std::ranges::find(
+            modes(), described.flag, [](const Mode& m) { return QString::fromLatin1(m.flag); });
+        if (mode != modes().end() && mode->needs != Needs::nothing) {
+            valued.insert(described.flag, usage::valueOf(described.synopsis));
+        }
+        for (const usage::Option& option : described.options) {
+            // A list ("CLIP...") may be empty.
+            const QString value = usage::valueOf(option.synopsis);
+            if (!value.isEmpty() && !value.endsWith(QLatin1String("...")))
+                valued.insert(option.synopsis.section(' ', 0, 0), value);
+        }
+    }
+    return valued;
+}
+
+// The first word given without its value: last, or followed by another option.
+std::optional<QString> missingValue(const QStringList& words) {
+    static const QHash<QString, QString> valued = valuedWords();
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const auto value = valued.constFind(words[i]);
+        if (value == valued.constEnd()) continue;
+        if (i + 1 == words.size() || words[i + 1].startsWith(QLatin1String("--"))) {
+            return core::sentences::optionNeedsValue(words[i], *value);
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 QStringList modeFlags() {
@@ -142,6 +178,10 @@ int runPelix(int argc, char** argv) {
     QStringList words;
     for (int i = 1; i < argc; ++i) words << QString::fromLocal8Bit(argv[i]);
     const core::Args args(words);
+    if (const auto missing = missingValue(words)) {
+        core::console::err(*missing);
+        return 2;
+    }
 
     const Mode* mode = nullptr;
     for (const Mode& candidate : modes()) {

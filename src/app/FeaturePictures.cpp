@@ -139,7 +139,18 @@ std::unique_ptr<QWidget> dropPicture(DropLook look) {
 
 QString sampleVideo() {
     const QString set = qEnvironmentVariable("PELIX_SAMPLE_VIDEO");
-    return set.isEmpty() ? QStringLiteral("build/samples/sample.mp4") : set;
+    if (!set.isEmpty()) return set;
+    // Where the package installed it (beside the program, wherever its prefix was moved), else
+    // where the build made it; never the working folder.
+    const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    const QStringList places{QDir::cleanPath(QFileInfo(program).absolutePath() +
+                                             QStringLiteral("/" PELIX_SAMPLE_BESIDE)),
+                             QStringLiteral(PELIX_SAMPLE_INSTALLED),
+                             QStringLiteral(PELIX_SAMPLE_BUILT)};
+    for (const QString& place : places) {
+        if (QFileInfo(place).isFile()) return place;
+    }
+    return places.back();
 }
 
 std::unique_ptr<QWidget> transcriptPicture(service::ServiceContext& services) {

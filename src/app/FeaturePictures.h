@@ -22,8 +22,9 @@ enum class DropLook { over, sending, done };
 // The chooser with a drag hovering over it, or its status pill while sending and when done.
 std::unique_ptr<QWidget> dropPicture(DropLook look);
 
-// The video the transcript picture hears: $PELIX_SAMPLE_VIDEO, else what scripts/make-sample
-// makes (build/samples/sample.mp4).
+// The video the transcript picture hears: $PELIX_SAMPLE_VIDEO, else the one installed with the
+// program (share/pelix/sample.mp4), else the one its build made (samples/sample.mp4 in the build
+// folder). The working folder plays no part.
 QString sampleVideo();
 // The transcript window once it has heard the sample video; none, with one sentence on
 // standard error, when there is no sample or hearing it fails to end.

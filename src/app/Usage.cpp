@@ -67,9 +67,17 @@ const Usage& pelix() {
                 {"--edit",
                  "--edit COMMAND PROJECT ...",
                  "the video editor (pelix --edit help)",
-                 "PROJECT is a project file or the id of a saved project; the result is one "
-                 "JSON document on standard output (see EDITOR COMMANDS).",
+                 "PROJECT is a project file, or a saved project named by its name or by the "
+                 "start of its id; the result is one JSON document on standard output (see "
+                 "EDITOR COMMANDS), except for list, which prints a table.",
                  {
+                     {"--name NAME", "new: the project's name"},
+                     {"--format FORMAT", "new: reel, youtubeShort, rednote, youtube, original"},
+                     {"--lang LOCALE", "new: the clips' language"},
+                     {"--out FILE", "export: into this file"},
+                     {"--scale F", "export: a smaller draft, F of the size"},
+                     {"--set FILE", "style: replace the rules with those of FILE"},
+                     {"--json", "list: as JSON"},
                      {"--srt", "captions: as a SubRip subtitle file"},
                      {"--vtt", "captions: as a WebVTT subtitle file"},
                      {"--state", "numbered: with each line's state"},
@@ -146,7 +154,9 @@ const Usage& pelix() {
             {
                 {"0", "success"},
                 {"1", "failure, said in a sentence on standard error"},
-                {"2", "an unknown option, or a mode not in this build"},
+                {"2",
+                 "an unknown option, an option without its value, a project name that fits "
+                 "none or several, or a mode not in this build"},
             },
     };
     return usage;
@@ -319,6 +329,10 @@ QStringList optionWords(const Usage& usage) {
         }
     }
     return words;
+}
+
+QString valueOf(const QString& synopsis) {
+    return synopsis.section(' ', 1, 1, QString::SectionSkipEmpty);
 }
 
 }  // namespace pelix::app::usage

@@ -60,4 +60,8 @@ QString manualPage(const Usage& usage, const ManualInfo& info);
 // Every option word ("--piece") that qualifies some mode.
 QStringList optionWords(const Usage& usage);
 
+// What a synopsis names after its first word: "SECONDS" of "--piece SECONDS", "PATH" of
+// "--memo PATH"; empty for a word that takes no value ("--save").
+QString valueOf(const QString& synopsis);
+
 }  // namespace pelix::app::usage

@@ -1,5 +1,7 @@
 #include "core/Sentences.h"
 
+#include "core/Counted.h"
+
 #include <QStringList>
 
 #include <cmath>
@@ -73,10 +75,7 @@ QString answerTooLarge(qint64 megabytes) {
 }
 
 QString silentFor(int seconds) {
-    return (seconds == 1
-                ? QStringLiteral("The server sent nothing for %1 second, so Pelix gave up.")
-                : QStringLiteral("The server sent nothing for %1 seconds, so Pelix gave up."))
-        .arg(seconds);
+    return "The server sent nothing for " + counted(seconds, u"second") + ", so Pelix gave up.";
 }
 
 QString notAWebAddress(const QString& shown) {
@@ -198,13 +197,16 @@ QString listeningAt(int percent) {
 }
 
 QString wordsFrom(int words, const QString& length) {
-    return QStringLiteral("%1 words from %2. Change anything you like, then save it.")
-        .arg(words)
-        .arg(length);
+    return counted(words, u"word") + " from " + length +
+           ". Change anything you like, then save it.";
+}
+
+QString savedAs(const QString& name) {
+    return "Saved as " + name + '.';
 }
 
 QString piecesIn(int pieces, double seconds) {
-    return QString::asprintf("%d pieces in %.1fs", pieces, seconds);
+    return counted(pieces, u"piece") + QString::asprintf(" in %.1fs", seconds);
 }
 
 // ---- Voice memos and dropped recordings
@@ -239,15 +241,23 @@ QString completeOne(const QString& name) {
 }
 
 QString completeAll(qint64 count) {
+    if (count == 1) return QStringLiteral("Complete: it is in Pelix");
+    if (count == 2) return QStringLiteral("Complete: both are in Pelix");
     return QStringLiteral("Complete: all %1 are in Pelix").arg(count);
 }
 
 QString someSentTickAgain(qint64 sent, qint64 count) {
-    return QStringLiteral("%1 of %2 sent. Tick the others to try again.").arg(sent).arg(count);
+    return QStringLiteral("%1 of %2 sent. Tick the %3 to try again.")
+        .arg(sent)
+        .arg(count)
+        .arg(count - sent == 1 ? "other" : "others");
 }
 
 QString someSentDropAgain(qint64 sent, qint64 count) {
-    return QStringLiteral("%1 of %2 sent. Drop the others again.").arg(sent).arg(count);
+    return QStringLiteral("%1 of %2 sent. Drop the %3 again.")
+        .arg(sent)
+        .arg(count)
+        .arg(count - sent == 1 ? "other" : "others");
 }
 
 QString noSuchRecording(const QString& file) {
@@ -277,18 +287,10 @@ QString tooManyPieces(const QString& name, qint64 pieces, double seconds) {
 }
 
 QString secondsInPieces(qint64 seconds, qint64 pieces) {
-    return QStringLiteral("%1 s, %2 pieces").arg(seconds).arg(pieces);
+    return QStringLiteral("%1 s, ").arg(seconds) + counted(pieces, u"piece");
 }
 
 // ---- Bringing notes over
-
-namespace {
-
-QString counted(int n, const char* word) {
-    return QString::number(n) + ' ' + word + (n == 1 ? "" : "s");
-}
-
-}  // namespace
 
 QString readingNotesIn(const QString& fileName) {
     return "Reading the notes in " + fileName + "…";
@@ -307,9 +309,8 @@ QString notesProgramFailed(int exitStatus) {
 
 QString notesTookTooLong(double seconds) {
     const auto whole = static_cast<qint64>(std::llround(seconds));
-    const QString limit = whole % 60 == 0 && whole >= 60
-                              ? QString::number(whole / 60) + (whole == 60 ? " minute" : " minutes")
-                              : QString::number(whole) + (whole == 1 ? " second" : " seconds");
+    const QString limit =
+        whole % 60 == 0 && whole >= 60 ? counted(whole / 60, u"minute") : counted(whole, u"second");
     return "Couldn't read the notes: the program gave no notes within " + limit +
            ", so it was stopped.";
 }
@@ -330,7 +331,7 @@ QString bringingOver(int upTo, int total) {
 
 QString stoppedAfter(int sent, int total) {
     return "Stopped after bringing over " + QString::number(sent) + " of " +
-           QString::number(total) + " notes.";
+           counted(total, u"note") + '.';
 }
 
 QString broughtOver(int sent, int created, int updated, int unchanged, int foldersCreated) {
@@ -338,10 +339,10 @@ QString broughtOver(int sent, int created, int updated, int unchanged, int folde
     if (created) parts << QString::number(created) + " new";
     if (updated) parts << QString::number(updated) + " updated";
     if (unchanged) parts << QString::number(unchanged) + " already here";
-    QString message = "Brought over " + counted(sent, "pearl");
+    QString message = "Brought over " + counted(sent, u"pearl");
     if (!parts.isEmpty()) message += ": " + parts.join(", ");
     if (foldersCreated)
-        return message + ". " + counted(foldersCreated, "folder") + " made to match.";
+        return message + ". " + counted(foldersCreated, u"folder") + " made to match.";
     return message + '.';
 }
 
@@ -501,9 +502,17 @@ QString noSuchClip(const QString& file) {
 
 QString noSuchProject(const QString& name) {
     return QStringLiteral(
-               "Couldn't find the project %1: it is neither a file nor the id of a "
-               "saved project.")
+               "Couldn't find the project %1: it is neither a file nor the name or the start "
+               "of the id of a saved project (pelix --edit list shows them).")
         .arg(name);
+}
+
+QString whichProject(const QString& name, const QStringList& candidates) {
+    QString fits = candidates.mid(0, candidates.size() - 1).join(", ");
+    if (!fits.isEmpty()) fits += " or ";
+    fits += candidates.value(candidates.size() - 1);
+    return "Couldn't tell which project " + name + " is: it could be " + fits +
+           "; give more of the id.";
 }
 
 QString noSuchFormat(const QString& format) {
@@ -553,7 +562,7 @@ QString couldntSaveRules(const QString& why) {
 }
 
 QString savedRules(qsizetype count) {
-    return QStringLiteral("Saved %1 style rules.").arg(count);
+    return "Saved " + counted(count, u"style rule") + '.';
 }
 
 QString alreadyIn(const QString& language) {
@@ -561,10 +570,8 @@ QString alreadyIn(const QString& language) {
 }
 
 QString translated(qint64 done, qint64 missing, const QString& language) {
-    return QStringLiteral("Translated %1 of %2 captions into %3.")
-        .arg(done)
-        .arg(missing)
-        .arg(language);
+    return "Translated " + QString::number(done) + " of " + counted(missing, u"caption") +
+           " into " + language + '.';
 }
 
 // ---- The web window
@@ -612,6 +619,10 @@ QString noSocket(const QString& address) {
 
 QString noSuchOption(const QString& option) {
     return "Pelix has no option " + option + "; pelix --help lists them.";
+}
+
+QString optionNeedsValue(const QString& option, const QString& value) {
+    return "Pelix's option " + option + " needs a value after it: " + option + ' ' + value + '.';
 }
 
 QString couldntOpenWindow(const QString& problem) {

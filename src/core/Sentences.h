@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // Every sentence the user reads: status lines, dialogs, hints, command-line messages and the
 // messages of errors. Fixed texts are constants (UTF-8); texts that take a value are made by the
@@ -148,6 +149,9 @@ inline constexpr auto kTooMuchToSort =
 inline constexpr auto kWordsComeHere = "The words come here as the file is heard.";
 inline constexpr auto kCopiedTheSelection = "Copied the selection.";
 inline constexpr auto kCopied = "Copied.";
+inline constexpr auto kStoppedListening = "Stopped. The text is what was heard until then.";
+// After "Save as…": the file written.
+QString savedAs(const QString& name);
 inline constexpr auto kEngineLocalOrServer = "Couldn't transcribe: --engine is local or server.";
 inline constexpr auto kNothingSaved = "Nothing was saved to Pelix.";
 QString cantTranscribe(const QString& language);
@@ -344,6 +348,10 @@ QString atPercent(const QString& what, int percent);
 QString aboutClip(const QString& name, const QString& line);
 QString noSuchClip(const QString& file);
 QString noSuchProject(const QString& name);
+// `name` fits each of `candidates` ("Morning (1F0C7A2B)").
+QString whichProject(const QString& name, const QStringList& candidates);
+inline constexpr auto kNoProjectsYet =
+    "There are no saved projects yet; pelix --edit new CLIP... makes one.";
 QString noSuchFormat(const QString& format);
 QString notAScale(const QString& scale);
 QString noEditorCommand(const QString& command);
@@ -462,6 +470,8 @@ inline constexpr auto kSampleTookTooLong =
 QString trayNeedsDesktop(const QString& problem);
 QString noSocket(const QString& address);
 QString noSuchOption(const QString& option);
+// `option` given without the value it takes (`value` as the usage writes it: "LOCALE").
+QString optionNeedsValue(const QString& option, const QString& value);
 QString couldntOpenWindow(const QString& problem);
 QString picturesFolderNotWritable(const QString& folder);
 QString noSampleVideo(const QString& file);

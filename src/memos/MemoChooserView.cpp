@@ -1,5 +1,6 @@
 #include "memos/MemoChooserView.h"
 
+#include "core/Dates.h"
 #include "core/Sentences.h"
 #include "memos/MemoChooserModel.h"
 #include "ui/Theme.h"
@@ -250,7 +251,7 @@ QString MemoChooserView::closedText() const {
 }
 
 QString MemoChooserView::dateText(const QDateTime& date) {
-    return QLocale().toString(date.toLocalTime(), QStringLiteral("ddd MMM d, h:mm AP"));
+    return core::dates::shortDateTime(date.toLocalTime());
 }
 
 bool MemoChooserView::eventFilter(QObject* watched, QEvent* event) {

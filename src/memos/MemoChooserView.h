@@ -31,7 +31,7 @@ public:
     // The text shown while the folder cannot be read.
     QString closedText() const;
 
-    // The date as the list writes it: "Tue Jan 6, 9:41 AM" in the user's language.
+    // The date as every window writes it, in local time: "Jan 6, 2026, 9:41 AM".
     static QString dateText(const QDateTime& date);
 
 Q_SIGNALS:

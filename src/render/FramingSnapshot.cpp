@@ -1,6 +1,7 @@
 #include "render/FramingSnapshot.h"
 
 #include "core/Console.h"
+#include "core/Counted.h"
 #include "core/Sentences.h"
 #include "render/FaceFinder.h"
 #include "render/RenderPlan.h"
@@ -32,9 +33,10 @@ int runFramingSnapshot(const QString& dir, const QStringList& clips) {
         }
         const QString position = found->x ? QString::number(*found->x, 'f', 3) : "centre";
         const QString how =
-            found->x
-                ? QStringLiteral("face in %1 of %2 pictures").arg(found->found).arg(found->sampled)
-                : QStringLiteral("no face in %1 pictures, centred").arg(found->sampled);
+            found->x ? QStringLiteral("face in %1 of %2")
+                           .arg(found->found)
+                           .arg(core::counted(found->sampled, u"picture"))
+                     : "no face in " + core::counted(found->sampled, u"picture") + ", centred";
         core::console::out("framing: " + file + " " + position + " (" + how + ")");
         ++framed;
         if (pictured) continue;

@@ -1,6 +1,7 @@
 #include "studio/EditCli.h"
 
 #include "core/Console.h"
+#include "core/Dates.h"
 #include "core/Json.h"
 #include "core/Sentences.h"
 #include "editor/Captions.h"
@@ -9,6 +10,7 @@
 #include "editor/ProjectStore.h"
 #include "editor/Timeline.h"
 #include "studio/EditCommands.h"
+#include "studio/ProjectNames.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -25,8 +27,8 @@ using editcli::openProject;
 
 constexpr auto kUsage = R"(Usage: pelix --edit COMMAND PROJECT [...]
 
-PROJECT is a project file or the id of a project in the projects folder
-($PELIX_EDITOR_DIR, else ~/.local/share/Pelix/Editor).
+PROJECT is a project file, or a project in the projects folder ($PELIX_EDITOR_DIR, else
+~/.local/share/Pelix/Editor) named by its name or by the start of its id (as list shows it).
 
 From clips to a finished video:
   new CLIP... [--name NAME] [--format reel|youtubeShort|rednote|youtube|original] [--lang LOCALE]
@@ -44,7 +46,7 @@ From clips to a finished video:
   plan, revise and translate print the backend's reply; new and export print their progress
   on standard error. Ctrl+C stops new and export, leaving nothing behind.
 
-Looking into a project (results are JSON on standard output):
+Looking into a project (results are JSON on standard output, but for list):
   lines PROJECT                  the lines of the transcript
   segments PROJECT               the kept segments in playing order
   timeline PROJECT               the segments with their output starts and the total length
@@ -56,7 +58,8 @@ Looking into a project (results are JSON on standard output):
   apply PROJECT OPS.json [--write]
                                  apply edit operations (OPS.json may be - for standard input);
                                  --write saves the changed project
-  list                           the saved projects
+  list [--json]                  the saved projects: name, clips, length, when changed and
+                                 id, as a table or as JSON
 
 Example, from the sample video of scripts/make-sample (plan, revise and translate reach the
 backend at $PELIX_API_BASE with your token):
@@ -124,6 +127,30 @@ Result<QJsonArray> readOps(const QString& name) {
         return doc.object().value("ops").toArray();
     }
     return fail(1, core::sentences::operationsNotAList(name));
+}
+
+// The saved projects for a person: name, clips, the finished video's length, when it changed,
+// and enough of the id to name it by.
+QString table() {
+    std::vector<projectnames::Row> rows;
+    for (const editor::ProjectStore::Entry& e : editor::ProjectStore::list()) {
+        projectnames::Row row{.name = e.error ? e.file : e.name,
+                              .changed = core::dates::shortDateTime(e.modified)};
+        const auto project = e.error ? Result<editor::EditProject>(fail(1, *e.error))
+                                     : editor::ProjectStore::open(e.id);
+        if (!project) {
+            row.id = QStringLiteral("can't be read");
+        } else {
+            const editor::Timeline timeline{
+                segments(*project, pelix::editor::lines(project->clips))};
+            row.clips = QString::number(project->clips.size());
+            row.length = core::dates::clock(timeline.total());
+            row.id = editor::upperUuid(e.id).left(projectnames::kShortId);
+            if (e.mediaMissing) row.id += QStringLiteral(" (media missing)");
+        }
+        rows.push_back(row);
+    }
+    return projectnames::table(rows);
 }
 
 QJsonArray listing() {
@@ -226,7 +253,10 @@ int runEditCli(const core::Args& args, service::ServiceContext& context) {
     }
     const QString command = words.value(0);
     if (command == "help") return core::console::raw(kUsage), 0;
-    if (command == "list") return print(listing()), 0;
+    if (command == "list") {
+        if (args.has("--json")) return print(listing()), 0;
+        return core::console::raw(table().toUtf8()), 0;
+    }
     if (command == "new") return editcli::makeNew(words, args);
     if (command == "style") return editcli::style(context, args);
     static const QStringList reading{"lines", "segments", "timeline", "captions", "zooms",
@@ -240,7 +270,10 @@ int runEditCli(const core::Args& args, service::ServiceContext& context) {
         return failWith(core::sentences::sayWhichProject(command));
     }
     const auto opened = openProject(words.at(1));
-    if (!opened) return failWith(opened.error().message);
+    if (!opened) {
+        failWith(opened.error().message);
+        return opened.error().code == projectnames::kUnclear ? projectnames::kUnclear : 1;
+    }
     if (command == "plan") return editcli::plan(context, *opened);
     if (command == "revise") return editcli::revise(context, *opened, words);
     if (command == "translate") return editcli::translate(context, *opened);

@@ -11,6 +11,7 @@
 #include "studio/ExportPath.h"
 #include "studio/Interrupt.h"
 #include "studio/NewVideo.h"
+#include "studio/ProjectNames.h"
 
 #include <QEventLoop>
 #include <QFile>
@@ -98,13 +99,15 @@ Result<Opened> openProject(const QString& name) {
         if (!project) return std::unexpected(project.error());
         return Opened{std::move(*project), name};
     }
-    const QUuid id = QUuid::fromString(name);
-    if (id.isNull() || !QFileInfo(editor::ProjectStore::fileFor(id)).isFile()) {
-        return fail(1, core::sentences::noSuchProject(name));
-    }
-    auto project = editor::ProjectStore::open(id);
+    // A whole id names its file even when that file cannot be read, which then says why.
+    const QUuid whole = QUuid::fromString(name);
+    const auto id = !whole.isNull() && QFileInfo(editor::ProjectStore::fileFor(whole)).isFile()
+                        ? Result<QUuid>(whole)
+                        : projectnames::find(editor::ProjectStore::list(), name);
+    if (!id) return std::unexpected(id.error());
+    auto project = editor::ProjectStore::open(*id);
     if (!project) return std::unexpected(project.error());
-    return Opened{std::move(*project), editor::ProjectStore::fileFor(id)};
+    return Opened{std::move(*project), editor::ProjectStore::fileFor(*id)};
 }
 
 Status saveOpened(const Opened& opened, const editor::EditProject& changed) {

@@ -1,5 +1,7 @@
 #include "studio/EditorWindow.h"
 
+#include "core/Counted.h"
+#include "core/Dates.h"
 #include "core/Sentences.h"
 #include "dictation/LiveDictation.h"
 #include "studio/EditorJobs.h"
@@ -544,7 +546,7 @@ void EditorWindow::showVideos(const std::vector<editor::ProjectStore::Entry>& vi
     videoList_->clear();
     for (const editor::ProjectStore::Entry& entry : videos_) {
         QString text = entry.error ? entry.file : entry.name;
-        text += QLatin1Char('\n') + entry.modified.toString(QStringLiteral("d MMM yyyy, HH:mm"));
+        text += QLatin1Char('\n') + core::dates::shortDateTime(entry.modified);
         if (entry.error) {
             text += QStringLiteral(" · can't be read");
         } else if (entry.mediaMissing) {
@@ -564,10 +566,9 @@ void EditorWindow::showProject() {
     const int count = int(model_.lines().size());
     int kept = 0;
     for (int i = 0; i < count; ++i) kept += model_.isCut(i) ? 0 : 1;
-    QString totals = QStringLiteral("%1 of %2 lines kept · length %3")
+    QString totals = QStringLiteral("%1 of %2 kept · length %3")
                          .arg(kept)
-                         .arg(count)
-                         .arg(clockText(model_.total()));
+                         .arg(core::counted(count, u"line"), clockText(model_.total()));
     if (const auto target = model_.target())
         totals += QStringLiteral(" · target %1").arg(clockText(*target));
     totals_->setText(totals);

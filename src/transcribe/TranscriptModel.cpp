@@ -1,9 +1,11 @@
 #include "transcribe/TranscriptModel.h"
 
 #include "core/Clock.h"
+#include "core/Dates.h"
 #include "core/Json.h"
 #include "core/Prefs.h"
 #include "core/Sentences.h"
+#include "editor/Captions.h"
 #include "service/Api.h"
 #include "text/CleanUp.h"
 #include "transcribe/StableId.h"
@@ -74,6 +76,7 @@ void TranscriptModel::chooseLanguage(const QString& locale) {
 void TranscriptModel::stop() {
     ++run_;
     stop_.request_stop();
+    if (listening_) showStatus(core::sentences::kStoppedListening);
     setListening(false);
 }
 
@@ -82,6 +85,7 @@ void TranscriptModel::transcribe() {
     const int run = ++run_;
     lastEnd_ = 0;
     liveEmpty_ = true;
+    pieces_.clear();
     Q_EMIT cleared();
     setListening(true);
 
@@ -132,7 +136,8 @@ void TranscriptModel::append(const transcribe::Spoken& spoken) {
     piece += text;
     liveEmpty_ = false;
     lastEnd_ = spoken.end;
-    Q_EMIT appended(piece);
+    pieces_.append({spoken.start, spoken.end, text, spoken.words});
+    Q_EMIT appended(piece, pieces_.back());
     if (duration_ > 0) {
         const int percent = static_cast<int>(std::clamp(spoken.end / duration_ * 100, 0.0, 100.0));
         showStatus(core::sentences::listeningAt(percent));
@@ -142,6 +147,11 @@ void TranscriptModel::append(const transcribe::Spoken& spoken) {
 void TranscriptModel::finish(const QList<transcribe::Spoken>& spoken) {
     setListening(false);
     const QString text = VideoTranscriber::paragraphs(spoken, kGap);
+    pieces_.clear();
+    for (const transcribe::Spoken& piece : spoken) {
+        const QString cleaned = text::withoutActually(piece.text).trimmed();
+        if (!cleaned.isEmpty()) pieces_.append({piece.start, piece.end, cleaned, piece.words});
+    }
     Q_EMIT replaced(text);
     if (text.trimmed().isEmpty()) return showStatus(core::sentences::kNoSpeech);
     showStatus(finishedLine(wordCount(text), duration_));
@@ -182,12 +192,42 @@ void TranscriptModel::sort(const QString& text) {
 }
 
 QString TranscriptModel::clock(double seconds) {
-    const auto whole = static_cast<qint64>(std::floor(std::max(0.0, seconds)));
-    const qint64 hours = whole / 3600;
-    const qint64 minutes = whole % 3600 / 60;
-    const qint64 rest = whole % 60;
-    if (hours == 0) return QString::asprintf("%lld:%02lld", minutes, rest);
-    return QString::asprintf("%lld:%02lld:%02lld", hours, minutes, rest);
+    return core::dates::clock(seconds);
+}
+
+std::optional<TranscriptModel::FileKind> TranscriptModel::kindOf(const QString& fileName) {
+    const QString suffix = QFileInfo(fileName).suffix().toLower();
+    for (const FileKind kind : {FileKind::text, FileKind::srt, FileKind::vtt}) {
+        if (suffix == extension(kind)) return kind;
+    }
+    return std::nullopt;
+}
+
+QString TranscriptModel::extension(FileKind kind) {
+    switch (kind) {
+        case FileKind::text:
+            return QStringLiteral("txt");
+        case FileKind::srt:
+            return QStringLiteral("srt");
+        case FileKind::vtt:
+            return QStringLiteral("vtt");
+    }
+    return {};
+}
+
+QString TranscriptModel::fileText(FileKind kind, const QString& text,
+                                  const QList<transcribe::Spoken>& pieces) {
+    if (kind == FileKind::text) return text.endsWith(u'\n') ? text : text + u'\n';
+    std::vector<editor::CaptionCue> cues;
+    for (const transcribe::Spoken& piece : pieces) {
+        editor::CaptionCue cue;
+        cue.start = piece.start;
+        cue.end = piece.end;
+        cue.words = {piece.text};
+        cues.push_back(std::move(cue));
+    }
+    return editor::subtitles(
+        cues, kind == FileKind::srt ? editor::SubtitleFormat::srt : editor::SubtitleFormat::vtt);
 }
 
 int TranscriptModel::wordCount(const QString& text) {

@@ -51,6 +51,8 @@ public:
     const QStringList& languages() const { return languages_; }
     const QString& language() const { return language_; }
     bool listening() const { return listening_; }
+    // The stretches heard so far, cleaned, each with its start and end in the file.
+    const QList<transcribe::Spoken>& pieces() const { return pieces_; }
     // The file's length in seconds; 0 until known.
     double duration() const { return duration_; }
     const QString& status() const { return status_; }
@@ -65,6 +67,14 @@ public:
 
     // "0:12", "1:15", "1:35:00".
     static QString clock(double seconds);
+
+    // What "Save as…" writes: the text as it stands, or the pieces heard as subtitles.
+    enum class FileKind { text, srt, vtt };
+    // The kind a file name asks for by its extension, if any.
+    static std::optional<FileKind> kindOf(const QString& fileName);
+    static QString extension(FileKind kind);  // "txt"
+    static QString fileText(FileKind kind, const QString& text,
+                            const QList<transcribe::Spoken>& pieces);
     // Runs of characters between white space.
     static int wordCount(const QString& text);
     // The status once the whole text stands.
@@ -77,9 +87,10 @@ Q_SIGNALS:
     void statusChanged(const QString& text);
     // The text was emptied for a new run.
     void cleared();
-    // `piece` (with its separator) goes at the end of the text.
-    void appended(const QString& piece);
-    // The whole text, once the run has ended.
+    // `piece` (with its separator) goes at the end of the text; `heard` is the stretch it came
+    // from, cleaned, now the last of pieces().
+    void appended(const QString& piece, const transcribe::Spoken& heard);
+    // The whole text, once the run has ended; pieces() are final too.
     void replaced(const QString& text);
     void listeningChanged(bool listening);
     void savedToPelix();
@@ -102,6 +113,7 @@ private:
     const core::Clock& clock_;
     QString file_;
     QStringList languages_;
+    QList<transcribe::Spoken> pieces_;
     QString language_;
     QString status_;
     std::optional<Facts> facts_;

@@ -5,15 +5,18 @@
 #include <QWidget>
 
 class QComboBox;
+class QFileDialog;
 class QLabel;
+class QListWidget;
 class QPlainTextEdit;
 class QPushButton;
 
 namespace pelix::transcribe {
 
-// One media file heard on this machine: a language menu, the text (filled as the file is heard,
-// then editable), a status line, and "Save to Pelix", "Sort it" and "Copy". Closing the window
-// stops its transcription.
+// One media file heard on this machine: a language menu, the pieces heard with their start times,
+// the text (filled as the file is heard, then editable), a status line, "Stop" while the file is
+// heard, and "Save to Pelix", "Sort it", "Copy" and "Save as…" (the text, or the pieces as SRT or
+// WebVTT subtitles). Closing the window stops its transcription.
 class TranscriptWindow : public QWidget {
     Q_OBJECT
 public:
@@ -34,6 +37,14 @@ public:
     QPushButton* saveButton() const { return save_; }
     QPushButton* sortButton() const { return sort_; }
     QPushButton* copyButton() const { return copy_; }
+    QPushButton* stopButton() const { return stop_; }
+    QPushButton* saveAsButton() const { return saveAs_; }
+    QListWidget* pieces() const { return pieces_; }
+
+    // Asks where to write the text or the subtitles, in a dialog of the window's own.
+    void saveAs();
+    // Writes the text (or the subtitles, by `filter` or the file's extension) into `file`.
+    void writeFile(QString file, const QString& filter);
 
     // The selection, else the whole text.
     QString selectedOrAll() const;
@@ -59,6 +70,9 @@ private:
     QPushButton* save_;
     QPushButton* sort_;
     QPushButton* copy_;
+    QPushButton* stop_;
+    QPushButton* saveAs_;
+    QListWidget* pieces_;
 };
 
 }  // namespace pelix::transcribe

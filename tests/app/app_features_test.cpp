@@ -226,7 +226,7 @@ TEST_F(FeaturesTest, SoundFilesDroppedOnTheBadgeAreSentWithTheirMessagesInTheSta
     EXPECT_TRUE(shell.lines.isEmpty());
 
     features.sendDropped({a, notes, b});
-    ASSERT_TRUE(waitUntil([&] { return shell.lines.contains("Complete: all 2 are in Pelix"); }));
+    ASSERT_TRUE(waitUntil([&] { return shell.lines.contains("Complete: both are in Pelix"); }));
     EXPECT_TRUE(shell.lines.contains("Sending 2 of 2…"));
     EXPECT_EQ(filed(), (QStringList{"a.mp3", "b.WAV"}));
     EXPECT_EQ(shell.sounds, std::vector<ui::Sound>{ui::Sound::done});

@@ -26,8 +26,11 @@ TEST(Cli, ArgumentsMatchAnywhereAndInOrder) {
         {{"--edit", "lines", "--self-test", "words"}, 0, "words: 17 ok\n", ""},
         // The self-test needs "words" right after it; without it, the next mode is tested.
         {{"--self-test", "lines", "--help"}, 0, "Usage: pelix", ""},
-        // --memo with no path after it is not selected, so the clean-up filter is next.
-        {{"--clean-up", "--memo"}, 0, "", ""},
+        // A mode without its value is a usage error, wherever it stands.
+        {{"--clean-up", "--memo"},
+         2,
+         "",
+         "Pelix's option --memo needs a value after it: --memo PATH.\n"},
         {{"--version"}, 0, "pelix ", ""},
         {{"--frobnicate"}, 2, "", "Pelix has no option --frobnicate;"},
     };
@@ -40,11 +43,47 @@ TEST(Cli, ArgumentsMatchAnywhereAndInOrder) {
     }
 }
 
-// A mode whose value is missing starts the tray; when the display named does not answer, one
-// sentence says so instead of Qt ending the process.
+// Every mode and option that takes a value says so when the value is missing (the word is last,
+// or another option follows it), before anything runs: no tray, no panel, no backend.
+TEST(Cli, AWordWithoutItsValueIsAUsageError) {
+    const struct {
+        QStringList args;
+        const char* said;  // the word and its value as the usage names them
+    } cases[] = {
+        {{"--transcribe"}, "--transcribe PATH"},
+        {{"--transcribe", "talk.mp4", "--lang"}, "--lang LOCALE"},
+        {{"--lang", "--transcribe", "talk.mp4"}, "--lang LOCALE"},
+        {{"--transcribe", "talk.mp4", "--engine"}, "--engine local|server"},
+        {{"--memo", "--piece", "30"}, "--memo PATH"},
+        {{"--memo", "talk.m4a", "--piece"}, "--piece SECONDS"},
+        {{"--memo", "talk.m4a", "--token"}, "--token TOKEN"},
+        {{"--self-test"}, "--self-test words"},
+        {{"--call"}, "--call FUNCTION"},
+        {{"--snapshot"}, "--snapshot DIR"},
+        {{"--import-notes", "--from"}, "--from FILE"},
+        {{"--import-notes", "--command", "--from", "notes.json"}, "--command CMD"},
+        {{"--edit", "new", "clip.mp4", "--name"}, "--name NAME"},
+        {{"--edit", "new", "clip.mp4", "--format", "--name", "x"}, "--format FORMAT"},
+        {{"--edit", "export", "Morning", "--out"}, "--out FILE"},
+        {{"--edit", "export", "Morning", "--scale"}, "--scale F"},
+        {{"--edit", "style", "--set"}, "--set FILE"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args.join(' ').toStdString());
+        const auto r = runPelix(c.args, {}, withEnv({{"DISPLAY", ":97"}}));
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_TRUE(r.out.isEmpty());
+        const QString word = QString::fromUtf8(c.said).section(' ', 0, 0);
+        EXPECT_EQ(r.err.toStdString(),
+                  ("Pelix's option " + word + " needs a value after it: " + c.said + ".\n")
+                      .toStdString());
+    }
+}
+
+// Without a mode Pelix starts the tray; when the display named does not answer, one sentence
+// says so instead of Qt ending the process.
 TEST(Cli, ADisplayThatDoesNotAnswerIsOneSentence) {
-    const auto r =
-        runPelix({"--transcribe"}, {}, withEnv({{"DISPLAY", ":97"}, {"QT_QPA_PLATFORM", ""}}));
+    const auto r = runPelix({}, {}, withEnv({{"DISPLAY", ":97"}, {"QT_QPA_PLATFORM", ""}}));
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err,
               "Pelix lives in the tray of a desktop session, and the display :97 does not answer "

@@ -136,7 +136,7 @@ TEST_F(ChooserTest, TickedMemosGoNewestFirstOneAtATimeAndAFailureDoesNotStopTheR
     EXPECT_EQ(model.state("memo-4.m4a"), State::sent);
     EXPECT_EQ(model.state("memo-2.m4a"), State::failed);
     EXPECT_EQ(model.state("memo-1.m4a"), State::sent);
-    EXPECT_EQ(model.status(), "2 of 3 sent. Tick the others to try again.");
+    EXPECT_EQ(model.status(), "2 of 3 sent. Tick the other to try again.");
     // Only what reached the account is remembered as sent.
     EXPECT_EQ(prefs.value("voiceMemos.sent").toStringList(),
               (QStringList{"memo-4.m4a", "memo-1.m4a"}));

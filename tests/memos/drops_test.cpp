@@ -93,8 +93,8 @@ TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
     };
     const Case cases[] = {
         {{true}, "Complete: take-1.mp3 is in Pelix", drops::State::done},
-        {{true, true}, "Complete: all 2 are in Pelix", drops::State::done},
-        {{true, false, true}, "2 of 3 sent. Drop the others again.", drops::State::failed},
+        {{true, true}, "Complete: both are in Pelix", drops::State::done},
+        {{true, false, true}, "2 of 3 sent. Drop the other again.", drops::State::failed},
         {{false}, "Not sent. Drop it again to try once more.", drops::State::failed},
     };
     for (const Case& c : cases) {
@@ -154,8 +154,8 @@ TEST_F(DropTest, ADropDuringASendWaitsForIt) {
     std::exchange(pending, nullptr)(true);
     std::exchange(pending, nullptr)(false);
     EXPECT_EQ(sent, (QStringList{"one.m4a", "two.m4a", "three.m4a"}));
-    EXPECT_EQ(finals, (QStringList{"Complete: one.m4a is in Pelix",
-                                   "1 of 2 sent. Drop the others again."}));
+    EXPECT_EQ(finals,
+              (QStringList{"Complete: one.m4a is in Pelix", "1 of 2 sent. Drop the other again."}));
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ TEST_F(MemoCli, HearsTheRecordingOnTheMachineWhenNoBackendAnswers) {
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     const auto seconds = media::duration(speech_);
     ASSERT_TRUE(seconds);
-    EXPECT_TRUE(run.err.startsWith(QString("%1 s, 1 pieces\n").arg(int(*seconds)).toUtf8()))
+    EXPECT_TRUE(run.err.startsWith(QString("%1 s, 1 piece\n").arg(int(*seconds)).toUtf8()))
         << run.err.toStdString();
     const QString text = QString::fromUtf8(run.out).toLower();
     for (const char* word : {"quick", "brown", "fox", "lazy", "dog", "bring"}) {
@@ -133,7 +133,7 @@ TEST_F(MemoCli, SilenceCannotBeHeard) {
     const auto run = memo({testing::TestMedia(dir.path()).silence("silence.wav", 2)});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.out, "");
-    EXPECT_TRUE(run.err.startsWith("2 s, 1 pieces\n")) << run.err.toStdString();
+    EXPECT_TRUE(run.err.startsWith("2 s, 1 piece\n")) << run.err.toStdString();
     EXPECT_TRUE(run.err.endsWith("could not be heard\n")) << run.err.toStdString();
 }
 

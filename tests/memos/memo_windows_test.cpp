@@ -99,7 +99,7 @@ protected:
 TEST_F(MemoWindowTest, TwoDroppedFilesEndComplete) {
     ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3"))}));
     EXPECT_EQ(window.drops().pillText(), "Sending 1 of 2…");
-    ASSERT_TRUE(pillSays("Complete: all 2 are in Pelix"));
+    ASSERT_TRUE(pillSays("Complete: both are in Pelix"));
     EXPECT_EQ(window.drops().pillState(), drops::State::done);
     EXPECT_EQ(filings(), 2);
     EXPECT_EQ(chimes, 1);
@@ -120,7 +120,7 @@ TEST_F(MemoWindowTest, OneFailureOfThreeAsksForTheOthersAgain) {
     refuse = "b.mp3";
     ASSERT_TRUE(drag({QUrl::fromLocalFile(media("a.mp3")), QUrl::fromLocalFile(media("b.mp3")),
                       QUrl::fromLocalFile(media("c.mp3"))}));
-    ASSERT_TRUE(pillSays("2 of 3 sent. Drop the others again."));
+    ASSERT_TRUE(pillSays("2 of 3 sent. Drop the other again."));
     EXPECT_EQ(window.drops().pillState(), drops::State::failed);
     EXPECT_EQ(chimes, 0);
     timers.advance(7.9);

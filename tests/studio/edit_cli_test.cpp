@@ -134,7 +134,24 @@ TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
 TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
     testing::writeFile(saved(), "Old.json", "{}");
 
-    const QJsonArray list = json({"list"}).array();
+    // For a person, a table; its columns line up under the heading.
+    const auto shown = edit({"list"});
+    EXPECT_EQ(shown.exitCode, 0) << shown.err.toStdString();
+    const QStringList rows = QString::fromUtf8(shown.out).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(rows.size(), 3) << shown.out.toStdString();
+    EXPECT_TRUE(
+        QRegularExpression(R"(^NAME +CLIPS +LENGTH +CHANGED +ID$)").match(rows[0]).hasMatch())
+        << rows[0].toStdString();
+    const QString project = rows.filter("Hand made").value(0);
+    EXPECT_TRUE(QRegularExpression(R"(^Hand made +1 +0:0\d +\S.*\S +1F0C7A2B \(media missing\)$)")
+                    .match(project)
+                    .hasMatch())
+        << project.toStdString();
+    EXPECT_EQ(project.indexOf("1F0C7A2B"), rows[0].indexOf("ID"));
+    EXPECT_TRUE(rows.filter("Old.json").value(0).endsWith("can't be read"));
+
+    // For scripts, JSON.
+    const QJsonArray list = json({"list", "--json"}).array();
     ASSERT_EQ(list.size(), 2);
     for (const QJsonValue& entry : list) {
         const QJsonObject e = entry.toObject();
@@ -150,7 +167,6 @@ TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
 
 TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
     const std::pair<QStringList, const char*> cases[] = {
-        {{"lines", "/nowhere/p.json"}, "Couldn't find the project /nowhere/p.json"},
         {{"lines"}, "Say which project"},
         {{"frobnicate", "x"}, "The editor has no command frobnicate"},
         {{"apply", path}, "Say which operations"},
@@ -168,6 +184,63 @@ TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
     const auto result = edit({"lines", path});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.err, "Couldn't read the project hand.json: \"clips[0].id\" is missing.\n");
+}
+
+// A saved project goes by its name or by the start of its id wherever a project goes; a word
+// that fits several, or none, is a usage error naming what it could be.
+TEST_F(EditCli, ProjectsGoByNameOrTheStartOfTheirId) {
+    const QString folder = saved();
+    QJsonObject other = QJsonDocument::fromJson(kProject).object();
+    other.insert("id", "1f0c9999-0000-4000-8000-000000000003");
+    other.insert("name", "Morning run");
+    testing::writeFile(folder, "1F0C9999-0000-4000-8000-000000000003.json",
+                       QJsonDocument(other).toJson());
+    const struct {
+        QString project;
+        int exitCode;
+        QByteArray err;
+    } cases[] = {
+        {"Hand made", 0, ""},
+        {"hand MADE", 0, ""},
+        {"1f0c7a", 0, ""},
+        {"1F0C7A2B-0000-4000-8000-000000000001", 0, ""},
+        {"morning run", 0, ""},
+        {"1F0C", 2,
+         "Couldn't tell which project 1F0C is: it could be Hand made (1F0C7A2B) or Morning run "
+         "(1F0C9999); give more of the id.\n"},
+        {"Evening", 2,
+         "Couldn't find the project Evening: it is neither a file nor the name or the start of "
+         "the id of a saved project (pelix --edit list shows them).\n"},
+        {"/nowhere/p.json", 2,
+         "Couldn't find the project /nowhere/p.json: it is neither a file nor the name or the "
+         "start of the id of a saved project (pelix --edit list shows them).\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.project.toStdString());
+        const auto result = edit({"hook", c.project});
+        EXPECT_EQ(result.exitCode, c.exitCode);
+        EXPECT_EQ(result.err.toStdString(), c.err.toStdString());
+        if (c.exitCode == 0) {
+            EXPECT_EQ(result.out, "\"Watch this\"\n");
+        }
+    }
+    // The same name twice is as unclear as a short id.
+    other.insert("id", "2a000000-0000-4000-8000-000000000004");
+    other.insert("name", "Hand Made");
+    testing::writeFile(folder, "2A000000-0000-4000-8000-000000000004.json",
+                       QJsonDocument(other).toJson());
+    // A whole id names its file even when that file cannot be read.
+    testing::writeFile(folder, "3B000000-0000-4000-8000-000000000005.json", "{");
+    const auto broken = edit({"lines", "3b000000-0000-4000-8000-000000000005"});
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_TRUE(broken.err.startsWith("Couldn't read the project 3B000000-0000-4000-8000-"))
+        << broken.err.toStdString();
+
+    const auto twice = edit({"lines", "hand made"});
+    EXPECT_EQ(twice.exitCode, 2);
+    EXPECT_TRUE(twice.err.contains("Hand made (1F0C7A2B) or Hand Made (2A000000)") ||
+                twice.err.contains("Hand Made (2A000000) or Hand made (1F0C7A2B)"))
+        << twice.err.toStdString();
 }
 
 }  // namespace
