@@ -122,7 +122,7 @@ void HttpExchange::send() {
     if (url.port() != -1) host += ':' + QByteArray::number(url.port());
     const qint64 length = request_.bodyDevice ? request_.bodyDevice->size() : request_.body.size();
 
-    QByteArray head = "POST " + target + " HTTP/1.1\r\nHost: " + host + "\r\n";
+    QByteArray head = request_.method + ' ' + target + " HTTP/1.1\r\nHost: " + host + "\r\n";
     for (const auto& [name, value] : request_.headers) {
         // A line break in a value would end the header and start another.
         if (value.contains('\r') || value.contains('\n')) {

@@ -37,13 +37,13 @@ class QIODevice;
 
 namespace pelix::service {
 
-// One HTTP/1.1 POST and its answer over a connection of its own, read with firm limits: the
-// socket's read buffer is small, so a server that sends faster than the answer is read waits
-// on TCP instead of filling memory; the headers may take 64 KB, a line of the chunked frame
-// (a chunk's size, a trailer) 8 KB, and the body `answerLimit` bytes; the time limit is the whole
-// exchange's. Redirects are answers like any other; the answer is asked for uncompressed, and the
-// connection is closed after it. TLS (https) verifies the server as Qt does by default. Lives on
-// the thread that made it; `done` runs there once.
+// One HTTP/1.1 request (a POST unless told otherwise) and its answer over a connection of its own,
+// read with firm limits: the socket's read buffer is small, so a server that sends faster than the
+// answer is read waits on TCP instead of filling memory; the headers may take 64 KB, a line of the
+// chunked frame (a chunk's size, a trailer) 8 KB, and the body `answerLimit` bytes; the time limit
+// is the whole exchange's. Redirects are answers like any other; the answer is asked for
+// uncompressed, and the connection is closed after it. TLS (https) verifies the server as Qt does
+// by default. Lives on the thread that made it; `done` runs there once.
 class HttpExchange : public QObject {
     Q_OBJECT
 public:
@@ -58,6 +58,7 @@ public:
     };
 
     struct Request {
+        QByteArray method = "POST";
         QUrl url;
         QList<std::pair<QByteArray, QByteArray>> headers;
         QByteArray body;

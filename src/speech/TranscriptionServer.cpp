@@ -101,6 +101,7 @@ std::optional<ServerSettings> ServerSettings::read(const core::Prefs& prefs,
 }
 
 Result<ServerClient::Answer> ServerClient::exchange(const ServerSettings& settings,
+                                                    const QByteArray& method,
                                                     const QByteArray& contentType,
                                                     const QByteArray& body, double timeoutSeconds,
                                                     double silenceSeconds) {
@@ -108,8 +109,10 @@ Result<ServerClient::Answer> ServerClient::exchange(const ServerSettings& settin
         return fail(server::kUnreachable, server::unreachable(*unsafe));
     }
     service::HttpExchange::Request request;
+    request.method = method;
     request.url = settings.endpoint;
-    request.headers = {{"Content-Type", contentType}, {"Accept", "application/json"}};
+    request.headers = {{"Accept", "application/json"}};
+    if (!contentType.isEmpty()) request.headers.append({"Content-Type", contentType});
     if (!settings.key.isEmpty()) {
         request.headers.append({"Authorization", "Bearer " + settings.key.toUtf8()});
     }
@@ -157,15 +160,13 @@ Result<ServerClient::Answer> ServerClient::transcribe(const ServerSettings& sett
     if (!piece.language.isEmpty()) body += part(boundary, "language", piece.language.toUtf8());
     if (!piece.prompt.isEmpty()) body += part(boundary, "prompt", piece.prompt.toUtf8());
     body += "--" + boundary + "--\r\n";
-    return exchange(settings, "multipart/form-data; boundary=" + boundary, body,
+    return exchange(settings, "POST", "multipart/form-data; boundary=" + boundary, body,
                     piece.timeoutSeconds, piece.silenceSeconds);
 }
 
 bool ServerClient::answers(const ServerSettings& settings, double timeoutSeconds) {
-    // Any answer will do: an empty form is refused by a server that is there.
-    return exchange(settings, "application/x-www-form-urlencoded", {}, timeoutSeconds,
-                    timeoutSeconds)
-        .has_value();
+    // Any answer will do, a refusal of the GET included.
+    return exchange(settings, "GET", {}, {}, timeoutSeconds, timeoutSeconds).has_value();
 }
 
 void ServerClient::cancel() {

@@ -100,8 +100,9 @@ public:
     static constexpr qint64 kAnswerLimit = 32 * 1024 * 1024;
 
 private:
-    Result<Answer> exchange(const ServerSettings& settings, const QByteArray& contentType,
-                            const QByteArray& body, double timeoutSeconds, double silenceSeconds);
+    Result<Answer> exchange(const ServerSettings& settings, const QByteArray& method,
+                            const QByteArray& contentType, const QByteArray& body,
+                            double timeoutSeconds, double silenceSeconds);
 
     std::mutex mutex_;
     // The waiting thread's object through which `cancel` reaches the exchange in flight.

@@ -186,7 +186,7 @@ TEST_F(MemoWindowTest, ChosenFilesAreSentLikeDroppedOnes) {
     }
     // What the dialog hands over when the user picks two recordings (and a stray text file).
     Q_EMIT dialog->filesSelected({media("a.mp3"), notes_, media("b.mp3")});
-    ASSERT_TRUE(pillSays("Complete: all 2 are in Pelix"));
+    ASSERT_TRUE(pillSays("Complete: both are in Pelix"));
     EXPECT_EQ(filings(), 2);
     EXPECT_EQ(chimes, 1);
 }

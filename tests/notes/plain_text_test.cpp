@@ -102,7 +102,8 @@ TEST(PlainTextRules, TakesLinearTimeOnHostileNotes) {
         const QString small = make(5000), large = make(50000);
         const double one = testing::leastCpuSeconds([&] { plainText(small); });
         const double ten = testing::leastCpuSeconds([&] { plainText(large); });
-        EXPECT_LT(ten, 20 * std::max(one, 1e-4))
+        // Below a millisecond the cache, not the algorithm, sets the ratio.
+        EXPECT_LT(ten, 20 * std::max(one, 1e-3))
             << name << ": " << one << " s, then " << ten << " s";
     }
 }
