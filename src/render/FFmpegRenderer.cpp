@@ -8,8 +8,8 @@
 // segment edges and faded over kFade on both sides of every cut; segments that continue each
 // other in the source play on without a seam or a fade. AAC-LC at 128 kbit/s. The MP4 goes to a
 // hidden ".part-" file beside the target with movflags=+faststart, tracked by core/TempFiles, and
-// is renamed over the target when whole; a failure or a stop (checked before every frame)
-// removes it. A missing clip fails before anything is written.
+// is renamed over the target when whole, with the mode the umask gives documents; a failure or a
+// stop (checked before every frame) removes it. A missing clip fails before anything is written.
 
 #include "core/Sentences.h"
 #include "core/TempFiles.h"
@@ -215,7 +215,7 @@ public:
             return std::unexpected(writeFailure(rc));
         }
         output_.reset();  // closes the file
-        if (!ff::moveIntoPlace(partial_, target_)) {
+        if (!ff::moveIntoPlace(partial_, target_, ff::Keep::asDocument)) {
             return fail(kWriteFailed, core::sentences::notMovedIntoPlace(ff::nameOf(target_)));
         }
         finished_ = true;
