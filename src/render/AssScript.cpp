@@ -84,18 +84,25 @@ public:
         }
     }
 
-    void popUps(const std::vector<editor::PopUp>& pops, double total) {
-        const QString pop = QStringLiteral(
-                                "{\\pos(%1,%2)\\fad(60,120)\\fscx70\\fscy70"
-                                "\\t(0,140,\\fscx100\\fscy100)}")
-                                .arg(w_ / 2)
-                                .arg(px(0.34 * h_));
+    void popUps(const std::vector<editor::PopUp>& pops, double total, const FaceAt& faceAt) {
+        const int size = popSize();
         for (size_t i = 0; i < pops.size(); ++i) {
             const editor::PopUp& p = pops[i];
             // A phrase spoken in a blink still stays long enough to read.
             const double until = i + 1 < pops.size() ? pops[i + 1].start : total;
             const double end = std::max(p.end, std::min(p.start + kPopUpSeconds, until));
-            writeEvent(out_, 1, p.start, end, "Pop", pop + assText(p.text.toUpper()));
+            const QString text = p.text.toUpper();
+            // Bold capitals run about 0.7 of the size wide; the outline adds to both sides.
+            const QSizeF measure(std::min(double(w_) - 2 * side(), 0.7 * size * text.size()),
+                                 1.3 * size);
+            const QPointF at = popUpPlace(QSize(w_, h_), measure,
+                                          faceAt ? faceAt(p.start, end) : std::optional<QRectF>());
+            const QString pop = QStringLiteral(
+                                    "{\\pos(%1,%2)\\fad(60,120)\\fscx70\\fscy70"
+                                    "\\t(0,140,\\fscx100\\fscy100)}")
+                                    .arg(std::lround(at.x()))
+                                    .arg(std::lround(at.y()));
+            writeEvent(out_, 1, p.start, end, "Pop", pop + assText(text));
         }
     }
 
@@ -122,11 +129,11 @@ public:
         const bool lower = project_.settings.captionPosition == editor::CaptionPosition::lower;
         const int boldSize = px(0.075 * base_ * size);
         const int cleanSize = px(0.05 * base_ * size);
-        const int popSize = px(0.085 * base_);
+        const int popSize = this->popSize();
         const int hookSize = px(0.058 * base_);
         const int captionAlign = lower ? 2 : 5;
         const int captionMargin = lower ? px(0.2 * h_) : 0;
-        const int side = px(0.08 * w_);
+        const int side = this->side();
         const Style styles[] = {
             {"Bold", kFont, boldSize, kWhite, kBlack, kShadow, true, 1, px(boldSize * 0.09),
              px(boldSize * 0.04), captionAlign, side, captionMargin},
@@ -160,6 +167,9 @@ public:
     }
 
 private:
+    int popSize() const { return px(0.085 * base_); }
+    int side() const { return px(0.08 * w_); }
+
     // The cue's pieces, the one at `highlight` (when not -1) in yellow.
     QString join(const editor::CaptionCue& cue, qsizetype highlight) const {
         const QString separator = cue.unspaced ? QString() : QStringLiteral(" ");
@@ -218,12 +228,30 @@ QString assText(const QString& text) {
     return safe;
 }
 
+QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face) {
+    const double w = size.width(), h = size.height();
+    const QPointF middle(w / 2, 0.34 * h);
+    const auto at = [&](double y) {
+        return QRectF(QPointF(middle.x() - text.width() / 2, y - text.height() / 2), text);
+    };
+    if (!face || !at(middle.y()).intersects(*face)) return middle;
+    const double gap = 0.02 * h;
+    // Clear of the top edge, and of the captions, which sit from about 0.7 of the height down.
+    const double highest = 0.04 * h + text.height() / 2;
+    const double lowest = 0.7 * h - text.height() / 2;
+    const double above = face->top() - gap - text.height() / 2;
+    const double below = face->bottom() + gap + text.height() / 2;
+    if (above >= highest) return {middle.x(), above};
+    if (below <= lowest) return {middle.x(), below};
+    return {middle.x(), highest};
+}
+
 QString assScript(const editor::EditProject& project, const editor::Timeline& timeline,
-                  const std::vector<editor::Line>& lines, QSize size) {
+                  const std::vector<editor::Line>& lines, QSize size, const FaceAt& faceAt) {
     if (timeline.total() <= 0) return {};
     Writer writer(project, size);
     if (project.settings.captions) writer.captions(editor::captions(project, timeline, lines));
-    writer.popUps(editor::popUps(project, timeline, lines), timeline.total());
+    writer.popUps(editor::popUps(project, timeline, lines), timeline.total(), faceAt);
     if (const auto hook = editor::hookText(project)) writer.hook(*hook, timeline.total());
     if (project.settings.progressBar) writer.progressBar(timeline.total());
     if (writer.empty()) return {};
