@@ -35,8 +35,12 @@ class Picture final : public QWidget {
 public:
     Picture(EditorModel& model, PreviewPlayer& player, bool drawn)
         : model_(model), player_(player), drawn_(drawn) {
-        setFixedSize(PreviewPane::kWidth, PreviewPane::kPictureHeight);
+        // As large as the pane is wide; lower when the window is, down to half.
+        setMinimumSize(PreviewPane::kWidth / 2, PreviewPane::kPictureHeight / 2);
+        setMaximumSize(PreviewPane::kWidth, PreviewPane::kPictureHeight);
+        setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     }
+    QSize sizeHint() const override { return {PreviewPane::kWidth, PreviewPane::kPictureHeight}; }
 
 protected:
     void paintEvent(QPaintEvent*) override {
