@@ -84,7 +84,8 @@ public:
         }
     }
 
-    void popUps(const std::vector<editor::PopUp>& pops, double total, const FaceAt& faceAt) {
+    void popUps(const std::vector<editor::PopUp>& pops, double total, const FaceAt& faceAt,
+                bool hooked) {
         const int size = popSize();
         for (size_t i = 0; i < pops.size(); ++i) {
             const editor::PopUp& p = pops[i];
@@ -95,8 +96,11 @@ public:
             // Bold capitals run about 0.7 of the size wide; the outline adds to both sides.
             const QSizeF measure(std::min(double(w_) - 2 * side(), 0.7 * size * text.size()),
                                  1.3 * size);
-            const QPointF at = popUpPlace(QSize(w_, h_), measure,
-                                          faceAt ? faceAt(p.start, end) : std::optional<QRectF>());
+            // While the hook shows at the top, a phrase moved up stays below it.
+            const double clearBelow = hooked && p.start < kHookSeconds ? hookBottom() : 0;
+            const QPointF at =
+                popUpPlace(QSize(w_, h_), measure,
+                           faceAt ? faceAt(p.start, end) : std::optional<QRectF>(), clearBelow);
             const QString pop = QStringLiteral(
                                     "{\\pos(%1,%2)\\fad(60,120)\\fscx70\\fscy70"
                                     "\\t(0,140,\\fscx100\\fscy100)}")
@@ -130,7 +134,7 @@ public:
         const int boldSize = px(0.075 * base_ * size);
         const int cleanSize = px(0.05 * base_ * size);
         const int popSize = this->popSize();
-        const int hookSize = px(0.058 * base_);
+        const int hookSize = this->hookSize();
         const int captionAlign = lower ? 2 : 5;
         const int captionMargin = lower ? px(0.2 * h_) : 0;
         const int side = this->side();
@@ -142,7 +146,7 @@ public:
             {"Pop", kFont, popSize, kYellow, kBlack, kShadow, true, 1, px(popSize * 0.1),
              px(popSize * 0.05), 5, side, 0},
             {"Hook", kFont, hookSize, kInk, kWhite, kWhite, true, 3, px(hookSize * 0.35), 0, 8,
-             px(0.1 * w_), px(0.09 * h_)},
+             px(0.1 * w_), hookTop()},
             {"Bar", kFont, 10, kWhite, kBlack, kBlack, false, 1, 0, 0, 7, 0, 0},
         };
         QString text;
@@ -169,6 +173,10 @@ public:
 private:
     int popSize() const { return px(0.085 * base_); }
     int side() const { return px(0.08 * w_); }
+    int hookSize() const { return px(0.058 * base_); }
+    int hookTop() const { return px(0.09 * h_); }
+    // Below the hook's box: a line of text and the box's border above and below it, with room.
+    double hookBottom() const { return hookTop() + 2.0 * hookSize(); }
 
     // The cue's pieces, the one at `highlight` (when not -1) in yellow.
     QString join(const editor::CaptionCue& cue, qsizetype highlight) const {
@@ -228,7 +236,7 @@ QString assText(const QString& text) {
     return safe;
 }
 
-QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face) {
+QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face, double clearBelow) {
     const double w = size.width(), h = size.height();
     const QPointF middle(w / 2, 0.34 * h);
     const auto at = [&](double y) {
@@ -237,7 +245,7 @@ QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face) {
     if (!face || !at(middle.y()).intersects(*face)) return middle;
     const double gap = 0.02 * h;
     // Clear of the top edge, and of the captions, which sit from about 0.7 of the height down.
-    const double highest = 0.04 * h + text.height() / 2;
+    const double highest = std::max(0.04 * h, clearBelow) + text.height() / 2;
     const double lowest = 0.7 * h - text.height() / 2;
     const double above = face->top() - gap - text.height() / 2;
     const double below = face->bottom() + gap + text.height() / 2;
@@ -251,8 +259,10 @@ QString assScript(const editor::EditProject& project, const editor::Timeline& ti
     if (timeline.total() <= 0) return {};
     Writer writer(project, size);
     if (project.settings.captions) writer.captions(editor::captions(project, timeline, lines));
-    writer.popUps(editor::popUps(project, timeline, lines), timeline.total(), faceAt);
-    if (const auto hook = editor::hookText(project)) writer.hook(*hook, timeline.total());
+    const auto hook = editor::hookText(project);
+    writer.popUps(editor::popUps(project, timeline, lines), timeline.total(), faceAt,
+                  hook.has_value());
+    if (hook) writer.hook(*hook, timeline.total());
     if (project.settings.progressBar) writer.progressBar(timeline.total());
     if (writer.empty()) return {};
     return writer.script();

@@ -37,8 +37,10 @@ QString assScript(const editor::EditProject& project, const editor::Timeline& ti
 // Where a pop-up phrase whose text measures `text` is centred in a picture of `size`: across the
 // middle at a third of the height, unless it would cover `face` (pixels). Then just above the
 // face, or just below it when there is no room above; when neither side has room, at the top.
-// It stays clear of the top edge and of the captions' band low in the picture.
-QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face);
+// It stays clear of the top edge (and above that, of `clearBelow`: the hook while it shows) and
+// of the captions' band low in the picture.
+QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face,
+                   double clearBelow = 0);
 
 // An ASS time ("0:00:03.25"), to the hundredth of a second.
 QString assTime(double seconds);

@@ -241,6 +241,7 @@ TEST(PopUpPlace, KeepsClearOfTheFace) {
         QSize size;
         std::optional<QRectF> face;
         QPointF want;
+        double clearBelow = 0;  // the hook's bottom while it shows
     } cases[] = {
         {"no face: the middle at a third", reel, std::nullopt, {540, 652.8}},
         {"a face below the phrase's band", reel, QRectF(340, 760, 400, 500), {540, 652.8}},
@@ -258,9 +259,19 @@ TEST(PopUpPlace, KeepsClearOfTheFace) {
          reel,
          QRectF(0, 100, 1080, 1500),
          {540, 0.04 * 1920 + 60}},
+        {"the hook above the face: below the face",
+         reel,
+         QRectF(340, 500, 400, 600),
+         {540, 1100 + 0.02 * 1920 + 60},
+         400},
+        {"the hook and no room anywhere: under the hook",
+         reel,
+         QRectF(0, 100, 1080, 1500),
+         {540, 400 + 60},
+         400},
     };
     for (const auto& c : cases) {
-        const QPointF at = popUpPlace(c.size, text, c.face);
+        const QPointF at = popUpPlace(c.size, text, c.face, c.clearBelow);
         EXPECT_NEAR(at.x(), c.want.x(), 0.01) << c.what;
         EXPECT_NEAR(at.y(), c.want.y(), 0.01) << c.what;
         if (c.face) {
@@ -270,7 +281,7 @@ TEST(PopUpPlace, KeepsClearOfTheFace) {
                 EXPECT_FALSE(box.intersects(*c.face)) << c.what;
             }
             EXPECT_LE(box.bottom(), 0.7 * c.size.height() + 0.01) << c.what;
-            EXPECT_GE(box.top(), 0.04 * c.size.height() - 0.01) << c.what;
+            EXPECT_GE(box.top(), std::max(0.04 * c.size.height(), c.clearBelow) - 0.01) << c.what;
         }
     }
 }
