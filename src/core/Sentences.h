@@ -327,6 +327,8 @@ inline constexpr auto kListeningForChange =
     "Listening… click the microphone again when you're done.";
 inline constexpr auto kFindingTheSpeaker = "Finding the speaker…";
 inline constexpr auto kDropVideosHere = "Drop video files here to start a new video.";
+inline constexpr auto kDropToAddClips = "Drop the files to add them as clips";
+inline constexpr auto kAddClipsTip = "Choose video files to add as clips (Ctrl+O)";
 inline constexpr auto kNothingToShow = "Every line is cut, so there is nothing to show.";
 inline constexpr auto kDrawing = "Drawing…";
 inline constexpr auto kNoPreviewHere = "The preview isn't available here.";

@@ -78,6 +78,12 @@ QJsonObject toJson(const SourceClip& clip) {
                        {"height", clip.height},          {"words", words},
                        {"transcribed", clip.transcribed}};
     if (clip.faceX) object.insert("faceX", *clip.faceX);
+    if (clip.faceBox) {
+        object.insert("face", QJsonObject{{"x", clip.faceBox->x()},
+                                          {"y", clip.faceBox->y()},
+                                          {"width", clip.faceBox->width()},
+                                          {"height", clip.faceBox->height()}});
+    }
     if (clip.framing) {
         object.insert("framing", withUnknown(QJsonObject{{"x", clip.framing->x},
                                                          {"y", clip.framing->y},
@@ -350,6 +356,15 @@ void readClip(Decoder& d, SourceClip& clip) {
         f.number("zoom", framing.zoom, true);
         framing.unknown = f.unknown();
         clip.framing = framing;
+    });
+    d.object("face", false, [&](Decoder& f) {
+        constexpr auto kFraction = "a fraction of the picture, from 0 to 1";
+        double x = 0, y = 0, width = 0, height = 0;
+        f.number("x", x, true, 0, 1, kFraction);
+        f.number("y", y, true, 0, 1, kFraction);
+        f.number("width", width, true, 0, 1, kFraction);
+        f.number("height", height, true, 0, 1, kFraction);
+        if (!f.failed()) clip.faceBox = QRectF(x, y, width, height);
     });
     clip.unknown = d.unknown();
 }

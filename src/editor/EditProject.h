@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QJsonObject>
+#include <QRectF>
 #include <QString>
 #include <QUuid>
 
@@ -92,6 +93,9 @@ struct SourceClip {
     int width = 0;
     int height = 0;
     std::optional<double> faceX;
+    // The speaker's face as the framing found it, in fractions of the picture ("face": x, y,
+    // width, height); pop-up phrases keep clear of it.
+    std::optional<QRectF> faceBox;
     std::vector<core::Word> words;
     bool transcribed = false;
     std::optional<Framing> framing;

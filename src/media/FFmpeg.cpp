@@ -1,5 +1,6 @@
 #include "media/FFmpeg.h"
 
+#include "core/Log.h"
 #include "core/Sentences.h"
 #include "core/TempFiles.h"
 #include "media/Media.h"
@@ -8,6 +9,9 @@
 #include <QFileInfo>
 #include <QUuid>
 
+#include <sys/stat.h>
+
+#include <cstdarg>
 #include <cstdio>
 
 #include <mutex>
@@ -24,9 +28,32 @@ QString describe(int code) {
     return sentence;
 }
 
+namespace {
+
+void toLog(void* object, int level, const char* format, va_list args) {
+    if (!core::debugging() || level > av_log_get_level()) return;
+    // Libraries log blank lines as separators; those are left out.
+    va_list copy;
+    va_copy(copy, args);
+    char message[1024];
+    std::vsnprintf(message, sizeof message, format, copy);
+    va_end(copy);
+    if (QByteArray(message).trimmed().isEmpty()) return;
+    char line[1024];
+    int prefix = 1;
+    av_log_format_line2(object, level, format, args, line, sizeof line, &prefix);
+    const QString text = QString::fromUtf8(line).trimmed();
+    if (!text.isEmpty()) core::debugLine("ffmpeg", text);
+}
+
+}  // namespace
+
 void quiet() {
     static std::once_flag once;
-    std::call_once(once, [] { av_log_set_level(AV_LOG_FATAL); });
+    std::call_once(once, [] {
+        av_log_set_level(core::debugging() ? AV_LOG_VERBOSE : AV_LOG_QUIET);
+        av_log_set_callback(&toLog);
+    });
 }
 
 Input openInput(const QString& file) {
@@ -112,7 +139,26 @@ Result<QString> createPartial(const QString& target) {
     return partial;
 }
 
-bool moveIntoPlace(const QString& partial, const QString& target) {
+unsigned documentMode() {
+    // /proc says it without changing it; umask(2) itself can only be read by setting it, which
+    // another thread making a file at that moment would see.
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (status.open(QIODevice::ReadOnly)) {
+        for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
+            if (!line.startsWith("Umask:")) continue;
+            bool ok = false;
+            const unsigned mask = line.mid(6).trimmed().toUInt(&ok, 8);
+            if (ok) return 0666u & ~mask;
+        }
+    }
+    return 0644;
+}
+
+bool moveIntoPlace(const QString& partial, const QString& target, Keep keep) {
+    const QByteArray from = QFile::encodeName(partial);
+    if (keep == Keep::asDocument && ::chmod(from.constData(), mode_t(documentMode())) != 0) {
+        return false;
+    }
     if (std::rename(QFile::encodeName(partial).constData(),
                     QFile::encodeName(target).constData()) != 0) {
         return false;

@@ -49,8 +49,9 @@ using Fifo = std::unique_ptr<AVAudioFifo, FifoFreer>;
 // input.").
 QString describe(int code);
 
-// Keeps FFmpeg's own chatter (probing guesses, encoder statistics) off standard error; errors
-// reach the user through our messages instead.
+// Keeps FFmpeg's own chatter (probing guesses, encoder statistics, libass's messages through
+// the "ass" filter, the scaler's notes) off standard error: it goes to core::debugLine, so it
+// shows only with $PELIX_DEBUG. Errors reach the user through our messages instead.
 void quiet();
 
 // Opens a file and reads its stream information; null when it is not media FFmpeg can read.
@@ -83,8 +84,14 @@ std::expected<bool, int> nextFrame(AVFormatContext* input, int stream, AVCodecCo
 // 0600 and exclusively (nothing of that name may be there), and tracked as temporary. Its name
 // ends like the target so that the muxer sees the kind of file it writes.
 Result<QString> createPartial(const QString& target);
-// Renames `partial` over `target` in one step; the partial is no longer tracked.
-bool moveIntoPlace(const QString& partial, const QString& target);
+// Who may read a finished file: only the user (sound cut for an upload), or whoever the user's
+// umask lets read a document they made (an exported video).
+enum class Keep { privately, asDocument };
+// Renames `partial` over `target` in one step; the partial is no longer tracked. A document
+// first gets mode 0666 less the umask, as files a program makes do.
+bool moveIntoPlace(const QString& partial, const QString& target, Keep keep = Keep::privately);
+// 0666 less the process's umask.
+unsigned documentMode();
 
 // The file's name without its folder, as messages show it.
 QString nameOf(const QString& file);

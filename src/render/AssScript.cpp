@@ -84,18 +84,29 @@ public:
         }
     }
 
-    void popUps(const std::vector<editor::PopUp>& pops, double total) {
-        const QString pop = QStringLiteral(
-                                "{\\pos(%1,%2)\\fad(60,120)\\fscx70\\fscy70"
-                                "\\t(0,140,\\fscx100\\fscy100)}")
-                                .arg(w_ / 2)
-                                .arg(px(0.34 * h_));
+    void popUps(const std::vector<editor::PopUp>& pops, double total, const FaceAt& faceAt,
+                bool hooked) {
+        const int size = popSize();
         for (size_t i = 0; i < pops.size(); ++i) {
             const editor::PopUp& p = pops[i];
             // A phrase spoken in a blink still stays long enough to read.
             const double until = i + 1 < pops.size() ? pops[i + 1].start : total;
             const double end = std::max(p.end, std::min(p.start + kPopUpSeconds, until));
-            writeEvent(out_, 1, p.start, end, "Pop", pop + assText(p.text.toUpper()));
+            const QString text = p.text.toUpper();
+            // Bold capitals run about 0.7 of the size wide; the outline adds to both sides.
+            const QSizeF measure(std::min(double(w_) - 2 * side(), 0.7 * size * text.size()),
+                                 1.3 * size);
+            // While the hook shows at the top, a phrase moved up stays below it.
+            const double clearBelow = hooked && p.start < kHookSeconds ? hookBottom() : 0;
+            const QPointF at =
+                popUpPlace(QSize(w_, h_), measure,
+                           faceAt ? faceAt(p.start, end) : std::optional<QRectF>(), clearBelow);
+            const QString pop = QStringLiteral(
+                                    "{\\pos(%1,%2)\\fad(60,120)\\fscx70\\fscy70"
+                                    "\\t(0,140,\\fscx100\\fscy100)}")
+                                    .arg(std::lround(at.x()))
+                                    .arg(std::lround(at.y()));
+            writeEvent(out_, 1, p.start, end, "Pop", pop + assText(text));
         }
     }
 
@@ -122,11 +133,11 @@ public:
         const bool lower = project_.settings.captionPosition == editor::CaptionPosition::lower;
         const int boldSize = px(0.075 * base_ * size);
         const int cleanSize = px(0.05 * base_ * size);
-        const int popSize = px(0.085 * base_);
-        const int hookSize = px(0.058 * base_);
+        const int popSize = this->popSize();
+        const int hookSize = this->hookSize();
         const int captionAlign = lower ? 2 : 5;
         const int captionMargin = lower ? px(0.2 * h_) : 0;
-        const int side = px(0.08 * w_);
+        const int side = this->side();
         const Style styles[] = {
             {"Bold", kFont, boldSize, kWhite, kBlack, kShadow, true, 1, px(boldSize * 0.09),
              px(boldSize * 0.04), captionAlign, side, captionMargin},
@@ -135,7 +146,7 @@ public:
             {"Pop", kFont, popSize, kYellow, kBlack, kShadow, true, 1, px(popSize * 0.1),
              px(popSize * 0.05), 5, side, 0},
             {"Hook", kFont, hookSize, kInk, kWhite, kWhite, true, 3, px(hookSize * 0.35), 0, 8,
-             px(0.1 * w_), px(0.09 * h_)},
+             px(0.1 * w_), hookTop()},
             {"Bar", kFont, 10, kWhite, kBlack, kBlack, false, 1, 0, 0, 7, 0, 0},
         };
         QString text;
@@ -160,6 +171,13 @@ public:
     }
 
 private:
+    int popSize() const { return px(0.085 * base_); }
+    int side() const { return px(0.08 * w_); }
+    int hookSize() const { return px(0.058 * base_); }
+    int hookTop() const { return px(0.09 * h_); }
+    // Below the hook's box: a line of text and the box's border above and below it, with room.
+    double hookBottom() const { return hookTop() + 2.0 * hookSize(); }
+
     // The cue's pieces, the one at `highlight` (when not -1) in yellow.
     QString join(const editor::CaptionCue& cue, qsizetype highlight) const {
         const QString separator = cue.unspaced ? QString() : QStringLiteral(" ");
@@ -218,13 +236,33 @@ QString assText(const QString& text) {
     return safe;
 }
 
+QPointF popUpPlace(QSize size, QSizeF text, const std::optional<QRectF>& face, double clearBelow) {
+    const double w = size.width(), h = size.height();
+    const QPointF middle(w / 2, 0.34 * h);
+    const auto at = [&](double y) {
+        return QRectF(QPointF(middle.x() - text.width() / 2, y - text.height() / 2), text);
+    };
+    if (!face || !at(middle.y()).intersects(*face)) return middle;
+    const double gap = 0.02 * h;
+    // Clear of the top edge, and of the captions, which sit from about 0.7 of the height down.
+    const double highest = std::max(0.04 * h, clearBelow) + text.height() / 2;
+    const double lowest = 0.7 * h - text.height() / 2;
+    const double above = face->top() - gap - text.height() / 2;
+    const double below = face->bottom() + gap + text.height() / 2;
+    if (above >= highest) return {middle.x(), above};
+    if (below <= lowest) return {middle.x(), below};
+    return {middle.x(), highest};
+}
+
 QString assScript(const editor::EditProject& project, const editor::Timeline& timeline,
-                  const std::vector<editor::Line>& lines, QSize size) {
+                  const std::vector<editor::Line>& lines, QSize size, const FaceAt& faceAt) {
     if (timeline.total() <= 0) return {};
     Writer writer(project, size);
     if (project.settings.captions) writer.captions(editor::captions(project, timeline, lines));
-    writer.popUps(editor::popUps(project, timeline, lines), timeline.total());
-    if (const auto hook = editor::hookText(project)) writer.hook(*hook, timeline.total());
+    const auto hook = editor::hookText(project);
+    writer.popUps(editor::popUps(project, timeline, lines), timeline.total(), faceAt,
+                  hook.has_value());
+    if (hook) writer.hook(*hook, timeline.total());
     if (project.settings.progressBar) writer.progressBar(timeline.total());
     if (writer.empty()) return {};
     return writer.script();

@@ -8,8 +8,8 @@
 // segment edges and faded over kFade on both sides of every cut; segments that continue each
 // other in the source play on without a seam or a fade. AAC-LC at 128 kbit/s. The MP4 goes to a
 // hidden ".part-" file beside the target with movflags=+faststart, tracked by core/TempFiles, and
-// is renamed over the target when whole; a failure or a stop (checked before every frame)
-// removes it. A missing clip fails before anything is written.
+// is renamed over the target when whole, with the mode the umask gives documents; a failure or a
+// stop (checked before every frame) removes it. A missing clip fails before anything is written.
 
 #include "core/Sentences.h"
 #include "core/TempFiles.h"
@@ -215,7 +215,7 @@ public:
             return std::unexpected(writeFailure(rc));
         }
         output_.reset();  // closes the file
-        if (!ff::moveIntoPlace(partial_, target_)) {
+        if (!ff::moveIntoPlace(partial_, target_, ff::Keep::asDocument)) {
             return fail(kWriteFailed, core::sentences::notMovedIntoPlace(ff::nameOf(target_)));
         }
         finished_ = true;
@@ -462,9 +462,8 @@ public:
         ff::Frame drawn(av_frame_alloc());
         std::unique_ptr<SwsContext, SwsFreer> scaler;
         const int frames = plan.frameCount();
-        const int fade = int(std::lround(kFade * kSampleRate));
+        const std::vector<SoundPiece> sounds = soundPieces(plan);
         std::vector<float> left, right;
-        std::map<int, int64_t> soundEnds;  // per clip: the source sample after the last one used
 
         for (size_t i = 0; i < plan.pieces.size(); ++i) {
             const Piece& piece = plan.pieces[i];
@@ -475,13 +474,9 @@ public:
 
             const int first = frameAt(piece.outputStart);
             const int end = i + 1 == plan.pieces.size() ? frames : frameAt(piece.outputEnd);
-            const int64_t soundStart = sampleAt(piece.outputStart);
-            const int64_t soundEnd = sampleAt(piece.outputEnd);
-            const int64_t length = soundEnd - soundStart;
-            // Pieces that continue each other in the source take their sound without a seam.
-            const int64_t source = !piece.fadeIn && soundEnds.contains(piece.clip)
-                                       ? soundEnds[piece.clip]
-                                       : sampleAt(piece.sourceStart);
+            const SoundPiece& sound = sounds[i];
+            const int64_t soundStart = sound.outputStart;
+            const int64_t soundEnd = sound.outputStart + sound.length;
             int64_t soundDone = soundStart;
             auto soundUpTo = [&](int64_t upTo) -> Status {
                 const int count = int(upTo - soundDone);
@@ -490,19 +485,15 @@ public:
                 right.resize(size_t(count));
                 const int64_t from = soundDone - soundStart;  // within the piece
                 if (*audio) {
-                    Status read = (*audio)->read(source + from, count, left.data(), right.data());
+                    Status read =
+                        (*audio)->read(sound.sourceStart + from, count, left.data(), right.data());
                     if (!read) return read;
                 } else {
                     std::fill(left.begin(), left.end(), 0.0f);
                     std::fill(right.begin(), right.end(), 0.0f);
                 }
-                const int64_t ramp = std::min<int64_t>(fade, length / 2);
-                for (int j = 0; j < count && ramp > 0; ++j) {
-                    const int64_t at = from + j;
-                    float gain = 1;
-                    if (piece.fadeIn && at < ramp) gain = float(at) / float(ramp);
-                    if (piece.fadeOut && length - at <= ramp)
-                        gain = std::min(gain, float(length - at - 1) / float(ramp));
+                for (int j = 0; j < count; ++j) {
+                    const float gain = sound.gain(from + j);
                     left[size_t(j)] *= gain;
                     right[size_t(j)] *= gain;
                 }
@@ -534,7 +525,6 @@ public:
                 if (options.progress) options.progress(double(k + 1) / frames);
             }
             if (Status s = soundUpTo(soundEnd); !s) return s;
-            soundEnds[piece.clip] = source + length;
         }
         return writer.finish();
     }

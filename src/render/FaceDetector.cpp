@@ -56,7 +56,7 @@ Result<FaceFinding> findFace(const QString& file, int samples) {
         return fail(kRenderFailed, core::sentences::noPicturesForFaces(media::ff::nameOf(file)));
     const double length = (*reader)->duration();
     std::unique_ptr<SwsContext, SwsFreer> scaler;
-    std::vector<std::optional<double>> perPicture;
+    std::vector<std::optional<QRectF>> perPicture;
     for (int i = 0; i < samples; ++i) {
         auto picture = (*reader)->near(length * (i + 0.5) / samples);
         if (!picture) return std::unexpected(picture.error());
@@ -72,7 +72,8 @@ Result<FaceFinding> findFace(const QString& file, int samples) {
             continue;
         }
         const cv::Rect& face = *std::ranges::max_element(faces, {}, &cv::Rect::area);
-        perPicture.push_back((face.x + face.width / 2.0) / gray->cols);
+        const double w = gray->cols, h = gray->rows;
+        perPicture.push_back(QRectF(face.x / w, face.y / h, face.width / w, face.height / h));
     }
     return steadyFace(perPicture);
 }

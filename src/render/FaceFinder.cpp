@@ -4,6 +4,37 @@
 
 namespace pelix::render {
 
+namespace {
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + std::ptrdiff_t(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    double m = *middle;
+    if (values.size() % 2 == 0) m = (m + *std::max_element(values.begin(), middle)) / 2;
+    return m;
+}
+
+}  // namespace
+
+FaceFinding steadyFace(const std::vector<std::optional<QRectF>>& perPicture) {
+    std::vector<std::optional<double>> centres;
+    std::vector<double> left, top, right, bottom;
+    for (const auto& box : perPicture) {
+        centres.push_back(box ? std::optional(box->center().x()) : std::nullopt);
+        if (!box) continue;
+        left.push_back(box->left());
+        top.push_back(box->top());
+        right.push_back(box->right());
+        bottom.push_back(box->bottom());
+    }
+    FaceFinding finding = steadyFace(centres);
+    if (finding.x) {
+        finding.box =
+            QRectF(QPointF(median(left), median(top)), QPointF(median(right), median(bottom)));
+    }
+    return finding;
+}
+
 FaceFinding steadyFace(const std::vector<std::optional<double>>& perPicture) {
     FaceFinding finding;
     finding.sampled = int(perPicture.size());
@@ -13,13 +44,7 @@ FaceFinding steadyFace(const std::vector<std::optional<double>>& perPicture) {
     }
     finding.found = int(seen.size());
     if (finding.found < std::max(2, (finding.sampled + 3) / 4)) return finding;
-    const auto middle = seen.begin() + std::ptrdiff_t(seen.size() / 2);
-    std::ranges::nth_element(seen, middle);
-    double median = *middle;
-    if (seen.size() % 2 == 0) {
-        median = (median + *std::max_element(seen.begin(), middle)) / 2;
-    }
-    finding.x = median;
+    finding.x = median(std::move(seen));
     return finding;
 }
 

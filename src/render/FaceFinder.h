@@ -8,6 +8,7 @@
 
 #include "core/Error.h"
 
+#include <QRectF>
 #include <QString>
 
 #include <optional>
@@ -17,9 +18,10 @@ namespace pelix::render {
 
 // Where a clip's speaker is, across the picture.
 struct FaceFinding {
-    std::optional<double> x;  // the face's centre, a fraction of the picture's width
-    int sampled = 0;          // pictures looked at
-    int found = 0;            // of them, pictures with a face
+    std::optional<double> x;    // the face's centre, a fraction of the picture's width
+    std::optional<QRectF> box;  // the face, in fractions of the picture; with `x`
+    int sampled = 0;            // pictures looked at
+    int found = 0;              // of them, pictures with a face
     bool operator==(const FaceFinding&) const = default;
 };
 
@@ -30,6 +32,9 @@ inline constexpr int kFaceSamples = 12;
 // none): the median of the faces seen, but only when at least a quarter of the pictures (and
 // at least two) showed one, so one stray detection neither sets nor moves the framing.
 FaceFinding steadyFace(const std::vector<std::optional<double>>& perPicture);
+// The same from the faces' boxes (fractions of the picture), with the box whose every edge is the
+// median of the faces seen.
+FaceFinding steadyFace(const std::vector<std::optional<QRectF>>& perPicture);
 
 // The cascade the finder uses: $PELIX_FACE_CASCADE, else OpenCV's frontal face cascade from
 // Debian's opencv-data.

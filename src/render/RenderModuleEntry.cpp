@@ -1,5 +1,6 @@
 // The entry of the renderer's module (see RenderModule.h).
 #include "core/TempFiles.h"
+#include "media/FFmpeg.h"
 #include "render/RenderModule.h"
 
 extern "C" __attribute__((visibility("default"))) const pelix::render::RenderModuleEntry*
@@ -9,6 +10,8 @@ pelix_render_module() {
     // handlers remove them and then hand the signal on to the program's.
     static const bool handled = [] {
         pelix::core::tempfiles::removeOnSignals();
+        // Every drawing in here (the overlay's libass, the scalers) logs through FFmpeg.
+        pelix::media::ff::quiet();
         return true;
     }();
     (void)handled;

@@ -58,6 +58,19 @@ QRectF cropRect(QSize source, QSize output, QPointF centre, double zoom) {
     return {x, y, w, h};
 }
 
+std::optional<QRectF> faceInPicture(QSize source, QSize output, QPointF centre, double zoom,
+                                    const QRectF& face) {
+    const QRectF crop = cropRect(source, output, centre, zoom);
+    if (crop.isEmpty()) return std::nullopt;
+    const QRectF inSource(face.x() * source.width(), face.y() * source.height(),
+                          face.width() * source.width(), face.height() * source.height());
+    const QRectF seen = inSource.intersected(crop);
+    if (seen.isEmpty()) return std::nullopt;
+    const double sx = output.width() / crop.width(), sy = output.height() / crop.height();
+    return QRectF((seen.x() - crop.x()) * sx, (seen.y() - crop.y()) * sy, seen.width() * sx,
+                  seen.height() * sy);
+}
+
 int frameAt(double t) {
     return int(std::ceil(t * kFrameRate - 1e-6));
 }
@@ -125,8 +138,55 @@ RenderPlan makePlan(const editor::EditProject& project, double scale) {
         }
         plan.pieces.push_back(piece);
     }
-    plan.overlay = assScript(project, timeline, lines, plan.size);
+    // The face over a stretch of output time: where it is at both ends of each piece played then
+    // (a punch-in grows it from the start of its piece), together.
+    const FaceAt faceAt = [&plan, &project](double from, double to) -> std::optional<QRectF> {
+        std::optional<QRectF> all;
+        for (const Piece& piece : plan.pieces) {
+            if (piece.outputEnd <= from || piece.outputStart >= to) continue;
+            const editor::SourceClip& clip = project.clips[size_t(piece.clip)];
+            if (!clip.faceBox) continue;
+            const QSize source(clip.width, clip.height);
+            for (const double t :
+                 {std::max(from, piece.outputStart), std::min(to, piece.outputEnd)}) {
+                const auto face =
+                    faceInPicture(source, plan.size, piece.centre, piece.zoomAt(t), *clip.faceBox);
+                if (face) all = all ? all->united(*face) : *face;
+            }
+        }
+        return all;
+    };
+    plan.overlay = assScript(project, timeline, lines, plan.size, faceAt);
     return plan;
+}
+
+std::vector<SoundPiece> soundPieces(const RenderPlan& plan) {
+    std::vector<SoundPiece> sounds;
+    sounds.reserve(plan.pieces.size());
+    for (const Piece& piece : plan.pieces) {
+        SoundPiece sound;
+        sound.clip = piece.clip;
+        sound.outputStart = sampleAt(piece.outputStart);
+        sound.length = sampleAt(piece.outputEnd) - sound.outputStart;
+        sound.sourceStart = sampleAt(piece.sourceStart);
+        // Without a fade in, the piece before continues into this one in the same clip.
+        if (!piece.fadeIn && !sounds.empty()) {
+            sound.sourceStart = sounds.back().sourceStart + sounds.back().length;
+        }
+        sound.fadeIn = piece.fadeIn;
+        sound.fadeOut = piece.fadeOut;
+        sounds.push_back(sound);
+    }
+    return sounds;
+}
+
+float SoundPiece::gain(int64_t at) const {
+    const int64_t ramp = std::min<int64_t>(std::llround(kFade * kSampleRate), length / 2);
+    if (ramp <= 0) return 1;
+    float gain = 1;
+    if (fadeIn && at < ramp) gain = float(at) / float(ramp);
+    if (fadeOut && length - at <= ramp) gain = std::min(gain, float(length - at - 1) / float(ramp));
+    return gain;
 }
 
 }  // namespace pelix::render

@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace pelix::render {
@@ -32,6 +33,12 @@ QSize scaledSize(QSize size, double scale);
 // shape, made smaller by `zoom` (1 or more), centred on `centre` (fractions of the picture) as
 // nearly as the picture's edges allow.
 QRectF cropRect(QSize source, QSize output, QPointF centre, double zoom);
+
+// Where `face` (fractions of a source picture of `source` pixels) lands in an output picture of
+// `output` pixels framed with `centre` and `zoom` as cropRect frames it; none when it is out of
+// the picture.
+std::optional<QRectF> faceInPicture(QSize source, QSize output, QPointF centre, double zoom,
+                                    const QRectF& face);
 
 // The first output frame at or after output time `t`, and the sample at `t`.
 int frameAt(double t);
@@ -84,5 +91,23 @@ ClipFraming framingOf(const editor::SourceClip& clip);
 
 // Everything the renderer needs to draw a project, at `scale` times the format's size.
 RenderPlan makePlan(const editor::EditProject& project, double scale = 1.0);
+
+// The sound of one piece, in samples at kSampleRate: output samples [outputStart, outputStart +
+// length) play the clip's samples from `sourceStart` on. A piece that continues the one before
+// in the source starts where that one's sound ended, so no sample is lost or played twice.
+struct SoundPiece {
+    int clip = 0;
+    int64_t outputStart = 0;
+    int64_t length = 0;
+    int64_t sourceStart = 0;
+    bool fadeIn = true;
+    bool fadeOut = true;
+    bool operator==(const SoundPiece&) const = default;
+
+    // The gain of the piece's sample `at` (0 to length - 1): a straight fade over kFade (at most
+    // half the piece) on each side where the sound next to it was cut away, else 1.
+    float gain(int64_t at) const;
+};
+std::vector<SoundPiece> soundPieces(const RenderPlan& plan);
 
 }  // namespace pelix::render

@@ -54,8 +54,9 @@ public:
     virtual ~Renderer() = default;
 
     // Writes the finished video to `target`: H.264 and AAC in MP4 with the index at the front.
-    // It is written to a hidden file beside the target and moved into place only when whole; a
-    // failure or a stop leaves nothing behind.
+    // It is written to a hidden file beside the target and moved into place only when whole,
+    // with the mode the umask gives a document (0644 under 022); a failure or a stop leaves
+    // nothing behind.
     virtual Status exportVideo(const editor::EditProject& project, const QString& target,
                                const RenderOptions& options) = 0;
 

@@ -110,6 +110,8 @@ std::unique_ptr<QWidget> sampleEditorWindow() {
                         entry("Camera light in five minutes", 18, false),
                         entry("Why your next video starts here", 12, true)});
     window->preview()->player().showPicture(samplePicture());
+    // As a laptop with a 1280×720 screen shows it, maximised.
+    window->resize(1280, 720);
     holder.release()->setParent(window.get());
     return window;
 }

@@ -17,11 +17,14 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDesktopServices>
+#include <QDir>
 #include <QDoubleSpinBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QFormLayout>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
@@ -31,8 +34,11 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcut>
+#include <QStandardPaths>
 #include <QStyledItemDelegate>
 #include <QUrl>
 #include <QUuid>
@@ -47,6 +53,9 @@ namespace {
 enum Role { kCut = Qt::UserRole, kNumber, kKeyword, kFixed };
 
 constexpr int kNumberWidth = 40;
+// What the clip chooser offers: what FFmpeg here reads, under the names cameras and phones use.
+constexpr auto kVideoFiles =
+    "Video files (*.mp4 *.MP4 *.mov *.MOV *.m4v *.mkv *.webm *.avi *.mts *.MTS);;All files (*)";
 constexpr int kPad = theme::kSpace2;
 
 // Draws a transcript line: its number, its text (struck through and dimmed when cut, marked when
@@ -202,6 +211,53 @@ protected:
     }
 };
 
+// The outline over the whole window while files are dragged over it, saying what a drop does.
+// Mouse events (drags too) pass through to the window below.
+class DropOutline final : public QWidget {
+public:
+    explicit DropOutline(QWidget* parent) : QWidget(parent) {
+        setObjectName(QStringLiteral("dropHighlight"));
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        hide();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QColor wash = theme::kAccent;
+        wash.setAlpha(28);
+        painter.setBrush(wash);
+        painter.setPen(QPen(theme::kAccent, 3, Qt::DashLine));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(3, 3, -3, -3), theme::kRadius,
+                                theme::kRadius);
+        const QString text = core::sentences::kDropToAddClips;
+        QFont font = theme::font(theme::Type::title);
+        painter.setFont(font);
+        const QRect box = painter.fontMetrics().boundingRect(text).adjusted(
+            -theme::kSpace6, -theme::kSpace4, theme::kSpace6, theme::kSpace4);
+        const QRect centred(rect().center() - box.center(), box.size());
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(theme::kAccent);
+        painter.drawRoundedRect(centred, theme::kRadius, theme::kRadius);
+        painter.setPen(theme::kOnAccent);
+        painter.drawText(centred, Qt::AlignCenter, text);
+    }
+};
+
+// A scroll area as tall as what it holds when there is room, and down to a few rows when not.
+class FittingScroll final : public QScrollArea {
+public:
+    QSize sizeHint() const override {
+        const QSize inside = widget() ? widget()->sizeHint() : QSize();
+        return inside + QSize(verticalScrollBar()->sizeHint().width(), 2 * frameWidth());
+    }
+    QSize minimumSizeHint() const override { return {sizeHint().width(), kFewRows}; }
+
+private:
+    static constexpr int kFewRows = 120;
+};
+
 QComboBox* choices(std::initializer_list<const char*> labels) {
     auto* box = new QComboBox;
     int i = 0;
@@ -225,7 +281,12 @@ QString clockText(double seconds) {
 EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* parent)
     : QWidget(parent), model_(model), tools_(std::move(tools)) {
     setWindowTitle(QStringLiteral("Video editor"));
-    setFixedSize(kWidth, kHeight);
+    setMinimumSize(kMinimum);
+    QSize initial(kWidth, kHeight);
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        initial = initial.boundedTo(screen->availableSize()).expandedTo(kMinimum);
+    }
+    resize(initial);
     setAutoFillBackground(true);
     setAcceptDrops(true);
     if (tools_.exportFolder.isEmpty()) {
@@ -252,7 +313,19 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
         Q_EMIT newVideoClicked();
     });
     left->addWidget(newVideo);
+    auto* addClips = new QAction(QStringLiteral("Add clips…"), this);
+    addClips->setShortcut(QKeySequence::Open);
+    addClips->setShortcutContext(Qt::WindowShortcut);
+    connect(addClips, &QAction::triggered, this, &EditorWindow::chooseClips);
+    addAction(addClips);
+    auto* add = new QPushButton(addClips->text());
+    add->setObjectName(QStringLiteral("addClips"));
+    add->setToolTip(core::sentences::kAddClipsTip);
+    connect(add, &QPushButton::clicked, addClips, &QAction::trigger);
+    left->addWidget(add);
     videoList_ = new QListWidget;
+    videoList_->setContextMenuPolicy(Qt::ActionsContextMenu);
+    videoList_->addAction(addClips);
     videoList_->setObjectName(QStringLiteral("videos"));
     videoList_->setFrameShape(QFrame::NoFrame);
     videoList_->setFont(theme::font(theme::Type::small));
@@ -280,9 +353,11 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     middle->setContentsMargins(0, 0, 0, 0);
     middle->setSpacing(theme::kSpace2);
     name_ = new QLabel;
+    name_->setWordWrap(true);
     name_->setFont(theme::font(theme::Type::title));
     middle->addWidget(name_);
     totals_ = label({}, "muted");
+    totals_->setWordWrap(true);
     middle->addWidget(totals_);
     importing_ = label({}, "muted");
     importing_->setObjectName(QStringLiteral("importing"));
@@ -316,7 +391,9 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
         preview_->showAt(model_.lineOutput(row));
     });
     middle->addWidget(transcript_, 1);
-    middle->addWidget(label(core::sentences::kTranscriptHint, "faint"));
+    auto* hint = label(core::sentences::kTranscriptHint, "faint");
+    hint->setWordWrap(true);  // the column narrows with the window
+    middle->addWidget(hint);
     root->addLayout(middle, 1);
 
     // The preview and the export.
@@ -329,7 +406,15 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     right->setSpacing(theme::kSpace2);
     right->addWidget(label(QStringLiteral("SETTINGS"), "heading"));
     settingsCard_ = makeSettings();
-    right->addWidget(settingsCard_);
+    // The settings scroll when the window is too low for all of them and the conversation.
+    auto* settingsScroll = new FittingScroll;
+    settingsScroll->setObjectName(QStringLiteral("settings"));
+    settingsScroll->setWidgetResizable(true);
+    settingsScroll->setFrameShape(QFrame::NoFrame);
+    settingsScroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    settingsScroll->setWidget(settingsCard_);
+    settingsScroll->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    right->addWidget(settingsScroll);
     right->addSpacing(theme::kSpace2);
     right->addWidget(label(QStringLiteral("EDIT BY TALKING"), "heading"));
     auto* chatBox = new QWidget;
@@ -337,12 +422,14 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     chat_->setContentsMargins(0, 0, 0, 0);
     chat_->setSpacing(theme::kSpace1);
     chat_->addStretch(1);
-    auto* scroll = new QScrollArea;
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scroll->setWidget(chatBox);
-    right->addWidget(scroll, 1);
+    chatScroll_ = new QScrollArea;
+    chatScroll_->setObjectName(QStringLiteral("chat"));
+    chatScroll_->setWidgetResizable(true);
+    chatScroll_->setFrameShape(QFrame::NoFrame);
+    chatScroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    chatScroll_->setWidget(chatBox);
+    chatScroll_->setMinimumHeight(120);
+    right->addWidget(chatScroll_, 1);
     status_ = label({}, "muted");
     status_->setWordWrap(true);
     right->addWidget(status_);
@@ -350,6 +437,7 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
     instruction_ = new QLineEdit;
     instruction_->setPlaceholderText(core::sentences::kTellTheEditor);
     send_ = new QPushButton(QStringLiteral("Send"));
+    send_->setObjectName(QStringLiteral("send"));
     theme::setRole(send_, "primary");
     connect(send_, &QPushButton::clicked, this, &EditorWindow::send);
     connect(instruction_, &QLineEdit::returnPressed, this, &EditorWindow::send);
@@ -379,6 +467,10 @@ EditorWindow::EditorWindow(EditorModel& model, EditorTools tools, QWidget* paren
         status_->setText(model_.busy() ? QString(core::sentences::kWorkingOnTheEdit) : QString());
     });
     connect(&model_, &EditorModel::failed, status_, &QLabel::setText);
+    // The newest turn of the conversation stays in sight.
+    connect(chatScroll_->verticalScrollBar(), &QScrollBar::rangeChanged, this,
+            [this](int, int most) { chatScroll_->verticalScrollBar()->setValue(most); });
+    dropHighlight_ = new DropOutline(this);
     showProject();
 }
 
@@ -387,10 +479,40 @@ EditorWindow::~EditorWindow() {
 }
 
 void EditorWindow::dragEnterEvent(QDragEnterEvent* event) {
-    if (!localFiles(event->mimeData()).isEmpty()) event->acceptProposedAction();
+    if (localFiles(event->mimeData()).isEmpty()) return;
+    event->acceptProposedAction();
+    dropHighlight_->setGeometry(rect());
+    dropHighlight_->raise();
+    dropHighlight_->show();
+}
+
+void EditorWindow::dragLeaveEvent(QDragLeaveEvent*) {
+    dropHighlight_->hide();
+}
+
+void EditorWindow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    dropHighlight_->setGeometry(rect());
+}
+
+QFileDialog* EditorWindow::chooseClips() {
+    QString folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+    if (!QFileInfo(folder).isDir()) folder = QDir::homePath();
+    auto* dialog = new QFileDialog(this, QStringLiteral("Add clips"), folder,
+                                   QString::fromLatin1(kVideoFiles));
+    dialog->setObjectName(QStringLiteral("clipChooser"));
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    dialog->setFileMode(QFileDialog::ExistingFiles);
+    dialog->setAcceptMode(QFileDialog::AcceptOpen);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QFileDialog::filesSelected, this,
+            [this](const QStringList& files) { addFiles(files); });
+    dialog->open();
+    return dialog;
 }
 
 void EditorWindow::dropEvent(QDropEvent* event) {
+    dropHighlight_->hide();
     const QStringList files = localFiles(event->mimeData());
     if (files.isEmpty()) return;
     event->acceptProposedAction();
@@ -491,6 +613,7 @@ QWidget* EditorWindow::makeSettings() {
     };
     format_ =
         combo(choices({"Instagram Reel", "YouTube Short", "RedNote", "YouTube", "Original size"}));
+    format_->setObjectName(QStringLiteral("format"));
     spokenLanguage_ = new QLineEdit;
     spokenLanguage_->setPlaceholderText(QStringLiteral("Detected"));
     connect(spokenLanguage_, &QLineEdit::editingFinished, this, &EditorWindow::settingsEdited);

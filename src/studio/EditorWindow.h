@@ -2,6 +2,7 @@
 
 #include "editor/ProjectStore.h"
 
+#include <QSize>
 #include <QString>
 #include <QWidget>
 
@@ -11,13 +12,17 @@
 
 class QCheckBox;
 class QDragEnterEvent;
+class QDragLeaveEvent;
 class QDropEvent;
+class QFileDialog;
 class QComboBox;
 class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 class QListWidget;
 class QPushButton;
+class QResizeEvent;
+class QScrollArea;
 class QVBoxLayout;
 
 namespace pelix::dictation {
@@ -53,14 +58,20 @@ struct EditorTools {
 // The video editor: the saved videos on the left, the transcript of the open one (numbered
 // lines; a click cuts or restores a line and shows it in the preview, a click on its number only
 // shows it, F2 corrects its text), the preview and the export, and the settings and the
-// conversation with the editor on the right. Video files dropped on the window become clips: of
-// a new video, or of the open one when it has clips already. Draws `model` and forwards the
-// user's actions to it.
+// conversation with the editor on the right. Video files dropped on the window (it is outlined
+// while they are over it) or chosen with "Add clips…" (Ctrl+O) become clips: of a new video, or
+// of the open one when it has clips already. Draws `model` and forwards the user's actions to it.
+//
+// The window opens at kWidth×kHeight, or the screen's free space when smaller, and can be
+// resized and maximised down to a minimum that fits a 1280×720 screen with a panel: the
+// transcript takes what the fixed columns leave, the preview's picture shrinks with the height,
+// and the settings scroll.
 class EditorWindow : public QWidget {
     Q_OBJECT
 public:
     static constexpr int kWidth = 1440;
-    static constexpr int kHeight = 780;
+    static constexpr int kHeight = 800;
+    static constexpr QSize kMinimum{1180, 640};
 
     explicit EditorWindow(EditorModel& model, EditorTools tools = {}, QWidget* parent = nullptr);
     ~EditorWindow() override;
@@ -83,13 +94,19 @@ public:
     bool importing() const { return import_ != nullptr; }
     // An empty project to drop clips into.
     void newVideo();
+    // Opens the file chooser for clips (window-modal, Qt's own); the chosen files go to addFiles.
+    QFileDialog* chooseClips();
+    // The outline shown while files are dragged over the window.
+    QWidget* dropHighlight() const { return dropHighlight_; }
 
 Q_SIGNALS:
     void newVideoClicked();
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void showProject();
@@ -132,6 +149,8 @@ private:
     QLabel* status_ = nullptr;
     QLineEdit* instruction_ = nullptr;
     QPushButton* send_ = nullptr;
+    QScrollArea* chatScroll_ = nullptr;
+    QWidget* dropHighlight_ = nullptr;
     bool showing_ = true;  // settings being shown (or built), not edited
 };
 

@@ -80,6 +80,7 @@ Result<editor::EditProject> newVideo(const speech::SpeechEngines& engines,
             const auto face = render::findFace(file);
             if (face) {
                 clip.faceX = face->x;
+                clip.faceBox = face->box;
             } else {
                 say(face.error().message);  // the picture is centred instead
             }

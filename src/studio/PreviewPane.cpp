@@ -14,6 +14,7 @@
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSlider>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -35,8 +36,12 @@ class Picture final : public QWidget {
 public:
     Picture(EditorModel& model, PreviewPlayer& player, bool drawn)
         : model_(model), player_(player), drawn_(drawn) {
-        setFixedSize(PreviewPane::kWidth, PreviewPane::kPictureHeight);
+        // As large as the pane is wide; lower when the window is, down to half.
+        setMinimumSize(PreviewPane::kWidth / 2, PreviewPane::kPictureHeight / 2);
+        setMaximumSize(PreviewPane::kWidth, PreviewPane::kPictureHeight);
+        setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     }
+    QSize sizeHint() const override { return {PreviewPane::kWidth, PreviewPane::kPictureHeight}; }
 
 protected:
     void paintEvent(QPaintEvent*) override {
@@ -111,6 +116,13 @@ PreviewPane::PreviewPane(EditorModel& model, render::Renderer* renderer, QString
             player_->play();
         }
     });
+    // Space plays and pauses anywhere in the window but in a text field, which keeps its spaces.
+    auto* space = new QShortcut(QKeySequence(Qt::Key_Space), this);
+    space->setContext(Qt::WindowShortcut);
+    connect(space, &QShortcut::activated, this, [this] {
+        if (play_->isEnabled()) play_->click();
+    });
+    play_->setToolTip(QStringLiteral("Play or pause (Space)"));
     scrubber_ = new QSlider(Qt::Horizontal);
     scrubber_->setObjectName(QStringLiteral("scrubber"));
     connect(scrubber_, &QSlider::sliderMoved, this,
@@ -123,6 +135,7 @@ PreviewPane::PreviewPane(EditorModel& model, render::Renderer* renderer, QString
     controls->addWidget(scrubber_, 1);
     column->addLayout(controls);
     time_ = new QLabel;
+    time_->setObjectName(QStringLiteral("time"));
     theme::setRole(time_, "muted");
     time_->setFont(theme::font(theme::Type::small));
     column->addWidget(time_);

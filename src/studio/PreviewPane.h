@@ -22,8 +22,9 @@ class EditorModel;
 class PreviewPlayer;
 class VideoExport;
 
-// The preview of the open project with play/pause and a scrubber on the edit's own time, and the
-// export below it: a progress bar while it runs, "Cancel", and "Show in folder" when done.
+// The preview of the open project with play/pause (the button or Space) and a scrubber on the
+// edit's own time, with the time under it, and the export below it: a progress bar while it runs,
+// "Cancel", and "Show in folder" when done.
 class PreviewPane final : public QWidget {
     Q_OBJECT
 public:

@@ -35,6 +35,7 @@ void PreviewPlayer::setProject(const editor::EditProject& project, double durati
         clock_.restart();
         Q_EMIT positionChanged();
     }
+    sound_.setProject(project_);
     request();
 }
 
@@ -49,6 +50,7 @@ void PreviewPlayer::seek(double t) {
     position_ = std::clamp(t, 0.0, duration_);
     playedFrom_ = position_;
     clock_.restart();
+    if (playing_) sound_.start(position_);
     Q_EMIT positionChanged();
     request();
 }
@@ -59,6 +61,7 @@ void PreviewPlayer::play() {
     playing_ = true;
     playedFrom_ = position_;
     clock_.restart();
+    sound_.start(position_);
     ticker_.start();
     Q_EMIT playingChanged();
 }
@@ -67,11 +70,13 @@ void PreviewPlayer::pause() {
     if (!playing_) return;
     playing_ = false;
     ticker_.stop();
+    sound_.stop();
     Q_EMIT playingChanged();
 }
 
 void PreviewPlayer::tick() {
-    position_ = std::min(duration_, playedFrom_ + clock_.elapsed() / 1000.0);
+    const std::optional<double> heard = sound_.position();
+    position_ = std::min(duration_, heard ? *heard : playedFrom_ + clock_.elapsed() / 1000.0);
     Q_EMIT positionChanged();
     request();
     if (position_ >= duration_) pause();

@@ -2,6 +2,7 @@
 
 #include "core/Worker.h"
 #include "editor/EditProject.h"
+#include "studio/PreviewSound.h"
 
 #include <QElapsedTimer>
 #include <QImage>
@@ -25,7 +26,9 @@ namespace pelix::studio {
 // Plays the edit as it will be exported, small: pictures come from the renderer on a worker of
 // the player's own, one at a time and only where the playhead is. A request waiting there is
 // replaced by a newer one, and pictures of a project that has changed since are dropped, so a
-// change shows as soon as one picture is drawn. Positions are on the output time axis.
+// change shows as soon as one picture is drawn. Positions are on the output time axis. While it
+// plays, the edit's sound plays too (PreviewSound) and the playhead is where the sound is; without
+// an audio output it follows the clock.
 class PreviewPlayer final : public QObject {
     Q_OBJECT
 
@@ -43,6 +46,8 @@ public:
     void play();
     void pause();
     bool playing() const { return playing_; }
+    // Whether the sound plays along (false without an audio output).
+    bool sounding() const { return sound_.playing(); }
     double position() const { return position_; }
     double duration() const { return duration_; }
 
@@ -83,6 +88,7 @@ private:
     QElapsedTimer clock_;
     double playedFrom_ = 0;
     QTimer ticker_;
+    PreviewSound sound_;
     QImage picture_;
     QString problem_;
     quint64 generation_ = 0;

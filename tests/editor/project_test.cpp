@@ -24,6 +24,7 @@ TEST(EditProject, MissingSettingsTakeTheDefaults) {
 TEST(EditProject, JsonRoundTripGivesAnEqualProject) {
     EditProject project = sampleProject(400, 3, 7);
     project.clips[0].faceX = 0.42;
+    project.clips[0].faceBox = QRectF(0.32, 0.25, 0.2, 0.375);
     project.clips[1].framing = Framing{0.3, 0.6, 1.4};
     project.settings.spokenLanguage = "nl-NL";
     project.settings.targetSeconds = 45;
@@ -56,6 +57,11 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
                        value + "]}]");
     };
     const auto id = [](const QByteArray& value) { return R"({"clips":[],"id":)" + value + "}"; };
+    const auto face = [&](const QByteArray& value) {
+        return project(R"("clips":[{"id":"1f0c7a2b-0000-4000-8000-000000000002","path":"/a",)"
+                       R"("words":[],"face":)" +
+                       value + "}]");
+    };
     const QString outside = "\"created\" is a date outside the years 1 to 9999";
     const QString seconds = outside + " (a number counts seconds since 1970)";
     const QString notATime =
@@ -65,6 +71,10 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
         QString refusal;  // empty: it loads
     } cases[] = {
         {R"({"clips":[]})", "\"id\" is missing"},
+        {face(R"({"x":0.3,"y":0.2,"width":0.1,"height":0.2})"), ""},
+        {face(R"({"x":0.3,"y":0.2,"width":1.5,"height":0.2})"),
+         "\"clips[0].face.width\" is not a fraction of the picture, from 0 to 1"},
+        {face(R"({"x":0.3,"y":0.2,"width":0.1})"), "\"clips[0].face.height\" is missing"},
         {id(R"("nope")"), "\"id\" is not a UUID"},
         {"{" + QByteArray(kId) + "}", "\"clips\" is missing"},
         {project(R"("clips":{})"), "\"clips\" is not a list"},

@@ -231,5 +231,183 @@ TEST(Overlay, HookPopUpsAndProgressBar) {
     EXPECT_EQ(assTime(3723.456), "1:02:03.46");
 }
 
+// A pop-up keeps clear of the speaker's face: above it when there is room, else below it, never
+// into the top edge or the captions' band.
+TEST(PopUpPlace, KeepsClearOfTheFace) {
+    const QSize reel(1080, 1920), wide(1920, 1080);
+    const QSizeF text(600, 120);
+    const struct {
+        const char* what;
+        QSize size;
+        std::optional<QRectF> face;
+        QPointF want;
+        double clearBelow = 0;  // the hook's bottom while it shows
+    } cases[] = {
+        {"no face: the middle at a third", reel, std::nullopt, {540, 652.8}},
+        {"a face below the phrase's band", reel, QRectF(340, 760, 400, 500), {540, 652.8}},
+        {"a face above it", reel, QRectF(340, 100, 400, 450), {540, 652.8}},
+        {"a face beside it on a wide picture", wide, QRectF(1500, 200, 300, 400), {960, 367.2}},
+        {"a face under the phrase: just above the face",
+         reel,
+         QRectF(340, 500, 400, 600),
+         {540, 500 - 0.02 * 1920 - 60}},
+        {"a punched-in face with no room above: just below it",
+         reel,
+         QRectF(200, 150, 680, 800),
+         {540, 950 + 0.02 * 1920 + 60}},
+        {"a face filling the picture: at the top",
+         reel,
+         QRectF(0, 100, 1080, 1500),
+         {540, 0.04 * 1920 + 60}},
+        {"the hook above the face: below the face",
+         reel,
+         QRectF(340, 500, 400, 600),
+         {540, 1100 + 0.02 * 1920 + 60},
+         400},
+        {"the hook and no room anywhere: under the hook",
+         reel,
+         QRectF(0, 100, 1080, 1500),
+         {540, 400 + 60},
+         400},
+    };
+    for (const auto& c : cases) {
+        const QPointF at = popUpPlace(c.size, text, c.face, c.clearBelow);
+        EXPECT_NEAR(at.x(), c.want.x(), 0.01) << c.what;
+        EXPECT_NEAR(at.y(), c.want.y(), 0.01) << c.what;
+        if (c.face) {
+            const QRectF box(at - QPointF(text.width() / 2, text.height() / 2), text);
+            const bool fits = c.face->height() < 0.7 * c.size.height();
+            if (fits) {
+                EXPECT_FALSE(box.intersects(*c.face)) << c.what;
+            }
+            EXPECT_LE(box.bottom(), 0.7 * c.size.height() + 0.01) << c.what;
+            EXPECT_GE(box.top(), std::max(0.04 * c.size.height(), c.clearBelow) - 0.01) << c.what;
+        }
+    }
+}
+
+TEST(PopUpPlace, TheFaceIsWhereTheFramingPutsIt) {
+    const QSize source(1920, 1080), reel(1080, 1920);
+    const QRectF middle(0.45, 0.3, 0.1, 0.2);  // 192 × 216 pixels around the centre
+    // Unzoomed, the crop is 607.5 × 1080 and fills 1080 × 1920: 16/9 times larger.
+    const auto seen = faceInPicture(source, reel, {0.5, 0.5}, 1, middle);
+    ASSERT_TRUE(seen);
+    EXPECT_NEAR(seen->center().x(), 540, 0.01);
+    EXPECT_NEAR(seen->top(), 0.3 * 1920, 0.01);
+    EXPECT_NEAR(seen->width(), 192 * 1920.0 / 1080, 0.01);
+    // A punch-in about the centre makes it larger by the zoom.
+    const auto zoomed = faceInPicture(source, reel, {0.5, 0.5}, 1.25, middle);
+    ASSERT_TRUE(zoomed);
+    EXPECT_NEAR(zoomed->width(), seen->width() * 1.25, 0.01);
+    EXPECT_NEAR(zoomed->center().y(), seen->center().y() * 1.25 - 0.125 * 1920, 0.01);
+    // A face outside the crop is not in the picture; one across its edge is cut there.
+    EXPECT_FALSE(faceInPicture(source, reel, {0.5, 0.5}, 1, QRectF(0.05, 0.3, 0.1, 0.2)));
+    const auto edge = faceInPicture(source, reel, {0.5, 0.5}, 1, QRectF(0.3, 0.3, 0.1, 0.2));
+    ASSERT_TRUE(edge);
+    EXPECT_NEAR(edge->left(), 0, 0.01);
+}
+
+TEST(PopUpPlace, TheExportsPopUpLeavesTheFaceAfterAPunchIn) {
+    editor::EditProject project = threeLines();
+    project.settings.captions = false;
+    project.keywords["1F0C7A2B:1"] = "Two";
+    project.clips[0].faceX = 0.5;
+    // A speaker close to the camera: the face over the middle third of the height.
+    project.clips[0].faceBox = QRectF(0.4, 0.25, 0.2, 0.4);
+    const RenderPlan plan = makePlan(project);
+    const QStringList found = events(plan.overlay);
+    ASSERT_FALSE(found.isEmpty());
+    const QString pop = found[0];
+    ASSERT_TRUE(pop.contains(",Pop,")) << pop.toStdString();
+    const int from = int(pop.indexOf("\\pos(")) + 5;
+    const QStringList xy = pop.mid(from, pop.indexOf(')', from) - from).split(',');
+    const double y = xy.value(1).toDouble();
+    // Where the face is at the punch-in's full zoom of 1.18.
+    const auto face = faceInPicture(QSize(1920, 1080), plan.size, plan.pieces[1].centre,
+                                    plan.pieces[1].zoom, *project.clips[0].faceBox);
+    ASSERT_TRUE(face);
+    EXPECT_TRUE(y < face->top() || y > face->bottom())
+        << y << " within " << face->top() << "–" << face->bottom();
+    // Without a face box the phrase stays where it always was.
+    project.clips[0].faceBox.reset();
+    EXPECT_TRUE(events(makePlan(project).overlay)[0].contains(
+        QStringLiteral("\\pos(540,%1)").arg(std::lround(0.34 * 1920))));
+}
+
+TEST(FaceFinding, TheBoxIsTheMedianOfTheFacesSeen) {
+    using Box = std::optional<QRectF>;
+    const Box none;
+    const std::vector<Box> seen{QRectF(0.30, 0.20, 0.10, 0.20), none,
+                                QRectF(0.32, 0.22, 0.10, 0.20), QRectF(0.90, 0.80, 0.05, 0.05),
+                                QRectF(0.31, 0.21, 0.12, 0.22), QRectF(0.31, 0.21, 0.11, 0.21)};
+    const FaceFinding found = steadyFace(seen);
+    ASSERT_TRUE(found.x && found.box);
+    EXPECT_NEAR(found.box->left(), 0.31, 1e-9);
+    EXPECT_NEAR(found.box->top(), 0.21, 1e-9);
+    EXPECT_NEAR(found.box->right(), 0.42, 1e-9);
+    EXPECT_NEAR(found.box->bottom(), 0.42, 1e-9);
+    EXPECT_NEAR(*found.x, 0.37, 1e-9);  // the median of the centres
+    EXPECT_FALSE(steadyFace(std::vector<Box>{QRectF(0.3, 0.2, 0.1, 0.1), none, none, none, none,
+                                             none, none, none, none})
+                     .box);
+}
+
+// The sound of each piece in samples: cut pieces start at their own source time and fade; a
+// piece that continues the one before takes its sound from exactly where that one stopped.
+TEST(Sound, PiecesMapOutputSamplesToTheSourceWithoutSeams) {
+    RenderPlan plan;
+    const auto piece = [](int clip, double from, double to, double at, bool in, bool out) {
+        Piece p;
+        p.clip = clip;
+        p.sourceStart = from;
+        p.sourceEnd = to;
+        p.outputStart = at;
+        p.outputEnd = at + (to - from);
+        p.fadeIn = in;
+        p.fadeOut = out;
+        return p;
+    };
+    plan.pieces = {piece(0, 1.00002, 2.00001, 0, true, false),
+                   piece(0, 2.00001, 3.0, 0.99999, false, true),
+                   piece(1, 0.5, 0.51, 1.99998, true, true)};
+    const std::vector<SoundPiece> sounds = soundPieces(plan);
+    ASSERT_EQ(sounds.size(), 3u);
+    const struct {
+        SoundPiece got;
+        int clip;
+        int64_t outputStart, length, sourceStart;
+    } cases[] = {
+        {sounds[0], 0, 0, 48000, 48001},
+        // Rounded on its own, 2.00001 s is sample 96000, which the piece before played already.
+        {sounds[1], 0, 48000, 47999, 96001},
+        {sounds[2], 1, 95999, 480, 24000},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.got.clip, c.clip);
+        EXPECT_EQ(c.got.outputStart, c.outputStart);
+        EXPECT_EQ(c.got.length, c.length);
+        EXPECT_EQ(c.got.sourceStart, c.sourceStart);
+    }
+    EXPECT_EQ(sounds[0].outputStart + sounds[0].length, sounds[1].outputStart);
+
+    const int ramp = int(std::lround(kFade * kSampleRate));
+    const struct {
+        const char* what;
+        const SoundPiece& sound;
+        int64_t at;
+        float gain;
+    } gains[] = {
+        {"a cut's first sample is silent", sounds[0], 0, 0.0f},
+        {"half way up the fade", sounds[0], ramp / 2, 0.5f},
+        {"after the fade", sounds[0], ramp, 1.0f},
+        {"no fade out into a continuation", sounds[0], 47999, 1.0f},
+        {"no fade in from the piece before", sounds[1], 0, 1.0f},
+        {"the last sample before a cut is silent", sounds[1], 47998, 0.0f},
+        {"a short piece fades over half its length each way", sounds[2], 240, 239.0f / 240},
+        {"…and is silent at its ends", sounds[2], 479, 0.0f},
+    };
+    for (const auto& g : gains) EXPECT_NEAR(g.sound.gain(g.at), g.gain, 1e-6) << g.what;
+}
+
 }  // namespace
 }  // namespace pelix::render

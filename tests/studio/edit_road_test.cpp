@@ -6,9 +6,11 @@
 #include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
 
+#include <QRegularExpression>
 #include <QSize>
 
 #include <signal.h>
+#include <sys/stat.h>
 
 namespace pelix::studio {
 namespace {
@@ -156,6 +158,70 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
         EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
                   (QStringList{"Morning walk - Instagram Reel 2.mp4",
                                "Morning walk - Instagram Reel.mp4"}));
+    }
+}
+
+// A clip with sound and a project around it with captions, a pop-up and a hook, so that an
+// export runs every library: the decoders, the scalers, libass and the encoders.
+QString projectAround(const QString& clip) {
+    return QStringLiteral(R"({
+  "id": "2a0c7a2b-0000-4000-8000-000000000001", "name": "Loud libraries",
+  "created": "2026-11-20T10:00:00Z",
+  "clips": [{"id": "2a0c7a2b-aaaa-4000-8000-000000000002", "path": "%1",
+    "duration": 3, "width": 270, "height": 480, "transcribed": true,
+    "words": [{"start": 0.1, "end": 0.5, "text": "So,"}, {"start": 0.6, "end": 1.0, "text": "hello."},
+              {"start": 1.2, "end": 1.6, "text": "The"}, {"start": 1.7, "end": 2.2, "text": "idea."}]}],
+  "settings": {"captions": true}, "cut": [], "keywords": {"2A0C7A2B:1": "Big idea"}, "fixes": {},
+  "translations": {}, "hook": "Watch this", "title": "", "chat": []})")
+        .arg(clip);
+}
+
+// "[overlay @ 0x55…] libass API version…": a library talking on the user's terminal.
+bool libraryChatter(const QByteArray& err) {
+    static const QRegularExpression pattern(QStringLiteral(R"(\[[^\]\n]+ @ 0x)"));
+    return pattern.match(QString::fromUtf8(err)).hasMatch();
+}
+
+class ModeMask {
+public:
+    explicit ModeMask(mode_t mask) : old_(::umask(mask)) {}
+    ~ModeMask() { ::umask(old_); }
+
+private:
+    mode_t old_;
+};
+
+TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
+    // 270 pictures wide: not a whole number of the scaler's vectors, which makes it talk.
+    const QString clip = media.path("clip.mp4");
+    testing::runTool("ffmpeg", testing::args("-v error -y -f lavfi -i testsrc=size=270x480:rate=30 "
+                                             "-f lavfi -i sine=frequency=440:sample_rate=48000 "
+                                             "-t 3 -c:v libx264 -pix_fmt yuv420p -c:a aac") +
+                                   QStringList{clip});
+    const QString project =
+        testing::writeFile(home.path(), "loud.json", projectAround(clip).toUtf8());
+    const struct {
+        mode_t umask;
+        mode_t mode;
+    } cases[] = {{022, 0644}, {027, 0640}, {077, 0600}, {002, 0664}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(QString::number(c.umask, 8).toStdString());
+        const QString out = home.path() + QStringLiteral("/video-%1.mp4").arg(c.umask, 3, 8, QChar('0'));
+        const ModeMask mask(c.umask);
+        const auto exported = edit({"export", project, "--out", out, "--scale", "0.5"});
+        ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
+        EXPECT_FALSE(libraryChatter(exported.err)) << exported.err.toStdString();
+        struct stat made {};
+        ASSERT_EQ(::stat(QFile::encodeName(out).constData(), &made), 0);
+        EXPECT_EQ(made.st_mode & 07777, c.mode);
+    }
+    {
+        SCOPED_TRACE("the framing picture");
+        QTemporaryDir pictures;
+        const auto drawn =
+            runPelix({"--snapshot", pictures.path(), "--framing", clip}, {}, backendEnv(), 120000);
+        ASSERT_EQ(drawn.exitCode, 0) << drawn.err.toStdString();
+        EXPECT_FALSE(libraryChatter(drawn.err)) << drawn.err.toStdString();
     }
 }
 

@@ -1,17 +1,24 @@
 #include "core/Dates.h"
+#include "core/Sentences.h"
 #include "editor/EditorTestSupport.h"
 #include "fakes/TextFakes.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QDragEnterEvent>
+#include <QFileDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QPushButton>
+
+#include <functional>
 
 namespace pelix::studio {
 namespace {
@@ -104,6 +111,71 @@ TEST_F(EditorWindowTest, SavedVideosSayWhenTheirMediaIsMissing) {
     EXPECT_EQ(list->item(0)->text(),
               "Old talk\n" + core::dates::shortDateTime(gone.modified) + " · media missing");
     EXPECT_TRUE(list->item(1)->text().startsWith("x.json"));
+}
+
+// Clips come in through a file chooser as well as by a drop: the button and Ctrl+O open it, and
+// what is chosen goes where a drop goes (here a window without speech recognition says so).
+TEST_F(EditorWindowTest, AddClipsOpensAChooserWhoseFilesGoWhereADropGoes) {
+    const QString clip = testing::writeFile(dir.path(), "clip.mp4");
+    auto* add = window.findChild<QPushButton*>("addClips");
+    ASSERT_NE(add, nullptr);
+    EXPECT_EQ(add->text(), "Add clips…");
+    QAction* open = nullptr;
+    for (QAction* action : window.actions()) {
+        if (action->shortcut() == QKeySequence(QKeySequence::Open)) open = action;
+    }
+    ASSERT_NE(open, nullptr) << "no Ctrl+O action";
+    const struct {
+        const char* how;
+        std::function<void()> ask;
+    } ways[] = {{"the button", [&] { add->click(); }}, {"Ctrl+O", [&] { open->trigger(); }}};
+    for (const auto& way : ways) {
+        SCOPED_TRACE(way.how);
+        window.status()->clear();
+        auto* chooser = window.findChild<QFileDialog*>("clipChooser");
+        ASSERT_EQ(chooser, nullptr);
+        way.ask();
+        chooser = window.findChild<QFileDialog*>("clipChooser");
+        ASSERT_NE(chooser, nullptr);
+        EXPECT_TRUE(chooser->isVisible());
+        EXPECT_EQ(chooser->fileMode(), QFileDialog::ExistingFiles);
+        EXPECT_TRUE(chooser->nameFilters().value(0).contains("*.mp4"));
+        chooser->selectFile(clip);
+        QMetaObject::invokeMethod(chooser, "accept");
+        QApplication::processEvents();
+        EXPECT_EQ(window.status()->text(), core::sentences::kNoClipsWithoutRecognition);
+        ASSERT_TRUE(testing::waitUntil(
+            [&] { return window.findChild<QFileDialog*>("clipChooser") == nullptr; }));
+    }
+}
+
+// While files are over the window it is outlined; anything else, or leaving, shows nothing.
+TEST_F(EditorWindowTest, DraggedFilesOutlineTheWindowUntilTheyLeaveOrDrop) {
+    QWidget* outline = window.dropHighlight();
+    ASSERT_NE(outline, nullptr);
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile(testing::writeFile(dir.path(), "clip.mp4"))});
+    QMimeData text;
+    text.setText("just words");
+    const auto enter = [&](QMimeData& data) {
+        QDragEnterEvent event(QPoint(300, 300), Qt::CopyAction, &data, Qt::LeftButton,
+                              Qt::NoModifier);
+        QApplication::sendEvent(&window, &event);
+        return event.isAccepted();
+    };
+    EXPECT_FALSE(enter(text));
+    EXPECT_FALSE(outline->isVisible());
+    EXPECT_TRUE(enter(files));
+    EXPECT_TRUE(outline->isVisible());
+    EXPECT_EQ(outline->geometry(), window.rect());
+    QDragLeaveEvent leave;
+    QApplication::sendEvent(&window, &leave);
+    EXPECT_FALSE(outline->isVisible());
+    EXPECT_TRUE(enter(files));
+    QDropEvent drop(QPointF(300, 300), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &drop);
+    EXPECT_FALSE(outline->isVisible());
+    EXPECT_EQ(window.status()->text(), core::sentences::kNoClipsWithoutRecognition);
 }
 
 // The microphone fills the instruction field as the words are heard and types nowhere else.
