@@ -206,7 +206,8 @@ TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
     } cases[] = {{022, 0644}, {027, 0640}, {077, 0600}, {002, 0664}};
     for (const auto& c : cases) {
         SCOPED_TRACE(QString::number(c.umask, 8).toStdString());
-        const QString out = home.path() + QStringLiteral("/video-%1.mp4").arg(c.umask, 3, 8, QChar('0'));
+        const QString out =
+            home.path() + QStringLiteral("/video-%1.mp4").arg(c.umask, 3, 8, QChar('0'));
         const ModeMask mask(c.umask);
         const auto exported = edit({"export", project, "--out", out, "--scale", "0.5"});
         ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
