@@ -79,6 +79,23 @@ protected:
                                            [this](const QString& file) { shown << file; }}};
 };
 
+// A project of one 160×120 clip of `seconds` at `clip`, with `words`.
+editor::EditProject projectAround(const QString& clip, double seconds, const QString& name,
+                                  std::vector<core::Word> words) {
+    editor::SourceClip source;
+    source.id = QUuid::createUuid();
+    source.path = clip;
+    source.duration = seconds;
+    source.width = 160;
+    source.height = 120;
+    source.words = std::move(words);
+    editor::EditProject project;
+    project.id = QUuid::createUuid();
+    project.name = name;
+    project.clips = {source};
+    return project;
+}
+
 TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
     std::vector<testing::Sentence> sentences{
         {"Good morning, this is a test of the system.", 0.5},
@@ -175,19 +192,8 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
 }
 
 TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
-    const QString clip = media.silentVideo("short.mp4", 8);
-    editor::SourceClip source;
-    source.id = QUuid::createUuid();
-    source.path = clip;
-    source.duration = 8;
-    source.width = 160;
-    source.height = 120;
-    source.words = {{0.0, 7.5, "Long"}};
-    editor::EditProject project;
-    project.id = QUuid::createUuid();
-    project.name = "Stopped";
-    project.clips = {source};
-    model.open(project);
+    model.open(
+        projectAround(media.silentVideo("short.mp4", 8), 8, "Stopped", {{0.0, 7.5, "Long"}}));
     window.show();
     ASSERT_TRUE(window.preview()->startExport());
     window.preview()->cancelExport();
@@ -213,18 +219,9 @@ TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
 
 // A project around a clip of picture and a steady tone, with a turn of conversation.
 editor::EditProject toneProject(const QString& clip) {
-    editor::SourceClip source;
-    source.id = QUuid::createUuid();
-    source.path = clip;
-    source.duration = 4;
-    source.width = 160;
-    source.height = 120;
-    source.transcribed = true;
-    source.words = {{0.1, 1.8, "Listen."}, {2.0, 3.9, "Again."}};
-    editor::EditProject project;
-    project.id = QUuid::createUuid();
-    project.name = "Tone";
-    project.clips = {source};
+    editor::EditProject project =
+        projectAround(clip, 4, "Tone", {{0.1, 1.8, "Listen."}, {2.0, 3.9, "Again."}});
+    project.clips.front().transcribed = true;
     project.chat = {{"Make it snappier", true},
                     {"Cut the slow start and tightened the pace of the rest.", false}};
     return project;
