@@ -521,7 +521,7 @@ QString noSuchFormat(const QString& format) {
 }
 
 QString notAScale(const QString& scale) {
-    return "The scale " + scale + " is not a number above 0 and at most 1.";
+    return "The scale " + scale + " is not a number from 0.1 to 1.";
 }
 
 QString noEditorCommand(const QString& command) {

@@ -5,6 +5,7 @@
 #include "service/Api.h"
 
 #include <QJsonArray>
+#include <QSet>
 
 #include <cmath>
 
@@ -151,12 +152,22 @@ void saveRules(service::Api& api, const QStringList& rules, std::function<void(S
 
 QStringList mergedRules(const QStringList& saved, const QStringList& remember,
                         const QStringList& forget) {
+    // Sets for the lookups: a list's contains() would make this quadratic in the rules.
+    const QSet<QString> forgotten(forget.begin(), forget.end());
+    QSet<QString> kept;
     QStringList rules;
+    rules.reserve(saved.size() + remember.size());
     for (const QString& rule : saved) {
-        if (!forget.contains(rule) && !rules.contains(rule)) rules << rule;
+        if (!forgotten.contains(rule) && !kept.contains(rule)) {
+            kept.insert(rule);
+            rules << rule;
+        }
     }
     for (const QString& rule : remember) {
-        if (!rules.contains(rule)) rules << rule;
+        if (!kept.contains(rule)) {
+            kept.insert(rule);
+            rules << rule;
+        }
     }
     return rules;
 }

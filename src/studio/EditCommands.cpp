@@ -235,12 +235,16 @@ int style(service::ServiceContext& context, const core::Args& args) {
     return 0;
 }
 
+constexpr double kSmallestScale = 0.1;
+
 int exportVideo(const Opened& opened, const core::Args& args) {
     render::RenderOptions options;
     if (const auto scale = args.value("--scale")) {
         bool ok = false;
         options.scale = scale->toDouble(&ok);
-        if (!ok || options.scale <= 0 || options.scale > 1) {
+        // Below a tenth a reel is a few pixels across; NaN fails every comparison, so it is
+        // asked for the range it must be in.
+        if (!ok || !(options.scale >= kSmallestScale && options.scale <= 1)) {
             return failWith(core::sentences::notAScale(*scale));
         }
     }

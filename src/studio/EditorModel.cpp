@@ -1,6 +1,7 @@
 #include "studio/EditorModel.h"
 
 #include "core/Sentences.h"
+#include "editor/EditorEngine.h"
 #include "editor/ProjectStore.h"
 
 #include <QMetaObject>
@@ -12,15 +13,6 @@ namespace {
 
 // Undo steps kept; older ones are dropped.
 constexpr size_t kHistory = 200;
-
-// The style rules after a revision: forgotten ones removed, remembered ones not yet there added.
-QStringList merged(QStringList rules, const QStringList& remember, const QStringList& forget) {
-    for (const QString& rule : forget) rules.removeAll(rule);
-    for (const QString& rule : remember) {
-        if (!rules.contains(rule)) rules.append(rule);
-    }
-    return rules;
-}
 
 }  // namespace
 
@@ -233,7 +225,8 @@ void EditorModel::revise(const QString& instruction) {
                 }
                 const editor::Applied& applied = result->applied;
                 if (!applied.remember.isEmpty() || !applied.forget.isEmpty()) {
-                    style_ = merged(style_, applied.remember, applied.forget);
+                    style_ =
+                        editor::EditorEngine::mergedRules(style_, applied.remember, applied.forget);
                     assistant_->saveRules(style_);
                 }
                 const bool newLanguage =

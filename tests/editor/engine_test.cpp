@@ -188,6 +188,25 @@ TEST_F(Engine, StyleRulesAreLoadedSavedAndMerged) {
     EXPECT_EQ(EditorEngine::mergedRules({"A", "B", "C"}, {"D", "B"}, {"A", "Z"}),
               (QStringList{"B", "C", "D"}));
     EXPECT_EQ(EditorEngine::mergedRules({"A"}, {}, {"a"}), QStringList{"A"});  // exact text only
+    EXPECT_EQ(EditorEngine::mergedRules({"A", "A"}, {"A"}, {}), QStringList{"A"});
+}
+
+// Tens of thousands of remembered rules: ten times as many take about ten times as long.
+TEST(EditorEngineRules, MergingTakesLinearTime) {
+    const auto rules = [](int n, const char* stem) {
+        QStringList out;
+        for (int i = 0; i < n; ++i) out << QString("%1 %2").arg(stem).arg(i);
+        return out;
+    };
+    const auto time = [&](int n) {
+        const QStringList saved = rules(n, "saved"), remember = rules(n, "new"),
+                          forget = rules(n / 2, "saved");
+        return testing::leastCpuSeconds([&] {
+            EXPECT_EQ(EditorEngine::mergedRules(saved, remember, forget).size(), n + n / 2);
+        });
+    };
+    const double one = time(5000), ten = time(50000);
+    EXPECT_LT(ten, 20 * std::max(one, 1e-3)) << one << " s, then " << ten << " s";
 }
 
 }  // namespace

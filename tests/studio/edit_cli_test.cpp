@@ -172,6 +172,9 @@ TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
         {{"apply", path}, "Say which operations"},
         {{"revise", path}, "Say what to change"},
         {{"export", path}, "Couldn't export the video: its clip /nowhere/clip.mov is missing."},
+        {{"export", path, "--scale", "nan"}, "The scale nan is not a number from 0.1 to 1."},
+        {{"export", path, "--scale", "1e-300"}, "The scale 1e-300 is not a number from 0.1 to 1."},
+        {{"export", path, "--scale", "1.5"}, "The scale 1.5 is not a number from 0.1 to 1."},
     };
     for (const auto& [args, says] : cases) {
         const auto result = edit(args);
