@@ -148,7 +148,8 @@ QString sampleVideo() {
                              QStringLiteral(PELIX_SAMPLE_INSTALLED),
                              QStringLiteral(PELIX_SAMPLE_BUILT)};
     for (const QString& place : places) {
-        if (QFileInfo(place).isFile()) return place;
+        // (A package names no build folder: its place is empty.)
+        if (!place.isEmpty() && QFileInfo(place).isFile()) return place;
     }
     return places.back();
 }

@@ -88,12 +88,17 @@ Revision revision(const EditProject& project, const QJsonObject& answer) {
 }
 
 EditProject translated(const EditProject& project, const QJsonObject& answer) {
+    // Only what was asked for is taken: an id the project does not have, or has translated
+    // already, is no translation of it.
+    QSet<QString> asked;
+    for (const auto& [line, text] : untranslated(project)) asked.insert(line);
     EditProject result = project;
     TextMap& texts = result.translations[id(project.settings.captionLanguage)];
     for (const QJsonValue& value : answer.value("items").toArray()) {
         const QJsonObject item = value.toObject();
-        if (item.value("id").isString() && item.value("text").isString()) {
-            texts[item.value("id").toString()] = item.value("text").toString();
+        const QString line = item.value("id").toString();
+        if (asked.contains(line) && item.value("text").isString()) {
+            texts[line] = item.value("text").toString();
         }
     }
     return result;

@@ -17,9 +17,13 @@ QStringList candidates() {
         return {set};
     }
     const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
-    return {QFileInfo(program).absolutePath() + '/' + kModule,
-            QStringLiteral(PELIX_RENDER_MODULE_DIR "/") + kModule,
-            QStringLiteral(PELIX_RENDER_BUILD_DIR "/") + kModule};
+    QStringList places{QFileInfo(program).absolutePath() + '/' + kModule,
+                       QStringLiteral(PELIX_RENDER_MODULE_DIR "/") + kModule};
+    // The build folder, for test programs built beside the module; a package names none.
+    if (const QString build = QStringLiteral(PELIX_RENDER_BUILD_DIR); !build.isEmpty()) {
+        places << build + '/' + kModule;
+    }
+    return places;
 }
 
 Result<const RenderModuleEntry*> load() {

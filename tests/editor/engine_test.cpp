@@ -142,6 +142,9 @@ TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
             items.append(QJsonObject{{"id", item.toObject().value("id")},
                                      {"text", "FR " + item.toObject().value("text").toString()}});
         }
+        // Ids that were not asked for are no translations.
+        for (const QString& stray : {QString("../../etc"), QString(""), lineId(4), lineId(5)})
+            items.append(QJsonObject{{"id", stray}, {"text", "Stray"}});
         return Reply::json({{"items", items}});
     });
     const auto done = run<Result<EditProject>>(
@@ -154,6 +157,7 @@ TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
                           QJsonObject{{"id", "hook"}, {"text", "Ten words"}}}));
     EXPECT_EQ(done->translations.at("fr").at(lineId(3)), "FR Word3.");
     EXPECT_EQ(done->translations.at("fr").at("hook"), "FR Ten words");
+    EXPECT_EQ(done->translations.at("fr").at(lineId(5)), "Mot.");
     EXPECT_EQ(done->translations.at("fr").size(), 10u);
 }
 
