@@ -142,5 +142,88 @@ TEST_F(LiveSession, CancelStopsEverything) {
     EXPECT_EQ(text.error().code, kSpeechCancelled);
 }
 
+// Feeds the whole recording in blocks of `block` samples.
+Status feedAll(SpeechSession& session, std::span<const int16_t> samples, size_t block,
+               const std::function<void(size_t)>& fed = {}) {
+    for (size_t at = 0; at < samples.size(); at += block) {
+        if (Status s = session.feed(samples.subspan(at, std::min(block, samples.size() - at)));
+            !s) {
+            return s;
+        }
+        if (fed) fed(at + block);
+    }
+    return {};
+}
+
+// Dictation's configuration: a partial text while the first sentence is still being spoken, the
+// text as heard live once the sound ends, then the accurate passes' text of the whole stream.
+TEST_F(LiveSession, LiveSessionsReportEarlyAndFinishWithTheAccuratePasses) {
+    struct Partial {
+        QString text;
+        double at;  // seconds of sound fed when it came
+    };
+    std::vector<Partial> partials;
+    QStringList heard;
+    double fedSeconds = 0;
+    SessionOptions options;
+    options.partials = true;
+    options.live = true;
+    SessionEvents events;
+    events.partial = [&](const QString& t) { partials.push_back({t, fedSeconds}); };
+    events.heard = [&](const QString& t) { heard << t; };
+    auto session = engine_.start("en-US", options, events);
+    ASSERT_TRUE(session) << session.error().message.toStdString();
+    // Ten-millisecond blocks, as the microphone hands them over.
+    ASSERT_TRUE(feedAll(**session, samples_, 160,
+                        [&](size_t fed) { fedSeconds = double(fed) / kSpeechSampleRate; }));
+    const Result<QString> text = (*session)->finish();
+    ASSERT_TRUE(text) << text.error().message.toStdString();
+
+    ASSERT_FALSE(partials.empty());
+    EXPECT_LT(partials.front().at, sentences_[1].placedAt)
+        << "the first words are reported while the first sentence is spoken";
+    ASSERT_EQ(heard.size(), 1);
+    EXPECT_EQ(heard[0], partials.back().text) << "the live text is the last partial one";
+    const QStringList spoken = testing::spokenWords(sentences_[0].text + " " + sentences_[1].text);
+    EXPECT_LE(testing::wordErrorRate(spoken, testing::spokenWords(*text)), 0.25)
+        << text->toStdString();
+    EXPECT_LE(testing::wordErrorRate(spoken, testing::spokenWords(heard[0])), 0.4)
+        << heard[0].toStdString();
+}
+
+// Decoders are kept between sessions: the next session hears as the first did, its times counted
+// from the start of its own stream, whatever the sessions before it heard or left unfinished.
+TEST_F(LiveSession, AKeptDecoderHearsTheNextStreamFromItsStart) {
+    const auto hear = [&](bool finishIt) {
+        QList<SpeechResult> finals;
+        auto session =
+            engine_.start("en-US", {}, {nullptr, [&](const SpeechResult& r) { finals << r; }});
+        EXPECT_TRUE(session);
+        if (!session) return finals;
+        const size_t half = samples_.size() / 2;
+        EXPECT_TRUE(
+            feedAll(**session, std::span(samples_).first(finishIt ? samples_.size() : half), 1600));
+        if (finishIt) {
+            EXPECT_TRUE((*session)->finish());
+        }
+        return finals;
+    };
+    const QList<SpeechResult> first = hear(true);
+    hear(false);  // dropped halfway through a sentence
+    engine_.prepare("en-US", {});
+    const QList<SpeechResult> again = hear(true);
+    ASSERT_EQ(first.size(), 2);
+    ASSERT_EQ(again.size(), first.size());
+    for (qsizetype i = 0; i < first.size(); ++i) {
+        // The decoder has adapted to the voice meanwhile, so a word may differ.
+        EXPECT_LE(testing::wordErrorRate(testing::spokenWords(first[i].text),
+                                         testing::spokenWords(again[i].text)),
+                  0.25)
+            << again[i].text.toStdString();
+        EXPECT_NEAR(again[i].start, sentences_[size_t(i)].placedAt, 0.3) << i;
+        EXPECT_NEAR(again[i].end, first[i].end, 0.3) << i;
+    }
+}
+
 }  // namespace
 }  // namespace pelix::speech
