@@ -56,9 +56,11 @@ std::optional<QString> firstFile(const QDir& dir, const QString& pattern,
 
 }  // namespace
 
-// Decoders kept loaded between sessions, at most one of each kind: loading the model and its
+// Decoders kept loaded between live sessions, at most one a locale: loading the model and its
 // dictionary takes seconds, which a dictation would otherwise wait for at every hold. A session
-// borrows one and gives it back when it ends; sessions that added words to theirs do not.
+// borrows one and gives it back when it ends. File sessions load their own (a file takes longer
+// than the loading, and the memory goes back when it is done), and so do sessions given words,
+// which change what their decoder hears.
 struct PocketSphinxEngine::Decoders {
     struct Loaded {
         QString kind;
@@ -374,8 +376,16 @@ Result<PocketSphinxEngine::Decoders::Loaded> loadDecoder(const PocketSphinxEngin
 
 }  // namespace
 
+namespace {
+
+bool kept(const SessionOptions& options) {
+    return options.live && options.words.isEmpty();
+}
+
+}  // namespace
+
 void PocketSphinxEngine::prepare(const QString& locale, const SessionOptions& options) {
-    if (!options.words.isEmpty()) return;  // such a decoder is not kept
+    if (!kept(options)) return;
     const QString kind = decoderKind(locale, options);
     if (auto ready = decoders_->take(kind)) {
         decoders_->giveBack(*ready);
@@ -388,8 +398,7 @@ void PocketSphinxEngine::prepare(const QString& locale, const SessionOptions& op
 Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& locale,
                                                                  const SessionOptions& options,
                                                                  SessionEvents events) {
-    // A decoder given words of its own is not lent again, since they change what it hears.
-    const bool keep = options.words.isEmpty();
+    const bool keep = kept(options);
     std::optional<Decoders::Loaded> loaded;
     if (keep) loaded = decoders_->take(decoderKind(locale, options));
     if (!loaded) {

@@ -21,8 +21,8 @@ struct SphinxModel {
 // pocketsphinx-en-us) and every locale with a model folder under `userModels`
 // (<userModels>/<locale>/). Utterances end where it hears silence, so each is one final result
 // with word times counted from the start of the stream; a live session is one utterance, whose
-// accurate passes run in its `finish`. A decoder of each kind (locale, live or not) stays
-// loaded once made, for the next session (about 100 MB each).
+// accurate passes run in its `finish`. The decoder of live sessions stays loaded once made (about
+// 100 MB), for the next one.
 class PocketSphinxEngine final : public SpeechEngine {
 public:
     // `systemModels`: the folder holding "en-us/" (pkg-config's modeldir); `userModels`: the

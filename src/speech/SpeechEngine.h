@@ -45,7 +45,8 @@ struct SessionOptions {
     // Hear the sound as it comes, quickly: small steps with a partial text after each and only
     // the fast search while the sound comes. `finish` then reports the text as heard live
     // (`SessionEvents::heard`) and makes the slower, more accurate passes once over the whole
-    // stream; their text is what it returns. File runs leave it off.
+    // stream; their text is what it returns. The word times of a live session are rough (the
+    // whole stream is one stretch): file runs, which need them, leave it off.
     bool live = false;
 };
 

@@ -191,38 +191,44 @@ TEST_F(LiveSession, LiveSessionsReportEarlyAndFinishWithTheAccuratePasses) {
         << heard[0].toStdString();
 }
 
-// Decoders are kept between sessions: the next session hears as the first did, its times counted
-// from the start of its own stream, whatever the sessions before it heard or left unfinished.
+// The live decoder is kept between sessions: the next session hears as the first did, with the
+// same word times, whatever the sessions before it heard or left unfinished.
 TEST_F(LiveSession, AKeptDecoderHearsTheNextStreamFromItsStart) {
+    SessionOptions options;
+    options.live = true;
     const auto hear = [&](bool finishIt) {
-        QList<SpeechResult> finals;
-        auto session =
-            engine_.start("en-US", {}, {nullptr, [&](const SpeechResult& r) { finals << r; }});
+        QList<core::Word> words;
+        auto session = engine_.start("en-US", options,
+                                     {nullptr, [&](const SpeechResult& r) { words << r.words; }});
         EXPECT_TRUE(session);
-        if (!session) return finals;
+        if (!session) return words;
         const size_t half = samples_.size() / 2;
         EXPECT_TRUE(
-            feedAll(**session, std::span(samples_).first(finishIt ? samples_.size() : half), 1600));
+            feedAll(**session, std::span(samples_).first(finishIt ? samples_.size() : half), 320));
         if (finishIt) {
             EXPECT_TRUE((*session)->finish());
         }
-        return finals;
+        return words;
     };
-    const QList<SpeechResult> first = hear(true);
+    const QList<core::Word> first = hear(true);
     hear(false);  // dropped halfway through a sentence
-    engine_.prepare("en-US", {});
-    const QList<SpeechResult> again = hear(true);
-    ASSERT_EQ(first.size(), 2);
-    ASSERT_EQ(again.size(), first.size());
-    for (qsizetype i = 0; i < first.size(); ++i) {
-        // The decoder has adapted to the voice meanwhile, so a word may differ.
-        EXPECT_LE(testing::wordErrorRate(testing::spokenWords(first[i].text),
-                                         testing::spokenWords(again[i].text)),
-                  0.25)
-            << again[i].text.toStdString();
-        EXPECT_NEAR(again[i].start, sentences_[size_t(i)].placedAt, 0.3) << i;
-        EXPECT_NEAR(again[i].end, first[i].end, 0.3) << i;
-    }
+    engine_.prepare("en-US", options);
+    const QList<core::Word> again = hear(true);
+    ASSERT_GE(first.size(), 10);
+    ASSERT_GE(again.size(), 10);
+    // The decoder has adapted to the voice meanwhile, so a word may differ; the times stay where
+    // the first session put them.
+    EXPECT_NEAR(again.first().start, first.first().start, 0.3);
+    EXPECT_NEAR(again.last().end, first.last().end, 0.3);
+    const auto text = [](const QList<core::Word>& words) {
+        QStringList texts;
+        for (const core::Word& w : words) texts << w.text;
+        return texts.join(' ');
+    };
+    EXPECT_LE(testing::wordErrorRate(testing::spokenWords(text(first)),
+                                     testing::spokenWords(text(again))),
+              0.25)
+        << text(again).toStdString();
 }
 
 }  // namespace
