@@ -234,6 +234,8 @@ void BM_DictationFromOutside(benchmark::State& state) {
         }
     }
     state.counters["first_chars_ms_median"] = median(first);
+    state.counters["first_chars_ms_least"] = *std::ranges::min_element(first);
+    state.counters["first_chars_ms_most"] = *std::ranges::max_element(first);
     state.counters["release_to_live_text_ms_median"] = median(live);
     state.counters["release_to_finished_text_ms_median"] = median(finished);
     state.counters["live_word_error_median"] = median(liveError);
