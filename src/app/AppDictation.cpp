@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/Prefs.h"
 #include "core/Sentences.h"
 #include "dictation/Insert.h"
 
@@ -36,6 +37,8 @@ AppDictation::AppDictation(core::Timers& timers, Shell& shell, platform::Microph
       live_(finishing_, microphone, typist_, timers),
       serverWork_(&live_) {
     finishing_.onTrouble = [this](const QString& sentence) { shell_.show(sentence); };
+    // The model is loaded now, off the main thread, rather than when the first hold begins.
+    recognizer_.prepare();
 }
 
 AppDictation::~AppDictation() = default;
@@ -68,6 +71,7 @@ Status AppDictation::start(bool typeIntoApp) {
             if (!text.isEmpty()) shell_.show(text);
         };
     }
+    live_.sentences = core::Prefs().sentenceText();
     Status started = live_.start(typing_);
     if (started) {
         core::logLine("dictation",

@@ -54,6 +54,13 @@ void Prefs::setInsertIntoApp(bool on) {
     setValue("insert.enabled", on);
 }
 
+bool Prefs::sentenceText() const {
+    return value("dictation.sentences", true).toBool();
+}
+void Prefs::setSentenceText(bool on) {
+    setValue("dictation.sentences", on);
+}
+
 bool Prefs::keysPromptShown() const {
     auto settings = open();
     for (const char* key : {"keys.promptShown", "ax.asked"}) {

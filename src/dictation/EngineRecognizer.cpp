@@ -6,6 +6,17 @@
 #include <atomic>
 
 namespace pelix::dictation {
+namespace {
+
+// Dictation's sessions: partial texts after every step, the accurate passes once at the end.
+speech::SessionOptions liveOptions() {
+    speech::SessionOptions options;
+    options.partials = true;
+    options.live = true;
+    return options;
+}
+
+}  // namespace
 
 // One recognition, shared by the main thread and the worker. The session is touched on the
 // worker only; `cancelled` is set on the main thread and read on both.
@@ -38,6 +49,12 @@ bool EngineRecognizer::ready() const {
     return choice && choice->engine && choice->engine->installed(choice->locale);
 }
 
+void EngineRecognizer::prepare() {
+    const std::optional<speech::SpeechEngines::Choice> choice = choose_();
+    if (!choice || !choice->engine || !choice->engine->installed(choice->locale)) return;
+    worker_.run([choice = *choice] { choice.engine->prepare(choice.locale, liveOptions()); });
+}
+
 Status EngineRecognizer::begin(Updates updates) {
     cancel();
     const std::optional<speech::SpeechEngines::Choice> choice = choose_();
@@ -56,10 +73,11 @@ Status EngineRecognizer::begin(Updates updates) {
         events.partial = [weak](const QString& text) {
             if (auto r = weak.lock()) Run::report(r, {text, false, std::nullopt});
         };
-        speech::SessionOptions options;
-        options.partials = true;
+        events.heard = [weak](const QString& text) {
+            if (auto r = weak.lock()) Run::report(r, {text, false, std::nullopt, true});
+        };
         Result<std::unique_ptr<speech::SpeechSession>> session =
-            run->choice.engine->start(run->choice.locale, options, std::move(events));
+            run->choice.engine->start(run->choice.locale, liveOptions(), std::move(events));
         if (!session) {
             core::logLine("dictation", session.error().message);
             Run::report(run, {std::nullopt, false, session.error()});

@@ -12,7 +12,9 @@ namespace pelix::dictation {
 
 // Recognition by a `SpeechEngine` on a thread of its own: loading the model and decoding never
 // hold up the main thread. Audio is decoded in the order it was appended; texts come back to the
-// thread the recognizer was made on.
+// thread the recognizer was made on. Sessions are live ones (`SessionOptions::live`): when the
+// audio ends, the live text comes as a standing update, then the accurate passes' text as the
+// final one.
 class EngineRecognizer final : public Recognizer {
 public:
     // The engine and locale to use now (the user's language, else en-US); none when no engine
@@ -21,6 +23,10 @@ public:
 
     explicit EngineRecognizer(Choose choose);
     ~EngineRecognizer() override;
+
+    // Loads the engine's model ahead, on the recogniser's thread, so that the first hold does
+    // not wait for it.
+    void prepare();
 
     bool ready() const override;
     Status begin(Updates updates) override;

@@ -59,7 +59,7 @@ void FinishingRecognizer::fromLocal(const Update& update) {
     if (update.isFinal || (!update.text && update.error)) {
         // The local end waits for the pass; its text is typed meanwhile.
         localFinal_ = update;
-        if (update.text) updates_({update.text, false, std::nullopt});
+        if (update.text) updates_({update.text, false, std::nullopt, true});
         return;
     }
     updates_(update);

@@ -5,6 +5,7 @@
 #include "dictation/Insert.h"
 #include "speech/SpeechEngine.h"
 #include "text/CleanUp.h"
+#include "text/SentenceText.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>
@@ -95,16 +96,23 @@ Status LiveDictation::start(bool typing) {
 void LiveDictation::handle(const Recognizer::Update& update) {
     if (ended_) return;
     if (update.text) {
-        latest_ = text::withoutActually(*update.text);
+        latest_ = shaped(*update.text, update.isFinal || update.standing);
         if (onText) onText(latest_);
         if (update.isFinal) {
             complete();
+        } else if (update.standing) {
+            applyLatest();
         } else {
             scheduleApply();
         }
     } else if (update.error) {
         complete();
     }
+}
+
+QString LiveDictation::shaped(const QString& heard, bool finished) const {
+    const QString cleaned = text::withoutActually(heard);
+    return sentences ? text::asSentences(cleaned, finished) : cleaned;
 }
 
 void LiveDictation::scheduleApply() {
@@ -117,7 +125,8 @@ void LiveDictation::applyLatest() {
     correctTo(latest_);
 }
 
-void LiveDictation::correctTo(const QString& wanted) {
+void LiveDictation::correctTo(const QString& text) {
+    const QString wanted = text::withFirstLetterOf(typed_, text);
     const Correction change = correction(typed_, wanted);
     backspace(change.erase);
     if (!change.insert.isEmpty()) Insert::type(typist_, change.insert);
@@ -142,11 +151,12 @@ void LiveDictation::complete() {
     apply_.reset();
     stopListening();
     recognizer_.cancel();
-    const QString final = latest_.trimmed();
+    QString final = latest_.trimmed();
     if (typesIntoApp_) {
         // The trailing space leaves the cursor ready for the next dictation.
-        latest_ = final.isEmpty() ? QString() : final + ' ';
-        correctTo(latest_);
+        correctTo(final.isEmpty() ? QString() : final + ' ');
+        latest_ = typed_;
+        final = typed_.trimmed();
     }
     if (auto finish = std::exchange(finish_, nullptr)) finish(final);
 }

@@ -1,11 +1,15 @@
 #pragma once
 
-// How a session types: each text from the recogniser is cleaned (withoutActually) and applied
-// after kDebounceSeconds without a newer one, as the correction from what is typed to what is
-// wanted: n BackSpaces in one injection, then a pause of 1.5 ms per character erased (at most
-// 60 ms) so that the window catches up, then the new text through Insert::type. The final text
-// gets a trailing space, once per session. A new `start` drops whatever the previous session
-// still had pending, its stop bound too.
+// How a session types: each text from the recogniser is cleaned (withoutActually), written as
+// sentences when `sentences` is on (text::asSentences: capitals and "I" as it comes, the full
+// stop once the live text stands), and applied after kDebounceSeconds without a newer one, as the
+// correction from what is typed to what is wanted: n BackSpaces in one injection, then a pause
+// of 1.5 ms per character erased (at most 60 ms) so that the window catches up, then the new text
+// through Insert::type. A standing text (the live text once the sound has ended) is applied at
+// once. The first letter keeps the case it was first typed with (text::withFirstLetterOf), so no
+// later text erases the whole dictation for a capital. The final text gets a trailing space,
+// once per session. A new `start` drops whatever the previous session still had pending, its
+// stop bound too.
 
 #include "core/Error.h"
 #include "core/Timers.h"
@@ -30,6 +34,9 @@ public:
         std::optional<QString> text;
         bool isFinal = false;
         std::optional<Error> error;
+        // Not final, but the live text in its last form (the sound has ended; a finishing pass
+        // may still replace it): typed at once rather than after the debounce.
+        bool standing = false;
     };
     using Updates = std::function<void(const Update&)>;
 
@@ -83,6 +90,8 @@ public:
 
     // Set before `start` when the text is shown rather than typed.
     std::function<void(const QString&)> onText;
+    // Set before `start`: whether texts are written as sentences.
+    bool sentences = false;
 
     const QString& typed() const { return typed_; }
     const QString& latest() const { return latest_; }
@@ -90,6 +99,7 @@ public:
 
 private:
     void handle(const Recognizer::Update& update);
+    QString shaped(const QString& heard, bool finished) const;
     void scheduleApply();
     void applyLatest();
     void complete();

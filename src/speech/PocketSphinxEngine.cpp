@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
+#include <vector>
 
 namespace pelix::speech {
 namespace {
@@ -20,8 +22,13 @@ namespace {
 constexpr auto kSystemLocale = "en-US";
 constexpr auto kSystemPackage = "pocketsphinx-en-us";
 // Samples handed to the decoder at a time: a tenth of a second, so that the end of an utterance
-// is seen within that.
+// is seen within that. Live, a fiftieth: a call on a tenth takes the decoder up to a quarter of a
+// second on a busy machine, which the next partial text would wait for.
 constexpr size_t kChunk = kSpeechSampleRate / 10;
+constexpr size_t kLiveChunk = kSpeechSampleRate / 50;
+// Live, the voice detector keeps 0.2 s of sound after speech (the decoder's default keeps half a
+// second of silence to decode).
+constexpr auto kLiveTailFrames = "20";
 
 // Words the decoder puts in for silence, breath and noise, never spoken text.
 bool isFiller(const char* word) {
@@ -47,20 +54,82 @@ std::optional<QString> firstFile(const QDir& dir, const QString& pattern,
     return std::nullopt;
 }
 
+}  // namespace
+
+// Decoders kept loaded between live sessions, at most one a locale: loading the model and its
+// dictionary takes seconds, which a dictation would otherwise wait for at every hold. A session
+// borrows one and gives it back when it ends. File sessions load their own (a file takes longer
+// than the loading, and the memory goes back when it is done), and so do sessions given words,
+// which change what their decoder hears.
+struct PocketSphinxEngine::Decoders {
+    struct Loaded {
+        QString kind;
+        cmd_ln_t* config = nullptr;
+        ps_decoder_t* decoder = nullptr;
+        // Sound it has heard in all its sessions: its frame numbers count from its first.
+        qint64 samples = 0;
+    };
+
+    static void unload(const Loaded& loaded) {
+        ps_free(loaded.decoder);
+        cmd_ln_free_r(loaded.config);
+    }
+
+    std::optional<Loaded> take(const QString& kind) {
+        const std::scoped_lock lock(mutex);
+        const auto found = std::ranges::find(idle, kind, &Loaded::kind);
+        if (found == idle.end()) return std::nullopt;
+        Loaded loaded = *found;
+        idle.erase(found);
+        return loaded;
+    }
+
+    void giveBack(const Loaded& loaded) {
+        {
+            const std::scoped_lock lock(mutex);
+            if (std::ranges::find(idle, loaded.kind, &Loaded::kind) == idle.end()) {
+                idle.push_back(loaded);
+                return;
+            }
+        }
+        unload(loaded);
+    }
+
+    ~Decoders() {
+        for (const Loaded& loaded : idle) unload(loaded);
+    }
+
+    std::mutex mutex;
+    std::vector<Loaded> idle;
+};
+
+namespace {
+
 class SphinxSession final : public SpeechSession {
 public:
-    SphinxSession(cmd_ln_t* config, ps_decoder_t* decoder, const SessionOptions& options,
-                  SessionEvents events)
-        : config_(config),
-          decoder_(decoder),
+    using Decoders = PocketSphinxEngine::Decoders;
+
+    // `home` takes the decoder back at the end; without one the session frees it.
+    SphinxSession(Decoders::Loaded loaded, std::shared_ptr<Decoders> home,
+                  const SessionOptions& options, SessionEvents events)
+        : loaded_(std::move(loaded)),
+          home_(std::move(home)),
+          decoder_(loaded_.decoder),
           partials_(options.partials),
+          live_(options.live),
           events_(std::move(events)) {
-        frameRate_ = std::max(1, static_cast<int>(cmd_ln_int32_r(config_, "-frate")));
+        frameRate_ = std::max(1, static_cast<int>(cmd_ln_int32_r(loaded_.config, "-frate")));
+        // Word times count from the start of this session's stream.
+        firstFrame_ = loaded_.samples * frameRate_ / kSpeechSampleRate;
     }
 
     ~SphinxSession() override {
-        ps_free(decoder_);
-        cmd_ln_free_r(config_);
+        if (inUtterance_) ps_end_utt(decoder_);
+        if (home_) {
+            home_->giveBack(loaded_);
+        } else {
+            Decoders::unload(loaded_);
+        }
     }
 
     Status begin() {
@@ -73,8 +142,9 @@ public:
 
     Status feed(std::span<const int16_t> samples) override {
         if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
+        const size_t step = live_ ? kLiveChunk : kChunk;
         while (!samples.empty()) {
-            const auto chunk = samples.first(std::min(kChunk, samples.size()));
+            const auto chunk = samples.first(std::min(step, samples.size()));
             samples = samples.subspan(chunk.size());
             if (!inUtterance_) {
                 if (Status s = begin(); !s) return s;
@@ -82,14 +152,22 @@ public:
             if (ps_process_raw(decoder_, chunk.data(), chunk.size(), FALSE, FALSE) < 0) {
                 return fail(kSpeechEngineFailed, core::sentences::kPocketSphinxFailed);
             }
-            const bool speech = ps_get_in_speech(decoder_) != 0;
-            if (heardSpeech_ && !speech) {
-                // Silence after speech: the utterance ends here, so its word times stay right.
-                endUtterance();
-            } else if (speech && partials_) {
-                reportPartial();
+            loaded_.samples += static_cast<qint64>(chunk.size());
+            if (live_) {
+                // One utterance for the whole stream, so the accurate passes at the end see all
+                // of it; the partial text is read after every step, whatever the voice detector
+                // has decided so far.
+                if (partials_) reportPartial();
+            } else {
+                const bool speech = ps_get_in_speech(decoder_) != 0;
+                if (heardSpeech_ && !speech) {
+                    // Silence after speech: the utterance ends here, so its word times stay right.
+                    endUtterance();
+                } else if (speech && partials_) {
+                    reportPartial();
+                }
+                heardSpeech_ = speech;
             }
-            heardSpeech_ = speech;
             if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         }
         return {};
@@ -97,8 +175,10 @@ public:
 
     Result<QString> finish() override {
         if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
+        if (live_ && events_.heard) events_.heard(currentText());
         if (inUtterance_) endUtterance();
         heardSpeech_ = false;
+        if (cancelled_) return fail(kSpeechCancelled, core::sentences::kListeningCancelled);
         return finals_.join(' ');
     }
 
@@ -114,8 +194,8 @@ private:
             if (!word || isFiller(word)) continue;
             int first = 0, last = 0;
             ps_seg_frames(seg, &first, &last);
-            result.words.append(core::Word{static_cast<double>(first) / frameRate_,
-                                           static_cast<double>(last + 1) / frameRate_,
+            result.words.append(core::Word{static_cast<double>(first - firstFrame_) / frameRate_,
+                                           static_cast<double>(last + 1 - firstFrame_) / frameRate_,
                                            spelling(word)});
         }
         if (result.words.isEmpty() || cancelled_) return;
@@ -127,10 +207,11 @@ private:
         result.end = result.words.last().end;
         finals_ << result.text;
         if (events_.final) events_.final(result);
-        if (partials_) reportPartial();
+        if (partials_ && !live_) reportPartial();
     }
 
-    void reportPartial() {
+    // The final stretches and the one being heard.
+    QString currentText() const {
         QString text = finals_.join(' ');
         if (inUtterance_) {
             const char* hypothesis = ps_get_hyp(decoder_, nullptr);
@@ -139,16 +220,24 @@ private:
                 text += QString::fromUtf8(hypothesis);
             }
         }
+        return text;
+    }
+
+    void reportPartial() {
+        const QString text = currentText();
         if (text == lastPartial_ || cancelled_) return;
         lastPartial_ = text;
         if (events_.partial) events_.partial(text);
     }
 
-    cmd_ln_t* config_;
+    Decoders::Loaded loaded_;
+    std::shared_ptr<Decoders> home_;
     ps_decoder_t* decoder_;
     bool partials_;
+    bool live_;
     SessionEvents events_;
     int frameRate_ = 100;
+    qint64 firstFrame_ = 0;
     bool inUtterance_ = false;
     bool heardSpeech_ = false;
     QStringList finals_;
@@ -183,7 +272,11 @@ std::optional<SphinxModel> SphinxModel::inFolder(const QString& folder) {
 }
 
 PocketSphinxEngine::PocketSphinxEngine(QString systemModels, QString userModels)
-    : systemModels_(std::move(systemModels)), userModels_(std::move(userModels)) {}
+    : systemModels_(std::move(systemModels)),
+      userModels_(std::move(userModels)),
+      decoders_(std::make_shared<Decoders>()) {}
+
+PocketSphinxEngine::~PocketSphinxEngine() = default;
 
 QString PocketSphinxEngine::systemModelFolder() {
     const QString configured = qEnvironmentVariable("PELIX_SPEECH_SYSTEM_MODELS");
@@ -244,17 +337,31 @@ QString PocketSphinxEngine::installHint(const QString& locale) const {
         localeDisplayName(locale), QDir(userModels_).filePath(normalizedLocale(locale)));
 }
 
-Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& locale,
-                                                                 const SessionOptions& options,
-                                                                 SessionEvents events) {
-    const std::optional<SphinxModel> found = model(locale);
-    if (!found) return fail(kSpeechNoModel, installHint(locale));
+namespace {
+
+// Which kept decoder serves a session.
+QString decoderKind(const QString& locale, const SessionOptions& options) {
+    return normalizedLocale(locale) + (options.live ? QStringLiteral("/live") : QString());
+}
+
+Result<PocketSphinxEngine::Decoders::Loaded> loadDecoder(const PocketSphinxEngine& engine,
+                                                         const QString& locale,
+                                                         const SessionOptions& options) {
+    const std::optional<SphinxModel> found = engine.model(locale);
+    if (!found) return fail(kSpeechNoModel, engine.installHint(locale));
     const QByteArray hmm = QFile::encodeName(found->acoustic);
     const QByteArray lm = QFile::encodeName(found->languageModel);
     const QByteArray dict = QFile::encodeName(found->dictionary);
-    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.constData(), "-lm",
-                                   lm.constData(), "-dict", dict.constData(), "-samprate", "16000",
-                                   "-logfn", "/dev/null", nullptr);
+    // Live, the voice detector's tail is short; the accurate passes (-fwdflat, -bestpath) stay
+    // on in both, and run when an utterance ends, which a live session leaves to its `finish`.
+    cmd_ln_t* config =
+        options.live
+            ? cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.constData(), "-lm", lm.constData(),
+                          "-dict", dict.constData(), "-samprate", "16000", "-vad_postspeech",
+                          kLiveTailFrames, "-logfn", "/dev/null", nullptr)
+            : cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.constData(), "-lm", lm.constData(),
+                          "-dict", dict.constData(), "-samprate", "16000", "-logfn", "/dev/null",
+                          nullptr);
     if (!config) {
         return fail(kSpeechEngineFailed,
                     core::sentences::couldntStartPocketSphinx(found->acoustic));
@@ -264,6 +371,42 @@ Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& 
         cmd_ln_free_r(config);
         return fail(kSpeechEngineFailed, core::sentences::couldntLoadSpeechModel(found->acoustic));
     }
+    return PocketSphinxEngine::Decoders::Loaded{decoderKind(locale, options), config, decoder};
+}
+
+}  // namespace
+
+namespace {
+
+bool kept(const SessionOptions& options) {
+    return options.live && options.words.isEmpty();
+}
+
+}  // namespace
+
+void PocketSphinxEngine::prepare(const QString& locale, const SessionOptions& options) {
+    if (!kept(options)) return;
+    const QString kind = decoderKind(locale, options);
+    if (auto ready = decoders_->take(kind)) {
+        decoders_->giveBack(*ready);
+        return;
+    }
+    if (Result<Decoders::Loaded> loaded = loadDecoder(*this, locale, options))
+        decoders_->giveBack(*loaded);
+}
+
+Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& locale,
+                                                                 const SessionOptions& options,
+                                                                 SessionEvents events) {
+    const bool keep = kept(options);
+    std::optional<Decoders::Loaded> loaded;
+    if (keep) loaded = decoders_->take(decoderKind(locale, options));
+    if (!loaded) {
+        Result<Decoders::Loaded> fresh = loadDecoder(*this, locale, options);
+        if (!fresh) return std::unexpected(fresh.error());
+        loaded = *fresh;
+    }
+    ps_decoder_t* decoder = loaded->decoder;
 
     // Names and terms to expect: words the dictionary knows are given a place in the language
     // model; others would need a pronunciation nobody gave, so they are left out.
@@ -290,7 +433,8 @@ Result<std::unique_ptr<SpeechSession>> PocketSphinxEngine::start(const QString& 
                     i + 1 == known.size() ? TRUE : FALSE);
     }
 
-    auto session = std::make_unique<SphinxSession>(config, decoder, options, std::move(events));
+    auto session = std::make_unique<SphinxSession>(*loaded, keep ? decoders_ : nullptr, options,
+                                                   std::move(events));
     if (Status s = session->begin(); !s) return std::unexpected(s.error());
     return std::unique_ptr<SpeechSession>(std::move(session));
 }

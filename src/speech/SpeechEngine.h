@@ -42,15 +42,24 @@ struct SessionOptions {
     bool partials = false;
     // Names and terms to expect. Words the engine cannot use are ignored (and logged).
     QStringList words;
+    // Hear the sound as it comes, quickly: small steps with a partial text after each and only
+    // the fast search while the sound comes. `finish` then reports the text as heard live
+    // (`SessionEvents::heard`) and makes the slower, more accurate passes once over the whole
+    // stream; their text is what it returns. The word times of a live session are rough (the
+    // whole stream is one stretch): file runs, which need them, leave it off.
+    bool live = false;
 };
 
-// What a session reports. Both run on the thread that calls `feed` or `finish`, in order.
+// What a session reports. Each runs on the thread that calls `feed` or `finish`, in order.
 struct SessionEvents {
     // The whole text of the session so far, final stretches and the one being heard; only
     // when asked for, and only when it changed. Later texts may revise earlier ones.
     std::function<void(const QString&)> partial;
     // Each stretch as soon as it is final.
     std::function<void(const SpeechResult&)> final;
+    // Live sessions only, from `finish`: the whole text as heard live, before the accurate
+    // passes; what `finish` returns may differ from it.
+    std::function<void(const QString&)> heard = nullptr;
 };
 
 // One recognition over a stream of 16 kHz mono PCM: live from a microphone or a whole file.
@@ -89,8 +98,12 @@ public:
     // Whether it can serve right now. An engine on another machine asks it, which may take a
     // moment: call it off the main thread.
     virtual bool reachable() const { return true; }
+    // Gets ready for a `start` with these options, so that it is quick (a model loaded ahead).
+    // May take seconds: call it off the main thread.
+    virtual void prepare(const QString& /*locale*/, const SessionOptions& /*options*/) {}
     // Starts a session in a supported, installed locale. Takes a noticeable moment (the model is
-    // loaded): call it off the main thread.
+    // loaded, unless `prepare` or an earlier session left one ready): call it off the main
+    // thread.
     virtual Result<std::unique_ptr<SpeechSession>> start(const QString& locale,
                                                          const SessionOptions& options,
                                                          SessionEvents events) = 0;

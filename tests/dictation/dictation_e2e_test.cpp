@@ -86,6 +86,23 @@ TEST_F(DictationEndToEnd, HoldingCtrlTypesTheSentenceWhileItIsSpoken) {
     EXPECT_FALSE(pelix->err().contains("hud: Couldn't")) << pelix->err().constData();
 }
 
+// Written as sentences unless the preference says otherwise; either way the window ends with
+// the final text and one space.
+TEST_F(DictationEndToEnd, ThePreferenceDecidesWhetherDictationIsWrittenAsSentences) {
+    for (const bool sentences : {true, false}) {
+        SCOPED_TRACE(sentences);
+        core::Prefs(home.configDir() + "/Pelix.conf").setSentenceText(sentences);
+        target.clear();
+        const QString typed = dictate();
+        ASSERT_FALSE(typed.isEmpty()) << pelix->err().constData();
+        EXPECT_EQ(typed[0].isUpper(), sentences) << typed.toStdString();
+        EXPECT_EQ(typed.endsWith(". "), sentences) << typed.toStdString();
+        EXPECT_TRUE(typed.endsWith(' ') && !typed.endsWith("  ")) << typed.toStdString();
+        EXPECT_LE(wordErrorRate(typed), 0.2) << typed.toStdString();
+        pelix.reset();
+    }
+}
+
 TEST_F(DictationEndToEnd, EscapeDuringDictationLeavesTheWindowEmpty) {
     ASSERT_NO_FATAL_FAILURE(launchAndHoldCtrl());
     speak();

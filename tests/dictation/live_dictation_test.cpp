@@ -81,6 +81,59 @@ TEST_F(LiveDictationTest, CompletionLeavesTheFinalTextAndOneSpace) {
     }
 }
 
+// The most characters erased at once in `log`.
+int mostErased(const QStringList& log) {
+    int most = 0;
+    for (const QString& line : log) {
+        if (line.startsWith("backspace")) {
+            most = std::max(most, line == "backspace" ? 1 : line.mid(10).toInt());
+        }
+    }
+    return most;
+}
+
+// From the last partial text to the end: the live text stands at once when the sound has ended,
+// written as sentences when asked, and the final text changes only what differs, never the whole
+// dictation for a capital.
+TEST_F(LiveDictationTest, TheLiveTextStandsAtOnceAndTheFinalOneChangesOnlyWhatDiffers) {
+    struct Case {
+        bool sentences;
+        QString partial, standing, final;
+        QString afterStanding;  // the window before any time passes
+        QString screen;         // and at the end
+        int mostErased;
+    } cases[] = {
+        // The accurate pass agrees: only the trailing space comes.
+        {true, "hello world i think", "hello world i think so", "hello world i think so",
+         "Hello world I think so.", "Hello world I think so. ", 0},
+        // It hears more: the full stop goes, the rest is typed after it.
+        {true, "hello there", "hello there", "hello there friend", "Hello there.",
+         "Hello there friend. ", 1},
+        // A server's punctuated text in another case: the first letter stays as typed.
+        {true, "so i went", "so i went", "so, I went home.", "So I went.", "So, I went home. ", 8},
+        {false, "hello there", "hello there", "Hello there, friend.", "hello there",
+         "hello there, friend. ", 0},
+        // Written as heard when the preference is off.
+        {false, "i think", "i think so", "i think so", "i think so", "i think so ", 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.final.toStdString());
+        typist.log.clear();
+        live.sentences = c.sentences;
+        startTyping();
+        recognizer.partial(c.partial);
+        time.advance(0.2);
+        stop();
+        recognizer.partial(c.standing);  // a late partial still waits for the debounce
+        recognizer.standing(c.standing);
+        EXPECT_EQ(typist.screen(), c.afterStanding);
+        recognizer.final(c.final);
+        time.advance(3);
+        EXPECT_EQ(typist.screen(), c.screen);
+        EXPECT_EQ(mostErased(typist.log), c.mostErased) << typist.log.join(" | ").toStdString();
+    }
+}
+
 TEST_F(LiveDictationTest, StopEndsTheAudioAndCompletesOnce) {
     startTyping();
     recognizer.partial("one two");

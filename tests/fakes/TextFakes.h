@@ -66,6 +66,7 @@ public:
 
     void partial(const QString& text) { updates({text, false, std::nullopt}); }
     void final(const QString& text) { updates({text, true, std::nullopt}); }
+    void standing(const QString& text) { updates({text, false, std::nullopt, true}); }
     void error() { updates({std::nullopt, false, Error{"pelix", 9, "lost"}}); }
 };
 

@@ -142,5 +142,94 @@ TEST_F(LiveSession, CancelStopsEverything) {
     EXPECT_EQ(text.error().code, kSpeechCancelled);
 }
 
+// Feeds the whole recording in blocks of `block` samples.
+Status feedAll(SpeechSession& session, std::span<const int16_t> samples, size_t block,
+               const std::function<void(size_t)>& fed = {}) {
+    for (size_t at = 0; at < samples.size(); at += block) {
+        if (Status s = session.feed(samples.subspan(at, std::min(block, samples.size() - at)));
+            !s) {
+            return s;
+        }
+        if (fed) fed(at + block);
+    }
+    return {};
+}
+
+// Dictation's configuration: a partial text while the first sentence is still being spoken, the
+// text as heard live once the sound ends, then the accurate passes' text of the whole stream.
+TEST_F(LiveSession, LiveSessionsReportEarlyAndFinishWithTheAccuratePasses) {
+    struct Partial {
+        QString text;
+        double at;  // seconds of sound fed when it came
+    };
+    std::vector<Partial> partials;
+    QStringList heard;
+    double fedSeconds = 0;
+    SessionOptions options;
+    options.partials = true;
+    options.live = true;
+    SessionEvents events;
+    events.partial = [&](const QString& t) { partials.push_back({t, fedSeconds}); };
+    events.heard = [&](const QString& t) { heard << t; };
+    auto session = engine_.start("en-US", options, events);
+    ASSERT_TRUE(session) << session.error().message.toStdString();
+    // Ten-millisecond blocks, as the microphone hands them over.
+    ASSERT_TRUE(feedAll(**session, samples_, 160,
+                        [&](size_t fed) { fedSeconds = double(fed) / kSpeechSampleRate; }));
+    const Result<QString> text = (*session)->finish();
+    ASSERT_TRUE(text) << text.error().message.toStdString();
+
+    ASSERT_FALSE(partials.empty());
+    EXPECT_LT(partials.front().at, sentences_[1].placedAt)
+        << "the first words are reported while the first sentence is spoken";
+    ASSERT_EQ(heard.size(), 1);
+    EXPECT_EQ(heard[0], partials.back().text) << "the live text is the last partial one";
+    const QStringList spoken = testing::spokenWords(sentences_[0].text + " " + sentences_[1].text);
+    EXPECT_LE(testing::wordErrorRate(spoken, testing::spokenWords(*text)), 0.25)
+        << text->toStdString();
+    EXPECT_LE(testing::wordErrorRate(spoken, testing::spokenWords(heard[0])), 0.4)
+        << heard[0].toStdString();
+}
+
+// The live decoder is kept between sessions: the next session hears as the first did, with the
+// same word times, whatever the sessions before it heard or left unfinished.
+TEST_F(LiveSession, AKeptDecoderHearsTheNextStreamFromItsStart) {
+    SessionOptions options;
+    options.live = true;
+    const auto hear = [&](bool finishIt) {
+        QList<core::Word> words;
+        auto session = engine_.start("en-US", options,
+                                     {nullptr, [&](const SpeechResult& r) { words << r.words; }});
+        EXPECT_TRUE(session);
+        if (!session) return words;
+        const size_t half = samples_.size() / 2;
+        EXPECT_TRUE(
+            feedAll(**session, std::span(samples_).first(finishIt ? samples_.size() : half), 320));
+        if (finishIt) {
+            EXPECT_TRUE((*session)->finish());
+        }
+        return words;
+    };
+    const QList<core::Word> first = hear(true);
+    hear(false);  // dropped halfway through a sentence
+    engine_.prepare("en-US", options);
+    const QList<core::Word> again = hear(true);
+    ASSERT_GE(first.size(), 10);
+    ASSERT_GE(again.size(), 10);
+    // The decoder has adapted to the voice meanwhile, so a word may differ; the times stay where
+    // the first session put them.
+    EXPECT_NEAR(again.first().start, first.first().start, 0.3);
+    EXPECT_NEAR(again.last().end, first.last().end, 0.3);
+    const auto text = [](const QList<core::Word>& words) {
+        QStringList texts;
+        for (const core::Word& w : words) texts << w.text;
+        return texts.join(' ');
+    };
+    EXPECT_LE(testing::wordErrorRate(testing::spokenWords(text(first)),
+                                     testing::spokenWords(text(again))),
+              0.25)
+        << text(again).toStdString();
+}
+
 }  // namespace
 }  // namespace pelix::speech

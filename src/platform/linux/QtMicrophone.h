@@ -10,6 +10,7 @@ class QIODevice;
 namespace pelix::platform {
 
 // The desktop's default input through Qt Multimedia (PulseAudio or PipeWire's Pulse server).
+// It asks for small fragments, so sound arrives a hundredth of a second at a time.
 class QtMicrophone final : public Microphone {
 public:
     QtMicrophone();
