@@ -7,6 +7,7 @@
 #include "service/TokenStore.h"
 #include "web/WebRules.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 
 using namespace pelix;
