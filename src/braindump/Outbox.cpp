@@ -195,7 +195,9 @@ void Outbox::fileNow() {
 void Outbox::discard() {
     const QStringList names = names_;
     retry_.reset();
-    for (const QString& name : names) outbox::remove(parts_.folder, name);
+    files_.run([folder = parts_.folder, names] {
+        for (const QString& name : names) outbox::remove(folder, name);
+    });
     core::logLine("outbox", QStringLiteral("discarded %1").arg(names.size()));
     setNames({});
 }
@@ -205,38 +207,40 @@ void Outbox::fileNext() {
     retry_.reset();
     const QString name = names_.first();
     inFlight_ = name;
-    files_.run([folder = parts_.folder, name] { return outbox::claim(folder, name); },
-               [this, name](const Result<QByteArray>& body) {
-                   if (!body) {
-                       // Gone (discarded) or unreadable: nothing more can be done with it.
-                       core::logLine("outbox", QStringLiteral("%1 unreadable").arg(name));
-                       outbox::remove(parts_.folder, name);
-                       inFlight_.reset();
-                       QStringList names = names_;
-                       names.removeAll(name);
-                       setNames(names);
-                       return fileNext();
-                   }
-                   core::logLine("outbox", QStringLiteral("filing %1").arg(name));
-                   QPointer<Outbox> self(this);
-                   parts_.api.post("braindump", *body, std::nullopt, kUploadTimeout,
-                                   [self, name](service::RawAnswer answer) {
-                                       if (self) self->answered(name, answer);
-                                   });
-               });
+    files_.run(
+        [folder = parts_.folder, name] { return outbox::claim(folder, name); },
+        [this, name](const Result<QByteArray>& body) {
+            if (!body) {
+                // Gone (discarded), or unreadable now: left for the next start.
+                core::logLine("outbox", QStringLiteral("%1 unreadable").arg(name));
+                files_.run([folder = parts_.folder, name] { outbox::release(folder, name); });
+                inFlight_.reset();
+                QStringList names = names_;
+                names.removeAll(name);
+                setNames(names);
+                return fileNext();
+            }
+            core::logLine("outbox", QStringLiteral("filing %1").arg(name));
+            QPointer<Outbox> self(this);
+            parts_.api.post("braindump", *body, std::nullopt, kUploadTimeout,
+                            [self, name](service::RawAnswer answer) {
+                                if (self) self->answered(name, answer);
+                            });
+        });
 }
 
 void Outbox::answered(const QString& name, const service::RawAnswer& answer) {
     inFlight_.reset();
     if (answer.noToken || answer.notAKey || outbox::unreached(answer)) {
         // It stays, for the next start, answer or timer. Without a key it waits for one.
-        outbox::release(parts_.folder, name);
+        files_.run([folder = parts_.folder, name] { outbox::release(folder, name); });
         core::logLine("outbox", QStringLiteral("%1 still waiting").arg(name));
         if (!answer.noToken && !answer.notAKey) notReached();
         return;
     }
-    // The backend answered it: filed, or refused for good. Either way it goes, first of all.
-    outbox::remove(parts_.folder, name);
+    // The backend answered it: filed, or refused for good. Either way it goes, before the next
+    // one is claimed (the worker is serial).
+    files_.run([folder = parts_.folder, name] { outbox::remove(folder, name); });
     QStringList names = names_;
     names.removeAll(name);
     setNames(names);

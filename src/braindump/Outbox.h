@@ -13,7 +13,8 @@
 //   then is the recording deleted: a crash part way leaves the recording where it was and no
 //   entry, never half an entry (the temporary file is cleared at the next start);
 // - filing first renames `<ms>.json` to `<ms>.json.sending`, sends it, and deletes it as the
-//   first thing once an answer is in; an answer that did not reach the account renames it back.
+//   (and syncs the folder) once an answer is in, before the next entry is claimed; an answer that
+//   did not reach the account renames it back.
 //   One entry is in flight at a time, so none is sent twice while Pelix runs. An entry found as
 //   `.sending` at start was in flight when Pelix ended: whether the backend got it is not known
 //   here, so it is filed again (a braindump is never lost; the repeat carries the same bytes).

@@ -178,7 +178,8 @@ TEST_F(TrayEndToEnd, BraindumpsThatCannotReachTheAccountWaitInTheMenuUntilSentOr
     EXPECT_EQ(sent[before].json["filename"].toString(), "pelix-earlier.m4a");
     EXPECT_TRUE(sent[before + 1].json["filename"].toString().startsWith("pelix-"));
     EXPECT_NE(sent[before + 1].json["filename"].toString(), "pelix-earlier.m4a");
-    EXPECT_TRUE(QDir(outbox).isEmpty(QDir::Files | QDir::Hidden));
+    EXPECT_TRUE(
+        testing::waitUntil([&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); }));
     ASSERT_TRUE(testing::waitUntil([&] { return !menuLabels(panel).contains("Send now"); }))
         << menuLabels(panel).join(", ").toStdString();
 
@@ -192,7 +193,8 @@ TEST_F(TrayEndToEnd, BraindumpsThatCannotReachTheAccountWaitInTheMenuUntilSentOr
     const int kept = backend.requests("braindump").size();
     ASSERT_TRUE(panel.click("Discard"));
     ASSERT_TRUE(pelix.saw("outbox: discarded 1")) << pelix.err().constData();
-    EXPECT_TRUE(QDir(outbox).isEmpty(QDir::Files | QDir::Hidden));
+    EXPECT_TRUE(
+        testing::waitUntil([&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); }));
     EXPECT_FALSE(menuLabels(panel).contains("Discard"));
     EXPECT_EQ(backend.requests("braindump").size(), kept);
     EXPECT_TRUE(pelix.running());

@@ -71,7 +71,8 @@ TEST_F(OutboxTest, WhatWaitsIsFiledOnceOldestFirstAndThenDeleted) {
     ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0 && !box.filing(); }));
     EXPECT_EQ(filedTags(), (QStringList{"first", "second", "third"}));
     EXPECT_EQ(lines, QStringList(3, core::sentences::kInPelix));
-    EXPECT_TRUE(files().isEmpty()) << files().join(' ').toStdString();
+    EXPECT_TRUE(testing::waitUntil([&] { return files().isEmpty(); }))
+        << files().join(' ').toStdString();
 }
 
 TEST_F(OutboxTest, EachAnswerEitherEndsTheEntryOrKeepsItForLater) {
@@ -107,10 +108,10 @@ TEST_F(OutboxTest, EachAnswerEitherEndsTheEntryOrKeepsItForLater) {
         ASSERT_TRUE(backend.waitFor("braindump", 1));
         ASSERT_TRUE(testing::waitUntil([&] { return !box.filing(); }));
         EXPECT_EQ(box.waiting(), c.waits ? 1 : 0);
-        EXPECT_EQ(files().size(), c.waits ? 1 : 0);
+        EXPECT_TRUE(testing::waitUntil([&] { return files().size() == (c.waits ? 1 : 0); }));
         EXPECT_EQ(lines, c.waits ? QStringList() : QStringList{c.line});
         box.discard();
-        EXPECT_TRUE(files().isEmpty());
+        EXPECT_TRUE(testing::waitUntil([&] { return files().isEmpty(); }));
     }
 }
 
@@ -158,7 +159,8 @@ TEST_F(OutboxTest, WhatACrashLeavesIsFiledOnceAndHalfWrittenEntriesAreNotFiledAt
     ASSERT_TRUE(backend.waitFor("braindump", 2));
     ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0 && !box.filing(); }));
     EXPECT_EQ(filedTags(), (QStringList{"in flight", "waiting"}));
-    EXPECT_EQ(files(), QStringList{"notes.txt"});
+    EXPECT_TRUE(testing::waitUntil([&] { return files() == QStringList{"notes.txt"}; }))
+        << files().join(' ').toStdString();
 }
 
 TEST_F(OutboxTest, WithoutAKeyEntriesWaitUntilOneIsStored) {
