@@ -17,7 +17,20 @@ AppRouter::AppRouter(AppParts parts, QObject* parent)
     : QObject(parent),
       parts_(std::move(parts)),
       panel_(parts_.api, parts_.clock),
-      braindumps_(parts_.api) {
+      outbox_(braindump::OutboxParts{
+          .api = parts_.api,
+          .prefs = parts_.prefs,
+          .clock = parts_.clock,
+          .timers = parts_.timers,
+          .folder = parts_.outboxFolder,
+      }),
+      braindumps_(parts_.api, &outbox_) {
+    // A braindump filed from the outbox says how it went like one filed at once.
+    connect(&outbox_, &braindump::Outbox::filed, this, [this](const QString& line) {
+        parts_.shell.show(line);
+        filed(line);
+        Q_EMIT uploaded(line);
+    });
     // The panel's microphone starts a braindump, or ends whatever recording runs.
     connect(&panel_, &panel::PanelModel::micTapped, this, [this] {
         if (recording_) {
@@ -191,7 +204,7 @@ void AppRouter::openLink(const QUrl& url) {
                 parts_.shell.show(core::sentences::kLinkWithoutKey);
                 return;
             }
-            storeToken(link->token);
+            replaceToken(link->token);
             return;
         case Link::Kind::voiceMemos:
             if (parts_.features) {
@@ -206,6 +219,26 @@ void AppRouter::openLink(const QUrl& url) {
             core::logLine("links", url.host() + " is not in this build");
             return;
     }
+}
+
+void AppRouter::replaceToken(const QString& token) {
+    // Any page or program can start a link: one that would put another account's key in place
+    // of the user's asks first.
+    const std::optional<QString> stored = parts_.tokens.read();
+    if (!stored || *stored == token) return storeToken(token);
+    const Prompt prompt{
+        .title = core::sentences::kReplaceKeyTitle,
+        .text = core::sentences::kReplaceKeyText,
+        .accept = core::sentences::kReplaceKey,
+        .reject = core::sentences::kKeepKey,
+        .other = {},
+    };
+    QPointer<AppRouter> self(this);
+    parts_.shell.ask(prompt, [self, token](PromptAnswer answer) {
+        if (!self) return;
+        if (answer == PromptAnswer::accept) return self->storeToken(token);
+        self->parts_.shell.show(core::sentences::kKeptKey);
+    });
 }
 
 void AppRouter::storeToken(const QString& token) {
@@ -267,6 +300,14 @@ void AppRouter::perform(MenuAction action) {
         case MenuAction::videoEditor:
         case MenuAction::openPelix:
             // Windows of the tray application, which opens and closes them.
+            break;
+        case MenuAction::outboxWaiting:
+            break;
+        case MenuAction::sendOutbox:
+            outbox_.fileNow();
+            break;
+        case MenuAction::discardOutbox:
+            outbox_.discard();
             break;
         case MenuAction::quit:
             QCoreApplication::quit();

@@ -5,8 +5,10 @@
 #include "app/Menu.h"
 #include "app/Shell.h"
 #include "braindump/Braindump.h"
+#include "braindump/Outbox.h"
 #include "braindump/Recorder.h"
 #include "core/Clock.h"
+#include "core/Paths.h"
 #include "core/Prefs.h"
 #include "core/Timers.h"
 #include "panel/PanelModel.h"
@@ -46,6 +48,8 @@ struct AppParts {
     AppFeatures* features = nullptr;
     // Starts (true) or stops the relay of prompts from the phone.
     std::function<void(bool)> switchRelay = [](bool) {};
+    // Where braindumps that could not reach the account wait.
+    QString outboxFolder = braindump::outbox::folderIn(core::paths::dataDir());
 };
 
 // The application's hub: reads the Alt tap and the Ctrl hold, begins, ends and drops
@@ -96,6 +100,8 @@ public:
     // starts and stops a braindump, and a stored key or a filed braindump refreshes its
     // insights.
     panel::PanelModel& panel() { return panel_; }
+    // Braindumps waiting to be filed; the tray starts it.
+    braindump::Outbox& outbox() { return outbox_; }
 
     static constexpr double kInsightsAfterBraindump = 2;
     static constexpr double kInsightsAfterConnect = 90;  // the fetch's time limit
@@ -108,6 +114,8 @@ Q_SIGNALS:
 
 private:
     void holdFired();
+    // A key from a "connect" link: stored, after asking when it would replace another.
+    void replaceToken(const QString& token);
     void storeToken(const QString& token);
     void recordingShown();
     void filed(const QString& line);
@@ -119,6 +127,7 @@ private:
     std::unique_ptr<core::PendingTimer> maxTimer_;
     std::unique_ptr<core::PendingTimer> insightsTimer_;
     panel::PanelModel panel_;
+    braindump::Outbox outbox_;
     braindump::BraindumpSender braindumps_;
     bool recording_ = false;
     bool fileIt_ = true;

@@ -20,6 +20,16 @@ namespace pelix::app {
 int runApplication(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
+    // A link is handed to the running Pelix as one line: one with a line break in it would
+    // arrive cut short, its key cut at the break.
+    for (int i = 1; i < argc; ++i) {
+        const QString word = QString::fromLocal8Bit(argv[i]);
+        if (word.startsWith(QStringLiteral("pelix-mac:"), Qt::CaseInsensitive) &&
+            !platform::SingleInstance::isOneLine(word)) {
+            core::console::err(core::sentences::kLinkNotOneLine);
+            return 1;
+        }
+    }
     core::SystemClock clock;
     const std::unique_ptr<platform::Desktop> desktop =
         platform::makeDesktop({.clock = clock, .cacheDir = core::paths::cacheDir()});

@@ -16,6 +16,12 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
     section(kRecordingSection);
     items.append({core::sentences::kTeachTap, MenuAction::teachTap, false, false, false});
     items.append({core::sentences::kTeachHold, MenuAction::teachHold, false, false, false});
+    if (facts.outboxWaiting > 0) {
+        items.append({core::sentences::braindumpsWaiting(facts.outboxWaiting),
+                      MenuAction::outboxWaiting, false, false, false});
+        items.append({core::sentences::kSendNow, MenuAction::sendOutbox});
+        items.append({core::sentences::kDiscard, MenuAction::discardOutbox});
+    }
     items.append({"Type into the app I'm in", MenuAction::toggleInsert, true, facts.insertIntoApp});
     items.append(
         {facts.speechServer ? "Speech: transcription server…" : "Speech: on this computer…",

@@ -27,6 +27,7 @@ struct DesktopFacts {
     bool recordingsReadable = true;  // not closed: readable, or the default not made yet
     bool relay = true;          // "relay.enabled": prompts from the phone go into chat assistants
     bool speechServer = false;  // "speech.server" names a transcription server
+    int outboxWaiting = 0;      // braindumps waiting in the outbox
 };
 
 enum class MenuAction {
@@ -35,6 +36,10 @@ enum class MenuAction {
     keysOff,
     teachTap,
     teachHold,
+    // The number of braindumps waiting, not an action; then what to do with them.
+    outboxWaiting,
+    sendOutbox,
+    discardOutbox,
     openPelix,
     toggleBadge,
     toggleInsert,

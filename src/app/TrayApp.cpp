@@ -143,6 +143,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
     facts.recordingsReadable = features_->recordingsReadable();
     facts.relay = context_.prefs().relay();
     facts.speechServer = !speech_.stored().server.trimmed().isEmpty();
+    facts.outboxWaiting = router_->outbox().waiting();
     if (devices) {
         const platform::Probes probes = desktop_.probe();
         facts.keysSeen = probes.keysSeen;
@@ -221,6 +222,11 @@ void TrayApp::start() {
     }
     features_->start();
     if (context_.prefs().relay()) relay_->start();
+    // Braindumps kept when the account could not be reached go first thing.
+    // Queued: "Discard" changes the count from inside the menu item it removes.
+    connect(&router_->outbox(), &braindump::Outbox::changed, this, &TrayApp::rebuildMenu,
+            Qt::QueuedConnection);
+    router_->outbox().start();
 }
 
 void TrayApp::togglePanel(const QRect& anchor) {

@@ -1,5 +1,7 @@
 #include "braindump/Braindump.h"
 
+#include "braindump/Outbox.h"
+
 #include "core/Json.h"
 #include "core/Log.h"
 #include "core/Sentences.h"
@@ -37,8 +39,8 @@ QString uploadLine(const service::RawAnswer& answer) {
     return core::sentences::pelixAnswered(answer.status);
 }
 
-BraindumpSender::BraindumpSender(service::Api& api, QObject* parent)
-    : QObject(parent), api_(api), worker_(this) {}
+BraindumpSender::BraindumpSender(service::Api& api, Outbox* outbox, QObject* parent)
+    : QObject(parent), api_(api), outbox_(outbox), worker_(this) {}
 
 void BraindumpSender::send(const QString& path, double seconds,
                            std::function<void(Result<QString>)> done) {
@@ -54,11 +56,21 @@ void BraindumpSender::send(const QString& path, double seconds,
                                        .arg(QFileInfo(path).fileName())
                                        .arg(seconds, 0, 'f', 1));
         QPointer<BraindumpSender> self(this);
+        QPointer<Outbox> outbox(outbox_);
         api_.post("braindump", *body, std::nullopt, braindump::kUploadTimeout,
-                  [self, path, done = std::move(done)](service::RawAnswer answer) {
-                      QFile::remove(path);
+                  [self, outbox, path, sent = *body,
+                   done = std::move(done)](service::RawAnswer answer) mutable {
                       const QString line = uploadLine(answer);
-                      if (self) done(line);
+                      if (!outbox || !outbox->enabled() || !outbox::unreached(answer)) {
+                          QFile::remove(path);
+                          if (self) done(line);
+                          return;
+                      }
+                      // The recording goes only once its words are safely in the outbox.
+                      outbox->keep(sent, [self, path, line, done = std::move(done)](Status kept) {
+                          QFile::remove(path);
+                          if (self) done(kept ? QString(core::sentences::kSavedForLater) : line);
+                      });
                   });
     });
 }

@@ -519,6 +519,10 @@ QString couldntStartMicrophone(const QString& why) {
     return "Couldn't start the microphone: " + why;
 }
 
+QString braindumpsWaiting(int count) {
+    return counted(count, u"braindump") + QStringLiteral(" waiting");
+}
+
 // ---- The video editor
 
 QString popUpChip(const QString& keyword) {

@@ -317,6 +317,12 @@ inline constexpr auto kSetTokenFirst = "Set your Pelix token first: tray icon â†
 inline constexpr auto kTooShort = "Too short. Tap Alt, talk, then tap Alt again.";
 inline constexpr auto kRecordingUnreadable = "Couldn't read the recording.";
 inline constexpr auto kDropped = "Dropped that one.";
+// A braindump that could not reach the account waits in the outbox.
+inline constexpr auto kSavedForLater = "Saved; Pelix will file it when it can reach your account.";
+inline constexpr auto kSendNow = "Send now";
+inline constexpr auto kDiscard = "Discard";
+// The tray menu's line over "Send now" and "Discard": "2 braindumps waiting".
+QString braindumpsWaiting(int count);
 QString couldntStartMicrophone(const QString& why);
 
 // ---- The video editor: its window and `pelix --edit` --------------------------------------------
@@ -404,6 +410,20 @@ inline constexpr auto kVoiceMemosTip =
     "transcribed here and filed in Pelix by itself.";
 inline constexpr auto kConnected = "Connected. Tap Alt anywhere and talk.";
 inline constexpr auto kLinkWithoutKey = "That link did not carry a Pelix key.";
+// A "pelix-mac:" link given on the command line with a line break or another control character.
+// Opening at login, for a program whose path holds a control character.
+inline constexpr auto kProgramPathUnwritable =
+    "Pelix's path has a control character in it, which a login entry cannot hold.";
+inline constexpr auto kLinkNotOneLine =
+    "That link has a line break or another control character in it, so Pelix did not open it.";
+// A "connect" link whose key would replace the one stored.
+inline constexpr auto kReplaceKeyTitle = "Use the key from this link?";
+inline constexpr auto kReplaceKeyText =
+    "The link carries another Pelix key than the one Pelix has now. Use it only if you just signed "
+    "in from the web app.";
+inline constexpr auto kReplaceKey = "Use the new key";
+inline constexpr auto kKeepKey = "Keep the key I have";
+inline constexpr auto kKeptKey = "Kept the key Pelix had.";
 inline constexpr auto kPasteTheKey =
     "Paste the key from the Pelix sign-in page (it begins pelix_):";
 inline constexpr auto kSignInTitle = "Sign in to Pelix";

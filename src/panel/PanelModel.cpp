@@ -83,12 +83,13 @@ void PanelModel::ask(const QString& text, int bubble) {
 void PanelModel::tell(const QString& text, int bubble) {
     QPointer<PanelModel> self(this);
     api_.tell(text, QStringLiteral("typed"), kTellTimeout,
-              [self, bubble](Result<service::Filed> filed) {
+              [self, bubble, text](Result<service::Filed> filed) {
                   if (!self) return;
                   self->setBubbleText(bubble, filed ? QString(core::sentences::kInPelix)
                                                     : service::Api::describe(filed.error()));
                   self->setPending(false);
-                  if (filed) self->refreshInsights(true);
+                  if (filed) return self->refreshInsights(true);
+                  if (service::Api::isTransport(filed.error())) Q_EMIT self->untold(text);
               });
 }
 

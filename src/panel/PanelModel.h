@@ -88,6 +88,8 @@ Q_SIGNALS:
     void insightsLoaded(bool ok);
     void micTapped();
     void recordingChanged(bool recording);
+    // A Tell could not reach the backend: `text` was not filed, and goes back where it was typed.
+    void untold(const QString& text);
 
 private:
     void setPending(bool pending);

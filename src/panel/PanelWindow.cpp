@@ -566,6 +566,10 @@ PanelWindow::PanelWindow(PanelModel& model, QWidget* parent)
     connect(&model_, &PanelModel::insightsChanged, this, &PanelWindow::showInsights);
     connect(&model_, &PanelModel::modeChanged, this, &PanelWindow::showMode);
     connect(&model_, &PanelModel::pendingChanged, this, &PanelWindow::showPending);
+    // What could not be told is put back for another try, unless something new is typed there.
+    connect(&model_, &PanelModel::untold, this, [this](const QString& text) {
+        if (input_->text().trimmed().isEmpty()) input_->setText(text);
+    });
 }
 
 PanelWindow::~PanelWindow() = default;

@@ -12,6 +12,13 @@ class SingleInstance : public QObject {
 public:
     using QObject::QObject;
 
+    // The longest message handed over, in bytes, and how long a later process has to send it.
+    static constexpr int kMessageLimit = 16 * 1024;
+    static constexpr int kMessageTimeoutMs = 30'000;
+    // Whether `message` can be handed over: one line, with no control character, and not
+    // longer than the limit.
+    static bool isOneLine(const QString& message);
+
     // Hands `message` to a running instance; false when none answers within `timeoutMs`.
     virtual bool sendToRunning(const QString& message, int timeoutMs = 1000) = 0;
     // Starts answering; false when another instance is already listening or the address can't

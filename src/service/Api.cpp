@@ -171,7 +171,7 @@ HttpExchange::Request Api::frame(const QString& name, const QString& token,
 void Api::exchange(HttpExchange::Request request, RawDone done) {
     auto* exchange = new HttpExchange(
         std::move(request),
-        [done = std::move(done)](HttpExchange::Answer answer) {
+        [this, done = std::move(done)](HttpExchange::Answer answer) {
             RawAnswer raw;
             if (answer.failure) {
                 raw.transport = std::move(answer.failure);
@@ -179,7 +179,9 @@ void Api::exchange(HttpExchange::Request request, RawDone done) {
                 raw.status = answer.status;
                 raw.body = std::move(answer.body);
             }
+            const bool reachedIt = raw.status >= 200 && raw.status < 300;
             done(std::move(raw));
+            if (reachedIt) Q_EMIT reached();
         },
         this);
     exchange->start();

@@ -132,6 +132,11 @@ public:
     QUrl functionUrl(const QString& name) const;
     const TokenStore& tokens() const { return tokens_; }
 
+Q_SIGNALS:
+    // A request got an answer of the 2xx kind: the backend can be reached again. After that
+    // request's `done`.
+    void reached();
+
 private:
     HttpExchange::Request frame(const QString& name, const QString& token,
                                 double timeoutSeconds) const;

@@ -52,18 +52,18 @@ bool isGoogleSignIn(const QUrl& url, const WebPlaces& places) {
            QUrlQuery(url).queryItemValue("provider", QUrl::FullyDecoded) == "google";
 }
 
-Navigation navigation(const QUrl& url, bool clicked, const WebPlaces& places) {
+Navigation navigation(const QUrl& url, bool fromWebApp, const WebPlaces& places) {
     if (url.isEmpty()) return Navigation::allow;
     const QString scheme = schemeOf(url);
-    if (scheme == "pelix-mac") return Navigation::macLink;
+    if (scheme == "pelix-mac") return fromWebApp ? Navigation::macLink : Navigation::refuse;
     static const QStringList web{"http", "https", "about", "blob", "data"};
-    if (!web.contains(scheme)) return Navigation::desktop;
+    if (!web.contains(scheme)) return fromWebApp ? Navigation::desktop : Navigation::refuse;
     if (isGoogleSignIn(url, places)) return Navigation::signIn;
     const QString host = url.host().toLower();
     if (host == places.host() || onDomain(host, places.backendDomain)) return Navigation::allow;
     // about:, blob: and data: pages have no host of their own; they stay in the window.
     if (scheme != "http" && scheme != "https") return Navigation::allow;
-    return clicked ? Navigation::browser : Navigation::allow;
+    return Navigation::browser;
 }
 
 bool acceptsRelayMessage(const QUrl& pageUrl, bool mainFrame, const WebPlaces& places) {

@@ -1,11 +1,14 @@
 #pragma once
 
 // The web window's rules, pure and on the program's side of the engine. A navigation is decided in
-// this order: no address is allowed; the scheme "pelix-mac" goes to the link handler; a scheme
-// other than http, https, about, blob and data to the desktop's handler; a Google sign-in to
-// sign-in in the browser; the web app's host, or a host equal to or under the backend's domain, is
-// allowed; about, blob and data pages are allowed; another host opens in the default browser when
-// it was clicked and is allowed otherwise (a frame's own load). Relay messages count only from the
+// this order: no address is allowed; the scheme "pelix-mac" goes to the link handler and a scheme
+// other than http, https, about, blob and data to the desktop's handler, both only when asked by
+// the main frame of an https page of the web app, and are refused otherwise (a frame or a new
+// window cannot hand the application a key); a Google sign-in to sign-in in the browser; the web
+// app's host, or a host equal to or under the backend's domain, is allowed; about, blob and data
+// pages are allowed; another host opens in the default browser, however the navigation came
+// about (a click, a script, a redirect). A frame's own loads that were not clicked are not asked
+// about at all. Relay messages count only from the
 // main frame of an https page of the web app's host, and carry a user and, at most, a Pelix key
 // (what the service client sends): anything else is answered "off".
 
@@ -47,10 +50,12 @@ enum class Navigation {
     desktop,  // cancel; the desktop's handler for the scheme opens it
     signIn,   // cancel; sign-in runs in the default browser
     browser,  // cancel; the default browser opens it
+    refuse,   // cancel, and nothing else
 };
 
-// The decision for a navigation to `url`; `clicked` when the user clicked a link to it.
-Navigation navigation(const QUrl& url, bool clicked, const WebPlaces& places);
+// The decision for a navigation to `url`; `fromWebApp` when the main frame of a page of the web app
+// (`acceptsRelayMessage`) asked for it.
+Navigation navigation(const QUrl& url, bool fromWebApp, const WebPlaces& places);
 
 // Whether `url` starts a Google sign-in: Google's accounts host, or the backend's authorize
 // address with the provider "google".

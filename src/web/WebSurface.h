@@ -18,12 +18,13 @@ namespace pelix::web {
 
 // What a web surface asks of its owner. Every call comes on the main thread.
 struct WebSurfaceHooks {
-    // Whether a navigation of the main frame to `url` goes ahead in the surface; `clicked` when
-    // the user clicked a link to it. The owner acts on the ones it cancels.
-    std::function<bool(const QUrl& url, bool clicked)> navigate;
+    // Whether a navigation to `url` goes ahead in the surface: every one of the main frame
+    // (`mainFrame`), redirects included, and the clicked links of other frames. The owner acts
+    // on the ones it cancels.
+    std::function<bool(const QUrl& url, bool mainFrame)> navigate;
     // The page opened a new window for `url` (a link with a target, window.open); the owner
     // decides where it goes.
-    std::function<void(const QUrl& url, bool clicked)> newWindow;
+    std::function<void(const QUrl& url)> newWindow;
     // A message to the relay bridge from `pageUrl` (`mainFrame` is false for sub-frames);
     // `reply` answers it at most once. The owner ignores (never replies to) messages it does not
     // accept.

@@ -66,11 +66,12 @@ WebSurfaceHooks WebWindow::hooks() {
     QPointer<WebWindow> self(this);
     return WebSurfaceHooks{
         .navigate = [self](const QUrl& url,
-                           bool clicked) { return !self || self->navigate(url, clicked); },
+                           bool mainFrame) { return !self || self->navigate(url, mainFrame); },
         .newWindow =
-            [self](const QUrl& url, bool clicked) {
-                // A page's new window stays in this one, unless the rules send it elsewhere.
-                if (self && self->navigate(url, clicked)) self->surface_->load(url);
+            [self](const QUrl& url) {
+                // A page's new window stays in this one, unless the rules send it elsewhere. Which
+                // frame opened it is not known: it hands nothing to the application's handlers.
+                if (self && self->navigate(url, false)) self->surface_->load(url);
             },
         .relayMessage =
             [self](const QUrl& page, bool mainFrame, const QJsonValue& body,
@@ -146,10 +147,15 @@ void WebWindow::loadWithin(const QUrl& url, double seconds) {
     });
 }
 
-bool WebWindow::navigate(const QUrl& url, bool clicked) {
-    switch (navigation(url, clicked, parts_.places)) {
+bool WebWindow::navigate(const QUrl& url, bool mainFrame) {
+    const bool fromWebApp = acceptsRelayMessage(surface_->url(), mainFrame, parts_.places);
+    switch (navigation(url, fromWebApp, parts_.places)) {
         case Navigation::allow:
             return true;
+        case Navigation::refuse:
+            core::logLine("web", "a link from outside the web app's page was not followed: " +
+                                     url.scheme() + ':');
+            return false;
         case Navigation::macLink:
             if (parts_.onMacLink) parts_.onMacLink(url);
             return false;

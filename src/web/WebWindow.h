@@ -84,7 +84,7 @@ private:
     WebSurfaceHooks hooks();
     void attach(std::unique_ptr<WebSurface> surface);
 
-    bool navigate(const QUrl& url, bool clicked);
+    bool navigate(const QUrl& url, bool mainFrame);
     void startSignIn();
     void openOutside(const QUrl& url);
     void relayMessage(const QUrl& page, bool mainFrame, const QJsonValue& body,

@@ -254,6 +254,40 @@ TEST_F(AppRouterTest, LinksConnectOnlyWithAPelixKey) {
     EXPECT_EQ(keys, (QStringList{"Bearer pelix_caps", "Bearer pelix_new"}));
 }
 
+// A link may come from any page or program: one that would replace the stored key asks first.
+TEST_F(AppRouterTest, AConnectLinkAsksBeforeReplacingTheKeyItFinds) {
+    const struct {
+        const char* what;
+        std::optional<QString> before;
+        std::optional<PromptAnswer> answer;  // none: no question
+        QString after;
+        QString line;
+    } cases[] = {
+        {"signed out", std::nullopt, std::nullopt, "pelix_new", core::sentences::kConnected},
+        {"the same key", "pelix_new", std::nullopt, "pelix_new", core::sentences::kConnected},
+        {"another key, replaced", "pelix_old", PromptAnswer::accept, "pelix_new",
+         core::sentences::kConnected},
+        {"another key, kept", "pelix_old", PromptAnswer::reject, "pelix_old",
+         core::sentences::kKeptKey},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        signOut();
+        if (c.before) tokens.write(*c.before);
+        shell.lines.clear();
+        shell.prompts.clear();
+        app().openLink(QUrl("pelix-mac://connect?token=pelix_new"));
+        ASSERT_EQ(shell.prompts.size(), c.answer ? 1u : 0u);
+        if (c.answer) {
+            EXPECT_EQ(shell.prompts[0].title, core::sentences::kReplaceKeyTitle);
+            EXPECT_EQ(tokens.read(), c.before) << "nothing changes before the answer";
+            shell.answerPrompt(*c.answer);
+        }
+        EXPECT_EQ(tokens.read(), c.after);
+        EXPECT_EQ(shell.lines.join(""), c.line);
+    }
+}
+
 TEST_F(AppRouterTest, ThePanelsMicrophoneFilesABraindumpWhoseLineJoinsTheConversation) {
     panel::PanelModel& panel = app().panel();
     panel.tapMic();

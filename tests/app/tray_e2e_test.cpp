@@ -1,6 +1,7 @@
 // The tray application end to end: a real `pelix` in the test session hears XTest key taps,
 // records the PulseAudio virtual microphone while flite speech plays into it, and files the
 // braindump into the loopback backend.
+#include "core/Sentences.h"
 #include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
 
@@ -96,6 +97,13 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
     EXPECT_TRUE(pelix.saw("hud: That link did not carry a Pelix key."));
     EXPECT_FALSE(tokens.read().has_value());
 
+    // A line break in a link would hand over the part before it: the whole link is refused.
+    const auto broken =
+        testing::runPelix({"pelix-mac://connect?token=pelix_cut\r\nX-More: x"}, {}, env, 10000);
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_TRUE(broken.err.contains(core::sentences::kLinkNotOneLine)) << broken.err.constData();
+    EXPECT_FALSE(tokens.read().has_value());
+
     const auto third = testing::runPelix({"pelix-mac://connect?token=pelix_test"}, {}, env, 10000);
     EXPECT_EQ(third.exitCode, 0) << third.err.constData();
     EXPECT_TRUE(pelix.saw("hud: Connected. Tap Alt anywhere and talk."));
@@ -120,6 +128,76 @@ TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
         keys.tap(key);
     ASSERT_TRUE(backend.waitFor("organize", 1)) << pelix.err().constData();
     EXPECT_EQ(sent("organize")[0].value("text").toString(), "hi there");
+}
+
+// The labels of the tray menu as the panel shows it.
+QStringList menuLabels(const testing::TrayHost& panel) {
+    QStringList labels;
+    for (const testing::TrayMenuEntry& entry :
+         panel.menu().value_or(QList<testing::TrayMenuEntry>{}))
+        labels << entry.label;
+    return labels;
+}
+
+TEST_F(TrayEndToEnd, BraindumpsThatCannotReachTheAccountWaitInTheMenuUntilSentOrDiscarded) {
+    testing::TrayHost panel;
+    ASSERT_TRUE(panel.ok()) << "Could not take the StatusNotifierWatcher name on the session bus.";
+    // One kept by an earlier run; a gateway that cannot reach the backend behind it.
+    const QString outbox = home.dataDir() + "/outbox";
+    QDir().mkpath(outbox);
+    testing::writeFile(outbox, "1790000000000.json",
+                       R"({"filename":"pelix-earlier.m4a","audio_base64":"AAAA"})");
+    const fakes::Reply down = fakes::Reply::text("<html>502 Bad Gateway</html>", 502);
+    backend.answer("braindump", down);
+    backend.answer("insights", down);
+    testing::PelixProcess pelix(env);
+    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
+    ASSERT_TRUE(testing::waitUntil([&] { return !panel.items().isEmpty(); }))
+        << pelix.err().constData();
+    // Tried at start, still waiting.
+    ASSERT_TRUE(pelix.saw("outbox: 1790000000000 still waiting")) << pelix.err().constData();
+
+    record(1.2);
+    ASSERT_TRUE(pelix.saw("hud: Saved; Pelix will file it when it can reach your account."))
+        << pelix.err().constData();
+    EXPECT_TRUE(recordings().isEmpty()) << recordings().join(' ').toStdString();
+    const auto waits = [&](const QString& line) {
+        return testing::waitUntil([&] { return menuLabels(panel).contains(line); });
+    };
+    ASSERT_TRUE(waits("2 braindumps waiting")) << menuLabels(panel).join(", ").toStdString();
+
+    // "Send now" files both, oldest first, each once.
+    backend.answer("braindump", fakes::Reply::json({}));
+    const int before = backend.requests("braindump").size();
+    ASSERT_TRUE(panel.click("Send now"));
+    ASSERT_TRUE(backend.waitFor("braindump", before + 2)) << pelix.err().constData();
+    ASSERT_TRUE(testing::waitUntil([&] { return pelix.count("hud: In Pelix") == 2; }))
+        << pelix.err().constData();
+    const auto sent = backend.requests("braindump");
+    EXPECT_EQ(sent.size(), before + 2);
+    EXPECT_EQ(sent[before].json["filename"].toString(), "pelix-earlier.m4a");
+    EXPECT_TRUE(sent[before + 1].json["filename"].toString().startsWith("pelix-"));
+    EXPECT_NE(sent[before + 1].json["filename"].toString(), "pelix-earlier.m4a");
+    EXPECT_TRUE(
+        testing::waitUntil([&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); }));
+    ASSERT_TRUE(testing::waitUntil([&] { return !menuLabels(panel).contains("Send now"); }))
+        << menuLabels(panel).join(", ").toStdString();
+
+    // "Discard" drops what waits, and nothing more is sent.
+    backend.answer("braindump", down);
+    record(1.2);
+    ASSERT_TRUE(testing::waitUntil([&] {
+        return pelix.count("hud: Saved; Pelix will file it when it can reach your account.") == 2;
+    })) << pelix.err().constData();
+    ASSERT_TRUE(waits("1 braindump waiting")) << menuLabels(panel).join(", ").toStdString();
+    const int kept = backend.requests("braindump").size();
+    ASSERT_TRUE(panel.click("Discard"));
+    ASSERT_TRUE(pelix.saw("outbox: discarded 1")) << pelix.err().constData();
+    EXPECT_TRUE(
+        testing::waitUntil([&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); }));
+    EXPECT_FALSE(menuLabels(panel).contains("Discard"));
+    EXPECT_EQ(backend.requests("braindump").size(), kept);
+    EXPECT_TRUE(pelix.running());
 }
 
 TEST_F(TrayEndToEnd, OpenPelixInThePanelsMenuShowsTheWebWindowPaintedAndTheTrayLivesOn) {

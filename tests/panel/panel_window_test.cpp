@@ -58,6 +58,35 @@ TEST(PanelWindow, TypingSendingAndTheChipGoThroughTheModel) {
     EXPECT_EQ(taps, 1);
 }
 
+// A Tell that cannot reach the backend goes back into the field for another try; one the backend
+// answered, even with a refusal, does not, and neither does it over something typed meanwhile.
+TEST(PanelWindow, ATellThatCouldNotBeSentStaysInTheField) {
+    fakes::BackendRig rig;
+    rig.backend.answer("organize", fakes::Reply::json({{"error", "Too long."}}, 413));
+    service::Api nowhere(QUrl("http://127.0.0.1:1"), rig.tokens, &rig.network, &rig.clock);
+    const struct {
+        const char* what;
+        service::Api& api;
+        QString typedMeanwhile;
+        QString left;
+    } cases[] = {
+        {"unreachable", nowhere, {}, "the rent is paid"},
+        {"unreachable, something new typed", nowhere, "buy milk", "buy milk"},
+        {"refused", rig.api, {}, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        PanelModel model(c.api, rig.clock);
+        PanelWindow window(model);
+        window.input()->setText("the rent is paid");
+        Q_EMIT window.input()->returnPressed();
+        EXPECT_TRUE(window.input()->text().isEmpty());
+        window.input()->setText(c.typedMeanwhile);
+        ASSERT_TRUE(testing::waitUntil([&] { return !model.pending(); }, 15000));
+        EXPECT_EQ(window.input()->text(), c.left);
+    }
+}
+
 // How much of each insight card shows, as "shown/whole" heights: a card squeezed by the panel's
 // layout shows less than the height its text needs.
 // Runs the layout passes that changes have asked for.

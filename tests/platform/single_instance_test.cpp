@@ -5,6 +5,9 @@
 #include "support/TestSupport.h"
 
 #include <QLocalServer>
+#include <QLocalSocket>
+
+#include <gio/gdesktopappinfo.h>
 
 #include <cstring>
 
@@ -45,6 +48,46 @@ TEST_F(DesktopTest, SecondInstanceHandsOverItsLinkAndAThirdCannotListen) {
     EXPECT_TRUE(sent);
     EXPECT_TRUE(testing::waitUntil([&] { return !got.isEmpty(); }, 2000));
     EXPECT_EQ(got, QStringList{"pelix-mac://connect?token=pelix_x"});
+}
+
+// What a client of this user writes to the socket is one line of bounded length: a line break
+// inside a link does not hand over the part before it, and a line that never ends is dropped
+// once it passes the limit instead of filling memory. Messages after either still arrive.
+TEST_F(DesktopTest, TheSocketTakesOneBoundedLineAndNothingElse) {
+    const auto first = desktop->singleInstance(home.dataDir());
+    ASSERT_TRUE(first->listen());
+    QStringList got;
+    QObject::connect(first.get(), &SingleInstance::received, [&](const QString& m) { got << m; });
+    const auto write = [&](const QByteArray& bytes) {
+        QLocalSocket client;
+        client.connectToServer(first->address());
+        EXPECT_TRUE(client.waitForConnected(2000));
+        client.write(bytes);
+        // Dropped (or done with) by the running side: the connection ends.
+        return testing::waitUntil([&] { return client.state() == QLocalSocket::UnconnectedState; },
+                                  15000);
+    };
+    const struct {
+        const char* what;
+        QByteArray bytes;
+    } refused[] = {
+        {"CR LF", "pelix-mac://connect?token=pelix_cut\r\nX-Rest: of the key\n"},
+        {"a line feed", "pelix-mac://connect?token=pelix_cut\nmore\n"},
+        {"a carriage return", "pelix-mac://connect?token=pelix_cut\rmore\n"},
+        {"an escape", "pelix-mac://connect?token=pelix_cut\x1b]0;title\x07\n"},
+        {"endless", QByteArray(4 * 1024 * 1024, 'a')},
+    };
+    for (const auto& c : refused) {
+        SCOPED_TRACE(c.what);
+        EXPECT_TRUE(write(c.bytes));
+    }
+    EXPECT_TRUE(write("pelix-mac://connect?token=pelix_whole\n"));
+    ASSERT_TRUE(testing::waitUntil([&] { return !got.isEmpty(); }));
+    EXPECT_EQ(got, QStringList{"pelix-mac://connect?token=pelix_whole"});
+
+    EXPECT_FALSE(SingleInstance::isOneLine("pelix-mac://connect?token=pelix_a\nb"));
+    EXPECT_FALSE(SingleInstance::isOneLine(QString(SingleInstance::kMessageLimit + 1, 'a')));
+    EXPECT_TRUE(SingleInstance::isOneLine("pelix-mac://connect?token=pelix_a"));
 }
 
 TEST_F(DesktopTest, ASocketLeftByADeadProcessIsTakenOver) {
@@ -145,6 +188,42 @@ TEST_F(SocketFolder, HandsNothingToAnotherUsersProcess) {
     EXPECT_EQ(read(heard[0], buffer, sizeof buffer), 0) << "the other user received the link";
     close(heard[0]);
     close(ready[0]);
+}
+
+// Whatever the program's path holds, GLib (as the desktop's session manager reads the entry)
+// finds the program the entry names, and the Exec value follows the desktop entry rules.
+TEST_F(DesktopTest, AutostartEntryNamesTheProgramWhateverItsPathHolds) {
+    const struct {
+        const char* folder;
+        const char* exec;  // the Exec value for <home>/<folder>/pelix, after the home
+    } cases[] = {
+        {"plain dir", R"(/plain dir/pelix")"},         {R"(q"uote)", R"(/q\\"uote/pelix")"},
+        {R"(back\slash)", R"(/back\\\\slash/pelix")"}, {"cash$HOME", R"(/cash\\$HOME/pelix")"},
+        {"tick`id`", R"(/tick\\`id\\`/pelix")"},       {"per%cent%u", R"(/per%%cent%%u/pelix")"},
+        {"line\nbreak", R"(/line\nbreak/pelix")"},
+    };
+    Autostart& autostart = desktop->autostart();
+    const QString entry = home.path() + "/config/autostart/pelix.desktop";
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.folder);
+        const QString dir = home.path() + '/' + QString::fromUtf8(c.folder);
+        ASSERT_TRUE(QDir().mkpath(dir));
+        const QString program = testing::writeFile(dir, "pelix", "#!/bin/sh\n");
+        QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        ASSERT_TRUE(autostart.enable(program));
+        const QByteArray text = testing::readFile(entry);
+        EXPECT_TRUE(text.contains("\nExec=\"" + home.path().toUtf8() + c.exec + "\n"))
+            << text.constData();
+
+        // GLib reads the entry only when TryExec and the first argument of Exec, unquoted, are
+        // programs that are there. It looks for the first before expanding field codes, so it
+        // cannot find a program whose path has a '%' in it.
+        if (program.contains('%')) continue;
+        GDesktopAppInfo* info = g_desktop_app_info_new_from_filename(QFile::encodeName(entry));
+        EXPECT_TRUE(info) << "GLib could not read the entry:\n" << text.constData();
+        if (info) g_object_unref(info);
+    }
+    EXPECT_FALSE(autostart.enable("/opt/bell\a/pelix"));
 }
 
 TEST_F(DesktopTest, AutostartEntryIsWrittenReadAndRemoved) {

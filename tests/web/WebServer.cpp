@@ -56,6 +56,13 @@ void WebServer::serve(QTcpSocket* socket) {
         const QString target = line.size() > 1 ? QString::fromLatin1(line[1]) : QString();
         asked_ << target;
         const QString path = QUrl(target).path();
+        if (redirects_.contains(path)) {
+            socket->write("HTTP/1.1 302 Found\r\nLocation: " + redirects_.value(path).toUtf8() +
+                          "\r\nContent-Length: 0\r\nCache-Control: no-store\r\n"
+                          "Connection: close\r\n\r\n");
+            socket->disconnectFromHost();
+            return;
+        }
         const bool found = pages_.contains(path);
         const QByteArray body = found ? pages_.value(path) : QByteArray("not here");
         socket->write((found ? "HTTP/1.1 200 OK\r\n" : "HTTP/1.1 404 Not Found\r\n") +

@@ -24,6 +24,10 @@ public:
 
     // The page served at `path` (query ignored); other paths get 404.
     void page(const QString& path, const QByteArray& html) { pages_.insert(path, html); }
+    // `path` answers with a redirect (302) to `location`.
+    void redirect(const QString& path, const QString& location) {
+        redirects_.insert(path, location);
+    }
     // The paths asked for, with their query, oldest first.
     QStringList asked() const { return asked_; }
 
@@ -33,5 +37,6 @@ private:
     bool tls_;
     std::unique_ptr<QTcpServer> server_;
     QHash<QString, QByteArray> pages_;
+    QHash<QString, QString> redirects_;
     QStringList asked_;
 };

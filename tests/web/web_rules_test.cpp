@@ -14,18 +14,23 @@ WebPlaces places() {
     return p;
 }
 
-TEST(WebRules, NavigationFollowsTheSchemeTheHostAndTheClick) {
+// Where a navigation goes depends on its scheme and host, and for the application's own links
+// and the desktop's handlers, on who asked: only the web app's main frame reaches them.
+TEST(WebRules, NavigationFollowsTheSchemeTheHostAndWhoAsked) {
     struct Row {
         const char* url;
-        bool clicked;
+        bool fromWebApp;
         Navigation want;
     };
     const Row rows[] = {
         {"pelix-mac://editor", true, Navigation::macLink},
-        {"PELIX-MAC://voice-memos", false, Navigation::macLink},
+        {"PELIX-MAC://voice-memos", true, Navigation::macLink},
+        {"pelix-mac://connect?token=pelix_other", false, Navigation::refuse},
         {"mailto:me@example.com", true, Navigation::desktop},
-        {"tel:+4930123", false, Navigation::desktop},
-        {"file:///etc/passwd", false, Navigation::desktop},
+        {"tel:+4930123", true, Navigation::desktop},
+        {"file:///etc/passwd", true, Navigation::desktop},
+        {"mailto:me@example.com", false, Navigation::refuse},
+        {"steam://run/1", false, Navigation::refuse},
         {"https://accounts.google.com/o/oauth2/v2/auth?x=1", false, Navigation::signIn},
         {"https://pelix-api.test/auth/v1/authorize?provider=google", true, Navigation::signIn},
         {"https://eu.pelix-api.test/auth/v1/authorize?provider=google&x=y", false,
@@ -34,12 +39,13 @@ TEST(WebRules, NavigationFollowsTheSchemeTheHostAndTheClick) {
         {"https://pelix-api.test/auth/v1/authorize?provider=github", true, Navigation::allow},
         {"https://pelix-api.test/auth/v1/token?provider=google", true, Navigation::allow},
         {"https://app.pelix.test/notes", true, Navigation::allow},
-        {"https://APP.pelix.test:8443/", true, Navigation::allow},
+        {"https://APP.pelix.test:8443/", false, Navigation::allow},
         {"https://storage.pelix-api.test/x.png", true, Navigation::allow},
         // A host that merely ends with the domain's letters is another site.
         {"https://evilpelix-api.test/", true, Navigation::browser},
         {"https://example.com/article", true, Navigation::browser},
-        {"https://example.com/after-redirect", false, Navigation::allow},
+        // However it came about: a redirect or a script ends in the browser too.
+        {"https://example.com/after-redirect", false, Navigation::browser},
         {"http://example.com/", true, Navigation::browser},
         {"about:blank", true, Navigation::allow},
         {"data:text/html,hi", false, Navigation::allow},
@@ -47,8 +53,8 @@ TEST(WebRules, NavigationFollowsTheSchemeTheHostAndTheClick) {
         {"", true, Navigation::allow},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(navigation(QUrl(row.url), row.clicked, places()), row.want)
-            << row.url << (row.clicked ? " clicked" : "");
+        EXPECT_EQ(navigation(QUrl(row.url), row.fromWebApp, places()), row.want)
+            << row.url << (row.fromWebApp ? " from the web app" : " from elsewhere");
     }
 }
 

@@ -153,6 +153,55 @@ TEST_F(WebWindowTest, LinksToOtherSitesAndOtherSchemesLeaveTheWindow) {
     EXPECT_EQ(s.macLinks[0], QUrl("pelix-mac://voice-memos"));
 }
 
+// A link of the web app's own host that redirects to another site: the other site opens in the
+// browser, not in the window.
+TEST_F(WebWindowTest, ARedirectToAnotherSiteLeavesTheWindow) {
+    const QUrl elsewhere(QStringLiteral("http://localhost:%1/").arg(s.http->port()));
+    s.https->redirect("/hop", elsewhere.toString());
+    s.https->page("/hopping",
+                  R"(<!doctype html><title>hopping</title><a id="hop" href="/hop">hop</a>)");
+    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/hopping"), "hopping"));
+    s.apps.opened.clear();
+    run("document.getElementById('hop').click(); 'clicked'");
+    ASSERT_TRUE(waitUntil([&] { return !s.apps.opened.isEmpty(); }))
+        << "the window went to " << window().surface().url().toString().toStdString();
+    EXPECT_EQ(s.apps.opened, QList<QUrl>{elsewhere});
+    EXPECT_NE(window().surface().url().host(), "localhost");
+}
+
+// A real click on a link to the application or the desktop inside a frame of another site hands
+// nothing over; the page's own link still does.
+TEST_F(WebWindowTest, LinksInAnotherSitesFrameReachNoHandler) {
+    const QByteArray links = R"html(<!doctype html>
+<style>body{margin:0} a{position:absolute;top:0;width:120px;height:40px;display:block}</style>
+<a id="key" style="left:0" href="pelix-mac://connect?token=pelix_planted"
+   onclick="parent.postMessage('clicked key', '*')">key</a>
+<a id="mail" style="left:140px" href="mailto:someone@example.com"
+   onclick="parent.postMessage('clicked mail', '*')">mail</a>
+<script>parent.postMessage('ready', '*')</script>)html";
+    const QString framed = R"html(<!doctype html><title>framed</title>
+<style>body{margin:0} #mac{position:absolute;left:0;top:0;width:120px;height:40px}
+iframe{position:absolute;left:0;top:100px;width:400px;height:100px;border:0}</style>
+<a id="mac" href="pelix-mac://voice-memos">memos</a>
+<script>window.addEventListener('message', function (e) { window.__frame = e.data; });</script>
+<iframe src="http://localhost:%1/links"></iframe>)html";
+    s.http->page("/links", links);
+    s.https->page("/framed", framed.arg(s.http->port()).toUtf8());
+    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/framed"), "framed"));
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__frame)") == "ready"; }));
+    s.apps.opened.clear();
+    s.macLinks.clear();
+    click(QPoint(10, 110));
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__frame)") == "clicked key"; }));
+    click(QPoint(150, 110));
+    ASSERT_TRUE(waitUntil([&] { return run("String(window.__frame)") == "clicked mail"; }));
+    // The page's own link comes after the frame's clicks, so they have been decided by then.
+    click(QPoint(10, 10));
+    ASSERT_TRUE(waitUntil([&] { return !s.macLinks.isEmpty(); }));
+    EXPECT_EQ(s.macLinks, QList<QUrl>{QUrl("pelix-mac://voice-memos")});
+    EXPECT_TRUE(s.apps.opened.isEmpty()) << s.apps.opened.value(0).toString().toStdString();
+}
+
 TEST_F(WebWindowTest, AnUnreachablePageShowsTheOfflinePageWhoseTryAgainReloadsIt) {
     // A port nobody listens on, until the test starts a server there.
     quint16 port = 0;

@@ -8,7 +8,9 @@
 #include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QTimer>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <sys/socket.h>
@@ -65,6 +67,12 @@ QString LocalSocketInstance::socketName(const QString& dataDir) {
     return cache + file;
 }
 
+bool SingleInstance::isOneLine(const QString& message) {
+    return message.toUtf8().size() <= kMessageLimit && std::ranges::none_of(message, [](QChar c) {
+               return c.category() == QChar::Other_Control;
+           });
+}
+
 bool LocalSocketInstance::sendToRunning(const QString& message, int timeoutMs) {
     QLocalSocket socket;
     socket.connectToServer(name_);
@@ -107,11 +115,32 @@ bool LocalSocketInstance::listen() {
                 continue;
             }
             connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+            // Qt stops reading from the connection once this much waits, so a client that never
+            // ends its line holds no more than that; it is dropped then, or when it is slow.
+            socket->setReadBufferSize(kMessageLimit + 1);
+            QTimer::singleShot(kMessageTimeoutMs, socket, [socket] {
+                core::logLine("pelix", "a message to the running Pelix did not come in time");
+                socket->abort();
+            });
             connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-                if (!socket->canReadLine()) return;
-                const QString message = QString::fromUtf8(socket->readLine()).trimmed();
+                if (!socket->canReadLine()) {
+                    if (socket->bytesAvailable() <= kMessageLimit) return;
+                    core::logLine("pelix", "a message to the running Pelix was too long");
+                    socket->abort();
+                    return;
+                }
+                QByteArray line = socket->readLine(kMessageLimit + 1);
+                // One line of text is one message, and nothing follows it: a line break or
+                // another control character in it would hand over a link cut short.
+                const bool more = socket->bytesAvailable() > 0;
                 socket->disconnectFromServer();
-                Q_EMIT received(message);
+                if (line.endsWith('\n')) line.chop(1);
+                const QString message = QString::fromUtf8(line);
+                if (more || !isOneLine(message)) {
+                    core::logLine("pelix", "a message to the running Pelix had control characters");
+                    return;
+                }
+                Q_EMIT received(message.trimmed());
             });
         }
     });

@@ -161,10 +161,10 @@ public:
         : QWebEnginePage(profile, parent), hooks_(hooks) {}
 
 protected:
-    bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool) override {
+    bool acceptNavigationRequest(const QUrl& url, NavigationType, bool) override {
         if (!url.isEmpty() && !handed_) {
             handed_ = true;
-            if (hooks_.newWindow) hooks_.newWindow(url, type == NavigationTypeLinkClicked);
+            if (hooks_.newWindow) hooks_.newWindow(url);
             deleteLater();
         }
         return false;
@@ -186,7 +186,7 @@ public:
 protected:
     bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool mainFrame) override {
         if (!mainFrame && type != NavigationTypeLinkClicked) return true;
-        return !hooks_.navigate || hooks_.navigate(url, type == NavigationTypeLinkClicked);
+        return !hooks_.navigate || hooks_.navigate(url, mainFrame);
     }
 
     QWebEnginePage* createWindow(WebWindowType) override {

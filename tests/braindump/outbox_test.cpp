@@ -1,0 +1,222 @@
+// The outbox: braindumps that could not reach the account wait in a private folder and are
+// filed once, oldest first, when it can be reached; what a crash leaves behind is neither lost
+// nor filed twice while Pelix runs.
+#include "braindump/Outbox.h"
+#include "braindump/Braindump.h"
+#include "core/Sentences.h"
+#include "fakes/BackendRig.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+namespace pelix::braindump {
+namespace {
+
+class OutboxTest : public ::testing::Test, protected fakes::BackendRig {
+protected:
+    static int mode(const QString& path) {
+        struct stat info {};
+        return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 0777 : -1;
+    }
+    QString folder() const { return outbox::folderIn(home.dataDir()); }
+    QStringList files() const { return QDir(folder()).entryList(QDir::Files | QDir::Hidden); }
+    // A body as the sender makes it, told apart by `tag`.
+    static QByteArray body(const QString& tag) {
+        return QJsonDocument(QJsonObject{{"filename", tag}}).toJson(QJsonDocument::Compact);
+    }
+    // Keeps `tag` in `box` and waits until it is there.
+    void keep(Outbox& box, const QString& tag) {
+        std::optional<Status> kept;
+        box.keep(body(tag), [&](Status s) { kept = s; });
+        ASSERT_TRUE(testing::waitUntil([&] { return kept.has_value(); }));
+        ASSERT_TRUE(*kept) << kept->error().message.toStdString();
+    }
+    // The "filename" of every braindump request the backend got, in order.
+    QStringList filedTags() const {
+        QStringList tags;
+        for (const QJsonObject& sent : sent("braindump")) tags << sent.value("filename").toString();
+        return tags;
+    }
+    OutboxParts parts(service::Api& through) {
+        return {
+            .api = through, .prefs = prefs, .clock = clock, .timers = timers, .folder = folder()};
+    }
+
+    fakes::ManualTimers timers{clock};
+};
+
+TEST_F(OutboxTest, WhatWaitsIsFiledOnceOldestFirstAndThenDeleted) {
+    {
+        Outbox earlier(parts(api));
+        for (const char* tag : {"first", "second", "third"}) {
+            clock.set(clock.uptime() + 1);
+            keep(earlier, tag);
+        }
+        EXPECT_EQ(earlier.waiting(), 3);
+    }
+    EXPECT_EQ(mode(folder()), 0700);
+    for (const QString& file : files())
+        EXPECT_EQ(mode(folder() + '/' + file), 0600) << file.toStdString();
+
+    Outbox box(parts(api));
+    QStringList lines;
+    QObject::connect(&box, &Outbox::filed, [&](const QString& line) { lines << line; });
+    // Every way of starting a filing at once: the start, another call's answer, "Send now".
+    box.start();
+    box.fileNow();
+    api.call("insights", {}, std::nullopt, 10, [](Result<QJsonObject>) {});
+    ASSERT_TRUE(backend.waitFor("braindump", 3));
+    ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0 && !box.filing(); }));
+    EXPECT_EQ(filedTags(), (QStringList{"first", "second", "third"}));
+    EXPECT_EQ(lines, QStringList(3, core::sentences::kInPelix));
+    EXPECT_TRUE(testing::waitUntil([&] { return files().isEmpty(); }))
+        << files().join(' ').toStdString();
+}
+
+TEST_F(OutboxTest, EachAnswerEitherEndsTheEntryOrKeepsItForLater) {
+    struct Case {
+        const char* what;
+        fakes::Reply reply;
+        bool waits;
+        QString line;  // shown when it does not wait
+    };
+    const QList<Case> cases{
+        {"filed", fakes::Reply::json({}), false, core::sentences::kInPelix},
+        {"refused with an error member", fakes::Reply::json({{"error", "Too long."}}, 200), false,
+         "Too long."},
+        {"refused with 401 and an error member", fakes::Reply::json({{"error", "No."}}, 401), false,
+         "No."},
+        {"a proxy's 502 page", fakes::Reply::text("<html>Bad gateway</html>", 502), true, {}},
+        {"a gateway's 401 without an error member",
+         fakes::Reply::json({{"code", 401}, {"message", "Invalid JWT"}}, 401),
+         true,
+         {}},
+        {"a 503 with no body", fakes::Reply::text("", 503), true, {}},
+        {"a 404 page", fakes::Reply::text("not here", 404), false, "Pelix answered 404."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        backend.clear();
+        backend.answer("braindump", c.reply);
+        Outbox box(parts(api));
+        QStringList lines;
+        QObject::connect(&box, &Outbox::filed, [&](const QString& line) { lines << line; });
+        keep(box, c.what);
+        box.start();
+        ASSERT_TRUE(backend.waitFor("braindump", 1));
+        ASSERT_TRUE(testing::waitUntil([&] { return !box.filing(); }));
+        EXPECT_EQ(box.waiting(), c.waits ? 1 : 0);
+        EXPECT_TRUE(testing::waitUntil([&] { return files().size() == (c.waits ? 1 : 0); }));
+        EXPECT_EQ(lines, c.waits ? QStringList() : QStringList{c.line});
+        box.discard();
+        EXPECT_TRUE(testing::waitUntil([&] { return files().isEmpty(); }));
+    }
+}
+
+TEST_F(OutboxTest,
+       AnUnreachableAccountIsTriedAgainLaterAndLaterAndAtOnceWhenAnotherCallGetsThrough) {
+    backend.answer("braindump", fakes::Reply::text("<html>down</html>", 502));
+    Outbox box(parts(api));
+    keep(box, "waiting");
+    box.start();
+    ASSERT_TRUE(backend.waitFor("braindump", 1));
+    ASSERT_TRUE(testing::waitUntil([&] { return !box.filing(); }));
+
+    // The waits double: 30 s, 60 s, 120 s.
+    for (const double wait : {30.0, 60.0, 120.0}) {
+        const int before = backend.requests("braindump").size();
+        timers.advance(wait - 1);
+        testing::pause(50);
+        EXPECT_EQ(backend.requests("braindump").size(), before) << wait;
+        timers.advance(1);
+        ASSERT_TRUE(backend.waitFor("braindump", before + 1)) << wait;
+        ASSERT_TRUE(testing::waitUntil([&] { return !box.filing(); }));
+    }
+    EXPECT_EQ(box.waiting(), 1);
+
+    // Another call is answered: the backend is back, and the braindump goes without the timer.
+    backend.answer("braindump", fakes::Reply::json({}));
+    const int before = backend.requests("braindump").size();
+    api.call("insights", {}, std::nullopt, 10, [](Result<QJsonObject>) {});
+    ASSERT_TRUE(backend.waitFor("braindump", before + 1));
+    ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0; }));
+    EXPECT_EQ(timers.pending(), 0);
+    EXPECT_EQ(outbox::retryAfter(40), outbox::kLastRetry);
+}
+
+TEST_F(OutboxTest, WhatACrashLeavesIsFiledOnceAndHalfWrittenEntriesAreNotFiledAtAll) {
+    QDir().mkpath(folder());
+    // In flight when Pelix ended; a write cut short; a waiting one; something else entirely.
+    testing::writeFile(folder(), "1790000000001.json.sending", body("in flight"));
+    testing::writeFile(folder(), "1790000000002.json.Ab12Cd", body("half"));
+    testing::writeFile(folder(), "1790000000003.json", body("waiting"));
+    testing::writeFile(folder(), "notes.txt", "mine");
+
+    Outbox box(parts(api));
+    box.start();
+    ASSERT_TRUE(backend.waitFor("braindump", 2));
+    ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0 && !box.filing(); }));
+    EXPECT_EQ(filedTags(), (QStringList{"in flight", "waiting"}));
+    EXPECT_TRUE(testing::waitUntil([&] { return files() == QStringList{"notes.txt"}; }))
+        << files().join(' ').toStdString();
+}
+
+TEST_F(OutboxTest, WithoutAKeyEntriesWaitUntilOneIsStored) {
+    signOut();
+    Outbox box(parts(api));
+    keep(box, "later");
+    box.start();
+    box.fileNow();
+    testing::pause(200);
+    EXPECT_TRUE(backend.requests("braindump").isEmpty());
+    EXPECT_EQ(box.waiting(), 1);
+    ASSERT_EQ(files().size(), 1);
+    EXPECT_TRUE(files().value(0).endsWith(".json")) << files().value(0).toStdString();
+
+    tokens.write("pelix_test");
+    box.fileNow();
+    ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0; }));
+    EXPECT_EQ(filedTags(), QStringList{"later"});
+}
+
+// The sender's side: a recording whose upload cannot reach the account goes into the outbox.
+TEST_F(OutboxTest, ARecordingThatCannotBeSentIsKeptUnlessTheOutboxIsOff) {
+    service::Api nowhere(QUrl("http://127.0.0.1:1"), tokens, &network, &clock);
+    Outbox box(parts(nowhere));
+    box.start();
+    BraindumpSender sender(nowhere, &box);
+    const auto send = [&](const QString& path) {
+        return testing::awaited<Result<QString>>(
+                   [&](auto done) { sender.send(path, 2, std::move(done)); })
+            .value_or(fail(0, "no answer"));
+    };
+
+    const QString kept = testing::writeFile(home.path(), "pelix-1790000000.m4a", "spoken words");
+    EXPECT_EQ(send(kept).value_or("failed"), core::sentences::kSavedForLater);
+    EXPECT_FALSE(QFile::exists(kept));
+    ASSERT_EQ(files().size(), 1);
+    const QJsonObject stored =
+        QJsonDocument::fromJson(testing::readFile(folder() + '/' + files()[0])).object();
+    EXPECT_EQ(stored.value("filename").toString(), "pelix-1790000000.m4a");
+    EXPECT_EQ(QByteArray::fromBase64(stored.value("audio_base64").toString().toLatin1()),
+              "spoken words");
+    EXPECT_EQ(stored.value("context").toObject().value("duration_s").toInt(), 2);
+
+    prefs.setValue(outbox::kPref, false);
+    const QString dropped = testing::writeFile(home.path(), "pelix-1790000001.m4a", "more");
+    EXPECT_TRUE(send(dropped).value_or("failed").startsWith(core::sentences::kCouldntReachPelix));
+    EXPECT_FALSE(QFile::exists(dropped));
+    EXPECT_EQ(files().size(), 1);
+
+    // The kept one goes later as the very request of the first try.
+    Outbox back(parts(api));
+    back.start();
+    ASSERT_TRUE(backend.waitFor("braindump", 1));
+    ASSERT_TRUE(testing::waitUntil([&] { return back.waiting() == 0 && !back.filing(); }));
+    EXPECT_EQ(backend.requests("braindump").value(0).json, stored);
+}
+
+}  // namespace
+}  // namespace pelix::braindump
