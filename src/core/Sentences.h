@@ -446,6 +446,9 @@ inline constexpr auto kKeysForbidden =
 inline constexpr auto kKeysUnreadable =
     "Alt key: NOT seen - Pelix could not read the keyboards under /dev/input";
 inline constexpr auto kTypingWayland = "Typing: possible (the compositor's virtual keyboard)";
+inline constexpr auto kTypingFakeInput = "Typing: possible (typing through KDE's fake input)";
+// Why Pelix asks KWin for its fake input, which KWin may show the user.
+inline constexpr auto kFakeInputReason = "Pelix types what you dictate into the app you're in.";
 inline constexpr auto kNoTypingWayland =
     "Typing: NOT possible - this Wayland desktop lets no application type into others; dictated "
     "text goes to the clipboard";

@@ -22,6 +22,14 @@ class Session;
 class SingleInstance;
 class Typist;
 
+// How text is typed into other applications.
+enum class TypingRoute {
+    none,
+    xtest,            // X11
+    virtualKeyboard,  // the compositor's virtual keyboard (wlroots compositors)
+    fakeInput,        // KWin's fake input
+};
+
 // What the permission report reads about the session.
 struct Probes {
     // The kind of session: "x11", "wayland", or "none" without a display.
@@ -30,6 +38,7 @@ struct Probes {
     bool keysSeen = false;
     // Whether text can be typed into other applications.
     bool typing = false;
+    TypingRoute typingRoute = TypingRoute::none;
     // Whether the sound server lists a microphone.
     bool microphone = false;
 

@@ -1,6 +1,9 @@
 #include "platform/linux/WaylandDesktop.h"
 
+#include "core/Log.h"
+
 #include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/FakeInputTypist.h"
 #include "platform/linux/QtClipboard.h"
 #include "platform/linux/WaylandClipboard.h"
 #include "platform/linux/WaylandOverlay.h"
@@ -27,8 +30,9 @@ struct WaylandDesktop::Parts {
     bool connected = false;  // a connection was tried
     std::unique_ptr<WaylandSession> session;
     std::unique_ptr<EvdevKeySource> keys;
-    std::unique_ptr<WaylandTypist> typist;
+    std::unique_ptr<Typist> typist;
     std::unique_ptr<Clipboard> clipboard;
+    WaylandClipboard* waylandClipboard = nullptr;  // the clipboard, when through data control
     std::unique_ptr<WaylandOverlay> overlay;
     NoTypist none;
 
@@ -49,7 +53,8 @@ WaylandDesktop::WaylandDesktop(const DesktopOptions& options)
       parts_(std::make_unique<Parts>()) {}
 
 WaylandDesktop::~WaylandDesktop() {
-    // Everything that speaks through the connection goes before it.
+    // Everything that speaks through the connection goes before it; the typist's late work on
+    // the clipboard goes with the clipboard.
     parts_->overlay.reset();
     parts_->clipboard.reset();
     parts_->typist.reset();
@@ -67,8 +72,19 @@ KeySource& WaylandDesktop::keys() {
 Typist& WaylandDesktop::typist() {
     if (!parts_->typist) {
         WaylandSession* session = parts_->connect(display_);
-        if (!session || !session->offers().virtualKeyboard) return parts_->none;
-        parts_->typist = std::make_unique<WaylandTypist>(*session);
+        if (!session) return parts_->none;
+        const WaylandSession::Offers offers = session->offers();
+        if (offers.virtualKeyboard) {
+            parts_->typist = std::make_unique<WaylandTypist>(*session);
+            core::logLine("typing", "through the compositor's virtual keyboard");
+        } else if (offers.fakeInput) {
+            clipboard();
+            parts_->typist = std::make_unique<FakeInputTypist>(*session, parts_->waylandClipboard);
+            core::logLine("typing", "through KDE's fake input");
+        } else {
+            core::logLine("typing", "not offered by this compositor");
+            return parts_->none;
+        }
     }
     return *parts_->typist;
 }
@@ -77,7 +93,9 @@ Clipboard& WaylandDesktop::clipboard() {
     if (!parts_->clipboard) {
         WaylandSession* session = parts_->connect(display_);
         if (session && session->offers().dataControl) {
-            parts_->clipboard = std::make_unique<WaylandClipboard>(*session);
+            auto clipboard = std::make_unique<WaylandClipboard>(*session);
+            parts_->waylandClipboard = clipboard.get();
+            parts_->clipboard = std::move(clipboard);
         } else {
             parts_->clipboard = std::make_unique<QtClipboard>();
         }
@@ -108,8 +126,11 @@ Probes WaylandDesktop::probe() {
     probes.keysSeen = keysHeard() || (!parts_->keys && access.readable > 0);
     if (WaylandSession* session = parts_->connect(display_)) {
         const WaylandSession::Offers offers = session->offers();
-        probes.typing = offers.virtualKeyboard;
-        probes.pasting = offers.virtualKeyboard && offers.dataControl;
+        probes.typingRoute = offers.virtualKeyboard ? TypingRoute::virtualKeyboard
+                             : offers.fakeInput     ? TypingRoute::fakeInput
+                                                    : TypingRoute::none;
+        probes.typing = probes.typingRoute != TypingRoute::none;
+        probes.pasting = probes.typing && offers.dataControl;
         probes.frontKnown = offers.foreignToplevel;
     }
     probes.microphone = microphonePresent();
