@@ -74,8 +74,9 @@ QStringList permissionLines(const DesktopFacts& facts) {
     };
     if (facts.wayland) {
         lines << waylandKeysLine(facts)
-              << (facts.typing ? core::sentences::kTypingWayland
-                               : core::sentences::kNoTypingWayland)
+              << (!facts.typing     ? core::sentences::kNoTypingWayland
+                  : facts.fakeInput ? core::sentences::kTypingFakeInput
+                                    : core::sentences::kTypingWayland)
               << (facts.pasting ? core::sentences::kPastingWayland
                                 : core::sentences::kNoPastingWayland)
               << (facts.frontKnown ? core::sentences::kFrontKnown : core::sentences::kFrontUnknown);

@@ -12,6 +12,7 @@ struct DesktopFacts {
     bool speechModel = false;  // the speech model's files are installed
     bool keysSeen = false;     // the key source hears every application's keys
     bool typing = false;       // text can be typed into other applications
+    bool fakeInput = false;    // … through KWin's fake input
     bool wayland = false;      // a Wayland session: the rows below apply
     int inputDevices = 0;      // input devices found under /dev/input
     int inputReadable = 0;     // … of which this user may read
