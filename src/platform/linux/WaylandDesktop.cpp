@@ -4,6 +4,7 @@
 
 #include "platform/linux/EvdevKeySource.h"
 #include "platform/linux/FakeInputTypist.h"
+#include "platform/linux/PortalTypist.h"
 #include "platform/linux/QtClipboard.h"
 #include "platform/linux/WaylandClipboard.h"
 #include "platform/linux/WaylandOverlay.h"
@@ -47,6 +48,7 @@ struct WaylandDesktop::Parts {
 
 WaylandDesktop::WaylandDesktop(const DesktopOptions& options)
     : clock_(options.clock),
+      cacheDir_(options.cacheDir),
       display_(options.waylandDisplay),
       inputFolder_(options.inputFolder.isEmpty() ? QStringLiteral("/dev/input")
                                                  : options.inputFolder),
@@ -72,8 +74,7 @@ KeySource& WaylandDesktop::keys() {
 Typist& WaylandDesktop::typist() {
     if (!parts_->typist) {
         WaylandSession* session = parts_->connect(display_);
-        if (!session) return parts_->none;
-        const WaylandSession::Offers offers = session->offers();
+        const WaylandSession::Offers offers = session ? session->offers() : WaylandSession::Offers{};
         if (offers.virtualKeyboard) {
             parts_->typist = std::make_unique<WaylandTypist>(*session);
             core::logLine("typing", "through the compositor's virtual keyboard");
@@ -81,8 +82,11 @@ Typist& WaylandDesktop::typist() {
             clipboard();
             parts_->typist = std::make_unique<FakeInputTypist>(*session, parts_->waylandClipboard);
             core::logLine("typing", "through KDE's fake input");
+        } else if (PortalTypist::offered(QDBusConnection::sessionBus())) {
+            parts_->typist = std::make_unique<PortalTypist>(QDBusConnection::sessionBus(),
+                                                            cacheDir_ + "/remote-desktop-token");
         } else {
-            core::logLine("typing", "not offered by this compositor");
+            core::logLine("typing", "not offered by this desktop");
             return parts_->none;
         }
     }

@@ -10,7 +10,8 @@ namespace pelix::platform {
 // other clients' keys); typing, the clipboard, the application in front and the status line go
 // through the compositor's protocols where it offers them (wlroots compositors offer all four,
 // KWin the clipboard and the status line, GNOME none). KWin types through its fake input, to
-// a program its desktop entry allows. Without either nothing is typed and the window in front is
+// a program its desktop entry allows; elsewhere (GNOME) typing goes through the desktop portal's
+// RemoteDesktop. Without any of them nothing is typed and the window in front is
 // none, so dictated text goes to the status line; without data control the clipboard is Qt's, which
 // the compositor serves only while a window of Pelix's has the focus.
 class WaylandDesktop final : public LinuxDesktop {
@@ -28,6 +29,7 @@ public:
 private:
     struct Parts;
     const core::Clock& clock_;
+    QString cacheDir_;
     QString display_;
     QString inputFolder_;
     std::unique_ptr<Parts> parts_;

@@ -1,0 +1,195 @@
+// Typing through the desktop portal's RemoteDesktop: the real xdg-desktop-portal frontend on a
+// bus of the test's own, in front of a python-dbusmock backend (tests/fakes/portal).
+#include "platform/linux/PortalTypist.h"
+#include "support/TestSupport.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <xkbcommon/xkbcommon.h>
+
+namespace pelix::platform {
+namespace {
+
+constexpr auto kBackend = "org.freedesktop.impl.portal.desktop.pelixtest";
+
+// A session bus with the portal frontend (unless `frontend` is false) and the fake backend,
+// whose Start answers `startResponse`.
+class PortalRig {
+public:
+    explicit PortalRig(bool frontend = true, int startResponse = 0) {
+        static int rigs = 0;
+        const QString address = "unix:path=" + dir_.path() + "/bus";
+        env_.insert("PATH", qEnvironmentVariable("PATH", "/usr/bin:/bin"));
+        env_.insert("HOME", dir_.path());
+        env_.insert("XDG_RUNTIME_DIR", dir_.path());
+        env_.insert("DBUS_SESSION_BUS_ADDRESS", address);
+        env_.insert("XDG_CURRENT_DESKTOP", "pelixtest");
+        env_.insert("XDG_DESKTOP_PORTAL_DIR", PELIX_FAKE_PORTAL "/portals");
+        // A bus that starts nothing on demand: the portal is there only when the rig starts it.
+        const QString config =
+            testing::writeFile(dir_.path(), "bus.conf",
+                               ("<busconfig><type>session</type><listen>" + address +
+                                "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+                                "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                                "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy>"
+                                "</busconfig>")
+                                   .toUtf8());
+        start(bus_, "dbus-daemon", {"--nofork", "--config-file=" + config});
+        if (!testing::waitUntil([&] { return QFileInfo::exists(dir_.path() + "/bus"); }, 10000)) {
+            error_ = "dbus-daemon did not start";
+            return;
+        }
+        connection_ = QDBusConnection::connectToBus(address, QString("portal-rig-%1").arg(++rigs));
+        start(backend_, "/usr/bin/python3",
+              {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/pelix_portal.py",
+               "--parameters", QString(R"({"start_response": %1})").arg(startResponse)});
+        if (!registered(kBackend)) {
+            backend_.waitForFinished(100);
+            error_ = "the fake portal backend did not start (python3-dbusmock): " +
+                     backend_.readAllStandardError() + backend_.readAllStandardOutput();
+            return;
+        }
+        if (!frontend) return;
+        start(frontend_, "/usr/libexec/xdg-desktop-portal", {});
+        if (!registered("org.freedesktop.portal.Desktop")) {
+            error_ = "xdg-desktop-portal did not start (the Debian package xdg-desktop-portal): " +
+                     frontend_.readAllStandardError();
+        }
+    }
+    ~PortalRig() {
+        for (QProcess* process : {&frontend_, &backend_, &bus_}) {
+            if (process->state() == QProcess::NotRunning) continue;
+            process->terminate();
+            if (!process->waitForFinished(3000)) process->kill();
+            process->waitForFinished(1000);
+        }
+        QDBusConnection::disconnectFromBus(connection_.name());
+    }
+
+    QString error() const { return error_; }
+    QDBusConnection connection() const { return connection_; }
+
+    // The keys the backend was told of, in order: keysym and whether pressed.
+    QList<std::pair<int, bool>> keys() const {
+        QDBusMessage get =
+            QDBusMessage::createMethodCall(kBackend, "/org/freedesktop/portal/desktop",
+                                           "org.freedesktop.DBus.Mock", "GetMethodCalls");
+        get << QString("NotifyKeyboardKeysym");
+        const QDBusMessage reply = connection_.call(get);
+        QList<std::pair<int, bool>> keys;
+        if (reply.arguments().isEmpty()) return keys;
+        const QDBusArgument calls = reply.arguments().first().value<QDBusArgument>();
+        calls.beginArray();
+        while (!calls.atEnd()) {
+            qulonglong when = 0;
+            QVariantList args;
+            calls.beginStructure();
+            calls >> when >> args;
+            calls.endStructure();
+            keys.append({args.value(2).toInt(), args.value(3).toUInt() == 1});
+        }
+        calls.endArray();
+        return keys;
+    }
+    // Ends the sessions, as the desktop does when the user stops them.
+    void closeSessions() const {
+        connection_.call(QDBusMessage::createMethodCall(kBackend, "/org/freedesktop/portal/desktop",
+                                                        "org.freedesktop.DBus.Mock",
+                                                        "CloseSessions"));
+    }
+
+private:
+    void start(QProcess& process, const QString& program, const QStringList& args) {
+        process.setProcessEnvironment(env_);
+        process.start(program, args);
+    }
+    bool registered(const QString& name) const {
+        return testing::waitUntil(
+            [&] { return connection_.interface()->isServiceRegistered(name).value(); }, 10000);
+    }
+
+    QTemporaryDir dir_;
+    QProcessEnvironment env_;
+    QProcess bus_, backend_, frontend_;
+    QDBusConnection connection_{QString()};
+    QString error_;
+};
+
+QList<std::pair<int, bool>> tapped(std::initializer_list<int> keysyms) {
+    QList<std::pair<int, bool>> keys;
+    for (int keysym : keysyms) keys << std::pair{keysym, true} << std::pair{keysym, false};
+    return keys;
+}
+
+class PortalTypistTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    QString tokenFile() const { return dir.path() + "/remote-desktop-token"; }
+};
+
+TEST_F(PortalTypistTest, TypesKeysymsOnceTheSessionRunsAfterAWarmUpShift) {
+    PortalRig rig;
+    ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
+    PortalTypist typist(rig.connection(), tokenFile());
+    ASSERT_TRUE(testing::waitUntil([&] { return typist.canType(); }, 10000)) << int(typist.state());
+
+    typist.type(QString::fromUtf8("Hé!\n"));
+    typist.press(Key::backspace, false, 2);
+    typist.press(Key::v, true, 1);
+
+    QList<std::pair<int, bool>> want =
+        tapped({XKB_KEY_Shift_L, XKB_KEY_H, XKB_KEY_eacute, XKB_KEY_exclam, XKB_KEY_Return,
+                XKB_KEY_BackSpace, XKB_KEY_BackSpace});
+    want << std::pair{XKB_KEY_Control_L, true} << tapped({XKB_KEY_v})
+         << std::pair{XKB_KEY_Control_L, false};
+    EXPECT_TRUE(testing::waitUntil([&] { return rig.keys() == want; }, 5000))
+        << ::testing::PrintToString(rig.keys());
+    // The frontend of this version restores no sessions, so there is no token to keep.
+    EXPECT_FALSE(QFileInfo::exists(tokenFile()));
+}
+
+// However the session fails to run, nothing is typed and the typist says it can't type.
+TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
+    struct Case {
+        const char* name;
+        bool frontend;
+        int startResponse;
+        bool closeAfterStart;
+        PortalTypist::State end;
+    };
+    const Case cases[] = {
+        {"the user refused", true, 1, false, PortalTypist::State::refused},
+        {"the desktop ended it", true, 0, true, PortalTypist::State::closed},
+        {"no portal on the bus", false, 0, false, PortalTypist::State::absent},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        PortalRig rig(c.frontend, c.startResponse);
+        ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
+        EXPECT_EQ(PortalTypist::offered(rig.connection()), c.frontend);
+        PortalTypist typist(rig.connection(), tokenFile());
+        if (c.closeAfterStart) {
+            ASSERT_TRUE(testing::waitUntil([&] { return typist.canType(); }, 10000));
+            rig.closeSessions();
+        }
+        ASSERT_TRUE(testing::waitUntil([&] { return typist.state() == c.end; }, 10000))
+            << int(typist.state());
+        EXPECT_FALSE(typist.canType());
+        const qsizetype before = rig.keys().size();
+        typist.type("x");
+        typist.press(Key::enter, false, 1);
+        testing::pause(300);
+        EXPECT_EQ(rig.keys().size(), before);
+    }
+}
+
+}  // namespace
+}  // namespace pelix::platform
