@@ -150,6 +150,8 @@ DesktopFacts TrayApp::facts(bool devices) const {
         facts.microphone = probes.microphone;
         facts.typing = probes.typing;
         facts.fakeInput = probes.typingRoute == platform::TypingRoute::fakeInput;
+        facts.typingPortal = probes.typingRoute == platform::TypingRoute::portal;
+        facts.keysByShortcuts = probes.keysByShortcuts;
         facts.wayland = probes.session == QLatin1String("wayland");
         facts.inputDevices = probes.inputDevices;
         facts.inputReadable = probes.inputReadable;

@@ -28,6 +28,7 @@ enum class TypingRoute {
     xtest,            // X11
     virtualKeyboard,  // the compositor's virtual keyboard (wlroots compositors)
     fakeInput,        // KWin's fake input
+    portal,           // the desktop portal's RemoteDesktop
 };
 
 // What the permission report reads about the session.
@@ -46,6 +47,8 @@ struct Probes {
     // this user may read (the "input" group).
     int inputDevices = 0;
     int inputReadable = 0;
+    // Whether the gestures come from the desktop's shortcuts (the shortcuts portal) instead.
+    bool keysByShortcuts = false;
     // Whether the clipboard can be set and pasted from while another application has the focus.
     bool pasting = false;
     // Whether the application in front is known.

@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "core/PrivateFile.h"
+#include "platform/linux/PortalRequest.h"
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
@@ -16,8 +17,6 @@
 namespace pelix::platform {
 namespace {
 
-constexpr auto kPortal = "org.freedesktop.portal.Desktop";
-constexpr auto kPortalPath = "/org/freedesktop/portal/desktop";
 constexpr auto kRemoteDesktop = "org.freedesktop.portal.RemoteDesktop";
 constexpr uint kKeyboard = 1;
 // The session and its permission outlive Pelix until the user revokes them.
@@ -27,43 +26,14 @@ QDBusMessage call(const QString& method) {
     return QDBusMessage::createMethodCall(kPortal, kPortalPath, kRemoteDesktop, method);
 }
 
-// The version of the portal's RemoteDesktop; none when the bus has no such portal.
-std::optional<uint> remoteDesktopVersion(const QDBusConnection& bus) {
-    QDBusMessage get = QDBusMessage::createMethodCall(kPortal, kPortalPath,
-                                                      "org.freedesktop.DBus.Properties", "Get");
-    get << QString(kRemoteDesktop) << QString("version");
-    const QDBusMessage reply = bus.call(get, QDBus::Block, 2000);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        return std::nullopt;
-    }
-    return reply.arguments().first().value<QDBusVariant>().variant().toUInt();
-}
-
 }  // namespace
-
-// One portal request: its Response signal, then the request is done.
-class PortalRequest : public QObject {
-    Q_OBJECT
-public:
-    explicit PortalRequest(std::function<void(uint, const QVariantMap&)> then)
-        : then_(std::move(then)) {}
-
-public Q_SLOTS:
-    void response(uint code, const QVariantMap& results) {
-        if (auto then = std::exchange(then_, nullptr)) then(code, results);
-        deleteLater();
-    }
-
-private:
-    std::function<void(uint, const QVariantMap&)> then_;
-};
 
 PortalTypist::PortalTypist(QDBusConnection bus, QString tokenFile,
                            std::function<std::optional<FrontWindow>()> fallbackFront)
     : bus_(std::move(bus)),
       tokenFile_(std::move(tokenFile)),
       fallbackFront_(std::move(fallbackFront)) {
-    const std::optional<uint> version = remoteDesktopVersion(bus_);
+    const std::optional<uint> version = portalVersion(bus_, kRemoteDesktop);
     if (!version) {
         state_ = State::absent;
         return;
@@ -81,38 +51,21 @@ PortalTypist::~PortalTypist() {
 }
 
 bool PortalTypist::offered(const QDBusConnection& bus) {
-    return remoteDesktopVersion(bus).has_value();
+    return portalVersion(bus, kRemoteDesktop).has_value();
 }
 
 void PortalTypist::request(const QString& method, QVariantList args, QVariantMap options,
                            std::function<void(uint, const QVariantMap&)> then) {
-    const QString token = QStringLiteral("pelix%1").arg(++requests_);
-    QString sender = bus_.baseService().mid(1);
-    sender.replace('.', '_');
-    const QString path =
-        QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2").arg(sender, token);
-    auto* pending = new PortalRequest(std::move(then));
-    pending->setParent(this);
-    // Listening before asking: the answer may come before the call returns.
-    bus_.connect(kPortal, path, "org.freedesktop.portal.Request", "Response", pending,
-                 SLOT(response(uint, QVariantMap)));
-    options.insert("handle_token", token);
-    QDBusMessage message = call(method);
-    message.setArguments(args << options);
-    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, pending] {
-        watcher->deleteLater();
-        if (watcher->isError()) {
-            core::logLine("typing", "the remote-desktop portal failed: " + watcher->error().name());
-            pending->deleteLater();
-            finish(State::absent);
-        }
-    });
+    portalRequest(bus_, this, kRemoteDesktop, method, std::move(args), std::move(options),
+                  std::move(then), [this](const QString& error) {
+                      core::logLine("typing", "the remote-desktop portal failed: " + error);
+                      finish(State::absent);
+                  });
 }
 
 void PortalTypist::start() {
     state_ = State::starting;
-    request("CreateSession", {}, {{"session_handle_token", "pelix"}},
+    request("CreateSession", {}, {{"session_handle_token", "pelix_typing"}},
             [this](uint code, const QVariantMap& results) {
                 if (code != 0) return finish(State::refused);
                 session_ = results.value("session_handle").toString();
@@ -216,5 +169,3 @@ void PortalTypist::pause(std::chrono::microseconds duration) {
 }
 
 }  // namespace pelix::platform
-
-#include "PortalTypist.moc"

@@ -61,7 +61,6 @@ private:
     State state_ = State::starting;
     QString session_;
     uint version_ = 1;
-    int requests_ = 0;
 };
 
 }  // namespace pelix::platform

@@ -4,6 +4,7 @@
 
 #include "platform/linux/EvdevKeySource.h"
 #include "platform/linux/FakeInputTypist.h"
+#include "platform/linux/PortalKeySource.h"
 #include "platform/linux/PortalTypist.h"
 #include "platform/linux/QtClipboard.h"
 #include "platform/linux/WaylandClipboard.h"
@@ -30,7 +31,7 @@ public:
 struct WaylandDesktop::Parts {
     bool connected = false;  // a connection was tried
     std::unique_ptr<WaylandSession> session;
-    std::unique_ptr<EvdevKeySource> keys;
+    std::unique_ptr<KeySource> keys;
     std::unique_ptr<Typist> typist;
     std::unique_ptr<Clipboard> clipboard;
     WaylandClipboard* waylandClipboard = nullptr;  // the clipboard, when through data control
@@ -65,8 +66,15 @@ WaylandDesktop::~WaylandDesktop() {
 
 KeySource& WaylandDesktop::keys() {
     if (!parts_->keys) {
-        parts_->keys =
-            std::make_unique<EvdevKeySource>(clock_, EvdevKeySource::devicesIn(inputFolder_));
+        const EvdevKeySource::Devices devices = EvdevKeySource::devicesIn(inputFolder_);
+        // Keyboards this user may not read leave the desktop's shortcuts, where it has the
+        // portal.
+        if (EvdevKeySource::probe(devices).readable == 0 &&
+            PortalKeySource::offered(QDBusConnection::sessionBus())) {
+            parts_->keys = std::make_unique<PortalKeySource>(QDBusConnection::sessionBus(), clock_);
+        } else {
+            parts_->keys = std::make_unique<EvdevKeySource>(clock_, devices);
+        }
     }
     return *parts_->keys;
 }
@@ -74,7 +82,8 @@ KeySource& WaylandDesktop::keys() {
 Typist& WaylandDesktop::typist() {
     if (!parts_->typist) {
         WaylandSession* session = parts_->connect(display_);
-        const WaylandSession::Offers offers = session ? session->offers() : WaylandSession::Offers{};
+        const WaylandSession::Offers offers =
+            session ? session->offers() : WaylandSession::Offers{};
         if (offers.virtualKeyboard) {
             parts_->typist = std::make_unique<WaylandTypist>(*session);
             core::logLine("typing", "through the compositor's virtual keyboard");
@@ -137,6 +146,12 @@ Probes WaylandDesktop::probe() {
         probes.pasting = probes.typing && offers.dataControl;
         probes.frontKnown = offers.foreignToplevel;
     }
+    if (probes.typingRoute == TypingRoute::none &&
+        PortalTypist::offered(QDBusConnection::sessionBus())) {
+        probes.typingRoute = TypingRoute::portal;
+        probes.typing = true;
+    }
+    probes.keysByShortcuts = dynamic_cast<PortalKeySource*>(parts_->keys.get()) != nullptr;
     probes.microphone = microphonePresent();
     return probes;
 }

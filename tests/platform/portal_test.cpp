@@ -1,5 +1,9 @@
-// Typing through the desktop portal's RemoteDesktop: the real xdg-desktop-portal frontend on a
-// bus of the test's own, in front of a python-dbusmock backend (tests/fakes/portal).
+// Typing and the gestures through the desktop portal's RemoteDesktop and GlobalShortcuts: the
+// real xdg-desktop-portal frontend on a bus of the test's own, in front of a python-dbusmock
+// backend (tests/fakes/portal).
+#include "core/Clock.h"
+#include "core/Sentences.h"
+#include "platform/linux/PortalKeySource.h"
 #include "platform/linux/PortalTypist.h"
 #include "support/TestSupport.h"
 
@@ -20,11 +24,11 @@ namespace {
 
 constexpr auto kBackend = "org.freedesktop.impl.portal.desktop.pelixtest";
 
-// A session bus with the portal frontend (unless `frontend` is false) and the fake backend,
-// whose Start answers `startResponse`.
+// A session bus with the portal frontend (unless `frontend` is false) and the fake backend, with
+// the backend's `parameters` (JSON).
 class PortalRig {
 public:
-    explicit PortalRig(bool frontend = true, int startResponse = 0) {
+    explicit PortalRig(bool frontend = true, const QString& parameters = "{}") {
         static int rigs = 0;
         const QString address = "unix:path=" + dir_.path() + "/bus";
         env_.insert("PATH", qEnvironmentVariable("PATH", "/usr/bin:/bin"));
@@ -50,7 +54,7 @@ public:
         connection_ = QDBusConnection::connectToBus(address, QString("portal-rig-%1").arg(++rigs));
         start(backend_, "/usr/bin/python3",
               {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/pelix_portal.py",
-               "--parameters", QString(R"({"start_response": %1})").arg(startResponse)});
+               "--parameters", parameters});
         if (!registered(kBackend)) {
             backend_.waitForFinished(100);
             error_ = "the fake portal backend did not start (python3-dbusmock): " +
@@ -98,6 +102,35 @@ public:
         }
         calls.endArray();
         return keys;
+    }
+    // Presses or lets go of one of the shortcuts.
+    void shortcut(const QString& id, bool down) const {
+        QDBusMessage press = QDBusMessage::createMethodCall(
+            kBackend, "/org/freedesktop/portal/desktop", "org.freedesktop.DBus.Mock", "Shortcut");
+        press << id << down;
+        connection_.call(press);
+    }
+    // How many times `method` of the backend was called.
+    int calls(const QString& method) const {
+        QDBusMessage get =
+            QDBusMessage::createMethodCall(kBackend, "/org/freedesktop/portal/desktop",
+                                           "org.freedesktop.DBus.Mock", "GetMethodCalls");
+        get << method;
+        const QDBusMessage reply = connection_.call(get);
+        if (reply.arguments().isEmpty()) return -1;
+        const QDBusArgument calls = reply.arguments().first().value<QDBusArgument>();
+        int count = 0;
+        calls.beginArray();
+        while (!calls.atEnd()) {
+            qulonglong when = 0;
+            QVariantList args;
+            calls.beginStructure();
+            calls >> when >> args;
+            calls.endStructure();
+            ++count;
+        }
+        calls.endArray();
+        return count;
     }
     // Ends the sessions, as the desktop does when the user stops them.
     void closeSessions() const {
@@ -172,7 +205,7 @@ TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        PortalRig rig(c.frontend, c.startResponse);
+        PortalRig rig(c.frontend, QString(R"({"start_response": %1})").arg(c.startResponse));
         ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
         EXPECT_EQ(PortalTypist::offered(rig.connection()), c.frontend);
         PortalTypist typist(rig.connection(), tokenFile());
@@ -189,6 +222,43 @@ TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
         testing::pause(300);
         EXPECT_EQ(rig.keys().size(), before);
     }
+}
+
+// Both ways portals bind shortcuts: KDE 5.27 those given with the session (asking it to bind
+// them opens the settings instead), later portals those it is asked to bind. Either way, holding
+// and letting go of a shortcut holds and lets go of its modifier.
+TEST(PortalKeySource, TheShortcutsHoldTheirModifiersWhereverTheDesktopBindsThem) {
+    for (const bool bindInCreate : {true, false}) {
+        SCOPED_TRACE(bindInCreate ? "bound with the session" : "bound when asked");
+        PortalRig rig(true, bindInCreate ? R"({"bind_in_create": true})" : "{}");
+        ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
+        core::SystemClock clock;
+        PortalKeySource keys(rig.connection(), clock);
+        QList<int> seen;
+        ASSERT_TRUE(keys.start(
+            {.modifiersChanged = [&](Mods mods, double) { seen << mods.bits; }, .otherInput = {}}));
+        ASSERT_TRUE(testing::waitUntil([&] { return keys.listening(); }, 10000));
+        EXPECT_EQ(rig.calls("BindShortcuts"), bindInCreate ? 0 : 1);
+
+        rig.shortcut("dictate", true);
+        rig.shortcut("braindump", true);
+        rig.shortcut("dictate", false);
+        rig.shortcut("braindump", false);
+        const QList<int> want = {Mods::kControl, Mods::kControl | Mods::kAlt, Mods::kAlt, 0};
+        EXPECT_TRUE(testing::waitUntil([&] { return seen == want; }, 5000))
+            << ::testing::PrintToString(seen);
+    }
+}
+
+TEST(PortalKeySource, WithoutThePortalStartingFailsWithASentence) {
+    PortalRig rig(false);
+    ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
+    core::SystemClock clock;
+    PortalKeySource keys(rig.connection(), clock);
+    const Status started = keys.start({});
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().message, core::sentences::kNoShortcutsPortal);
+    EXPECT_FALSE(keys.listening());
 }
 
 }  // namespace
