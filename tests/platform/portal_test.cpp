@@ -57,7 +57,9 @@ public:
                "--parameters", parameters});
         if (!registered(kBackend)) {
             backend_.waitForFinished(100);
-            error_ = "the fake portal backend did not start (python3-dbusmock): " +
+            error_ = QString("the fake portal backend did not start (python3-dbusmock; %1, %2): ")
+                         .arg(backend_.state())
+                         .arg(connection_.isConnected()) +
                      backend_.readAllStandardError() + backend_.readAllStandardOutput();
             return;
         }
@@ -145,8 +147,9 @@ private:
         process.start(program, args);
     }
     bool registered(const QString& name) const {
+        // Python takes its time to start on a busy machine.
         return testing::waitUntil(
-            [&] { return connection_.interface()->isServiceRegistered(name).value(); }, 10000);
+            [&] { return connection_.interface()->isServiceRegistered(name).value(); }, 30000);
     }
 
     QTemporaryDir dir_;
@@ -226,7 +229,8 @@ TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
 
 // Both ways portals bind shortcuts: KDE 5.27 those given with the session (asking it to bind
 // them opens the settings instead), later portals those it is asked to bind. Either way, holding
-// and letting go of a shortcut holds and lets go of its modifier.
+// and letting go of a shortcut holds and lets go of its modifier, once however often the desktop
+// repeats the activation.
 TEST(PortalKeySource, TheShortcutsHoldTheirModifiersWhereverTheDesktopBindsThem) {
     for (const bool bindInCreate : {true, false}) {
         SCOPED_TRACE(bindInCreate ? "bound with the session" : "bound when asked");
@@ -241,6 +245,7 @@ TEST(PortalKeySource, TheShortcutsHoldTheirModifiersWhereverTheDesktopBindsThem)
         EXPECT_EQ(rig.calls("BindShortcuts"), bindInCreate ? 0 : 1);
 
         rig.shortcut("dictate", true);
+        rig.shortcut("dictate", true);  // repeated while held, as KDE does
         rig.shortcut("braindump", true);
         rig.shortcut("dictate", false);
         rig.shortcut("braindump", false);

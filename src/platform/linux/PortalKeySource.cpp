@@ -96,10 +96,8 @@ Status PortalKeySource::start(Handlers handlers) {
     if (!offered(bus_)) return fail(1, core::sentences::kNoShortcutsPortal);
     handlers_ = std::move(handlers);
     for (const char* signal : {"Activated", "Deactivated"}) {
-        bus_.connect(kPortal, kPortalPath, kShortcuts, signal, this,
-                     signal == QLatin1String("Activated")
-                         ? SLOT(activated(QDBusObjectPath, QString, qulonglong, QVariantMap))
-                         : SLOT(deactivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+        bus_.connect(QString(), kPortalPath, kShortcuts, signal, this,
+                     SLOT(signalled(QDBusMessage)));
     }
     // KDE 5.27 binds only the shortcuts given here; later portals bind them on BindShortcuts.
     request(
@@ -135,21 +133,22 @@ void PortalKeySource::bound(const QVariantMap&) {
     core::logLine("keys", "through the shortcuts portal");
 }
 
-void PortalKeySource::activated(const QDBusObjectPath& session, const QString& id, qulonglong,
-                                const QVariantMap&) {
-    changed(session.path(), id, true);
-}
-
-void PortalKeySource::deactivated(const QDBusObjectPath& session, const QString& id, qulonglong,
-                                  const QVariantMap&) {
-    changed(session.path(), id, false);
+void PortalKeySource::signalled(const QDBusMessage& message) {
+    const QVariantList args = message.arguments();
+    if (args.size() < 2) return;
+    changed(args[0].value<QDBusObjectPath>().path(), args[1].toString(),
+            message.member() == QLatin1String("Activated"));
 }
 
 void PortalKeySource::changed(const QString& session, const QString& id, bool down) {
     if (session != session_) return;
     for (const Gesture& gesture : kGestures) {
         if (id != QLatin1String(gesture.id)) continue;
-        held_.bits = down ? held_.bits | gesture.mod : held_.bits & ~gesture.mod;
+        const Mods now{down ? held_.bits | gesture.mod : held_.bits & ~gesture.mod};
+        // A held shortcut repeats its activation as a held key repeats (KDE): only a change is
+        // the modifier going down or up.
+        if (now == held_) return;
+        held_ = now;
         if (handlers_.modifiersChanged) handlers_.modifiersChanged(held_, clock_.uptime());
     }
 }

@@ -4,6 +4,7 @@
 #include "platform/KeySource.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QObject>
 #include <QVariantMap>
@@ -32,10 +33,8 @@ public:
     bool listening() const override { return listening_; }
 
 private Q_SLOTS:
-    void activated(const QDBusObjectPath& session, const QString& id, qulonglong timestamp,
-                   const QVariantMap& options);
-    void deactivated(const QDBusObjectPath& session, const QString& id, qulonglong timestamp,
-                     const QVariantMap& options);
+    // Activated and Deactivated: (session, shortcut id, timestamp, options).
+    void signalled(const QDBusMessage& message);
 
 private:
     void request(const QString& method, QVariantList args, QVariantMap options,
