@@ -121,5 +121,33 @@ TEST_F(KWinDictation, DictationTypesAndCorrectsThroughFakeInput) {
     EXPECT_EQ(server.calls().size(), 1);
 }
 
+// KDE's shortcuts portal: Pelix's "dictate" shortcut (Ctrl+Alt+D by default) held down starts a
+// dictation and let go ends it, pressed through fake input as a person's keys.
+TEST_F(KWinDictation, HoldingTheShortcutStartsAndEndsADictation) {
+    ASSERT_NO_FATAL_FAILURE(launch());
+    ASSERT_TRUE(pelix->saw("keys: through the shortcuts portal", 15000))
+        << pelix->err().constData();
+    QProcess keys;
+    const auto [program, args] = kwin.command(kwin.fakeKeys(), {}, kwin.clientEnvironment());
+    keys.start(program, args);
+    const auto said = [&](const QByteArray& line) {
+        return testing::waitUntil(
+            [&] {
+                keys.waitForReadyRead(50);
+                return keys.canReadLine() && keys.readLine().trimmed() == line;
+            },
+            5000);
+    };
+    ASSERT_TRUE(said("ready")) << keys.readAllStandardError().constData();
+    keys.write("down 29 56 32\n");  // Ctrl, Alt, D
+    ASSERT_TRUE(said("done"));
+    EXPECT_TRUE(pelix->saw("dictation: typing into", 5000)) << pelix->err().constData();
+    keys.write("up 32 56 29\n");
+    ASSERT_TRUE(said("done"));
+    EXPECT_TRUE(pelix->saw("dictation: done", 5000)) << pelix->err().constData();
+    keys.closeWriteChannel();
+    keys.waitForFinished(3000);
+}
+
 }  // namespace
 }  // namespace pelix::dictation

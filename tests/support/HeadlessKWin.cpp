@@ -72,11 +72,15 @@ bool HeadlessKWin::start() {
     // Fake input for the pelix under test, as its installed desktop entry asks for it.
     const QString pelix = QFileInfo(qEnvironmentVariable("PELIX_BIN")).canonicalFilePath();
     if (pelix.isEmpty()) return fail("PELIX_BIN is not set: run the tests by ctest");
-    if (!writeText(
-            home_ + "/.local/share/applications/pelix-under-test.desktop",
-            "[Desktop Entry]\nType=Application\nName=Pelix under test\nExec=" + pelix.toUtf8() +
-                " %u\nNoDisplay=true\n"
-                "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n") ||
+    const auto trusted = [this](const QString& name, const QString& program) {
+        return writeText(home_ + "/.local/share/applications/" + name + ".desktop",
+                         "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() +
+                             "\nExec=" + program.toUtf8() +
+                             " %u\nNoDisplay=true\n"
+                             "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n");
+    };
+    if (!trusted("pelix-under-test", pelix) ||
+        !trusted("pelix-fake-keys", QFileInfo(PELIX_FAKE_KEYS).canonicalFilePath()) ||
         !writeText(home_ + "/.config/kxkbrc",
                    QByteArray("[Layout]\nLayoutList=") + kLayout + "\nUse=true\n")) {
         return fail("could not write KWin's configuration");
@@ -103,6 +107,14 @@ bool HeadlessKWin::start() {
     if (!QFileInfo::exists(run_ + "/bus")) {
         return fail("the session bus for KWin did not start: " + tail(work + "/bus.log"));
     }
+    // The portals the bus starts on demand find the compositor, KDE's among them.
+    QProcess activation;
+    const auto [update, updateArgs] = command(
+        "dbus-update-activation-environment",
+        {"WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP", "XDG_SESSION_TYPE", "QT_QPA_PLATFORM"}, env);
+    activation.setProcessEnvironment(env);
+    activation.start(update, updateArgs);
+    activation.waitForFinished(5000);
     const auto [program, args] = command(
         kwin,
         {"--virtual", "--no-lockscreen", "--socket", kSocket, "--width", "1024", "--height", "768"},
@@ -148,6 +160,10 @@ std::pair<QString, QStringList> HeadlessKWin::command(const QString& program,
                            "-i"};
     for (const QString& key : env.keys()) wrapped << key + "=" + env.value(key);
     return {"runuser", wrapped << program << args};
+}
+
+QString HeadlessKWin::fakeKeys() const {
+    return PELIX_FAKE_KEYS;
 }
 
 QString HeadlessKWin::log() const {

@@ -3,7 +3,8 @@
 // A headless KWin (`kwin_wayland --virtual`) for the KDE tests: started once per test program on
 // first use, with a session bus, a home and a runtime folder of its own, as an unprivileged user
 // when the tests run as root. KWin offers its fake input only to programs its user's desktop
-// entries trust: the `pelix` under test ($PELIX_BIN) is one, and as KWin checks a client's
+// entries trust: the `pelix` under test ($PELIX_BIN) is one, the tests' keyboard (`fakeKeys`)
+// the other, and as KWin checks a client's
 // executable, the programs that use it run as KWin's user too (`command`).
 #include <QByteArray>
 #include <QProcess>
@@ -32,6 +33,8 @@ public:
     // arguments to hand to QProcess.
     std::pair<QString, QStringList> command(const QString& program, const QStringList& args,
                                             const QProcessEnvironment& env) const;
+    // A keyboard through fake input (tests/support/fake_keys.cpp), which KWin trusts too.
+    QString fakeKeys() const;
     // What KWin has logged, for a failure's message.
     QString log() const;
     // A new empty folder that KWin's user owns.
