@@ -17,6 +17,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <xkbcommon/xkbcommon.h>
 
 namespace pelix::platform {
@@ -46,12 +48,17 @@ public:
                                 "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy>"
                                 "</busconfig>")
                                    .toUtf8());
-        start(bus_, "dbus-daemon", {"--nofork", "--config-file=" + config});
-        if (!testing::waitUntil([&] { return QFileInfo::exists(dir_.path() + "/bus"); }, 10000)) {
+        // It prints its address once it takes connections (its socket is there a moment before).
+        start(bus_, "dbus-daemon", {"--nofork", "--print-address", "--config-file=" + config});
+        if (!testing::waitUntil([&] { return bus_.canReadLine(); }, 10000)) {
             error_ = "dbus-daemon did not start";
             return;
         }
         connection_ = QDBusConnection::connectToBus(address, QString("portal-rig-%1").arg(++rigs));
+        if (!connection_.isConnected()) {
+            error_ = "the test could not connect to its bus";
+            return;
+        }
         start(backend_, "/usr/bin/python3",
               {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/pelix_portal.py",
                "--parameters", parameters});
@@ -104,6 +111,43 @@ public:
         }
         calls.endArray();
         return keys;
+    }
+    // A fake frontend of a later version in place of the real one (fakes/portal/frontend_v2.py),
+    // told the rig's connection; false when it does not start.
+    bool startLaterFrontend() {
+        start(frontend_, "/usr/bin/python3",
+              {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/frontend_v2.py"});
+        if (!registered("org.freedesktop.portal.Desktop")) return false;
+        QString sender = connection_.baseService().mid(1);
+        QDBusMessage set = QDBusMessage::createMethodCall("org.freedesktop.portal.Desktop",
+                                                          "/org/freedesktop/portal/desktop",
+                                                          "org.freedesktop.DBus.Mock", "SetSender");
+        set << sender.replace('.', '_');
+        return connection_.call(set).type() == QDBusMessage::ReplyMessage;
+    }
+    // The restore token each SelectDevices of the fake frontend was given ("" for none).
+    QStringList restoreTokensGiven() const {
+        QDBusMessage get = QDBusMessage::createMethodCall(
+            "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+            "org.freedesktop.DBus.Mock", "GetMethodCalls");
+        get << QString("SelectDevices");
+        const QDBusMessage reply = connection_.call(get);
+        QStringList tokens;
+        if (reply.arguments().isEmpty()) return tokens;
+        const QDBusArgument calls = reply.arguments().first().value<QDBusArgument>();
+        calls.beginArray();
+        while (!calls.atEnd()) {
+            qulonglong when = 0;
+            QVariantList args;
+            calls.beginStructure();
+            calls >> when >> args;
+            calls.endStructure();
+            QVariantMap options;
+            args.value(1).value<QDBusArgument>() >> options;
+            tokens << options.value("restore_token").toString();
+        }
+        calls.endArray();
+        return tokens;
     }
     // Presses or lets go of one of the shortcuts.
     void shortcut(const QString& id, bool down) const {
@@ -190,6 +234,25 @@ TEST_F(PortalTypistTest, TypesKeysymsOnceTheSessionRunsAfterAWarmUpShift) {
         << ::testing::PrintToString(rig.keys());
     // The frontend of this version restores no sessions, so there is no token to keep.
     EXPECT_FALSE(QFileInfo::exists(tokenFile()));
+}
+
+// A portal that restores sessions hands a new token with each one: the typist keeps the last,
+// privately, and offers it when it starts again, so the desktop asks the user only once.
+TEST_F(PortalTypistTest, EachRestoreTokenIsKeptPrivatelyAndOfferedNextTime) {
+    PortalRig rig(false);
+    ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
+    ASSERT_TRUE(rig.startLaterFrontend());
+    for (const char* kept : {"token-1", "token-2"}) {
+        SCOPED_TRACE(kept);
+        PortalTypist typist(rig.connection(), tokenFile());
+        ASSERT_TRUE(testing::waitUntil([&] { return typist.canType(); }, 10000))
+            << int(typist.state());
+        EXPECT_EQ(testing::readFile(tokenFile()), kept);
+        struct stat kept_mode {};
+        ASSERT_EQ(::stat(tokenFile().toLocal8Bit().constData(), &kept_mode), 0);
+        EXPECT_EQ(kept_mode.st_mode & 0777, 0600u);
+    }
+    EXPECT_EQ(rig.restoreTokensGiven(), QStringList({"", "token-1"}));
 }
 
 // However the session fails to run, nothing is typed and the typist says it can't type.

@@ -89,10 +89,10 @@ bool HeadlessKWin::start() {
 
     const QProcessEnvironment env = clientEnvironment();
     bus_ = std::make_unique<QProcess>();
-    bus_->setStandardOutputFile(work + "/bus.log");
     bus_->setStandardErrorFile(work + "/bus.log");
     const auto [busProgram, busArgs] = command(
-        "dbus-daemon", {"--session", "--nofork", "--address=unix:path=" + run_ + "/bus"}, env);
+        "dbus-daemon",
+        {"--session", "--nofork", "--print-address", "--address=unix:path=" + run_ + "/bus"}, env);
     bus_->setProcessEnvironment(env);
     bus_->start(busProgram, busArgs);
 
@@ -100,11 +100,13 @@ bool HeadlessKWin::start() {
     kwin_->setStandardOutputFile(work + "/kwin.log");
     kwin_->setStandardErrorFile(work + "/kwin.log");
     const QDeadlineTimer deadline(20000);
-    while (!QFileInfo::exists(run_ + "/bus") && !deadline.hasExpired() &&
+    // The bus prints its address once it takes connections (its socket is there a moment
+    // before).
+    while (!bus_->canReadLine() && !deadline.hasExpired() &&
            bus_->state() != QProcess::NotRunning) {
-        QThread::msleep(20);
+        bus_->waitForReadyRead(100);
     }
-    if (!QFileInfo::exists(run_ + "/bus")) {
+    if (!bus_->canReadLine()) {
         return fail("the session bus for KWin did not start: " + tail(work + "/bus.log"));
     }
     // The portals the bus starts on demand find the compositor, KDE's among them.
