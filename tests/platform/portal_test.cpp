@@ -25,6 +25,7 @@ namespace pelix::platform {
 namespace {
 
 constexpr auto kBackend = "org.freedesktop.impl.portal.desktop.pelixtest";
+constexpr auto kFrontend = "org.freedesktop.portal.Desktop";
 
 // A session bus with the portal frontend (unless `frontend` is false) and the fake backend, with
 // the backend's `parameters` (JSON).
@@ -72,7 +73,7 @@ public:
         }
         if (!frontend) return;
         start(frontend_, "/usr/libexec/xdg-desktop-portal", {});
-        if (!registered("org.freedesktop.portal.Desktop")) {
+        if (!registered(kFrontend)) {
             error_ = "xdg-desktop-portal did not start (the Debian package xdg-desktop-portal): " +
                      frontend_.readAllStandardError();
         }
@@ -90,26 +91,31 @@ public:
     QString error() const { return error_; }
     QDBusConnection connection() const { return connection_; }
 
-    // The keys the backend was told of, in order: keysym and whether pressed.
-    QList<std::pair<int, bool>> keys() const {
-        QDBusMessage get =
-            QDBusMessage::createMethodCall(kBackend, "/org/freedesktop/portal/desktop",
-                                           "org.freedesktop.DBus.Mock", "GetMethodCalls");
-        get << QString("NotifyKeyboardKeysym");
-        const QDBusMessage reply = connection_.call(get);
-        QList<std::pair<int, bool>> keys;
-        if (reply.arguments().isEmpty()) return keys;
-        const QDBusArgument calls = reply.arguments().first().value<QDBusArgument>();
-        calls.beginArray();
-        while (!calls.atEnd()) {
+    // The arguments of every call of `method` the mock `service` (the fake backend unless said)
+    // answered, in order.
+    QList<QVariantList> calls(const QString& method, const QString& service = kBackend) const {
+        const QDBusMessage reply = mock("GetMethodCalls", {method}, service);
+        QList<QVariantList> calls;
+        if (reply.arguments().isEmpty()) return calls;
+        const QDBusArgument list = reply.arguments().first().value<QDBusArgument>();
+        list.beginArray();
+        while (!list.atEnd()) {
             qulonglong when = 0;
             QVariantList args;
-            calls.beginStructure();
-            calls >> when >> args;
-            calls.endStructure();
+            list.beginStructure();
+            list >> when >> args;
+            list.endStructure();
+            calls << args;
+        }
+        list.endArray();
+        return calls;
+    }
+    // The keys the backend was told of, in order: keysym and whether pressed.
+    QList<std::pair<int, bool>> keys() const {
+        QList<std::pair<int, bool>> keys;
+        for (const QVariantList& args : calls("NotifyKeyboardKeysym")) {
             keys.append({args.value(2).toInt(), args.value(3).toUInt() == 1});
         }
-        calls.endArray();
         return keys;
     }
     // A fake frontend of a later version in place of the real one (fakes/portal/frontend_v2.py),
@@ -117,75 +123,33 @@ public:
     bool startLaterFrontend() {
         start(frontend_, "/usr/bin/python3",
               {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/frontend_v2.py"});
-        if (!registered("org.freedesktop.portal.Desktop")) return false;
-        QString sender = connection_.baseService().mid(1);
-        QDBusMessage set = QDBusMessage::createMethodCall("org.freedesktop.portal.Desktop",
-                                                          "/org/freedesktop/portal/desktop",
-                                                          "org.freedesktop.DBus.Mock", "SetSender");
-        set << sender.replace('.', '_');
-        return connection_.call(set).type() == QDBusMessage::ReplyMessage;
+        if (!registered(kFrontend)) return false;
+        const QString sender = connection_.baseService().mid(1).replace('.', '_');
+        return mock("SetSender", {sender}, kFrontend).type() == QDBusMessage::ReplyMessage;
     }
     // The restore token each SelectDevices of the fake frontend was given ("" for none).
     QStringList restoreTokensGiven() const {
-        QDBusMessage get = QDBusMessage::createMethodCall(
-            "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
-            "org.freedesktop.DBus.Mock", "GetMethodCalls");
-        get << QString("SelectDevices");
-        const QDBusMessage reply = connection_.call(get);
         QStringList tokens;
-        if (reply.arguments().isEmpty()) return tokens;
-        const QDBusArgument calls = reply.arguments().first().value<QDBusArgument>();
-        calls.beginArray();
-        while (!calls.atEnd()) {
-            qulonglong when = 0;
-            QVariantList args;
-            calls.beginStructure();
-            calls >> when >> args;
-            calls.endStructure();
+        for (const QVariantList& args : calls("SelectDevices", kFrontend)) {
             QVariantMap options;
             args.value(1).value<QDBusArgument>() >> options;
             tokens << options.value("restore_token").toString();
         }
-        calls.endArray();
         return tokens;
     }
     // Presses or lets go of one of the shortcuts.
-    void shortcut(const QString& id, bool down) const {
-        QDBusMessage press = QDBusMessage::createMethodCall(
-            kBackend, "/org/freedesktop/portal/desktop", "org.freedesktop.DBus.Mock", "Shortcut");
-        press << id << down;
-        connection_.call(press);
-    }
-    // How many times `method` of the backend was called.
-    int calls(const QString& method) const {
-        QDBusMessage get =
-            QDBusMessage::createMethodCall(kBackend, "/org/freedesktop/portal/desktop",
-                                           "org.freedesktop.DBus.Mock", "GetMethodCalls");
-        get << method;
-        const QDBusMessage reply = connection_.call(get);
-        if (reply.arguments().isEmpty()) return -1;
-        const QDBusArgument calls = reply.arguments().first().value<QDBusArgument>();
-        int count = 0;
-        calls.beginArray();
-        while (!calls.atEnd()) {
-            qulonglong when = 0;
-            QVariantList args;
-            calls.beginStructure();
-            calls >> when >> args;
-            calls.endStructure();
-            ++count;
-        }
-        calls.endArray();
-        return count;
-    }
+    void shortcut(const QString& id, bool down) const { mock("Shortcut", {id, down}); }
     // Ends the sessions, as the desktop does when the user stops them.
-    void closeSessions() const {
-        connection_.call(QDBusMessage::createMethodCall(kBackend, "/org/freedesktop/portal/desktop",
-                                                        "org.freedesktop.DBus.Mock",
-                                                        "CloseSessions"));
-    }
+    void closeSessions() const { mock("CloseSessions", {}); }
 
 private:
+    QDBusMessage mock(const QString& method, const QVariantList& args,
+                      const QString& service = kBackend) const {
+        QDBusMessage call = QDBusMessage::createMethodCall(
+            service, "/org/freedesktop/portal/desktop", "org.freedesktop.DBus.Mock", method);
+        call.setArguments(args);
+        return connection_.call(call);
+    }
     void start(QProcess& process, const QString& program, const QStringList& args) {
         process.setProcessEnvironment(env_);
         process.start(program, args);
@@ -305,7 +269,7 @@ TEST(PortalKeySource, TheShortcutsHoldTheirModifiersWhereverTheDesktopBindsThem)
         ASSERT_TRUE(keys.start(
             {.modifiersChanged = [&](Mods mods, double) { seen << mods.bits; }, .otherInput = {}}));
         ASSERT_TRUE(testing::waitUntil([&] { return keys.listening(); }, 10000));
-        EXPECT_EQ(rig.calls("BindShortcuts"), bindInCreate ? 0 : 1);
+        EXPECT_EQ(rig.calls("BindShortcuts").size(), bindInCreate ? 0 : 1);
 
         rig.shortcut("dictate", true);
         rig.shortcut("dictate", true);  // repeated while held, as KDE does
