@@ -128,6 +128,12 @@ void AppRouter::beginRecording() {
     recordingShown();
 }
 
+void AppRouter::toggleDictation() {
+    if (recording_) return endRecording();
+    fileIt_ = false;
+    beginRecording();
+}
+
 void AppRouter::recordingShown() {
     panel_.setRecording(recording_ && fileIt_);
     Q_EMIT recordingChanged(recording_, fileIt_);

@@ -74,6 +74,9 @@ public:
 
     void beginRecording();
     void endRecording();
+    // `pelix --dictate`: starts live dictation, or ends whatever recording runs (a shortcut of
+    // the desktop's running it where the keys can't be seen).
+    void toggleDictation();
     void discardRecording();
     void upload(const QString& path, double seconds);
 

@@ -54,13 +54,16 @@ int runApplication(int argc, char** argv) {
     QString message;
     for (const QString& word : QApplication::arguments().mid(1)) {
         if (word.startsWith(QStringLiteral("pelix-mac:"), Qt::CaseInsensitive)) message = word;
+        if (word == QLatin1String(kDictateWord)) message = word;
     }
 
     const std::unique_ptr<platform::SingleInstance> instance =
         desktop->singleInstance(core::paths::dataDir());
     if (instance->sendToRunning(message)) {
         core::logLine("pelix", message.isEmpty() ? "already running; its panel is open"
-                                                 : "handed the link to the running Pelix");
+                               : message == QLatin1String(kDictateWord)
+                                   ? "handed --dictate to the running Pelix"
+                                   : "handed the link to the running Pelix");
         return 0;
     }
     if (!instance->listen()) {

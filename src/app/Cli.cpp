@@ -128,7 +128,8 @@ const std::vector<Mode>& modes() {
 // Options that only qualify a mode; they are not modes of their own.
 bool knownOption(const QString& word) {
     static const QStringList qualifiers = usage::optionWords(usage::pelix());
-    return qualifiers.contains(word) || modeFlags().contains(word);
+    return qualifiers.contains(word) || modeFlags().contains(word) ||
+           word == QLatin1String(kDictateWord);
 }
 
 // Every word that takes the word after it as its value, with the value as the usage names it:

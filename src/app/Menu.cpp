@@ -64,6 +64,7 @@ QList<MenuItem> menuItems(const DesktopFacts& facts) {
 namespace {
 
 QString waylandKeysLine(const DesktopFacts& facts) {
+    if (facts.keysByShortcuts) return core::sentences::kKeysSeenPortal;
     if (facts.keysSeen) return core::sentences::kKeysSeenEvdev;
     if (facts.inputDevices == 0) return core::sentences::kKeysNoKeyboard;
     if (facts.inputReadable == 0) return core::sentences::kKeysForbidden;
@@ -80,8 +81,10 @@ QStringList permissionLines(const DesktopFacts& facts) {
     };
     if (facts.wayland) {
         lines << waylandKeysLine(facts)
-              << (facts.typing ? core::sentences::kTypingWayland
-                               : core::sentences::kNoTypingWayland)
+              << (!facts.typing        ? core::sentences::kNoTypingWayland
+                  : facts.fakeInput    ? core::sentences::kTypingFakeInput
+                  : facts.typingPortal ? core::sentences::kTypingPortal
+                                       : core::sentences::kTypingWayland)
               << (facts.pasting ? core::sentences::kPastingWayland
                                 : core::sentences::kNoPastingWayland)
               << (facts.frontKnown ? core::sentences::kFrontKnown : core::sentences::kFrontUnknown);

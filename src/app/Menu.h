@@ -8,15 +8,18 @@ namespace pelix::app {
 
 // What the tray menu and the permission report are made from.
 struct DesktopFacts {
-    bool microphone = false;   // the sound server lists an input
-    bool speechModel = false;  // the speech model's files are installed
-    bool keysSeen = false;     // the key source hears every application's keys
-    bool typing = false;       // text can be typed into other applications
-    bool wayland = false;      // a Wayland session: the rows below apply
-    int inputDevices = 0;      // input devices found under /dev/input
-    int inputReadable = 0;     // … of which this user may read
-    bool pasting = false;      // the clipboard works while another application has the focus
-    bool frontKnown = false;   // the application in front is known
+    bool microphone = false;       // the sound server lists an input
+    bool speechModel = false;      // the speech model's files are installed
+    bool keysSeen = false;         // the key source hears every application's keys
+    bool typing = false;           // text can be typed into other applications
+    bool fakeInput = false;        // … through KWin's fake input
+    bool typingPortal = false;     // … through the remote-desktop portal
+    bool keysByShortcuts = false;  // the gestures come from the desktop's shortcuts
+    bool wayland = false;          // a Wayland session: the rows below apply
+    int inputDevices = 0;          // input devices found under /dev/input
+    int inputReadable = 0;         // … of which this user may read
+    bool pasting = false;          // the clipboard works while another application has the focus
+    bool frontKnown = false;       // the application in front is known
     bool token = false;
     bool installed = false;  // run from the install prefix, not the build tree
     QString program;         // this program's path

@@ -1,6 +1,7 @@
 #include "app/TrayApp.h"
 
 #include "app/AppDictation.h"
+#include "app/Application.h"
 #include "app/Links.h"
 #include "app/MainWindow.h"
 #include "core/Log.h"
@@ -149,6 +150,9 @@ DesktopFacts TrayApp::facts(bool devices) const {
         facts.keysSeen = probes.keysSeen;
         facts.microphone = probes.microphone;
         facts.typing = probes.typing;
+        facts.fakeInput = probes.typingRoute == platform::TypingRoute::fakeInput;
+        facts.typingPortal = probes.typingRoute == platform::TypingRoute::portal;
+        facts.keysByShortcuts = probes.keysByShortcuts;
         facts.wayland = probes.session == QLatin1String("wayland");
         facts.inputDevices = probes.inputDevices;
         facts.inputReadable = probes.inputReadable;
@@ -293,6 +297,11 @@ void TrayApp::receive(const QString& message) {
             panel_->open(shell_.iconGeometry());
             core::logLine("panel", "opened");
         }
+        return;
+    }
+    if (message == QLatin1String(kDictateWord)) {
+        core::logLine("dictation", "toggled from the command line");
+        router_->toggleDictation();
         return;
     }
     const QUrl url(message);

@@ -72,7 +72,8 @@ public:
     // Start-up: the tray icon and menu, the keys, opening at login, the sign-in prompt, the
     // relay.
     void start();
-    // What a second `pelix` handed over: a link, or nothing to open the panel.
+    // What a second `pelix` handed over: a link, `kDictateWord`, or nothing to open the
+    // panel.
     void receive(const QString& message);
 
     // Opens the Tell/Ask panel beside `anchor` (the tray icon or the badge; an empty rectangle

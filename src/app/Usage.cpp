@@ -18,6 +18,10 @@ const Usage& pelix() {
                 "these links to pelix) goes to the running copy. The menu signs you in, checks "
                 "what the keys and the microphone need, and, for an installed copy, opens Pelix "
                 "at login.",
+                "pelix --dictate starts live dictation in the running copy (starting Pelix "
+                "first when it is not running), and ends the recording when one runs: bind it to "
+                "a shortcut in the desktop's keyboard settings where Pelix can't see the keys "
+                "(a Wayland session without access to /dev/input, a tiling compositor).",
                 "With a mode, Pelix does one job without the tray and ends. Modes and options "
                 "are whole words anywhere in the arguments, an option's value is the word after "
                 "it, and the first mode found in the order below runs. Results go to standard "

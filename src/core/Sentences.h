@@ -34,6 +34,10 @@ inline constexpr auto kSoundServerFailed = "The sound server failed.";
 inline constexpr auto kNoXDisplay = "There is no X display to watch the keys on.";
 inline constexpr auto kNoXInput2 = "The X display has no XInput 2, so the keys can't be seen.";
 inline constexpr auto kNoKeyboard = "No keyboard was found under /dev/input.";
+inline constexpr auto kNoShortcutsPortal = "The desktop offers no shortcuts portal.";
+// The shortcuts as the desktop's shortcut settings list them.
+inline constexpr auto kBraindumpShortcut = "Pelix: tap to start and end a braindump";
+inline constexpr auto kDictateShortcut = "Pelix: hold to dictate into the app you're in";
 inline constexpr auto kKeyboardsForbidden =
     "Pelix may not read the keyboards: add yourself to the input group (sudo usermod -aG input "
     "$USER), then log in again.";
@@ -474,6 +478,14 @@ inline constexpr auto kKeysForbidden =
 inline constexpr auto kKeysUnreadable =
     "Alt key: NOT seen - Pelix could not read the keyboards under /dev/input";
 inline constexpr auto kTypingWayland = "Typing: possible (the compositor's virtual keyboard)";
+inline constexpr auto kTypingFakeInput = "Typing: possible (typing through KDE's fake input)";
+inline constexpr auto kTypingPortal =
+    "Typing: possible (typing through the remote-desktop portal; the desktop asks once)";
+inline constexpr auto kKeysSeenPortal =
+    "Alt key: through the desktop's shortcuts (the shortcuts portal: Pelix's two shortcuts in the "
+    "desktop's keyboard settings)";
+// Why Pelix asks KWin for its fake input, which KWin may show the user.
+inline constexpr auto kFakeInputReason = "Pelix types what you dictate into the app you're in.";
 inline constexpr auto kNoTypingWayland =
     "Typing: NOT possible - this Wayland desktop lets no application type into others; dictated "
     "text goes to the clipboard";

@@ -22,6 +22,15 @@ class Session;
 class SingleInstance;
 class Typist;
 
+// How text is typed into other applications.
+enum class TypingRoute {
+    none,
+    xtest,            // X11
+    virtualKeyboard,  // the compositor's virtual keyboard (wlroots compositors)
+    fakeInput,        // KWin's fake input
+    portal,           // the desktop portal's RemoteDesktop
+};
+
 // What the permission report reads about the session.
 struct Probes {
     // The kind of session: "x11", "wayland", or "none" without a display.
@@ -30,6 +39,7 @@ struct Probes {
     bool keysSeen = false;
     // Whether text can be typed into other applications.
     bool typing = false;
+    TypingRoute typingRoute = TypingRoute::none;
     // Whether the sound server lists a microphone.
     bool microphone = false;
 
@@ -37,6 +47,8 @@ struct Probes {
     // this user may read (the "input" group).
     int inputDevices = 0;
     int inputReadable = 0;
+    // Whether the gestures come from the desktop's shortcuts (the shortcuts portal) instead.
+    bool keysByShortcuts = false;
     // Whether the clipboard can be set and pasted from while another application has the focus.
     bool pasting = false;
     // Whether the application in front is known.

@@ -61,6 +61,13 @@ public:
                          [this] { err_ += process_.readAllStandardError(); });
         process_.start(qEnvironmentVariable("PELIX_BIN"), args);
     }
+    // `pelix` started through `program` with `args` (another user's, say), in the environment the
+    // arguments give.
+    PelixProcess(const QString& program, const QStringList& args) {
+        QObject::connect(&process_, &QProcess::readyReadStandardError,
+                         [this] { err_ += process_.readAllStandardError(); });
+        process_.start(program, args);
+    }
     ~PelixProcess() {
         process_.terminate();
         if (!process_.waitForFinished(3000)) process_.kill();

@@ -24,13 +24,14 @@ public:
         QString text;
     };
 
-    explicit TargetWindow(const QString& program, const QProcessEnvironment& env =
-                                                      QProcessEnvironment::systemEnvironment()) {
+    explicit TargetWindow(const QString& program,
+                          const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment(),
+                          const QStringList& args = {}) {
         clock_.start();
         process_.setProcessEnvironment(env);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         QObject::connect(&process_, &QProcess::readyReadStandardOutput, [this] { read(); });
-        process_.start(program, {});
+        process_.start(program, args);
     }
     ~TargetWindow() {
         process_.closeWriteChannel();

@@ -119,6 +119,7 @@ Probes X11Desktop::probe() {
                                        : QStringLiteral("none");
     probes.keysSeen = support.xinput2 && keysHeard();
     probes.typing = support.xtest;
+    if (support.xtest) probes.typingRoute = TypingRoute::xtest;
     probes.microphone = microphonePresent();
     return probes;
 }

@@ -90,18 +90,8 @@ void onFormat(void* data, zwlr_data_control_offer_v1*, const char* format) {
 }
 const zwlr_data_control_offer_v1_listener kOffer = {onFormat};
 
-void onSend(void* data, zwlr_data_control_source_v1*, const char* format, int32_t fd) {
-    const auto* source = static_cast<WaylandClipboard::Source*>(data);
-    const QString wanted = QString::fromUtf8(format);
-    for (const auto& [name, bytes] : source->formats) {
-        if (name == wanted) {
-            new PipeWriter(fd, bytes);
-            return;
-        }
-    }
-    ::close(fd);
-}
-const zwlr_data_control_source_v1_listener kSource = {onSend, &WaylandClipboard::cancelled};
+const zwlr_data_control_source_v1_listener kSource = {&WaylandClipboard::send,
+                                                      &WaylandClipboard::cancelled};
 
 const zwlr_data_control_device_v1_listener kDevice = {
     &WaylandClipboard::offered, &WaylandClipboard::selected, &WaylandClipboard::finished};
@@ -195,6 +185,20 @@ Clipboard::Contents WaylandClipboard::save() const {
         if (bytes) formats.append({format, *bytes});
     }
     return formats;
+}
+
+void WaylandClipboard::send(void* data, zwlr_data_control_source_v1*, const char* format,
+                            int32_t fd) {
+    const auto* source = static_cast<WaylandClipboard::Source*>(data);
+    const QString wanted = QString::fromUtf8(format);
+    for (const auto& [name, bytes] : source->formats) {
+        if (name == wanted) {
+            new PipeWriter(fd, bytes);
+            ++source->owner->handedOut_;
+            return;
+        }
+    }
+    ::close(fd);
 }
 
 void WaylandClipboard::own(const std::optional<QList<std::pair<QString, QByteArray>>>& formats) {

@@ -1,6 +1,11 @@
 #include "platform/linux/WaylandDesktop.h"
 
+#include "core/Log.h"
+
 #include "platform/linux/EvdevKeySource.h"
+#include "platform/linux/FakeInputTypist.h"
+#include "platform/linux/PortalKeySource.h"
+#include "platform/linux/PortalTypist.h"
 #include "platform/linux/QtClipboard.h"
 #include "platform/linux/WaylandClipboard.h"
 #include "platform/linux/WaylandOverlay.h"
@@ -26,9 +31,10 @@ public:
 struct WaylandDesktop::Parts {
     bool connected = false;  // a connection was tried
     std::unique_ptr<WaylandSession> session;
-    std::unique_ptr<EvdevKeySource> keys;
-    std::unique_ptr<WaylandTypist> typist;
+    std::unique_ptr<KeySource> keys;
+    std::unique_ptr<Typist> typist;
     std::unique_ptr<Clipboard> clipboard;
+    WaylandClipboard* waylandClipboard = nullptr;  // the clipboard, when through data control
     std::unique_ptr<WaylandOverlay> overlay;
     NoTypist none;
 
@@ -43,13 +49,15 @@ struct WaylandDesktop::Parts {
 
 WaylandDesktop::WaylandDesktop(const DesktopOptions& options)
     : clock_(options.clock),
+      cacheDir_(options.cacheDir),
       display_(options.waylandDisplay),
       inputFolder_(options.inputFolder.isEmpty() ? QStringLiteral("/dev/input")
                                                  : options.inputFolder),
       parts_(std::make_unique<Parts>()) {}
 
 WaylandDesktop::~WaylandDesktop() {
-    // Everything that speaks through the connection goes before it.
+    // Everything that speaks through the connection goes before it; the typist's late work on
+    // the clipboard goes with the clipboard.
     parts_->overlay.reset();
     parts_->clipboard.reset();
     parts_->typist.reset();
@@ -58,8 +66,15 @@ WaylandDesktop::~WaylandDesktop() {
 
 KeySource& WaylandDesktop::keys() {
     if (!parts_->keys) {
-        parts_->keys =
-            std::make_unique<EvdevKeySource>(clock_, EvdevKeySource::devicesIn(inputFolder_));
+        const EvdevKeySource::Devices devices = EvdevKeySource::devicesIn(inputFolder_);
+        // Keyboards this user may not read leave the desktop's shortcuts, where it has the
+        // portal.
+        if (EvdevKeySource::probe(devices).readable == 0 &&
+            PortalKeySource::offered(QDBusConnection::sessionBus())) {
+            parts_->keys = std::make_unique<PortalKeySource>(QDBusConnection::sessionBus(), clock_);
+        } else {
+            parts_->keys = std::make_unique<EvdevKeySource>(clock_, devices);
+        }
     }
     return *parts_->keys;
 }
@@ -67,8 +82,22 @@ KeySource& WaylandDesktop::keys() {
 Typist& WaylandDesktop::typist() {
     if (!parts_->typist) {
         WaylandSession* session = parts_->connect(display_);
-        if (!session || !session->offers().virtualKeyboard) return parts_->none;
-        parts_->typist = std::make_unique<WaylandTypist>(*session);
+        const WaylandSession::Offers offers =
+            session ? session->offers() : WaylandSession::Offers{};
+        if (offers.virtualKeyboard) {
+            parts_->typist = std::make_unique<WaylandTypist>(*session);
+            core::logLine("typing", "through the compositor's virtual keyboard");
+        } else if (offers.fakeInput) {
+            clipboard();
+            parts_->typist = std::make_unique<FakeInputTypist>(*session, parts_->waylandClipboard);
+            core::logLine("typing", "through KDE's fake input");
+        } else if (PortalTypist::offered(QDBusConnection::sessionBus())) {
+            parts_->typist = std::make_unique<PortalTypist>(QDBusConnection::sessionBus(),
+                                                            cacheDir_ + "/remote-desktop-token");
+        } else {
+            core::logLine("typing", "not offered by this desktop");
+            return parts_->none;
+        }
     }
     return *parts_->typist;
 }
@@ -77,7 +106,9 @@ Clipboard& WaylandDesktop::clipboard() {
     if (!parts_->clipboard) {
         WaylandSession* session = parts_->connect(display_);
         if (session && session->offers().dataControl) {
-            parts_->clipboard = std::make_unique<WaylandClipboard>(*session);
+            auto clipboard = std::make_unique<WaylandClipboard>(*session);
+            parts_->waylandClipboard = clipboard.get();
+            parts_->clipboard = std::move(clipboard);
         } else {
             parts_->clipboard = std::make_unique<QtClipboard>();
         }
@@ -108,10 +139,19 @@ Probes WaylandDesktop::probe() {
     probes.keysSeen = keysHeard() || (!parts_->keys && access.readable > 0);
     if (WaylandSession* session = parts_->connect(display_)) {
         const WaylandSession::Offers offers = session->offers();
-        probes.typing = offers.virtualKeyboard;
-        probes.pasting = offers.virtualKeyboard && offers.dataControl;
+        probes.typingRoute = offers.virtualKeyboard ? TypingRoute::virtualKeyboard
+                             : offers.fakeInput     ? TypingRoute::fakeInput
+                                                    : TypingRoute::none;
+        probes.typing = probes.typingRoute != TypingRoute::none;
+        probes.pasting = probes.typing && offers.dataControl;
         probes.frontKnown = offers.foreignToplevel;
     }
+    if (probes.typingRoute == TypingRoute::none &&
+        PortalTypist::offered(QDBusConnection::sessionBus())) {
+        probes.typingRoute = TypingRoute::portal;
+        probes.typing = true;
+    }
+    probes.keysByShortcuts = dynamic_cast<PortalKeySource*>(parts_->keys.get()) != nullptr;
     probes.microphone = microphonePresent();
     return probes;
 }

@@ -9,10 +9,11 @@ namespace pelix::platform {
 // A Wayland session. The keys come from the input devices (the compositor tells no client about
 // other clients' keys); typing, the clipboard, the application in front and the status line go
 // through the compositor's protocols where it offers them (wlroots compositors offer all four,
-// KWin the clipboard and the status line, GNOME none). Without a virtual keyboard nothing is
-// typed and the window in front is none, so dictated text goes to the status line; without data
-// control the clipboard is Qt's, which the compositor serves only while a window of Pelix's has
-// the focus.
+// KWin the clipboard and the status line, GNOME none). KWin types through its fake input, to
+// a program its desktop entry allows; elsewhere (GNOME) typing goes through the desktop portal's
+// RemoteDesktop. Without any of them nothing is typed and the window in front is
+// none, so dictated text goes to the status line; without data control the clipboard is Qt's, which
+// the compositor serves only while a window of Pelix's has the focus.
 class WaylandDesktop final : public LinuxDesktop {
 public:
     explicit WaylandDesktop(const DesktopOptions& options);
@@ -28,6 +29,7 @@ public:
 private:
     struct Parts;
     const core::Clock& clock_;
+    QString cacheDir_;
     QString display_;
     QString inputFolder_;
     std::unique_ptr<Parts> parts_;

@@ -1,5 +1,6 @@
 #include "platform/linux/WaylandSession.h"
 
+#include "fake-input-client-protocol.h"
 #include "virtual-keyboard-unstable-v1-client-protocol.h"
 #include "wlr-data-control-unstable-v1-client-protocol.h"
 #include "wlr-foreign-toplevel-management-unstable-v1-client-protocol.h"
@@ -7,6 +8,7 @@
 
 #include <QSocketNotifier>
 
+#include <poll.h>
 #include <wayland-client.h>
 
 #include <algorithm>
@@ -95,6 +97,10 @@ void WaylandSession::global(void* data, wl_registry* registry, uint32_t name, co
         self->toplevels_ = bind<zwlr_foreign_toplevel_manager_v1>(
             registry, name, &zwlr_foreign_toplevel_manager_v1_interface, version, 3);
         zwlr_foreign_toplevel_manager_v1_add_listener(self->toplevels_, &kToplevels, self);
+    } else if (is(org_kde_kwin_fake_input_interface) && version >= 4) {
+        // Keys came with version 4.
+        self->fakeInput_ = bind<org_kde_kwin_fake_input>(
+            registry, name, &org_kde_kwin_fake_input_interface, version, 4);
     } else if (is(zwlr_layer_shell_v1_interface)) {
         self->layerShell_ =
             bind<zwlr_layer_shell_v1>(registry, name, &zwlr_layer_shell_v1_interface, version, 1);
@@ -143,6 +149,7 @@ WaylandSession::~WaylandSession() {
     if (keyboards_) zwp_virtual_keyboard_manager_v1_destroy(keyboards_);
     if (dataControl_) zwlr_data_control_manager_v1_destroy(dataControl_);
     if (layerShell_) zwlr_layer_shell_v1_destroy(layerShell_);
+    if (fakeInput_) org_kde_kwin_fake_input_destroy(fakeInput_);
     if (shm_) wl_shm_destroy(shm_);
     if (compositor_) wl_compositor_destroy(compositor_);
     if (seat_) wl_seat_destroy(seat_);
@@ -156,6 +163,7 @@ WaylandSession::Offers WaylandSession::offers() const {
         .dataControl = dataControl_ && seat_,
         .foreignToplevel = toplevels_ != nullptr,
         .layerShell = layerShell_ && compositor_ && shm_,
+        .fakeInput = fakeInput_ != nullptr,
     };
 }
 
@@ -178,6 +186,22 @@ bool WaylandSession::roundtrip() {
 
 void WaylandSession::flush() {
     if (!broken_) wl_display_flush(display_);
+}
+
+bool WaylandSession::waitForEvents(int timeoutMs) {
+    if (broken_) return false;
+    while (wl_display_prepare_read(display_) != 0) wl_display_dispatch_pending(display_);
+    wl_display_flush(display_);
+    pollfd ready{.fd = wl_display_get_fd(display_), .events = POLLIN, .revents = 0};
+    if (::poll(&ready, 1, timeoutMs) <= 0) {
+        wl_display_cancel_read(display_);
+        return true;
+    }
+    if (wl_display_read_events(display_) < 0 || wl_display_dispatch_pending(display_) < 0) {
+        broken_ = true;
+        if (notifier_) notifier_->setEnabled(false);
+    }
+    return !broken_;
 }
 
 void WaylandSession::readEvents() {

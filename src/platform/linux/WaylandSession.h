@@ -17,6 +17,7 @@ struct zwlr_foreign_toplevel_handle_v1;
 struct zwlr_foreign_toplevel_manager_v1;
 struct zwlr_layer_shell_v1;
 struct zwp_virtual_keyboard_manager_v1;
+struct org_kde_kwin_fake_input;
 
 namespace pelix::platform {
 
@@ -41,6 +42,7 @@ public:
         bool dataControl = false;      // the clipboard without a focused window (wlroots, KWin)
         bool foreignToplevel = false;  // the application in front (wlroots compositors)
         bool layerShell = false;       // the status line above the windows (wlroots, KWin)
+        bool fakeInput = false;        // typing by key codes (KWin, to clients it trusts)
     };
     Offers offers() const;
 
@@ -53,6 +55,9 @@ public:
     // false once the connection is broken.
     bool roundtrip();
     void flush();
+    // Sends what is waiting and handles what the compositor sends within `timeoutMs`; false once
+    // the connection is broken.
+    bool waitForEvents(int timeoutMs);
     bool broken() const { return broken_; }
 
     wl_display* display() const { return display_; }
@@ -62,6 +67,7 @@ public:
     zwp_virtual_keyboard_manager_v1* virtualKeyboards() const { return keyboards_; }
     zwlr_data_control_manager_v1* dataControl() const { return dataControl_; }
     zwlr_layer_shell_v1* layerShell() const { return layerShell_; }
+    org_kde_kwin_fake_input* fakeInput() const { return fakeInput_; }
 
     // Listener entry points (C callbacks); not for callers.
     struct Toplevel;
@@ -84,6 +90,7 @@ private:
     zwlr_data_control_manager_v1* dataControl_ = nullptr;
     zwlr_foreign_toplevel_manager_v1* toplevels_ = nullptr;
     zwlr_layer_shell_v1* layerShell_ = nullptr;
+    org_kde_kwin_fake_input* fakeInput_ = nullptr;
     std::vector<std::unique_ptr<Toplevel>> windows_;
     std::unique_ptr<QSocketNotifier> notifier_;
     bool broken_ = false;

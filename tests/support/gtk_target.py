@@ -1,0 +1,55 @@
+#!/usr/bin/python3
+"""A GTK 3 window with one text entry, to type into in the desktop tests.
+
+It speaks the typing target's protocol (tests/dictation/typing_target.cpp): "text <base64 of
+UTF-8>" on standard output at every change of the entry's text, "ready" once the window has the
+keyboard focus; "clear" on standard input empties the entry (answers "cleared"), "focus" brings
+the window forward (answers "ready"). It ends when standard input closes.
+"""
+import base64
+import sys
+
+import gi
+
+gi.require_version("Gtk", "3.0")
+from gi.repository import GLib, Gtk  # noqa: E402
+
+
+def say(line):
+    sys.stdout.write(line + "\n")
+    sys.stdout.flush()
+
+
+GLib.set_prgname("gtk-target")
+window = Gtk.Window(title="GTK target")
+window.set_default_size(500, 80)
+entry = Gtk.Entry()
+entry.connect(
+    "changed",
+    lambda e: say("text " + base64.b64encode(e.get_text().encode()).decode()))
+window.connect("focus-in-event", lambda *_: say("ready") or False)
+window.connect("destroy", Gtk.main_quit)
+window.add(entry)
+window.show_all()
+entry.grab_focus()
+
+
+def command(channel, condition):
+    line = channel.readline()
+    if not line:
+        Gtk.main_quit()
+        return False
+    word = line.strip()
+    if word == "clear":
+        entry.set_text("")
+        say("cleared")
+    elif word == "focus":
+        window.present()
+        entry.grab_focus()
+        if window.has_toplevel_focus():
+            say("ready")
+    return True
+
+
+GLib.io_add_watch(GLib.IOChannel.unix_new(sys.stdin.fileno()), GLib.IO_IN | GLib.IO_HUP, command)
+Gtk.main()
