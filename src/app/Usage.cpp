@@ -76,6 +76,7 @@ const Usage& pelix() {
                      {"--lang LOCALE", "new: the clips' language"},
                      {"--out FILE", "export: into this file"},
                      {"--scale F", "export: a smaller draft, F of the size"},
+                     {"--force", "export: replace the --out file without asking"},
                      {"--set FILE", "style: replace the rules with those of FILE"},
                      {"--json", "list: as JSON"},
                      {"--srt", "captions: as a SubRip subtitle file"},

@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+#include <unistd.h>
+
 namespace pelix::core::console {
 namespace {
 
@@ -94,6 +96,14 @@ void err(const QString& line) {
 }
 void raw(const QByteArray& bytes) {
     write(stdout, bytes);
+}
+
+std::optional<bool> confirm(const QString& question) {
+    if (!isatty(STDIN_FILENO)) return std::nullopt;
+    write(stderr, printable(question).toUtf8() + " [y/N] ");
+    char answer[64] = {};
+    if (!std::fgets(answer, sizeof answer, stdin)) return false;
+    return answer[0] == 'y' || answer[0] == 'Y';
 }
 
 int runUntilAnswered(const std::function<void(Answer)>& start) {

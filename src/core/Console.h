@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 namespace pelix::core::console {
 
@@ -27,6 +28,11 @@ void out(const QString& line);
 void err(const QString& line);
 // Writes bytes to standard output as they are.
 void raw(const QByteArray& bytes);
+
+// Asks `question` on the terminal and reads the answer: true for one starting with "y" or
+// "Y", false for any other. None when standard input is not a terminal, so a script is never
+// left waiting.
+std::optional<bool> confirm(const QString& question);
 
 using Answer = std::function<void(Result<QString>)>;
 

@@ -22,6 +22,14 @@ QString couldntCreateFolder(const QString& folder) {
     return QStringLiteral("Couldn't create the folder %1.").arg(folder);
 }
 
+QString temporaryFolderMissing(const QString& folder) {
+    return QStringLiteral("the folder %1 doesn't exist.").arg(folder);
+}
+
+QString temporaryNotMadeIn(const QString& folder, const QString& why) {
+    return QStringLiteral("its temporary file could not be made in %1 (%2).").arg(folder, why);
+}
+
 QString couldntMakeTemporaryFile(const QString& path, const QString& why) {
     return QStringLiteral("Couldn't make the temporary file %1: %2.").arg(path, why);
 }
@@ -399,6 +407,39 @@ QString projectNotAnObject(const QString& name) {
 
 QString couldntReadProject(const QString& name, const QString& why) {
     return QStringLiteral("Couldn't read the project %1: %2.").arg(name, why);
+}
+
+QString projectNotSaved(const QString& why) {
+    return QStringLiteral("Couldn't save the project, as it would not open again: %1.").arg(why);
+}
+
+QString exportFolderMissing(const QString& folder) {
+    return QStringLiteral("Couldn't export there: the folder %1 doesn't exist.").arg(folder);
+}
+
+QString exportNameTooLong(const QString& name) {
+    return QStringLiteral(
+               "Couldn't export there: the name %1 is longer than the file system "
+               "allows.")
+        .arg(name);
+}
+
+QString exportOverInput(const QString& name) {
+    return QStringLiteral(
+               "Couldn't export over %1: the video is made from it, so choose another file.")
+        .arg(name);
+}
+
+QString exportOverFolder(const QString& name) {
+    return QStringLiteral("Couldn't export there: %1 is a folder.").arg(name);
+}
+
+QString exportWouldReplace(const QString& name) {
+    return QStringLiteral("%1 is there already; add --force to replace it.").arg(name);
+}
+
+QString replaceQuestion(const QString& name) {
+    return QStringLiteral("%1 is there already. Replace it?").arg(name);
 }
 
 QString couldntMakeFolderFor(const QString& folder) {

@@ -16,6 +16,8 @@ inline constexpr auto kPelix = "Pelix";
 QString couldntWrite(const QString& file, const QString& why);  // "Couldn't write F: why"
 QString couldntMakePrivate(const QString& path);
 QString couldntCreateFolder(const QString& folder);
+QString temporaryFolderMissing(const QString& folder);
+QString temporaryNotMadeIn(const QString& folder, const QString& why);
 QString couldntMakeTemporaryFile(const QString& path, const QString& why);
 QString couldntRemoveFile(const QString& file);
 QString couldntRead(const QString& name, const QString& why);  // "Couldn't read N: why."
@@ -249,6 +251,13 @@ QString couldntOpenProject(const QString& name, const QString& why);
 QString projectNotJson(const QString& name, const QString& why, qsizetype line, qsizetype column);
 QString projectNotAnObject(const QString& name);
 QString couldntReadProject(const QString& name, const QString& why);
+QString projectNotSaved(const QString& why);
+QString exportFolderMissing(const QString& folder);
+QString exportNameTooLong(const QString& name);
+QString exportOverInput(const QString& name);
+QString exportOverFolder(const QString& name);
+QString exportWouldReplace(const QString& name);
+QString replaceQuestion(const QString& name);
 QString couldntMakeFolderFor(const QString& folder);
 
 // ---- Drawing and exporting videos ---------------------------------------------------------------
@@ -260,7 +269,6 @@ inline constexpr auto kFacePictureNotScaled =
     "Couldn't look for faces: the picture could not be scaled.";
 inline constexpr auto kExportStopped = "The export was stopped.";
 // Reasons for `couldntExport` and `couldntDraw`.
-inline constexpr auto kExportTemporaryNotMade = "its temporary file could not be made.";
 inline constexpr auto kEveryLineCut = "every line is cut, so there is nothing to show.";
 QString clipMissing(const QString& path);
 QString captionsNotWritten(const QString& why);

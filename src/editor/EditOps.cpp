@@ -115,12 +115,12 @@ private:
             const NumberedLine* line = lineOf(op.value("id"));
             const QJsonValue phrase = op.value("phrase");
             if (!line || !phrase.isString()) return false;
-            return setKeyword(*line, phrase.toString().trimmed());
+            return setKeyword(*line, edittext::bounded(phrase.toString(), longest::kPopUp));
         }
         if (name == "hook") {
             const QJsonValue text = op.value("text");
             if (!text.isString()) return false;
-            p.hook = text.toString().trimmed();
+            p.hook = edittext::bounded(text.toString(), longest::kHook);
             // The next translation pass translates the new hook.
             for (auto& [language, texts] : p.translations) texts.erase(QStringLiteral("hook"));
             return true;
@@ -129,7 +129,7 @@ private:
             const NumberedLine* line = lineOf(op.value("id"));
             const QJsonValue text = op.value("text");
             if (!line || !text.isString()) return false;
-            const QString fixed = text.toString().trimmed();
+            const QString fixed = edittext::bounded(text.toString(), longest::kLine);
             if (fixed.isEmpty()) {
                 p.fixes.erase(line->line.id);
             } else {
@@ -146,9 +146,11 @@ private:
         if (name == "remember" || name == "forget") {
             const QJsonValue rule = op.value("rule");
             if (!rule.isString()) return false;
-            const QString trimmed = rule.toString().trimmed();
-            if (!trimmed.isEmpty())
-                (name == "remember" ? result_.remember : result_.forget) << trimmed;
+            const QString trimmed = edittext::bounded(rule.toString(), longest::kRule);
+            QStringList& rules = name == "remember" ? result_.remember : result_.forget;
+            if (trimmed.isEmpty()) return true;
+            if (rules.size() >= longest::kRules) return false;
+            rules << trimmed;
             return true;
         }
         return false;

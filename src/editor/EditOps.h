@@ -20,6 +20,20 @@ struct NumberedLine {
     bool operator==(const NumberedLine&) const = default;
 };
 
+// The longest texts, in user-perceived characters, that the service's answers put into a
+// project: what a vertical video can show (a hook or title over the first seconds, a pop-up
+// phrase, one line's caption), and a style rule or reply a person reads. Longer ones are cut
+// short (edittext::bounded); at most kRules style rules are taken from one answer.
+namespace longest {
+inline constexpr qsizetype kHook = 150;
+inline constexpr qsizetype kTitle = 150;
+inline constexpr qsizetype kPopUp = 60;
+inline constexpr qsizetype kLine = 600;
+inline constexpr qsizetype kRule = 300;
+inline constexpr qsizetype kReply = 2000;
+inline constexpr qsizetype kRules = 100;
+}  // namespace longest
+
 // Every line, numbered from 1 in project order; cut lines keep their numbers. A clip of
 // unknown length (0 or less) adds nothing to the offset of the clips after it.
 std::vector<NumberedLine> numbered(const EditProject& project);
@@ -40,7 +54,7 @@ struct Applied {
 // Applies the service's operations in order to a copy of `project`. Line numbers refer to the
 // lines of `project` as given. An operation that is not understood, lacks a key, has a value of
 // the wrong type or names no known line counts as skipped and changes nothing. "fix" with
-// empty text removes the line's correction.
+// empty text removes the line's correction. Texts are bounded as `longest` says.
 Applied applyOps(const QJsonArray& ops, const EditProject& project);
 
 enum class SetOutcome { rejected, unchanged, changed };

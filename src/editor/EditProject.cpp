@@ -395,6 +395,13 @@ std::expected<QDateTime, QString> decodeDate(const QJsonValue& value) {
 
 }  // namespace
 
+std::optional<core::Word> admitted(core::Word word) {
+    if (std::isnan(word.start) || std::isnan(word.end)) return std::nullopt;
+    word.start = std::clamp(word.start, 0.0, kLongestTime);
+    word.end = std::clamp(word.end, word.start, kLongestTime);
+    return word;
+}
+
 Result<EditSettings> settingsFromJson(const QJsonObject& object) {
     QString failure;
     Decoder d(object, QStringLiteral("settings"), &failure);

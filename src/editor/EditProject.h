@@ -172,6 +172,10 @@ QString upperUuid(const QUuid& id);
 // within the years 1 to 9999.
 inline constexpr double kLongestTime = 1e6;
 
+// A recognised word as a project holds it: its times moved into 0…kLongestTime, the end not
+// before the start. None when a time is not a number at all.
+std::optional<core::Word> admitted(core::Word word);
+
 // The project as JSON, keys named as the fields, with the keys that came unknown from the file
 // put back. `created` is ISO 8601 text in UTC with milliseconds ("2026-11-21T09:30:00.000Z").
 QJsonObject toJson(const EditProject& project);

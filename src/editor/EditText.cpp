@@ -154,4 +154,22 @@ QStringList characters(QStringView text) {
     return result;
 }
 
+QString bounded(QStringView text, qsizetype most) {
+    text = text.trimmed();
+    if (most <= 0) return {};
+    // A character is rarely more than a few UTF-16 units, so a prefix of some units per
+    // character holds the cut. Unless the prefix is the whole text, its last character may be
+    // cut short and is not counted.
+    const qsizetype window = std::min(text.size(), most * 16 + 1);
+    const QStringView prefix = text.first(window);
+    const QList<qsizetype> bounds =
+        simple(prefix) ? QList<qsizetype>() : core::graphemeBounds(prefix);
+    const auto boundary = [&](qsizetype n) { return bounds.isEmpty() ? n : bounds[n]; };
+    qsizetype complete = bounds.isEmpty() ? window : bounds.size() - 1;
+    if (window < text.size()) --complete;
+    if (window == text.size() && complete <= most) return text.toString();
+    const qsizetype kept = std::min(complete, most - 1);
+    return prefix.first(boundary(kept)).trimmed().toString() + QChar(0x2026);
+}
+
 }  // namespace pelix::editor::edittext

@@ -39,4 +39,9 @@ qsizetype characterCount(QStringView text);
 // The grapheme clusters of `text`, in order.
 QStringList characters(QStringView text);
 
+// `text` trimmed and, when it has more than `most` user-perceived characters, cut to `most`
+// of them, the last being "…". Looks at no more of `text` than the cut needs, so a text of
+// megabytes costs what a short one does.
+QString bounded(QStringView text, qsizetype most);
+
 }  // namespace pelix::editor::edittext

@@ -2,6 +2,7 @@
 
 #include "core/Sentences.h"
 #include "editor/Captions.h"
+#include "editor/EditText.h"
 #include "service/Api.h"
 
 #include <QJsonArray>
@@ -41,6 +42,13 @@ bool sameEdit(const EditProject& a, const EditProject& b) {
            a.fixes == b.fixes && a.hook == b.hook;
 }
 
+// The answer's reply to show in the conversation, or `otherwise`.
+QString reply(const QJsonObject& answer, const char* otherwise) {
+    const QJsonValue reply = answer.value("reply");
+    return reply.isString() ? edittext::bounded(reply.toString(), longest::kReply)
+                            : QString::fromUtf8(otherwise);
+}
+
 }  // namespace
 
 QJsonObject planRequest(const EditProject& project, const QStringList& style) {
@@ -62,14 +70,16 @@ FirstPass firstPass(const EditProject& project, const QJsonObject& answer) {
         const QJsonObject keyword = item.toObject();
         const NumberedLine* line = lineOf(lines, keyword.value("id"));
         if (line && keyword.value("phrase").isString()) {
-            p.keywords[line->line.id] = keyword.value("phrase").toString();
+            p.keywords[line->line.id] =
+                edittext::bounded(keyword.value("phrase").toString(), longest::kPopUp);
         }
     }
-    if (answer.value("hook").isString()) p.hook = answer.value("hook").toString();
-    if (answer.value("title").isString()) p.title = answer.value("title").toString();
+    if (answer.value("hook").isString())
+        p.hook = edittext::bounded(answer.value("hook").toString(), longest::kHook);
+    if (answer.value("title").isString())
+        p.title = edittext::bounded(answer.value("title").toString(), longest::kTitle);
     p.translations.clear();
-    pass.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                  : QString(core::sentences::kFirstPassDone);
+    pass.reply = reply(answer, core::sentences::kFirstPassDone);
     return pass;
 }
 
@@ -85,8 +95,7 @@ QJsonObject reviseRequest(const QString& instruction, const QStringList& style,
 
 Revision revision(const EditProject& project, const QJsonObject& answer) {
     Revision result{applyOps(answer.value("ops").toArray(), project), {}};
-    result.reply = answer.value("reply").isString() ? answer.value("reply").toString()
-                                                    : QString(core::sentences::kDone);
+    result.reply = reply(answer, core::sentences::kDone);
     const Applied& applied = result.applied;
     if (applied.skipped > 0 && applied.remember.isEmpty() && sameEdit(applied.project, project)) {
         result.reply = core::sentences::kNoChangeMade;
@@ -105,7 +114,8 @@ EditProject translated(const EditProject& project, const QJsonObject& answer) {
         const QJsonObject item = value.toObject();
         const QString line = item.value("id").toString();
         if (asked.contains(line) && item.value("text").isString()) {
-            texts[line] = item.value("text").toString();
+            texts[line] = edittext::bounded(item.value("text").toString(),
+                                            line == u"hook" ? longest::kHook : longest::kLine);
         }
     }
     return result;
@@ -155,7 +165,8 @@ void loadRules(service::Api& api, std::function<void(Result<QStringList>)> done)
              if (!answer) return done(std::unexpected(answer.error()));
              QStringList rules;
              for (const QJsonValue& rule : answer->value("rules").toArray()) {
-                 if (rule.isString()) rules << rule.toString();
+                 if (rules.size() == longest::kRules) break;
+                 if (rule.isString()) rules << edittext::bounded(rule.toString(), longest::kRule);
              }
              done(rules);
          });

@@ -25,14 +25,22 @@ QString fileFor(const QUuid& id) {
 
 namespace {
 
-QByteArray encoded(const EditProject& project) {
-    return QJsonDocument(toJson(project)).toJson(QJsonDocument::Indented);
+// The file's bytes, checked with the reader first: a project that would not open again is
+// not written, so a bad value never replaces a good file.
+Result<QByteArray> encoded(const EditProject& project) {
+    const QJsonObject json = toJson(project);
+    if (auto readable = projectFromJson(json); !readable) {
+        return fail(1, core::sentences::projectNotSaved(readable.error().message));
+    }
+    return QJsonDocument(json).toJson(QJsonDocument::Indented);
 }
 
 }  // namespace
 
 Status saveAs(const EditProject& project, const QString& path) {
-    return core::writeFileAtomically(path, encoded(project));
+    const auto bytes = encoded(project);
+    if (!bytes) return std::unexpected(bytes.error());
+    return core::writeFileAtomically(path, *bytes);
 }
 
 Status save(const EditProject& project) {
@@ -41,7 +49,9 @@ Status save(const EditProject& project) {
     if (QFileInfo::exists(path) && !openFile(path)) {
         return fail(1, core::sentences::projectInTheWay(QFileInfo(path).fileName()));
     }
-    return core::writePrivateFile(path, encoded(project));
+    const auto bytes = encoded(project);
+    if (!bytes) return std::unexpected(bytes.error());
+    return core::writePrivateFile(path, *bytes);
 }
 
 Result<EditProject> openFile(const QString& path) {

@@ -112,7 +112,7 @@ Result<std::unique_ptr<AacWriter>> AacWriter::open(const QString& target, int in
         return std::unexpected(impl->failed("its folder could not be made."));
     }
     Result<QString> partial = ff::createPartial(target);
-    if (!partial) return std::unexpected(impl->failed("its temporary file could not be made."));
+    if (!partial) return std::unexpected(impl->failed(partial.error().message));
     impl->partial = *partial;
     const QByteArray path = QFile::encodeName(impl->partial);
 

@@ -13,6 +13,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include <mutex>
 
@@ -130,11 +131,20 @@ std::expected<bool, int> nextFrame(AVFormatContext* input, int stream, AVCodecCo
 
 Result<QString> createPartial(const QString& target) {
     const QFileInfo info(target);
-    const QString partial = info.absolutePath() + "/.part-" +
-                            QUuid::createUuid().toString(QUuid::Id128).left(12) + "-" +
-                            info.fileName();
+    const QString folder = info.absolutePath();
+    if (!QFileInfo(folder).isDir()) {
+        return fail(1, core::sentences::temporaryFolderMissing(folder));
+    }
+    // Short whatever the target's name, so a long name still leaves room for it; the suffix
+    // (up to a few letters) tells the muxer the kind of file.
+    const QString suffix = info.suffix().left(8);
+    const QString partial = folder + "/.part-" +
+                            QUuid::createUuid().toString(QUuid::Id128).left(12) +
+                            (suffix.isEmpty() ? QString() : "." + suffix);
     if (Status made = core::tempfiles::createPrivate(partial); !made) {
-        return std::unexpected(made.error());
+        // createPrivate leaves errno as open(2) set it.
+        return fail(1, core::sentences::temporaryNotMadeIn(
+                           folder, QString::fromLocal8Bit(std::strerror(errno)).toLower()));
     }
     return partial;
 }

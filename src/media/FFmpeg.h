@@ -82,7 +82,8 @@ std::expected<bool, int> nextFrame(AVFormatContext* input, int stream, AVCodecCo
 
 // A hidden file beside `target` to write into before the file is whole: made empty, with mode
 // 0600 and exclusively (nothing of that name may be there), and tracked as temporary. Its name
-// ends like the target so that the muxer sees the kind of file it writes.
+// is short and ends in the target's suffix so that the muxer sees the kind of file it writes.
+// The error's message is a clause saying what was wrong, ending in a full stop.
 Result<QString> createPartial(const QString& target);
 // Who may read a finished file: only the user (sound cut for an upload), or whoever the user's
 // umask lets read a document they made (an exported video).

@@ -27,11 +27,13 @@ extern "C" {
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryFile>
+#include <QUuid>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
+#include <optional>
 
 namespace pelix::render {
 namespace ff = media::ff;
@@ -54,16 +56,39 @@ struct OutputCloser {
     }
 };
 
+// A script in a private temporary file, tracked so that a signal ending the export removes it
+// too, and removed with this object.
+class ScriptFile {
+public:
+    ~ScriptFile() {
+        if (!path_.isEmpty()) core::tempfiles::remove(path_);
+    }
+    // Why the script could not be written, if it could not.
+    std::optional<QString> write(const QString& script) {
+        const QString path = QDir::temp().filePath(
+            "pelix-" + QUuid::createUuid().toString(QUuid::Id128).left(12) + ".ass");
+        if (!core::tempfiles::createPrivate(path)) {
+            return QString::fromLocal8Bit(std::strerror(errno));  // as open(2) left it
+        }
+        path_ = path;
+        QFile file(path_);
+        if (!file.open(QIODevice::WriteOnly) || file.write(script.toUtf8()) < 0 || !file.flush())
+            return file.errorString();
+        return std::nullopt;
+    }
+    const QString& path() const { return path_; }
+
+private:
+    QString path_;
+};
+
 // libass, through FFmpeg's "ass" filter, drawing a script over 4:2:0 pictures of one size.
 class OverlayFilter {
 public:
     static Result<std::unique_ptr<OverlayFilter>> make(const QString& script, QSize size) {
         auto filter = std::unique_ptr<OverlayFilter>(new OverlayFilter);
-        filter->file_.setFileTemplate(QDir::temp().filePath("pelix-XXXXXX.ass"));
-        if (!filter->file_.open() || filter->file_.write(script.toUtf8()) < 0 ||
-            !filter->file_.flush()) {
-            return std::unexpected(
-                renderFailure(core::sentences::captionsNotWritten(filter->file_.errorString())));
+        if (const auto failed = filter->file_.write(script)) {
+            return std::unexpected(renderFailure(core::sentences::captionsNotWritten(*failed)));
         }
         filter->graph_.reset(avfilter_graph_alloc());
         AVFilterGraph* graph = filter->graph_.get();
@@ -83,7 +108,7 @@ public:
             ass = avfilter_graph_alloc_filter(graph, avfilter_get_by_name("ass"), "overlay");
             if (!ass) rc = AVERROR_FILTER_NOT_FOUND;
         }
-        const QByteArray path = QFile::encodeName(filter->file_.fileName());
+        const QByteArray path = QFile::encodeName(filter->file_.path());
         if (rc >= 0) rc = av_opt_set(ass, "filename", path.constData(), AV_OPT_SEARCH_CHILDREN);
         if (rc >= 0) rc = avfilter_init_str(ass, nullptr);
         if (rc >= 0) {
@@ -107,7 +132,7 @@ public:
 
 private:
     OverlayFilter() = default;
-    QTemporaryFile file_;
+    ScriptFile file_;
     std::unique_ptr<AVFilterGraph, GraphFreer> graph_;
     AVFilterContext* in_ = nullptr;
     AVFilterContext* out_ = nullptr;
@@ -128,8 +153,7 @@ public:
         ff::quiet();  // x264 reports its settings otherwise
         target_ = target;
         Result<QString> partial = ff::createPartial(target);
-        if (!partial)
-            return std::unexpected(renderFailure(core::sentences::kExportTemporaryNotMade));
+        if (!partial) return std::unexpected(renderFailure(partial.error().message));
         partial_ = *partial;
         const QByteArray path = QFile::encodeName(partial_);
         AVFormatContext* context = nullptr;

@@ -40,9 +40,11 @@ From clips to a finished video:
                                  (set it with: apply PROJECT OPS.json --write)
   style [--set FILE]             print the saved style rules, or replace them with the rules of
                                  FILE (a JSON list, or one rule a line; - for standard input)
-  export PROJECT [--out FILE] [--scale F]
+  export PROJECT [--out FILE [--force]] [--scale F]
                                  draw the finished video (H.264 and AAC in MP4) into
-                                 ~/Videos/Pelix, or FILE; --scale draws a smaller draft
+                                 ~/Videos/Pelix, or FILE (never one of its clips or the
+                                 project; an existing FILE is replaced after asking, or with
+                                 --force); --scale draws a smaller draft
   plan, revise and translate print the backend's reply; new and export print their progress
   on standard error. Ctrl+C stops new and export, leaving nothing behind.
 

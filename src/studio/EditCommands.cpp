@@ -251,6 +251,18 @@ int exportVideo(const Opened& opened, const core::Args& args) {
     QString target;
     if (const auto out = args.value("--out")) {
         target = QFileInfo(*out).absoluteFilePath();
+        bool replace = args.has("--force");
+        Status allowed = checkExportTarget(opened.project, opened.path, target, replace);
+        if (!allowed && !replace && QFileInfo(target).isFile() &&
+            checkExportTarget(opened.project, opened.path, target, true)) {
+            // Only the replacing stands in the way: a person at a terminal is asked.
+            const QString name = QFileInfo(target).fileName();
+            if (const auto yes = core::console::confirm(core::sentences::replaceQuestion(name))) {
+                if (!*yes) return 1;
+                allowed = {};
+            }
+        }
+        if (!allowed) return failWith(allowed.error().message);
     } else {
         const auto path = exportPath(opened.project, defaultExportFolder());
         if (!path) return failWith(path.error().message);

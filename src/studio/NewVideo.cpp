@@ -50,13 +50,19 @@ Result<editor::EditProject> newVideo(const speech::SpeechEngines& engines,
         editor::SourceClip clip;
         clip.id = QUuid::createUuid();
         clip.path = QFileInfo(file).absoluteFilePath();
-        clip.duration = info.duration;
+        clip.duration = std::isfinite(info.duration)
+                            ? std::clamp(info.duration, -editor::kLongestTime, editor::kLongestTime)
+                            : 0.0;
         clip.width = info.size.width();
         clip.height = info.size.height();
 
         int shown = -1;
         auto heard = [&](const transcribe::Spoken& piece) {
-            for (const core::Word& word : piece.words) clip.words.push_back(word);
+            // A recogniser's odd times (before the start, ending before they begin) are put in
+            // order here, so that the project saves into a file that opens again.
+            for (const core::Word& word : piece.words) {
+                if (auto admitted = editor::admitted(word)) clip.words.push_back(*admitted);
+            }
             if (info.duration <= 0) return;
             const int percent = std::clamp(int(piece.end / info.duration * 100), 0, 99);
             if (percent == shown) return;

@@ -1,3 +1,4 @@
+#include "editor/EditText.h"
 #include "editor/EditorEngine.h"
 
 #include "EditorTestSupport.h"
@@ -168,6 +169,62 @@ TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
     EXPECT_EQ(done->translations.at("fr").at("hook"), "FR Ten words");
     EXPECT_EQ(done->translations.at("fr").at(lineId(5)), "Mot.");
     EXPECT_EQ(done->translations.at("fr").size(), 10u);
+}
+
+// Whatever the service answers, a project holds texts a vertical video can show: a 4 MB hook
+// once made an export take minutes and gigabytes.
+TEST_F(Engine, TextsFromTheServiceAreCutToWhatAVideoShows) {
+    const QString huge(4 << 20, u'h');
+    const QString family = QString::fromUtf8("\U0001F468\u200D\U0001F469\u200D\U0001F467");
+    EditProject project = tenWordLines();
+    backend.answer(EditorEngine::kFunction,
+                   Reply::json({{"hook", huge},
+                                {"title", family.repeated(400)},
+                                {"keywords", QJsonArray{QJsonObject{{"id", 1}, {"phrase", huge}}}},
+                                {"reply", huge}}));
+    const auto pass = run<Result<EditorEngine::FirstPass>>(
+        [&](auto done) { EditorEngine::plan(api, project, {}, done); });
+    ASSERT_TRUE(pass);
+    EXPECT_EQ(pass->project.hook, QString(longest::kHook - 1, u'h') + u'…');
+    // Cut between whole characters: a family of three is never split.
+    EXPECT_EQ(pass->project.title, family.repeated(longest::kTitle - 1) + u'…');
+    EXPECT_EQ(pass->project.keywords.at(lineId(1)).size(), longest::kPopUp);
+    EXPECT_EQ(pass->reply.size(), longest::kReply);
+    EXPECT_EQ(edittext::bounded(u"  short  ", 5), "short");
+
+    const QString long_(4000, u'l');
+    QJsonArray ops{QJsonObject{{"op", "hook"}, {"text", huge}},
+                   QJsonObject{{"op", "fix"}, {"id", 2}, {"text", huge}}};
+    for (int i = 0; i < longest::kRules + 50; ++i)
+        ops.append(QJsonObject{{"op", "remember"}, {"rule", QString::number(i) + long_}});
+    backend.answer(EditorEngine::kFunction, Reply::json({{"ops", ops}}));
+    const auto revised = run<Result<EditorEngine::Revision>>(
+        [&](auto done) { EditorEngine::revise(api, "longer", {}, project, done); });
+    ASSERT_TRUE(revised);
+    const Applied& applied = revised->applied;
+    EXPECT_EQ(applied.project.hook.size(), longest::kHook);
+    EXPECT_EQ(applied.project.fixes.at(lineId(2)).size(), longest::kLine);
+    EXPECT_EQ(applied.remember.size(), longest::kRules);
+    EXPECT_EQ(applied.skipped, 50);
+    EXPECT_EQ(applied.remember.front().size(), longest::kRule);
+
+    project.settings.captionLanguage = CaptionLanguage::fr;
+    backend.answer(
+        EditorEngine::kFunction,
+        Reply::json({{"items", QJsonArray{QJsonObject{{"id", lineId(1)}, {"text", huge}}}}}));
+    const auto translated =
+        run<Result<EditProject>>([&](auto done) { EditorEngine::translate(api, project, done); });
+    ASSERT_TRUE(translated);
+    EXPECT_EQ(translated->translations.at("fr").at(lineId(1)).size(), longest::kLine);
+
+    QJsonArray rules;
+    for (int i = 0; i < longest::kRules + 5; ++i) rules.append(long_);
+    backend.answer(EditorEngine::kFunction, Reply::json({{"rules", rules}}));
+    const auto loaded =
+        run<Result<QStringList>>([&](auto done) { EditorEngine::loadRules(api, done); });
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(loaded->size(), longest::kRules);
+    EXPECT_EQ(loaded->front().size(), longest::kRule);
 }
 
 TEST_F(Engine, AFailedCallChangesNothing) {

@@ -3,6 +3,8 @@
 #include "editor/SampleProject.h"
 #include "support/TestSupport.h"
 
+#include <cmath>
+
 namespace pelix::editor {
 namespace {
 
@@ -233,6 +235,34 @@ TEST_F(ProjectStoreTest, FilesThatAreNotJsonSayWhatAndWhere) {
         EXPECT_TRUE(project.error().message.contains(says))
             << project.error().message.toStdString();
     }
+}
+
+// Words arrive with whatever times a recogniser gave; the project keeps them in order, and a
+// value the reader would refuse is never written over a good file.
+TEST_F(ProjectStoreTest, WhatIsSavedOpensAgain) {
+    const double nan = std::nan("");
+    const struct {
+        core::Word in;
+        std::optional<core::Word> kept;
+    } words[] = {
+        {{-3, -1, "a"}, core::Word{0, 0, "a"}},
+        {{2, 1, "b"}, core::Word{2, 2, "b"}},
+        {{5e6, 9e300, "c"}, core::Word{kLongestTime, kLongestTime, "c"}},
+        {{nan, 1, "d"}, std::nullopt},
+        {{0.5, 0.75, "e"}, core::Word{0.5, 0.75, "e"}},
+    };
+    for (const auto& w : words) EXPECT_EQ(admitted(w.in), w.kept) << w.in.text.toStdString();
+
+    EditProject project = sampleProject(5, 1, 1);
+    ASSERT_TRUE(ProjectStore::save(project));
+    const QByteArray good = testing::readFile(ProjectStore::fileFor(project.id));
+    project.clips[0].words[0].start = -1;
+    const Status refused = ProjectStore::save(project);
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().message.startsWith(
+        "Couldn't save the project, as it would not open again: \"clips[0].words[0].start\""))
+        << refused.error().message.toStdString();
+    EXPECT_EQ(testing::readFile(ProjectStore::fileFor(project.id)), good);
 }
 
 TEST_F(ProjectStoreTest, SavingNeverReplacesAFileThatIsNotAProject) {

@@ -11,6 +11,7 @@
 
 #include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace pelix::studio {
 namespace {
@@ -34,6 +35,18 @@ protected:
     }
     QList<QJsonObject> sent(const QString& action) const {
         return BackendRig::sent("video-edit", action);
+    }
+
+    // Three seconds of picture and tone, 270 pictures wide: not a whole number of the scaler's
+    // vectors, which makes it talk.
+    QString loudClip() {
+        const QString clip = media.path("clip.mp4");
+        testing::runTool("ffmpeg",
+                         testing::args("-v error -y -f lavfi -i testsrc=size=270x480:rate=30 "
+                                       "-f lavfi -i sine=frequency=440:sample_rate=48000 "
+                                       "-t 3 -c:v libx264 -pix_fmt yuv420p -c:a aac") +
+                             QStringList{clip});
+        return clip;
     }
 
     testing::TestMedia media{home.path()};
@@ -137,11 +150,16 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
         const auto second = edit({"export", id, "--scale", "0.25"});
         EXPECT_EQ(second.out, folder.toUtf8() + "/Morning walk - Instagram Reel 2.mp4\n");
     }
-    {
-        SCOPED_TRACE("Ctrl+C during an export leaves nothing behind");
+    // Ctrl+C stops the export; a hang-up ends the process: neither leaves a file behind, in
+    // the videos folder or the temporary one (where the captions' script is).
+    const QString temporary = home.path() + "/tmp";
+    QDir().mkpath(temporary);
+    for (const int signal : {SIGINT, SIGHUP}) {
+        SCOPED_TRACE(signal);
         QProcess process;
         QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
         all.insert(backendEnv());
+        all.insert("TMPDIR", temporary);
         process.setProcessEnvironment(all);
         process.start(qEnvironmentVariable("PELIX_BIN"), {"--edit", "export", id});
         ASSERT_TRUE(process.waitForStarted());
@@ -150,14 +168,19 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
             process.waitForReadyRead(1000);
             err += process.readAllStandardError();
         }
-        ::kill(pid_t(process.processId()), SIGINT);
+        ::kill(pid_t(process.processId()), signal);
         ASSERT_TRUE(process.waitForFinished(60000));
         err += process.readAllStandardError();
-        EXPECT_EQ(process.exitCode(), 1) << err.toStdString();
-        EXPECT_TRUE(err.endsWith("The export was stopped.\n")) << err.toStdString();
+        if (signal == SIGINT) {
+            EXPECT_EQ(process.exitCode(), 1) << err.toStdString();
+            EXPECT_TRUE(err.endsWith("The export was stopped.\n")) << err.toStdString();
+        } else {
+            EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);
+        }
         EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
                   (QStringList{"Morning walk - Instagram Reel 2.mp4",
                                "Morning walk - Instagram Reel.mp4"}));
+        EXPECT_EQ(QDir(temporary).entryList(QDir::Files | QDir::Hidden), QStringList());
     }
 }
 
@@ -192,12 +215,7 @@ private:
 };
 
 TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
-    // 270 pictures wide: not a whole number of the scaler's vectors, which makes it talk.
-    const QString clip = media.path("clip.mp4");
-    testing::runTool("ffmpeg", testing::args("-v error -y -f lavfi -i testsrc=size=270x480:rate=30 "
-                                             "-f lavfi -i sine=frequency=440:sample_rate=48000 "
-                                             "-t 3 -c:v libx264 -pix_fmt yuv420p -c:a aac") +
-                                   QStringList{clip});
+    const QString clip = loudClip();
     const QString project =
         testing::writeFile(home.path(), "loud.json", projectAround(clip).toUtf8());
     const struct {
@@ -224,6 +242,58 @@ TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
         ASSERT_EQ(drawn.exitCode, 0) << drawn.err.toStdString();
         EXPECT_FALSE(libraryChatter(drawn.err)) << drawn.err.toStdString();
     }
+}
+
+TEST_F(EditRoad, AnExportNeverReplacesItsInputsAndAsksBeforeReplacingAFile) {
+    const QString clip = loudClip();
+    const QString project =
+        testing::writeFile(home.path(), "project.json", projectAround(clip).toUtf8());
+    const QString other = testing::writeFile(home.path(), "other.mp4", "someone's video");
+    // Other names for the inputs: a link to the clip, a second hard link of the project.
+    QFile::link(clip, home.path() + "/link.mp4");
+    ASSERT_EQ(::link(QFile::encodeName(project).constData(),
+                     QFile::encodeName(home.path() + "/again.mp4").constData()),
+              0);
+    const auto before = [&] {
+        return QList{testing::readFile(clip), testing::readFile(project), testing::readFile(other)};
+    };
+    const auto unchanged = before();
+    const QString tooLong = QString(300, u'x') + ".mp4";
+    const struct {
+        QString out;
+        bool force;
+        QString says;
+    } refused[] = {
+        {clip, true,
+         "Couldn't export over clip.mp4: the video is made from it, so choose another file.\n"},
+        {home.path() + "/link.mp4", true,
+         "Couldn't export over link.mp4: the video is made from it, so choose another file.\n"},
+        {home.path() + "/again.mp4", true,
+         "Couldn't export over again.mp4: the video is made from it, so choose another file.\n"},
+        {other, false, "other.mp4 is there already; add --force to replace it.\n"},
+        {home.path() + "/gone/video.mp4", false,
+         "Couldn't export there: the folder " + home.path() + "/gone doesn't exist.\n"},
+        {home.path() + "/" + tooLong, false,
+         "Couldn't export there: the name " + tooLong +
+             " is longer than the file system allows.\n"},
+    };
+    for (const auto& c : refused) {
+        SCOPED_TRACE(c.out.right(40).toStdString());
+        QStringList args{"export", project, "--out", c.out, "--scale", "0.1"};
+        if (c.force) args << "--force";
+        const auto result = edit(args);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(QString::fromUtf8(result.err), c.says);
+        EXPECT_TRUE(before() == unchanged) << "an input or the file in the way changed";
+    }
+    // A long name the file system takes still has room for the temporary file beside it.
+    const QString longName = home.path() + "/" + QString(250, u'y') + ".mp4";
+    const auto exported = edit({"export", project, "--out", longName, "--scale", "0.1"});
+    EXPECT_EQ(exported.exitCode, 0) << exported.err.toStdString();
+    const auto replaced = edit({"export", project, "--out", other, "--scale", "0.1", "--force"});
+    EXPECT_EQ(replaced.exitCode, 0) << replaced.err.toStdString();
+    EXPECT_NE(testing::readFile(other), unchanged[2]);
+    EXPECT_EQ(QDir(home.path()).entryList({".part*"}, QDir::Files | QDir::Hidden), QStringList());
 }
 
 TEST_F(EditRoad, NewRefusesWhatItCannotUse) {

@@ -29,6 +29,13 @@ TEST(ExportPath, NamesByProjectAndFormatAndCountsUp) {
         project.settings.format = l.format;
         EXPECT_EQ(exportName(project), QStringLiteral("a-b - %1.mp4").arg(l.label));
     }
+
+    // A long name is cut, between whole characters, to leave room for the count.
+    project.name = QString::fromUtf8("\U0001F600").repeated(100);
+    const QByteArray cut = QFile::encodeName(exportName(project));
+    EXPECT_LE(cut.size(), 255 - 8);
+    EXPECT_TRUE(exportName(project).startsWith(QString::fromUtf8("\U0001F600").repeated(55)));
+    EXPECT_TRUE(exportName(project).endsWith(QString::fromUtf8("\U0001F600 - YouTube.mp4")));
 }
 
 TEST(ExportPath, AFolderThatCannotBeMadeIsSaidInASentence) {

@@ -207,6 +207,24 @@ TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
     EXPECT_EQ(server_.calls().size(), 2);
 }
 
+TEST_F(TranscribeOnServer, OddTimesMakeAProjectThatOpensAgain) {
+    // Before the start, ending before it, and past any video's length.
+    server_.answerWith([](const fakes::TranscriptionCall&) {
+        return fakes::Reply::json(
+            {{"text", "Hello there, friend."},
+             {"segments",
+              QJsonArray{QJsonObject{{"start", -3}, {"end", -5}, {"text", "Hello"}},
+                         QJsonObject{{"start", 4e6}, {"end", 3e6}, {"text", "there,"}},
+                         QJsonObject{{"start", 1e300}, {"end", 2}, {"text", "friend."}}}}});
+    });
+    const auto made = runPelix({"--edit", "new", talk_}, {}, backendEnv(), 120000);
+    ASSERT_EQ(made.exitCode, 0) << made.err.toStdString();
+    const auto lines =
+        runPelix({"--edit", "lines", QString::fromUtf8(made.out).trimmed()}, {}, backendEnv());
+    EXPECT_EQ(lines.exitCode, 0) << lines.err.toStdString();
+    EXPECT_TRUE(lines.out.contains("friend.")) << lines.out.toStdString();
+}
+
 TEST_F(TranscribeOnServer, FailuresAreOneSentenceAndNeverShowTheKey) {
     server_.answerWith([](const fakes::TranscriptionCall& call) {
         return fakes::Reply::json(
