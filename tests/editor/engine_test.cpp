@@ -178,7 +178,8 @@ TEST_F(Engine, TextsFromTheServiceAreCutToWhatAVideoShows) {
     const QString family = QString::fromUtf8("\U0001F468\u200D\U0001F469\u200D\U0001F467");
     EditProject project = tenWordLines();
     backend.answer(EditorEngine::kFunction,
-                   Reply::json({{"hook", huge},
+                   Reply::json({{"cut", QJsonArray{}},
+                                {"hook", huge},
                                 {"title", family.repeated(400)},
                                 {"keywords", QJsonArray{QJsonObject{{"id", 1}, {"phrase", huge}}}},
                                 {"reply", huge}}));
