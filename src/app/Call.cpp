@@ -27,11 +27,21 @@ int runCall(const core::Args& args, service::ServiceContext& backend) {
         return 1;
     }
     return core::console::runUntilAnswered([&](core::console::Answer done) {
-        backend.api().call(
-            function, body, token, 60, [done = std::move(done)](Result<QJsonObject> answer) {
+        backend.api().post(
+            function, core::json::compact(body), token, 60,
+            [done = std::move(done)](service::RawAnswer raw) {
+                const Result<QJsonObject> answer = service::Api::read(raw);
                 if (!answer) return done(std::unexpected(service::Api::asShown(answer.error())));
-                done(QString::fromUtf8(
-                    QJsonDocument(*answer).toJson(QJsonDocument::Indented).trimmed()));
+                const QString shown = QString::fromUtf8(
+                    QJsonDocument(*answer).toJson(QJsonDocument::Indented).trimmed());
+                // What came back is shown either way; a refusal (a gateway's page, an expired
+                // token) still ends the command as a failure.
+                if (const auto taken = service::Api::readFor(raw, service::Needs::nothing());
+                    !taken) {
+                    core::console::out(shown);
+                    return done(std::unexpected(taken.error()));
+                }
+                done(shown);
             });
     });
 }

@@ -104,7 +104,9 @@ const Usage& pelix() {
                 {"--call",
                  "--call FUNCTION [JSON]",
                  "call a backend function, print its answer",
-                 "JSON is the request's body, a JSON object ({} when left out).",
+                 "JSON is the request's body, a JSON object ({} when left out). An answer of "
+                 "401, 403 or 5xx that is not the backend's own JSON (a proxy's page, a "
+                 "gateway's refusal) is printed and ends with exit status 1.",
                  {
                      {"--token TOKEN", "this token, not the stored one"},
                  }},

@@ -13,6 +13,14 @@ namespace pelix::core::console {
 // line breaks and tabs kept: text from outside (servers, transcripts, files) can then be printed
 // without retitling the terminal, writing its clipboard or overwriting what was printed before.
 QString printable(QString text);
+// As `printable`, with line breaks and tabs made spaces too: for a name in one row of a table.
+QString printableLine(QString text);
+
+// `text` with every occurrence of `secret` (a key, a token) replaced by "…", in the forms a
+// server may echo it back in: as it is, percent-encoded in whole or in part (either case of hex
+// digits, "+" for a space), or JSON-escaped ("\u0070", "\/"). For every error and log text that
+// could hold a secret.
+QString withoutSecret(const QString& text, const QString& secret);
 
 // Writes one line (a line break is added) to standard output or standard error, as UTF-8,
 // printable.

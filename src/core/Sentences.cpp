@@ -102,6 +102,16 @@ QString pelixAnswered(int status) {
     return QStringLiteral("Pelix answered %1.").arg(status);
 }
 
+QString pelixAnsweredWithout(int status, const QString& what) {
+    return QStringLiteral("Pelix answered %1 without %2, so nothing was changed.")
+        .arg(status)
+        .arg(what);
+}
+
+QString pelixDidNotSayDone(int status) {
+    return QStringLiteral("Pelix answered %1 and did not say it was done.").arg(status);
+}
+
 // ---- Hearing speech
 
 QString serverHeard(const QString& words) {
@@ -148,6 +158,8 @@ QString serverRefused(int status, const QString& endpoint) {
         why = "it is busy or over its limit, try again later";
     } else if (status >= 500) {
         why = "something went wrong on its side";
+    } else if (status >= 300 && status <= 399) {
+        why = "it sent Pelix on to another address, which Pelix does not follow with your key";
     } else {
         why = "it refused the request";
     }
@@ -321,6 +333,20 @@ QString notesTookTooLong(double seconds) {
         whole % 60 == 0 && whole >= 60 ? counted(whole / 60, u"minute") : counted(whole, u"second");
     return "Couldn't read the notes: the program gave no notes within " + limit +
            ", so it was stopped.";
+}
+
+QString notesPrintedTooMuch(qint64 megabytes) {
+    return QStringLiteral(
+               "Couldn't read the notes: the program printed more than %1 MB, more than any "
+               "export of notes holds, so it was stopped.")
+        .arg(megabytes);
+}
+
+QString notesFileTooLarge(const QString& fileName, qint64 megabytes) {
+    return QStringLiteral(
+               "Couldn't read %1: it is larger than %2 MB, more than any export of notes holds.")
+        .arg(fileName)
+        .arg(megabytes);
 }
 
 QString notesNotAList(const QString& parserError) {

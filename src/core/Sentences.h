@@ -78,6 +78,10 @@ QString notAWebAddress(const QString& shown);
 QString plainHttpElsewhere(const QString& shown);
 // An answer of the backend with a status but no word of its own.
 QString pelixAnswered(int status);
+// An answer that lacks what its caller needed (`what`: "the edit plan"), so nothing was changed.
+QString pelixAnsweredWithout(int status, const QString& what);
+// An answer to a caller that needs no member, whose status and body say it was not done.
+QString pelixDidNotSayDone(int status);
 
 // ---- Hearing speech -----------------------------------------------------------------------------
 
@@ -229,6 +233,9 @@ QString notesNotRead(const QString& errorOutput);
 QString notesProgramFailed(int exitStatus);
 // How long the program was given, in whole minutes when it is some.
 QString notesTookTooLong(double seconds);
+// The program printed more than any export of notes holds (`megabytes`).
+QString notesPrintedTooMuch(qint64 megabytes);
+QString notesFileTooLarge(const QString& fileName, qint64 megabytes);
 // An empty `parserError`: JSON of another shape.
 QString notesNotAList(const QString& parserError);
 QString noteWithoutText(qsizetype number, const QString& key);

@@ -25,8 +25,15 @@ QJsonArray strings(const QStringList& list) {
     return QJsonArray::fromStringList(list);
 }
 
-void send(service::Api& api, const QJsonObject& body, service::Api::Done done) {
-    api.call(kFunction, body, std::nullopt, kTimeLimit, std::move(done));
+// Every answer is checked for what its caller takes from it before anything is changed.
+void send(service::Api& api, const QJsonObject& body, const service::Needs& needs,
+          service::Api::Done done) {
+    api.call(kFunction, body, std::nullopt, kTimeLimit, needs, std::move(done));
+}
+
+service::Needs needsArray(const char* what, const char* member) {
+    return service::Needs::one(QString::fromUtf8(what), QString::fromUtf8(member),
+                               QJsonValue::Array);
 }
 
 // The parts of a project a revision can change, besides the conversation.
@@ -116,15 +123,19 @@ EditProject translated(const EditProject& project, const QJsonObject& answer) {
 
 void plan(service::Api& api, const EditProject& project, const QStringList& style,
           std::function<void(Result<FirstPass>)> done) {
-    send(api, planRequest(project, style), [project, done](Result<QJsonObject> answer) {
-        if (!answer) return done(std::unexpected(answer.error()));
-        done(firstPass(project, *answer));
-    });
+    send(api, planRequest(project, style), needsArray("the edit plan", "cut"),
+         [project, done](Result<QJsonObject> answer) {
+             if (!answer) return done(std::unexpected(answer.error()));
+             done(firstPass(project, *answer));
+         });
 }
 
 void revise(service::Api& api, const QString& instruction, const QStringList& style,
             const EditProject& project, std::function<void(Result<Revision>)> done) {
     send(api, reviseRequest(instruction, style, project),
+         // A revision may be only a reply (to a question about the video).
+         service::Needs{QStringLiteral("the changes"),
+                        {{"ops", QJsonValue::Array}, {"reply", QJsonValue::String}}},
          [project, done](Result<QJsonObject> answer) {
              if (!answer) return done(std::unexpected(answer.error()));
              done(revision(project, *answer));
@@ -141,29 +152,32 @@ void translate(service::Api& api, const EditProject& project,
     const QJsonObject body{{"action", "translate"},
                            {"target", id(project.settings.captionLanguage)},
                            {"items", items}};
-    send(api, body, [project, done](Result<QJsonObject> answer) {
-        if (!answer) return done(std::unexpected(answer.error()));
-        done(translated(project, *answer));
-    });
+    send(api, body, needsArray("the translations", "items"),
+         [project, done](Result<QJsonObject> answer) {
+             if (!answer) return done(std::unexpected(answer.error()));
+             done(translated(project, *answer));
+         });
 }
 
 void loadRules(service::Api& api, std::function<void(Result<QStringList>)> done) {
-    send(api, {{"action", "style"}}, [done](Result<QJsonObject> answer) {
-        if (!answer) return done(std::unexpected(answer.error()));
-        QStringList rules;
-        for (const QJsonValue& rule : answer->value("rules").toArray()) {
-            if (rules.size() == longest::kRules) break;
-            if (rule.isString()) rules << edittext::bounded(rule.toString(), longest::kRule);
-        }
-        done(rules);
-    });
+    send(api, {{"action", "style"}}, needsArray("the style rules", "rules"),
+         [done](Result<QJsonObject> answer) {
+             if (!answer) return done(std::unexpected(answer.error()));
+             QStringList rules;
+             for (const QJsonValue& rule : answer->value("rules").toArray()) {
+                 if (rules.size() == longest::kRules) break;
+                 if (rule.isString()) rules << edittext::bounded(rule.toString(), longest::kRule);
+             }
+             done(rules);
+         });
 }
 
 void saveRules(service::Api& api, const QStringList& rules, std::function<void(Status)> done) {
-    send(api, {{"action", "style"}, {"rules", strings(rules)}}, [done](Result<QJsonObject> answer) {
-        if (!answer) return done(std::unexpected(answer.error()));
-        done({});
-    });
+    send(api, {{"action", "style"}, {"rules", strings(rules)}}, service::Needs::nothing(),
+         [done](Result<QJsonObject> answer) {
+             if (!answer) return done(std::unexpected(answer.error()));
+             done({});
+         });
 }
 
 QStringList mergedRules(const QStringList& saved, const QStringList& remember,

@@ -138,7 +138,7 @@ void MemoSender::fileMemo(std::shared_ptr<Memo> memo, std::function<void(Outcome
                   if (!answer.transport && answer.status == 422) {
                       return self->finish(Outcome::refused, core::sentences::kMemoHadNoWords, done);
                   }
-                  const auto result = service::Api::read(answer);
+                  const auto result = service::Api::readFor(answer, service::Needs::filing());
                   if (!result) {
                       return self->finish(
                           Outcome::failed,

@@ -77,7 +77,7 @@ struct Run {
         const QJsonObject body{
             {"source", "apple-notes"}, {"notes", batch}, {"done", totals.sent + size == total}};
         // No token passed: the store is read afresh for every batch.
-        api->call("import-notes", body, std::nullopt, kBatchLimit,
+        api->call("import-notes", body, std::nullopt, kBatchLimit, service::Needs::notesTaken(),
                   [self, size](Result<QJsonObject> answer) {
                       if (!answer) return self->done(std::unexpected(answer.error()));
                       Totals& t = self->totals;
@@ -159,22 +159,41 @@ Result<QList<Item>> readFrom(const QString& program, const QStringList& argument
             3, core::sentences::couldntStart(QFileInfo(program).fileName(), process.errorString()));
     }
     process.closeWriteChannel();
+    const auto stop = [&process] {
+        ::kill(-static_cast<pid_t>(process.processId()), SIGKILL);
+        process.waitForFinished(5000);
+    };
+    // Both outputs are taken as they come, so that neither grows without a limit: the notes up
+    // to kOutputLimit, of the error output only its start (a sentence quotes 160 characters).
+    constexpr qsizetype kErrorKept = 16 * 1024;
+    QByteArray output, errors;
+    const auto drain = [&] {
+        output += process.readAllStandardOutput();
+        const QByteArray more = process.readAllStandardError();
+        errors += more.left(std::max<qsizetype>(0, kErrorKept - errors.size()));
+        return output.size() <= kOutputLimit;
+    };
     const QDeadlineTimer deadline(static_cast<qint64>(std::max(0.0, limitSeconds) * 1000));
     bool finished = false;
     while (!finished && !deadline.hasExpired()) {
-        finished = process.waitForFinished(
-            static_cast<int>(std::min<qint64>(deadline.remainingTime(), 1000)));
-        if (!finished && process.state() == QProcess::NotRunning) finished = true;
+        // Short waits: what comes on the error output is only taken between them.
+        process.waitForReadyRead(static_cast<int>(std::min<qint64>(deadline.remainingTime(), 50)));
+        if (!drain()) {
+            stop();
+            return fail(6, core::sentences::notesPrintedTooMuch(kOutputLimit / (1024 * 1024)));
+        }
+        finished = process.state() == QProcess::NotRunning;
     }
     if (!finished) {
-        ::kill(-static_cast<pid_t>(process.processId()), SIGKILL);
-        process.waitForFinished(5000);
+        stop();
         return fail(5, core::sentences::notesTookTooLong(limitSeconds));
     }
+    if (!drain())
+        return fail(6, core::sentences::notesPrintedTooMuch(kOutputLimit / (1024 * 1024)));
     if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0) {
-        return decode(process.readAllStandardOutput());
+        return decode(output);
     }
-    const QString errorOutput = QString::fromUtf8(process.readAllStandardError()).trimmed();
+    const QString errorOutput = QString::fromUtf8(errors).trimmed();
     if (errorOutput.isEmpty()) {
         return fail(1, process.exitStatus() == QProcess::CrashExit
                            ? QString(core::sentences::kNotesProgramStopped)
@@ -210,7 +229,17 @@ Source fileSource(const QString& path) {
                     return fail(4, core::sentences::couldntRead(QFileInfo(path).fileName(),
                                                                 file.errorString()));
                 }
-                return decode(file.readAll());
+                // A pipe or a device has no size to go by: read until the end or the limit.
+                QByteArray json;
+                for (QByteArray chunk; !(chunk = file.read(1024 * 1024)).isEmpty();) {
+                    json += chunk;
+                    if (json.size() > kOutputLimit) break;
+                }
+                if (json.size() > kOutputLimit) {
+                    return fail(6, core::sentences::notesFileTooLarge(
+                                       QFileInfo(path).fileName(), kOutputLimit / (1024 * 1024)));
+                }
+                return decode(json);
             },
             core::sentences::readingNotesIn(QFileInfo(path).fileName()), Source::Kind::file};
 }

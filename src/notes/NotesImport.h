@@ -62,6 +62,9 @@ inline constexpr auto kOsascript = "/usr/bin/osascript";
 // How long a program that prints the notes may take, unless the preference "notes.timeLimit"
 // (seconds) says otherwise.
 inline constexpr double kReadLimit = 600;
+// The most a program may print, or a file hold, of notes: far more than the HTML of a large
+// library, and little enough to read and parse in memory.
+inline constexpr qint64 kOutputLimit = 256 * 1024 * 1024;
 
 // The JavaScript for Automation program that prints every note of Notes as JSON.
 QString script();

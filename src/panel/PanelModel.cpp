@@ -108,7 +108,7 @@ void PanelModel::refreshInsights(bool force, double timeoutSeconds) {
     Q_EMIT insightsChanged();
     QPointer<PanelModel> self(this);
     api_.call(QStringLiteral("insights"), QJsonObject{}, std::nullopt, timeoutSeconds,
-              [self, fetch](Result<QJsonObject> answer) {
+              service::Needs::insights(), [self, fetch](Result<QJsonObject> answer) {
                   if (!self || fetch != self->insightsFetch_) return;
                   if (answer) {
                       self->render(insightsFrom(*answer));

@@ -1,5 +1,6 @@
 #include "relay/Relay.h"
 
+#include "core/Json.h"
 #include "core/Log.h"
 #include "core/Sentences.h"
 #include "dictation/Insert.h"
@@ -103,13 +104,20 @@ void Relay::windowAccount(const QString& user, const std::optional<QString>& tok
         return;
     }
     const QJsonObject body{{"action", "forget"}, {"device", parts_.session.deviceName()}};
-    parts_.api.call(kFunction, body, window->token, parts_.timings.request,
-                    [keep, reply](Result<QJsonObject> answer) {
-                        // An answer of any kind settles it (a refused old key serves nothing
-                        // anyway); no answer at all leaves everything as it was.
-                        if (!answer && answer.error().domain == QLatin1String("network")) {
+    parts_.api.post(kFunction, core::json::compact(body), window->token, parts_.timings.request,
+                    [keep, reply](const service::RawAnswer& answer) {
+                        // An answer settles it, and so does a refused old key (it serves nothing
+                        // anyway); no answer, or one that did not come from the backend (a proxy's
+                        // 502 page), leaves everything as it was.
+                        const Result<QJsonObject> taken =
+                            service::Api::readFor(answer, service::Needs::nothing());
+                        const bool keyRefused = answer.noToken || answer.notAKey ||
+                                                answer.status == 401 || answer.status == 403;
+                        if (answer.transport || (!taken && !keyRefused)) {
                             core::logLine("relay", "forgetting the old window account failed: " +
-                                                       answer.error().message);
+                                                       service::Api::describe(
+                                                           answer.transport ? *answer.transport
+                                                                            : taken.error()));
                             reply(QStringLiteral("later"));
                             return;
                         }

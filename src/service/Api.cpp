@@ -1,5 +1,6 @@
 #include "service/Api.h"
 
+#include "core/Console.h"
 #include "core/Json.h"
 #include "core/Prefs.h"
 #include "core/Sentences.h"
@@ -92,6 +93,12 @@ void Api::call(const QString& name, const QJsonObject& body, std::optional<QStri
          [done = std::move(done)](RawAnswer answer) { done(read(answer)); });
 }
 
+void Api::call(const QString& name, const QJsonObject& body, std::optional<QString> token,
+               double timeoutSeconds, const Needs& needs, Done done) {
+    post(name, core::json::compact(body), std::move(token), timeoutSeconds,
+         [needs, done = std::move(done)](RawAnswer answer) { done(readFor(answer, needs)); });
+}
+
 std::optional<RawAnswer> Api::refusal(std::optional<QString>& token) const {
     if (!token || token->isEmpty()) token = tokens_.read();
     RawAnswer refused;
@@ -127,7 +134,10 @@ void Api::post(const QString& name, const QByteArray& body, std::optional<QStrin
     }
     HttpExchange::Request request = frame(name, *token, timeoutSeconds);
     request.body = body;
-    exchange(std::move(request), std::move(done));
+    exchange(std::move(request), [token = *token, done = std::move(done)](RawAnswer answer) {
+        answer.sentWith = token;
+        done(std::move(answer));
+    });
 }
 
 void Api::callStreamed(const QString& name, BodyMaker body, std::optional<QString> token,
@@ -151,8 +161,10 @@ void Api::callStreamed(const QString& name, BodyMaker body, std::optional<QStrin
     if (!device) return done(fail(1, core::sentences::kCouldntReadBody));
     HttpExchange::Request request = frame(name, *token, timeoutSeconds);
     request.bodyDevice = std::move(device);
-    exchange(std::move(request),
-             [done = std::move(done)](RawAnswer answer) { done(read(answer)); });
+    exchange(std::move(request), [token = *token, done = std::move(done)](RawAnswer answer) {
+        answer.sentWith = token;
+        done(read(answer));
+    });
 }
 
 HttpExchange::Request Api::frame(const QString& name, const QString& token,
@@ -203,8 +215,57 @@ Result<QJsonObject> Api::read(const RawAnswer& answer) {
     const auto object = core::json::parseObject(answer.body);
     if (!object) return QJsonObject{};
     const QJsonValue error = object->value("error");
-    if (error.isString()) return fail(answer.status, error.toString());
+    // A server that echoes the token back does not get it shown or logged.
+    if (error.isString()) {
+        return fail(answer.status, core::console::withoutSecret(error.toString(), answer.sentWith));
+    }
     return *object;
+}
+
+Needs Needs::filing() {
+    return {QStringLiteral("the filing's id"),
+            {{"id", QJsonValue::Undefined}, {"result", QJsonValue::Undefined}}};
+}
+
+Needs Needs::notesTaken() {
+    return {QStringLiteral("the count of notes it took"),
+            {{"created", QJsonValue::Double},
+             {"updated", QJsonValue::Double},
+             {"unchanged", QJsonValue::Double}}};
+}
+
+Needs Needs::insights() {
+    return one(QStringLiteral("the insights"), QStringLiteral("insights"), QJsonValue::Array);
+}
+
+bool Api::isRefusalStatus(int status) {
+    return status == 401 || status == 403 || (status >= 500 && status <= 599);
+}
+
+Result<QJsonObject> Api::readFor(const RawAnswer& answer, const Needs& needs) {
+    Result<QJsonObject> object = read(answer);
+    if (!object) return object;
+    if (needs.anyOf.isEmpty()) {
+        // A gateway in front of the functions answers for them when they are down or the token
+        // is refused: an HTML page, or an object of only these members.
+        static const QStringList gateway{"code", "message", "msg"};
+        const auto parsed = core::json::parseObject(answer.body);
+        const bool backends = parsed && std::ranges::any_of(parsed->keys(), [](const QString& key) {
+                                  return !gateway.contains(key);
+                              });
+        if (isRefusalStatus(answer.status) && !backends) {
+            return fail(answer.status, core::sentences::pelixDidNotSayDone(answer.status));
+        }
+        return object;
+    }
+    for (const Needs::Member& member : needs.anyOf) {
+        const QJsonValue value = object->value(member.name);
+        const bool any = member.type == QJsonValue::Undefined;
+        if (any ? !value.isUndefined() && !value.isNull() : value.type() == member.type) {
+            return object;
+        }
+    }
+    return fail(answer.status, core::sentences::pelixAnsweredWithout(answer.status, needs.what));
 }
 
 QJsonObject Api::context(const QString& input, std::optional<double> seconds) const {
@@ -229,7 +290,7 @@ QJsonObject Api::context(const QString& input, std::optional<double> seconds) co
 void Api::tell(const QString& text, const QString& input, double timeoutSeconds,
                std::function<void(Result<Filed>)> done) {
     const QJsonObject body{{"text", text}, {"context", context(input)}};
-    call("organize", body, std::nullopt, timeoutSeconds,
+    call("organize", body, std::nullopt, timeoutSeconds, Needs::nothing(),
          [done = std::move(done)](Result<QJsonObject> answer) {
              if (!answer) return done(std::unexpected(answer.error()));
              done(Filed{titles(answer->value("tasks")), titles(answer->value("notes")),
@@ -239,6 +300,7 @@ void Api::tell(const QString& text, const QString& input, double timeoutSeconds,
 
 void Api::ask(const QJsonArray& messages, std::function<void(Result<QString>)> done) {
     call("chat", QJsonObject{{"messages", messages}}, std::nullopt, 60,
+         Needs::one(QStringLiteral("a reply"), QStringLiteral("reply"), QJsonValue::String),
          [done = std::move(done)](Result<QJsonObject> answer) {
              if (!answer) return done(std::unexpected(answer.error()));
              done(answer->value("reply").toString());
@@ -247,7 +309,7 @@ void Api::ask(const QJsonArray& messages, std::function<void(Result<QString>)> d
 
 void Api::insights(const QJsonObject& body, double timeoutSeconds,
                    std::function<void(Result<QList<Insight>>)> done) {
-    call("insights", body, std::nullopt, timeoutSeconds,
+    call("insights", body, std::nullopt, timeoutSeconds, Needs::insights(),
          [done = std::move(done)](Result<QJsonObject> answer) {
              if (!answer) return done(std::unexpected(answer.error()));
              QList<Insight> list;
@@ -263,7 +325,7 @@ void Api::insights(const QJsonObject& body, double timeoutSeconds,
 
 void Api::keep(const QString& text, double timeoutSeconds, std::function<void(Status)> done) {
     const QJsonObject body{{"text", text}, {"context", context("live")}};
-    call("dictate", body, std::nullopt, timeoutSeconds,
+    call("dictate", body, std::nullopt, timeoutSeconds, Needs::nothing(),
          [done = std::move(done)](Result<QJsonObject> answer) {
              if (!answer) return done(std::unexpected(answer.error()));
              done({});

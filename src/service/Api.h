@@ -36,6 +36,33 @@ struct RawAnswer {
     bool noToken = false;
     // Nothing was sent: the token passed is not a Pelix key.
     bool notAKey = false;
+    // The token the request carried, which `read` blanks out of the backend's error text.
+    QString sentWith;
+};
+
+// What a caller needs of an answer before it marks, counts, clears or replaces anything on it:
+// one of `anyOf` present with a value of its kind (`QJsonValue::Undefined`: any value but null).
+// With none listed the caller needs no member, and then only the status and body can say it was
+// done (`Api::readFor`).
+struct Needs {
+    struct Member {
+        QString name;
+        QJsonValue::Type type;
+    };
+    // How the sentence names what was missing: "the edit plan".
+    QString what;
+    QList<Member> anyOf;
+
+    static Needs nothing() { return {}; }
+    static Needs one(QString what, QString name, QJsonValue::Type type) {
+        return {std::move(what), {{std::move(name), type}}};
+    }
+    // The answers the features share. A filing ("braindump"): its id or result.
+    static Needs filing();
+    // Notes taken in ("import-notes"): the counts of what became of them.
+    static Needs notesTaken();
+    // What the service has noticed ("insights"), which replaces what the panel shows.
+    static Needs insights();
 };
 
 // Titles of what "organize" filed.
@@ -98,6 +125,9 @@ public:
     // (`unsafeBase`).
     void call(const QString& name, const QJsonObject& body, std::optional<QString> token,
               double timeoutSeconds, Done done);
+    // As `call`, for a caller that acts on the answer: `done` gets it as `readFor` reads it.
+    void call(const QString& name, const QJsonObject& body, std::optional<QString> token,
+              double timeoutSeconds, const Needs& needs, Done done);
 
     // Sends one function request with the common frame and hands over the raw answer, for the
     // callers that read the status code themselves. The token is found as for `call`; without
@@ -114,6 +144,14 @@ public:
 
     // Turns a raw answer into the result of `call`.
     static Result<QJsonObject> read(const RawAnswer& answer);
+    // The answer as a caller that acts on it reads it: `read`, and then a failure (code: the
+    // status) unless the answer carries what the caller `needs`. A caller that needs no member
+    // does not take as done a status of 401, 403 or 5xx whose body is not the backend's own JSON
+    // object (a gateway's page or refusal). Every caller that marks, counts, clears or replaces
+    // something on an answer reads it through this.
+    static Result<QJsonObject> readFor(const RawAnswer& answer, const Needs& needs);
+    // Whether `status` says a request was refused or failed on the way (401, 403, 5xx).
+    static bool isRefusalStatus(int status);
     // The error of a reply that got no HTTP answer at all: the transport's, in the domain
     // "network", a time-out as "The request timed out.". Shared with the other HTTP clients.
     static Error transportError(QNetworkReply* reply);

@@ -52,16 +52,6 @@ double seconds(const QJsonObject& object, const char* name) {
 
 }  // namespace
 
-QString withoutKey(QString text, const QString& key) {
-    if (key.isEmpty()) return text;
-    // As it is, and as a server may echo it back from an address or a form: percent-encoded,
-    // in either case of hex digits.
-    text.replace(key, QStringLiteral("…"));
-    const QString encoded = QString::fromLatin1(QUrl::toPercentEncoding(key));
-    if (encoded != key) text.replace(encoded, QStringLiteral("…"), Qt::CaseInsensitive);
-    return text;
-}
-
 QString unreachable(const QString& reason) {
     return sentence(core::sentences::serverUnreachable(reason));
 }
@@ -72,7 +62,7 @@ QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const 
         if (!message.isEmpty()) {
             if (message.size() > kMessageLimit) message = message.left(kMessageLimit) + "…";
             return sentence(core::sentences::serverRefusedSaying(
-                withoutKey(core::console::printable(message), key)));
+                core::console::withoutSecret(core::console::printable(message), key)));
         }
     }
     return sentence(core::sentences::serverRefused(

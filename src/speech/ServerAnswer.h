@@ -45,7 +45,4 @@ QString refusal(int status, const QByteArray& body, const QUrl& endpoint, const 
 // The sentence for no answer at all.
 QString unreachable(const QString& reason);
 
-// `text` with every occurrence of `key` replaced by "…".
-QString withoutKey(QString text, const QString& key);
-
 }  // namespace pelix::speech::server

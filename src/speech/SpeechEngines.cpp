@@ -8,6 +8,7 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <span>
 
 namespace pelix::speech {
@@ -39,12 +40,19 @@ std::optional<SpeechEngines::Choice> SpeechEngines::resolve(const QString& reque
 }
 
 std::optional<SpeechEngines::Choice> SpeechEngines::forFiles(const QString& requested) const {
-    for (const auto& engine : engines_) {
+    const auto ready = [&](const std::unique_ptr<SpeechEngine>& engine) {
         const std::optional<QString> locale = engine->supportedLocale(requested);
-        if (!locale || !engine->installed(*locale)) continue;
-        if (engine->reachable()) return Choice{*locale, engine.get()};
-        core::logLine("speech",
-                      "the " + engine->name() + " doesn't answer; trying the next engine");
+        return locale && engine->installed(*locale) ? locale : std::nullopt;
+    };
+    for (auto at = engines_.begin(); at != engines_.end(); ++at) {
+        const std::optional<QString> locale = ready(*at);
+        if (!locale) continue;
+        if ((*at)->reachable()) return Choice{*locale, at->get()};
+        const bool another = std::any_of(std::next(at), engines_.end(),
+                                         [&](const auto& next) { return ready(next).has_value(); });
+        core::logLine("speech", "the " + (*at)->name() + " doesn't answer" +
+                                    (another ? "; trying the next engine"
+                                             : ", and no other engine hears " + requested));
     }
     return resolve(requested);
 }

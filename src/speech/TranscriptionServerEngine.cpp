@@ -1,5 +1,6 @@
 #include "speech/TranscriptionServerEngine.h"
 
+#include "core/Console.h"
 #include "core/Log.h"
 #include "core/Sentences.h"
 #include "speech/AudioPieces.h"
@@ -51,7 +52,7 @@ Result<QList<SpeechResult>> heard(const ServerClient::Answer& answer,
     Result<QList<SpeechResult>> stretches = server::readAnswer(answer.body, offset, seconds);
     if (!stretches) {
         return fail(stretches.error().code,
-                    server::withoutKey(stretches.error().message, settings.key));
+                    core::console::withoutSecret(stretches.error().message, settings.key));
     }
     return stretches;
 }
@@ -194,13 +195,19 @@ std::optional<Result<QList<SpeechResult>>> TranscriptionServerEngine::hearFile(
     if (status == 401 || status == 403 || status == 404 || status == 429) {
         return heard(*answer, *found, 0, seconds);  // WAV would be refused the same way
     }
-    if (status != 413 && (status < 200 || status > 299)) {
-        wavOnly_ = true;
-        core::logLine("speech", QStringLiteral("the transcription server did not take M4A (%1); "
-                                               "sending it WAV from now on")
-                                    .arg(status));
+    if (status < 200 || status > 299) {
+        // Only a refusal of the format says the server never reads M4A; a failure on its side
+        // (5xx) or a redirect says nothing about it, and this file alone goes as WAV.
+        const bool format = status == 400 || status == 415 || status == 422;
+        if (format) wavOnly_ = true;
+        if (status != 413) {
+            core::logLine("speech",
+                          QStringLiteral("the transcription server did not take M4A (%1); %2")
+                              .arg(status)
+                              .arg(format ? "sending it WAV from now on" : "sending this one WAV"));
+        }
+        return std::nullopt;
     }
-    if (status < 200 || status > 299) return std::nullopt;
     Result<QList<SpeechResult>> stretches = heard(*answer, *found, 0, seconds);
     if (stretches && events.final) {
         for (const SpeechResult& stretch : *stretches) events.final(stretch);

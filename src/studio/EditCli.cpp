@@ -111,8 +111,9 @@ QJsonArray arrayOf(const std::vector<T>& items) {
 
 void print(const QJsonValue& value) {
     // A bare string or null is written as the single element of an array, brackets removed.
-    QByteArray text = core::json::compact(QJsonArray{value});
-    core::console::raw(text.mid(1, text.size() - 2) + '\n');
+    // JSON escapes the C0 controls; `out` leaves out the rest (C1, DEL) that a terminal reads.
+    const QByteArray text = core::json::compact(QJsonArray{value});
+    core::console::out(QString::fromUtf8(text.mid(1, text.size() - 2)));
 }
 
 Result<QJsonArray> readOps(const QString& name) {
@@ -136,7 +137,8 @@ Result<QJsonArray> readOps(const QString& name) {
 QString table() {
     std::vector<projectnames::Row> rows;
     for (const editor::ProjectStore::Entry& e : editor::ProjectStore::list()) {
-        projectnames::Row row{.name = e.error ? e.file : e.name,
+        // A name comes from a file anyone could have written: no escape reaches the terminal.
+        projectnames::Row row{.name = core::console::printableLine(e.error ? e.file : e.name),
                               .changed = core::dates::shortDateTime(e.modified)};
         const auto project = e.error ? Result<editor::EditProject>(fail(1, *e.error))
                                      : editor::ProjectStore::open(e.id);
@@ -229,7 +231,7 @@ int show(const QString& command, const Opened& opened, const QStringList& words,
     if (args.has("--srt") || args.has("--vtt")) {
         const auto format =
             args.has("--srt") ? editor::SubtitleFormat::srt : editor::SubtitleFormat::vtt;
-        core::console::raw(editor::subtitles(cues, format).toUtf8());
+        core::console::raw(core::console::printable(editor::subtitles(cues, format)).toUtf8());
         return 0;
     }
     return print(arrayOf(cues)), 0;

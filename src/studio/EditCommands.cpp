@@ -231,7 +231,7 @@ int style(service::ServiceContext& context, const core::Args& args) {
     }
     const auto rules = loadRules(context);
     if (!rules) return failWith(service::Api::describe(rules.error()));
-    core::console::raw(core::json::compact(QJsonArray::fromStringList(*rules)) + '\n');
+    core::console::out(QString::fromUtf8(core::json::compact(QJsonArray::fromStringList(*rules))));
     return 0;
 }
 

@@ -224,7 +224,7 @@ void EditorModel::revise(const QString& instruction) {
                     return;
                 }
                 const editor::Applied& applied = result->applied;
-                if (!applied.remember.isEmpty() || !applied.forget.isEmpty()) {
+                if (styleRead_ && (!applied.remember.isEmpty() || !applied.forget.isEmpty())) {
                     style_ =
                         editor::EditorEngine::mergedRules(style_, applied.remember, applied.forget);
                     assistant_->saveRules(style_);

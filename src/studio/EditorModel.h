@@ -83,7 +83,12 @@ public:
 
     // The user's style rules sent with every request, updated by revisions.
     const QStringList& style() const { return style_; }
-    void setStyle(QStringList rules) { style_ = std::move(rules); }
+    // The saved style rules, once read; until then a revision's remembered rules are not
+    // saved, which would replace the saved ones with them alone.
+    void setStyle(QStringList rules) {
+        style_ = std::move(rules);
+        styleRead_ = true;
+    }
 
     // Saves now if a change is waiting.
     void flush();
@@ -126,6 +131,7 @@ private:
     bool translating_ = false;
     QString error_;
     QStringList style_;
+    bool styleRead_ = false;
     std::unique_ptr<core::PendingTimer> saveTimer_;
     QString saveError_;
 };

@@ -96,7 +96,8 @@ int runTranscribeCli(const core::Args& args, service::ServiceContext& context) {
     return core::console::runUntilAnswered([&](core::console::Answer done) {
         context.api().call(
             "import-notes", noteBody(file, text, context.clock().now()), std::nullopt,
-            kSaveTimeLimit, [done = std::move(done)](Result<QJsonObject> answer) {
+            kSaveTimeLimit, service::Needs::notesTaken(),
+            [done = std::move(done)](Result<QJsonObject> answer) {
                 if (!answer) {
                     return done(std::unexpected(service::Api::asShown(answer.error())));
                 }

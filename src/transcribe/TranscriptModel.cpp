@@ -166,13 +166,14 @@ void TranscriptModel::save(const QString& text) {
     const QJsonObject body =
         noteBody(facts_->id, QFileInfo(file_).completeBaseName(), text, clock_.now(), facts_->made);
     QPointer<TranscriptModel> self(this);
-    api_.call("import-notes", body, std::nullopt, kSaveLimit, [self](Result<QJsonObject> answer) {
-        if (!self) return;
-        if (!answer) return self->showStatus(service::Api::describe(answer.error()));
-        self->saved_ = true;
-        self->showStatus(core::sentences::kSavedInVideos);
-        Q_EMIT self->savedToPelix();
-    });
+    api_.call("import-notes", body, std::nullopt, kSaveLimit, service::Needs::notesTaken(),
+              [self](Result<QJsonObject> answer) {
+                  if (!self) return;
+                  if (!answer) return self->showStatus(service::Api::describe(answer.error()));
+                  self->saved_ = true;
+                  self->showStatus(core::sentences::kSavedInVideos);
+                  Q_EMIT self->savedToPelix();
+              });
 }
 
 void TranscriptModel::sort(const QString& text) {
@@ -183,7 +184,7 @@ void TranscriptModel::sort(const QString& text) {
         {"context",
          api_.context("video", duration_ > 0 ? std::optional(duration_) : std::nullopt)}};
     QPointer<TranscriptModel> self(this);
-    api_.call("organize", body, std::nullopt, kSortLimitSeconds,
+    api_.call("organize", body, std::nullopt, kSortLimitSeconds, service::Needs::nothing(),
               [self](Result<QJsonObject> answer) {
                   if (!self) return;
                   self->showStatus(answer ? QString(core::sentences::kInPelix)

@@ -28,7 +28,7 @@ protected:
             if (request.json.value("transcribe_only").toBool()) {
                 return Reply::json({{"text", "remember the milk"}});
             }
-            return Reply::json({});
+            return Reply::json({{"id", "filing-1"}});
         });
     }
 

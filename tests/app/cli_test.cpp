@@ -1,5 +1,6 @@
 // The pelix program's modes that run without a desktop: the arguments, the clean-up filter and
 // --call against the loopback backend.
+#include "fakes/HostileServer.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
 
@@ -159,6 +160,30 @@ TEST_F(CallTest, FailuresAreOneSentenceOnStandardError) {
     }
     // Nothing went out without a usable key.
     EXPECT_EQ(backend.requests().size(), 1);
+}
+
+// A refusal's body is still shown, but the command fails: a script must not take it as done.
+TEST_F(CallTest, ARefusalIsShownAndFails) {
+    storeToken("pelix_cli");
+    const struct {
+        fakes::HostileServer::Script script;
+        QByteArray out, err;
+        int exitCode;
+    } cases[] = {
+        {fakes::HostileServer::badGatewayPage(), "{\n}\n",
+         "Pelix answered 502 and did not say it was done.\n", 1},
+        {fakes::HostileServer::invalidJwt(),
+         "{\n    \"code\": 401,\n    \"message\": \"Invalid JWT\"\n}\n",
+         "Pelix answered 401 and did not say it was done.\n", 1},
+        {fakes::HostileServer::answer(200, "text/html", "<p>portal</p>"), "{\n}\n", "", 0},
+    };
+    for (const auto& c : cases) {
+        fakes::HostileServer server(c.script);
+        const auto r = call({"chat", "{}"}, server.base().toString());
+        EXPECT_EQ(r.exitCode, c.exitCode);
+        EXPECT_EQ(r.out.toStdString(), c.out.toStdString());
+        EXPECT_EQ(r.err.toStdString(), c.err.toStdString());
+    }
 }
 
 TEST_F(CallTest, TransportFailuresSayPelixCouldNotBeReached) {

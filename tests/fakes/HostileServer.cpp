@@ -184,6 +184,27 @@ QByteArray head(int status, const QByteArray& reason, const QList<QByteArray>& h
 
 }  // namespace
 
+HostileServer::Script HostileServer::answer(int status, const QByteArray& contentType,
+                                            const QByteArray& body) {
+    return [=](Wire& wire) {
+        wire.send(
+            head(status, "Answer",
+                 {"Content-Type: " + contentType,
+                  "Content-Length: " + QByteArray::number(body.size()), "Connection: close"}) +
+            body);
+    };
+}
+
+HostileServer::Script HostileServer::badGatewayPage() {
+    return answer(502, "text/html",
+                  "<html><head><title>502 Bad Gateway</title></head><body><center><h1>502 Bad "
+                  "Gateway</h1></center><hr><center>nginx</center></body></html>\r\n");
+}
+
+HostileServer::Script HostileServer::invalidJwt() {
+    return answer(401, "application/json", R"({"code":401,"message":"Invalid JWT"})");
+}
+
 HostileServer::Script HostileServer::redirect(int status, const QUrl& location) {
     return [status, location](Wire& wire) {
         const QByteArray body = R"({"moved":true})";

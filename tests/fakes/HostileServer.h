@@ -29,6 +29,12 @@ class HostileServer {
 public:
     using Script = std::function<void(Wire&)>;
 
+    // A whole answer with `status` and `body`, as a gateway in front of the functions gives one.
+    static Script answer(int status, const QByteArray& contentType, const QByteArray& body);
+    // A proxy's 502 page: HTML, no JSON at all.
+    static Script badGatewayPage();
+    // A gateway's refusal of the token: a 401 JSON object that is not the backend's own.
+    static Script invalidJwt();
     // A redirect with `status` to `location` and a small JSON body.
     static Script redirect(int status, const QUrl& location);
     // A 200 with a Content-Length body sent one byte every `msPerByte` milliseconds.

@@ -54,7 +54,8 @@ protected:
     memos::MemoSender sender{api, prefs, clock, fake.tools()};
     QStringList statuses;
     fakes::Reply heardReply;
-    fakes::Reply filingReply = fakes::Reply::json({});
+    // The backend acknowledges a filing with its id.
+    fakes::Reply filingReply = fakes::Reply::json({{"id", "filing-1"}});
 };
 
 }  // namespace pelix::testing

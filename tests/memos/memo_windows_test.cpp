@@ -44,7 +44,7 @@ protected:
             if (request.json.value("filename").toString() == refuse) {
                 return Reply::json({{"error", "The account is busy."}}, 503);
             }
-            return Reply::json({});
+            return Reply::json({{"id", "filing-1"}});
         });
         window.resize(440, 560);
         window.show();

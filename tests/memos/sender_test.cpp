@@ -104,7 +104,7 @@ TEST_F(SenderTest, ALongMemoIsHeardInPiecesInOrder) {
     fake.lengths["long.m4a"] = 800;
     int piece = 0;
     backend.answerWith("braindump", [&piece](const Recorded& request) {
-        if (!transcribeOnly(request)) return Reply::json({});
+        if (!transcribeOnly(request)) return Reply::json({{"id", "filing-1"}});
         return Reply::json({{"text", QString(" part %1 ").arg(++piece)}});
     });
 

@@ -1,6 +1,7 @@
 #include "memos/VoiceMemoWatcher.h"
 
 #include "SendingTestSupport.h"
+#include "fakes/HostileServer.h"
 
 namespace pelix::memos {
 namespace {
@@ -91,7 +92,7 @@ TEST_P(WatcherFailures, ARefusedMemoIsLeftAloneAndAFailedOneTriedAgain) {
     EXPECT_TRUE(sent().isEmpty());
 
     // The next minute: a memo worth another try is filed now.
-    filingReply = Reply::json({});
+    filingReply = Reply::json({{"id", "filing-2"}});
     const int before = backend.requests("braindump").size();
     watcher.look();
     if (c.triedAgain) {
@@ -111,6 +112,33 @@ INSTANTIATE_TEST_SUITE_P(
                                true},
                       LookCase{"Refused", Reply::text("", 422), false}),
     [](const ::testing::TestParamInfo<LookCase>& info) { return std::string(info.param.name); });
+
+// A gateway's page or refusal in place of the backend's answer files nothing: the memo is not
+// recorded as sent, and the line says what the answer lacked.
+TEST_F(WatcherTest, AMemoAnsweredByAGatewayIsNotRecordedAsSent) {
+    testing::writeFile(folder.path(), "memo.m4a");
+    const std::pair<int, fakes::HostileServer::Script> cases[] = {
+        {502, fakes::HostileServer::badGatewayPage()}, {401, fakes::HostileServer::invalidJwt()}};
+    for (const auto& [status, script] : cases) {
+        SCOPED_TRACE(status);
+        fakes::HostileServer server(script);
+        service::Api hostile(server.base(), tokens, &network, &clock);
+        MemoSender sending(hostile, prefs, clock, fake.tools());
+        QStringList said;
+        sending.onStatus([&](const QString& text) { said << text; });
+        VoiceMemoWatcher looking(sending, prefs, clock, ticker);
+        looking.look();
+        ASSERT_TRUE(waitUntil([&] { return !looking.busy() && said.size() >= 2; }));
+        EXPECT_EQ(said.last(), QStringLiteral("A voice memo could not be sent: Pelix answered %1 "
+                                              "without the filing's id, so nothing was changed. "
+                                              "It will be tried again.")
+                                   .arg(status));
+        EXPECT_TRUE(sent().isEmpty());
+        EXPECT_TRUE(prefs.value("voiceMemos.refused").toStringList().isEmpty());
+        // Heard here after the backend did not hear it, then filed once.
+        EXPECT_EQ(server.requests().size(), 3) << "the piece, the names, the filing";
+    }
+}
 
 // A watcher let go while its memo is still being sent: the sender goes on, and its answer
 // reaches no one.

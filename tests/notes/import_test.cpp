@@ -3,6 +3,7 @@
 #include "core/Sentences.h"
 #include "core/Worker.h"
 #include "fakes/BackendRig.h"
+#include "fakes/HostileServer.h"
 
 #include <QElapsedTimer>
 #include <QMutex>
@@ -287,6 +288,48 @@ TEST_F(ImportTest, ThePelixProgramImportsAFileAndPrintsTheFinalMessage) {
         testing::runPelix({"--import-notes", "--command", "cat " + file}, {}, backendEnv());
     EXPECT_EQ(fromCommand.exitCode, 0) << fromCommand.err.toStdString();
     EXPECT_EQ(fromCommand.err, "Running the notes command…\nBringing over 5 of 5…\n");
+}
+
+// A program or file that gives no end of output is stopped at the limit, with a sentence.
+TEST_F(ImportTest, EndlessOutputIsStoppedAtTheLimit) {
+    const auto run = testing::runPelix({"--import-notes", "--command", "yes"}, {}, backendEnv());
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.err,
+              "Running the notes command…\nCouldn't read the notes: the program printed "
+              "more than 256 MB, more than any export of notes holds, so it was "
+              "stopped.\n");
+    const auto file =
+        testing::runPelix({"--import-notes", "--from", "/dev/zero"}, {}, backendEnv());
+    EXPECT_EQ(file.exitCode, 1);
+    EXPECT_TRUE(
+        file.err.endsWith("Couldn't read zero: it is larger than 256 MB, more than any "
+                          "export of notes holds.\n"))
+        << file.err.toStdString();
+    EXPECT_TRUE(backend.requests().isEmpty());
+}
+
+// A gateway's page or refusal counts no note as brought over.
+TEST_F(ImportTest, ThePelixProgramCountsOnlyNotesTheBackendTook) {
+    const QString file = testing::writeFile(
+        home.path(), "one.json",
+        R"([{"id":"n1","name":"Milk","body":"<p>milk</p>","folder":"Notes","created":null,)"
+        R"("modified":null}])");
+    const std::pair<int, fakes::HostileServer::Script> cases[] = {
+        {502, fakes::HostileServer::badGatewayPage()}, {401, fakes::HostileServer::invalidJwt()}};
+    for (const auto& [status, script] : cases) {
+        SCOPED_TRACE(status);
+        fakes::HostileServer server(script);
+        QProcessEnvironment env;
+        env.insert("PELIX_API_BASE", server.base().toString());
+        const auto run = testing::runPelix({"--import-notes", "--from", file}, {}, env);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(run.out.isEmpty()) << run.out.toStdString();
+        EXPECT_TRUE(run.err.endsWith(QStringLiteral("Pelix answered %1 without the count of notes "
+                                                    "it took, so nothing was changed.\n")
+                                         .arg(status)
+                                         .toUtf8()))
+            << run.err.toStdString();
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "relay/Relay.h"
 #include "fakes/BackendRig.h"
 #include "fakes/DesktopFakes.h"
+#include "fakes/HostileServer.h"
 #include "fakes/TextFakes.h"
 #include "relay/RelayAccounts.h"
 
@@ -357,6 +358,25 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     ASSERT_TRUE(waitUntil([&] { return !later.isEmpty(); }));
     EXPECT_EQ(later, "later");
     EXPECT_EQ(windowKeys.read(), (service::WindowKeyStore::Key{u1, "pelix_k1"}));
+
+    // A proxy's page in the backend's place is no answer; a gateway's refusal of the old key
+    // settles it.
+    const QString u4 = "44444444-4444-4444-4444-444444444444";
+    const std::pair<fakes::HostileServer::Script, const char*> answers[] = {
+        {fakes::HostileServer::badGatewayPage(), "later"},
+        {fakes::HostileServer::invalidJwt(), "have"}};
+    for (const auto& [script, said] : answers) {
+        SCOPED_TRACE(said);
+        windowKeys.write(u1, "pelix_k1");
+        fakes::HostileServer server(script);
+        service::Api hostile{server.base(), rig.tokens, &rig.network, &rig.clock};
+        Relay relay{rig.parts(hostile)};
+        QString replied;
+        relay.windowAccount(u4, "pelix_k4", [&](const QString& reply) { replied = reply; });
+        ASSERT_TRUE(waitUntil([&] { return !replied.isEmpty(); }));
+        EXPECT_EQ(replied, said);
+        EXPECT_EQ(windowKeys.read()->user, QString(said) == "have" ? u4 : u1);
+    }
 }
 
 TEST(RelayBanner, CountsDownAndCallsOneCallbackOnce) {

@@ -35,13 +35,17 @@ class HostileApiTest : public ::testing::Test, protected fakes::BackendRig {
 protected:
     HostileApiTest() : BackendRig("pelix_secret_token") {}
 
-    Outcome call(const QUrl& base, double limit) {
+    Outcome call(const QUrl& base, double limit, std::optional<Needs> needs = std::nullopt) {
         Api client(base, tokens, &network, &clock);
         std::optional<Result<QJsonObject>> answer;
         QElapsedTimer elapsed;
         elapsed.start();
-        client.call("f", {{"x", 1}}, std::nullopt, limit,
-                    [&](Result<QJsonObject> r) { answer = r; });
+        auto done = [&](Result<QJsonObject> r) { answer = r; };
+        if (needs) {
+            client.call("f", {{"x", 1}}, std::nullopt, limit, *needs, done);
+        } else {
+            client.call("f", {{"x", 1}}, std::nullopt, limit, done);
+        }
         EXPECT_TRUE(testing::waitUntil([&] { return answer.has_value(); }, 30000));
         return Outcome{answer.value_or(fail(-1, "no answer")), double(elapsed.elapsed()) / 1000};
     }
@@ -70,6 +74,64 @@ TEST_F(HostileApiTest, RedirectsAreAnswersAndTheTokenStaysHome) {
         EXPECT_EQ(server.requests()[0].method, "POST");
     }
     EXPECT_TRUE(backend.requests().isEmpty());
+}
+
+// A caller that acts on an answer takes only one that carries what it needs; a caller that needs
+// nothing does not take a gateway's refusal as done. The client itself stays lenient.
+TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
+    const Needs plan = Needs::one("the edit plan", "cut", QJsonValue::Array);
+    const auto json = [](int status, const char* body) {
+        return HostileServer::answer(status, "application/json", body);
+    };
+    const struct {
+        const char* name;
+        HostileServer::Script script;
+        std::optional<Needs> needs;
+        // Empty: taken.
+        QString refusal;
+    } cases[] = {
+        {"lenient client, 502 page", HostileServer::badGatewayPage(), std::nullopt, {}},
+        {"plan, 502 page", HostileServer::badGatewayPage(), plan,
+         "Pelix answered 502 without the edit plan, so nothing was changed."},
+        {"plan, invalid JWT", HostileServer::invalidJwt(), plan,
+         "Pelix answered 401 without the edit plan, so nothing was changed."},
+        {"plan, 200 without it", json(200, R"({"reply":"Sure."})"), plan,
+         "Pelix answered 200 without the edit plan, so nothing was changed."},
+        {"plan, of the wrong kind", json(200, R"({"cut":"all"})"), plan,
+         "Pelix answered 200 without the edit plan, so nothing was changed."},
+        {"plan, carried", json(200, R"({"cut":[]})"), plan, {}},
+        {"plan, the backend's own error", json(401, R"({"error":"Token expired."})"), plan,
+         "Token expired."},
+        {"nothing, 502 page", HostileServer::badGatewayPage(), Needs::nothing(),
+         "Pelix answered 502 and did not say it was done."},
+        {"nothing, invalid JWT", HostileServer::invalidJwt(), Needs::nothing(),
+         "Pelix answered 401 and did not say it was done."},
+        {"nothing, 403 msg", json(403, R"({"msg":"Forbidden"})"), Needs::nothing(),
+         "Pelix answered 403 and did not say it was done."},
+        {"nothing, 503 empty", json(503, "{}"), Needs::nothing(),
+         "Pelix answered 503 and did not say it was done."},
+        {"nothing, 404 page",
+         HostileServer::answer(404, "text/html", "<h1>no</h1>"),
+         Needs::nothing(),
+         {}},
+        {"nothing, 500 backend object", json(500, R"({"saved":true})"), Needs::nothing(), {}},
+        {"filing, null result", json(200, R"({"result":null})"), Needs::filing(),
+         "Pelix answered 200 without the filing's id, so nothing was changed."},
+        {"filing, id", json(200, R"({"id":7})"), Needs::filing(), {}},
+        {"notes, counted", json(200, R"({"unchanged":4})"), Needs::notesTaken(), {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        HostileServer server(c.script);
+        const Outcome o = call(server.base(), 10, c.needs);
+        if (c.refusal.isEmpty()) {
+            EXPECT_TRUE(o.answer.has_value()) << o.answer.error().message.toStdString();
+        } else {
+            ASSERT_FALSE(o.answer.has_value());
+            EXPECT_EQ(Api::describe(o.answer.error()), c.refusal);
+            EXPECT_FALSE(Api::isTransport(o.answer.error()));
+        }
+    }
 }
 
 TEST_F(HostileApiTest, TheTimeLimitCoversTheWholeCall) {

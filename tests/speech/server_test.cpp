@@ -146,6 +146,8 @@ TEST(ServerAnswer, RefusalsAreOneSentenceWithoutTheKey) {
          "the sound was more than it takes at once."},
         {422, R"({"detail":[{"msg":"field required"}]})", "field required."},
         {500, "Internal Server Error", "something went wrong on its side."},
+        {302, "",
+         "it sent Pelix on to another address, which Pelix does not follow with your key."},
     };
     for (const auto& [status, body, rest] : cases) {
         const QString sentence = server::refusal(status, body, endpoint, key);
@@ -446,8 +448,17 @@ TEST_F(ServerEngine, TheRegistryPrefersAServerThatAnswers) {
     // Configured and unreachable: the local engine, or the server when only it knows the
     // language (its failure then says it can't be reached).
     server_.close();
-    EXPECT_EQ(chosen("en-US"), "local en-US");
-    EXPECT_EQ(chosen("de-DE"), "transcription server de-DE");
+    const auto said = [&](const QString& locale) {
+        ::testing::internal::CaptureStderr();
+        const QString engine = chosen(locale);
+        return engine + " | " + QString::fromStdString(::testing::internal::GetCapturedStderr());
+    };
+    EXPECT_EQ(said("en-US"),
+              "local en-US | speech: the transcription server doesn't answer; trying the next "
+              "engine\n");
+    EXPECT_EQ(said("de-DE"),
+              "transcription server de-DE | speech: the transcription server doesn't answer, and "
+              "no other engine hears de-DE\n");
     // Not configured.
     prefs_.remove("speech.server");
     EXPECT_EQ(chosen("en-US"), "local en-US");
@@ -539,10 +550,20 @@ TEST_F(ServerEngine, AFileThatFitsGoesAsItIsUnlessTheServerWantsWav) {
     EXPECT_FALSE(hearFile(engine_));
     EXPECT_EQ(server_.calls().size(), 2);
 
+    // A failure on the server's side sends this file as WAV, and the next one as M4A again.
+    prefs_.remove("speech.uploadLimitMB");
+    int failures = 1;
+    server_.answerWith([&failures](const fakes::TranscriptionCall&) {
+        return failures-- > 0 ? Reply::text("Bad Gateway", 502) : Reply::json({{"text", "Hallo."}});
+    });
+    EXPECT_FALSE(hearFile(engine_));
+    whole = hearFile(engine_);
+    ASSERT_TRUE(whole && *whole);
+    EXPECT_EQ(server_.calls().last().filename, "sound.m4a");
+
     // A server that reads only WAV refuses the file once and gets sessions from then on.
     FakeTranscriptionServer wavOnly;
     prefs_.setValue("speech.server", wavOnly.base());
-    prefs_.remove("speech.uploadLimitMB");
     TranscriptionServerEngine engine(prefs_, keys_);
     EXPECT_FALSE(hearFile(engine));
     EXPECT_FALSE(hearFile(engine));

@@ -1,3 +1,5 @@
+#include "fakes/HostileServer.h"
+#include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
 
 namespace pelix::studio {
@@ -187,6 +189,75 @@ TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
     const auto result = edit({"lines", path});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.err, "Couldn't read the project hand.json: \"clips[0].id\" is missing.\n");
+}
+
+// Names and words come from files and servers: what is printed of them carries no control
+// characters for the terminal to act on (retitling, clipboard writes, overwriting).
+TEST_F(EditCli, NothingPrintedCarriesControlCharacters) {
+    QByteArray hostile = kProject;
+    hostile.replace(R"("name": "Hand made")", R"("name": "Evil\u001b]0;owned\u0007\r\nname")");
+    hostile.replace(R"("text": "thing.")", R"("text": "thing.\u001b]52;c;aGk=\u0007\u009b2J\r")");
+    write(hostile);
+    saved();
+    const QStringList commands[] = {{"list"},
+                                    {"list", "--json"},
+                                    {"lines", path},
+                                    {"captions", path},
+                                    {"captions", path, "--srt"}};
+    for (const QStringList& args : commands) {
+        SCOPED_TRACE(args.join(' ').toStdString());
+        const auto result = edit(args);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+        const QString out = QString::fromUtf8(result.out);
+        EXPECT_TRUE(out.contains("thing.") || out.contains("Evil")) << result.out.toStdString();
+        for (const QChar c : out) {
+            EXPECT_FALSE(c.category() == QChar::Other_Control && c != u'\n')
+                << "U+" << std::hex << int(c.unicode()) << " in " << result.out.toStdString();
+        }
+    }
+}
+
+// An answer that is not the backend's (a proxy's 502 page, a gateway's refusal of the token)
+// leaves the project as it was, cuts and translations included, and the command fails saying why.
+TEST_F(EditCli, APassTheBackendDidNotAnswerChangesNothing) {
+    QByteArray edited = kProject;
+    edited.replace(R"("cut": [])", R"("cut": ["1F0C7A2B:1"])");
+    edited.replace(R"("translations": {})", R"("translations": {"fr": {"1F0C7A2B:0": "Alors."}})");
+    write(edited);
+    testing::writeFile(home.dataDir(), "token", "pelix_test");
+    // The rules come back, the plan does not.
+    fakes::LoopbackBackend rulesOnly;
+    rulesOnly.answerWith("video-edit", [](const fakes::Recorded& r) {
+        if (r.json.value("action") == "style") {
+            return fakes::Reply::json({{"rules", QJsonArray{"Short"}}});
+        }
+        return fakes::Reply::text("<html><h1>502 Bad Gateway</h1></html>", 502);
+    });
+    fakes::HostileServer page(fakes::HostileServer::badGatewayPage());
+    fakes::HostileServer jwt(fakes::HostileServer::invalidJwt());
+    const struct {
+        QStringList args;
+        QUrl base;
+        const char* says;
+    } cases[] = {
+        {{"plan", path}, page.base(), "Pelix answered 502 without the style rules"},
+        {{"plan", path}, jwt.base(), "Pelix answered 401 without the style rules"},
+        {{"plan", path}, rulesOnly.base(), "Pelix answered 502 without the edit plan"},
+        {{"revise", path, "cut the end"},
+         rulesOnly.base(),
+         "Pelix answered 502 without the changes"},
+        {{"revise", path, "cut the end"}, jwt.base(), "Pelix answered 401 without the style rules"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.says);
+        QProcessEnvironment env;
+        env.insert("PELIX_API_BASE", c.base.toString());
+        const auto result = runPelix(QStringList{"--edit"} + c.args, {}, env);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.err, QByteArray(c.says) + ", so nothing was changed.\n");
+        EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
+        EXPECT_EQ(read(), edited);
+    }
 }
 
 // A saved project goes by its name or by the start of its id wherever a project goes; a word

@@ -206,6 +206,19 @@ TEST_F(EditorModelTest, RevisionAppliesOperationsOrLeavesTheProjectAsItWas) {
     EXPECT_EQ(model.project(), before);
 }
 
+// Rules that were never read (the backend did not answer with them) are not replaced by the
+// ones a revision remembers.
+TEST_F(EditorModelTest, UnreadStyleRulesAreNeverReplaced) {
+    const editor::EditProject before = model.project();
+    model.revise("remember to keep it short");
+    editor::Applied applied = applyOps(QJsonArray{}, before);
+    applied.remember = QStringList{"keep it short"};
+    assistant.reviseDone(EditAssistant::Revision{applied, "I'll remember."});
+    settle();
+    EXPECT_TRUE(assistant.savedRules.empty());
+    EXPECT_TRUE(model.style().isEmpty());
+}
+
 TEST_F(EditorModelTest, FirstPassTakesTheServicesCutAndReply) {
     model.firstPass();
     ASSERT_EQ(assistant.planned.size(), 1u);

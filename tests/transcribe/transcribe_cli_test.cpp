@@ -1,5 +1,6 @@
 #include "fakes/BackendRig.h"
 #include "fakes/FakeTranscriptionServer.h"
+#include "fakes/HostileServer.h"
 #include "media/TestMedia.h"
 #include "speech/TranscriptionServer.h"
 
@@ -120,6 +121,8 @@ TEST_F(TranscribeCli, AnInterruptedRunLeavesNoSoundBehind) {
 
 TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
     tokens.write("pelix_test");
+    backend.answerInTurn("import-notes", {fakes::Reply::json({{"created", 1}}),
+                                          fakes::Reply::json({{"updated", 1}})});
     for (int run = 1; run <= 2; ++run) {
         const auto result = runPelix({"--transcribe", talk_, "--save"}, {}, backendEnv());
         ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
@@ -148,6 +151,28 @@ TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_FALSE(refused.out.contains("Saved to Pelix"));
     EXPECT_TRUE(refused.err.contains("Notes are full.")) << refused.err.toStdString();
+}
+
+// A gateway's page or refusal in place of the backend's answer: nothing is said to be saved.
+TEST_F(TranscribeCli, SaveSaysSavedOnlyWhenTheNoteWasTaken) {
+    tokens.write("pelix_test");
+    const std::pair<int, fakes::HostileServer::Script> cases[] = {
+        {502, fakes::HostileServer::badGatewayPage()}, {401, fakes::HostileServer::invalidJwt()}};
+    for (const auto& [status, script] : cases) {
+        SCOPED_TRACE(status);
+        fakes::HostileServer server(script);
+        QProcessEnvironment env;
+        env.insert("PELIX_API_BASE", server.base().toString());
+        const auto run = runPelix({"--transcribe", talk_, "--save"}, {}, env);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_FALSE(run.out.contains("Saved to Pelix")) << run.out.toStdString();
+        EXPECT_TRUE(run.err.endsWith(QStringLiteral("Pelix answered %1 without the count of notes "
+                                                    "it took, so nothing was changed.\n")
+                                         .arg(status)
+                                         .toUtf8()))
+            << run.err.toStdString();
+        EXPECT_EQ(server.requests().size(), 1);
+    }
 }
 
 // With a transcription server set: the same run, heard by the server while it answers.

@@ -113,6 +113,7 @@ TEST_F(TranscriptTest, SavingTwiceFilesTheSameNote) {
     EXPECT_EQ(model->saveTitle(), "Save to Pelix");
     int savedSignals = 0;
     QObject::connect(model.get(), &TranscriptModel::savedToPelix, [&] { ++savedSignals; });
+    backend.answer("import-notes", fakes::Reply::json({{"created", 1}}));
     model->save("First words.");
     ASSERT_TRUE(backend.waitFor("import-notes", 1));
     ASSERT_TRUE(waitUntil([&] { return model->saved(); }));
