@@ -9,7 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QPointer>
-#include <QRegularExpression>
+#include <QSet>
 
 #include <algorithm>
 #include <cmath>
@@ -40,9 +40,13 @@ void syncFolder(const QString& folder) {
 
 // The digits of an entry's name, from a file name of the outbox; empty for anything else.
 QString entryName(const QString& fileName) {
-    static const QRegularExpression entry(QStringLiteral("^(\\d{1,19})\\.json(\\.sending)?$"));
-    const QRegularExpressionMatch match = entry.match(fileName);
-    return match.hasMatch() ? match.captured(1) : QString();
+    QStringView name(fileName);
+    if (name.endsWith(u".sending")) name.chop(8);
+    if (!name.endsWith(u".json")) return {};
+    name.chop(5);
+    const bool digits =
+        std::all_of(name.begin(), name.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
+    return digits && !name.isEmpty() && name.size() <= 19 ? name.toString() : QString();
 }
 
 }  // namespace
@@ -65,9 +69,13 @@ bool unreached(const service::RawAnswer& answer) {
 
 QStringList waiting(const QString& folder) {
     QStringList names;
+    QSet<QString> seen;  // an entry may stand as its file and as its sending file
     for (const QString& file : QDir(folder).entryList(QDir::Files | QDir::Hidden)) {
         const QString name = entryName(file);
-        if (!name.isEmpty() && !names.contains(name)) names << name;
+        if (!name.isEmpty() && !seen.contains(name)) {
+            seen.insert(name);
+            names << name;
+        }
     }
     // The names are milliseconds: shorter is older, and of one length the order is the text's.
     std::sort(names.begin(), names.end(), [](const QString& a, const QString& b) {

@@ -54,6 +54,7 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     ASSERT_TRUE(waitUntil([&] { return window.status()->text() == "In Pelix"; }));
     EXPECT_EQ(rig.backend.requests("organize").at(0).json.value("text").toString().size(), 12000);
 
+    rig.backend.answer("import-notes", fakes::Reply::json({{"created", 1}}));
     window.saveButton()->click();
     ASSERT_TRUE(waitUntil([&] { return window.saveButton()->text() == "Save again"; }));
     EXPECT_EQ(window.status()->text(), "Saved to Pelix, in Videos.");
