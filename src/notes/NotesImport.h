@@ -64,7 +64,7 @@ inline constexpr auto kOsascript = "/usr/bin/osascript";
 inline constexpr double kReadLimit = 600;
 // The most a program may print, or a file hold, of notes: far more than the HTML of a large
 // library, and little enough to read and parse in memory.
-inline constexpr qint64 kOutputLimit = 256 * 1024 * 1024;
+inline constexpr qint64 kOutputLimit = 64 * 1024 * 1024;
 
 // The JavaScript for Automation program that prints every note of Notes as JSON.
 QString script();

@@ -296,13 +296,13 @@ TEST_F(ImportTest, EndlessOutputIsStoppedAtTheLimit) {
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.err,
               "Running the notes command…\nCouldn't read the notes: the program printed "
-              "more than 256 MB, more than any export of notes holds, so it was "
+              "more than 64 MB, more than any export of notes holds, so it was "
               "stopped.\n");
     const auto file =
         testing::runPelix({"--import-notes", "--from", "/dev/zero"}, {}, backendEnv());
     EXPECT_EQ(file.exitCode, 1);
     EXPECT_TRUE(
-        file.err.endsWith("Couldn't read zero: it is larger than 256 MB, more than any "
+        file.err.endsWith("Couldn't read zero: it is larger than 64 MB, more than any "
                           "export of notes holds.\n"))
         << file.err.toStdString();
     EXPECT_TRUE(backend.requests().isEmpty());

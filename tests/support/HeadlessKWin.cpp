@@ -161,6 +161,11 @@ std::pair<QString, QStringList> HeadlessKWin::command(const QString& program,
     QStringList wrapped = {"-u", QString::fromLocal8Bit(::getpwuid(uid_)->pw_name), "--", "env",
                            "-i"};
     for (const QString& key : env.keys()) wrapped << key + "=" + env.value(key);
+    // The sanitizers' settings of the test run hold for what it starts as the user too.
+    for (const char* key : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+        if (qEnvironmentVariableIsSet(key) && !env.contains(key))
+            wrapped << QString::fromLatin1(key) + "=" + qEnvironmentVariable(key);
+    }
     return {"runuser", wrapped << program << args};
 }
 

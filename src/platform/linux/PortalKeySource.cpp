@@ -73,11 +73,7 @@ PortalKeySource::PortalKeySource(QDBusConnection bus, const core::Clock& clock)
 }
 
 PortalKeySource::~PortalKeySource() {
-    if (!session_.isEmpty()) {
-        bus_.call(QDBusMessage::createMethodCall(kPortal, session_,
-                                                 "org.freedesktop.portal.Session", "Close"),
-                  QDBus::NoBlock);
-    }
+    closePortalSession(bus_, session_);
 }
 
 bool PortalKeySource::offered(const QDBusConnection& bus) {

@@ -49,4 +49,11 @@ void portalRequest(QDBusConnection bus, QObject* owner, const QString& interface
                      });
 }
 
+void closePortalSession(const QDBusConnection& bus, const QString& session) {
+    if (session.isEmpty()) return;
+    QDBusConnection(bus).call(
+        QDBusMessage::createMethodCall(kPortal, session, "org.freedesktop.portal.Session", "Close"),
+        QDBus::NoBlock);
+}
+
 }  // namespace pelix::platform

@@ -26,6 +26,9 @@ void portalRequest(QDBusConnection bus, QObject* owner, const QString& interface
                    std::function<void(uint, const QVariantMap&)> then,
                    std::function<void(const QString&)> failed);
 
+// Closes the portal session at `session` (an object path), when there is one, without waiting.
+void closePortalSession(const QDBusConnection& bus, const QString& session);
+
 // One request's Response signal (for `portalRequest`).
 class PortalRequest : public QObject {
     Q_OBJECT

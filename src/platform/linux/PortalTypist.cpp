@@ -43,11 +43,7 @@ PortalTypist::PortalTypist(QDBusConnection bus, QString tokenFile,
 }
 
 PortalTypist::~PortalTypist() {
-    if (!session_.isEmpty()) {
-        bus_.call(QDBusMessage::createMethodCall(kPortal, session_,
-                                                 "org.freedesktop.portal.Session", "Close"),
-                  QDBus::NoBlock);
-    }
+    closePortalSession(bus_, session_);
 }
 
 bool PortalTypist::offered(const QDBusConnection& bus) {
