@@ -128,11 +128,11 @@ public:
 
 private:
     void play(const std::vector<int16_t>& pcm) {
-        const pa_sample_spec spec{PA_SAMPLE_S16LE, 16000, 1};
+        const pa_sample_spec format{PA_SAMPLE_S16LE, 16000, 1};
         const pa_buffer_attr attr{uint32_t(-1), 640, uint32_t(-1), uint32_t(-1), uint32_t(-1)};
         int error = 0;
         pa_simple* stream = pa_simple_new(nullptr, "dictation_bench", PA_STREAM_PLAYBACK, "vsink",
-                                          "speech", &spec, nullptr, &attr, &error);
+                                          "speech", &format, nullptr, &attr, &error);
         if (stream) {
             const size_t loud = onsetOf(pcm);
             for (size_t at = 0; at < pcm.size(); at += 160) {
