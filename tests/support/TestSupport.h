@@ -88,6 +88,11 @@ double wordErrorRate(const QStringList& reference, const QStringList& heard);
 // a busy machine disturbs it little. For tests that compare the time of work of two sizes.
 double leastCpuSeconds(const std::function<void()>& work, int runs = 3);
 
+// How many times longer work on ten times the input may take and still count as linear. Linear
+// work takes about ten times as long, more once the large input leaves the cache or a sanitizer's
+// allocator adds its share; quadratic work takes a hundred times as long.
+inline constexpr double kTenfoldInputLimit = 40;
+
 // Runs the Qt event loop until `done` is true; false on time-out.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);
 
