@@ -5,6 +5,7 @@
 #include "fakes/BackendRig.h"
 #include "platform/Desktop.h"
 #include "platform/Typist.h"
+#include "support/HeadlessSway.h"
 
 #include <QClipboard>
 #include <QDBusConnection>
@@ -68,6 +69,19 @@ protected:
         testing::writeFile(
             home.path() + "/config", "mimeapps.list",
             "[Default Applications]\nx-scheme-handler/claude=pelix-relay-target.desktop\n");
+    }
+    // Registers the GTK window as the default browser.
+    void registerBrowser() {
+        testing::writeFile(
+            home.path() + "/data/applications", "gtk-target.desktop",
+            QString("[Desktop Entry]\nType=Application\nName=Browser\nNoDisplay=true\n"
+                    "Exec=/usr/bin/python3 %1 --report %2 %u\n"
+                    "MimeType=x-scheme-handler/http;x-scheme-handler/https;\n")
+                .arg(PELIX_GTK_TARGET, reports.fullServerName())
+                .toUtf8());
+        testing::writeFile(home.path() + "/config", "mimeapps.list",
+                           "[Default Applications]\nx-scheme-handler/http=gtk-target.desktop\n"
+                           "x-scheme-handler/https=gtk-target.desktop\n");
     }
     void hold(const QJsonObject& prompt) {
         std::lock_guard lock(mutex);
@@ -176,6 +190,28 @@ TEST_F(RelayEndToEnd, AnAssistantThatNeverComesForwardIsReported) {
         << pelix.err().constData();
     EXPECT_EQ(said("link ").size(), 1);
     EXPECT_EQ(done(), (QJsonObject{{"action", "done"}, {"id", "r4"}, {"result", "failed"}}));
+}
+
+// On sway, typing through the virtual keyboard: a prompt for ChatGPT is pasted into the
+// browser's entry and sent with Return, and "sent" is reported only then.
+TEST_F(RelayEndToEnd, AChatGptPromptReachesTheBrowserOnSway) {
+    const testing::HeadlessSway& sway = testing::HeadlessSway::shared();
+    ASSERT_TRUE(sway.error().isEmpty()) << sway.error().toStdString();
+    registerBrowser();
+    hold({{"id", "r5"}, {"target", "chatgpt"}, {"prompt", "Plan my week"}});
+    QProcessEnvironment onSway = sway.clientEnvironment();
+    onSway.insert(env);
+    onSway.insert("XDG_SESSION_TYPE", "wayland");
+    onSway.insert("GDK_BACKEND", "wayland");
+    testing::PelixProcess pelix(onSway);
+    ASSERT_TRUE(targetSaid("ready")) << pelix.err().constData();
+    EXPECT_EQ(said("link "),
+              QByteArrayList{"link " + QByteArray("https://chatgpt.com/").toBase64()});
+    EXPECT_TRUE(targetSaid("return " + QByteArray("Plan my week").toBase64()))
+        << "the window said: " << lines.join(' ').constData() << "\n"
+        << pelix.err().constData();
+    EXPECT_EQ(done(), (QJsonObject{{"action", "done"}, {"id", "r5"}, {"result", "sent"}}));
+    EXPECT_TRUE(pelix.saw("hud: Sent to a new chat in ChatGPT.")) << pelix.err().constData();
 }
 
 }  // namespace

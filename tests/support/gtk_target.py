@@ -3,10 +3,15 @@
 
 It speaks the typing target's protocol (tests/dictation/typing_target.cpp): "text <base64 of
 UTF-8>" on standard output at every change of the entry's text, "ready" once the window has the
-keyboard focus; "clear" on standard input empties the entry (answers "cleared"), "focus" brings
-the window forward (answers "ready"). It ends when standard input closes.
+keyboard focus, "return <base64>" when Return is pressed in the entry; "clear" on standard input
+empties the entry (answers "cleared"), "focus" brings the window forward (answers "ready"). It
+ends when standard input closes.
+
+Started as an application by the desktop (`--report SOCKET [LINK]`, a default browser), it says
+the same lines to the local socket SOCKET instead, "link <base64>" first, and reads no commands.
 """
 import base64
+import socket
 import sys
 
 import gi
@@ -15,9 +20,26 @@ gi.require_version("Gtk", "3.0")
 from gi.repository import GLib, Gtk  # noqa: E402
 
 
+report = None
+if len(sys.argv) > 2 and sys.argv[1] == "--report":
+    report = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    report.connect(sys.argv[2])
+
+
 def say(line):
+    if report:
+        report.sendall((line + "\n").encode())
+        return
     sys.stdout.write(line + "\n")
     sys.stdout.flush()
+
+
+def encoded(text):
+    return base64.b64encode(text.encode()).decode()
+
+
+if report and len(sys.argv) > 3:
+    say("link " + encoded(sys.argv[3]))
 
 
 GLib.set_prgname("gtk-target")
@@ -26,7 +48,8 @@ window.set_default_size(500, 80)
 entry = Gtk.Entry()
 entry.connect(
     "changed",
-    lambda e: say("text " + base64.b64encode(e.get_text().encode()).decode()))
+    lambda e: say("text " + encoded(e.get_text())))
+entry.connect("activate", lambda e: say("return " + encoded(e.get_text())))
 window.connect("focus-in-event", lambda *_: say("ready") or False)
 window.connect("destroy", Gtk.main_quit)
 window.add(entry)
@@ -51,5 +74,7 @@ def command(channel, condition):
     return True
 
 
-GLib.io_add_watch(GLib.IOChannel.unix_new(sys.stdin.fileno()), GLib.IO_IN | GLib.IO_HUP, command)
+if not report:
+    GLib.io_add_watch(GLib.IOChannel.unix_new(sys.stdin.fileno()), GLib.IO_IN | GLib.IO_HUP,
+                      command)
 Gtk.main()

@@ -62,6 +62,9 @@ QByteArray typingKeymap(const QList<char32_t>& characters, QHash<char32_t, int>*
         codes->insert(character, code);
         ++code;
     }
+    // A spare key code closes the map: GTK's search for the keys of a key value (its shortcuts,
+    // Ctrl+V among them) stops one short of the highest code, so no key may sit there.
+    names += " <I" + QByteArray::number(code) + "> = " + QByteArray::number(code) + ";\n";
     return "xkb_keymap {\n" + names +
            "};\n"
            "xkb_types \"pelix\" { include \"complete\" };\n"

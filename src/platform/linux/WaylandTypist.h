@@ -15,8 +15,8 @@ class WaylandSession;
 
 // The keyboard map a virtual keyboard types `characters` with: BackSpace, Return, Control and
 // "v" on the first key codes, then one key code per character (code points, in the order
-// given), all on the first level. `codes` receives each character's key code (XKB numbering).
-// At most `kTypingKeymapSlots` characters fit.
+// given), all on the first level, and a spare key code with nothing on it last. `codes` receives
+// each character's key code (XKB numbering). At most `kTypingKeymapSlots` characters fit.
 inline constexpr int kTypingKeymapSlots = 240;
 QByteArray typingKeymap(const QList<char32_t>& characters, QHash<char32_t, int>* codes);
 
