@@ -535,6 +535,10 @@ QString nowhereToType(const QString& place) {
     return "Could not find where to type in " + place + ". It is still on your phone.";
 }
 
+QString couldNotType(const QString& place) {
+    return "Could not type into " + place + ". It is still on your phone.";
+}
+
 QString sentTo(const QString& place) {
     return "Sent to " + place + ".";
 }

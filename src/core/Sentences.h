@@ -320,6 +320,7 @@ QString sendingTo(const QString& place, int seconds);
 QString couldNotOpen(const QString& place);
 QString didNotOpenInTime(const QString& place);
 QString nowhereToType(const QString& place);
+QString couldNotType(const QString& place);
 QString sentTo(const QString& place);
 
 // ---- Braindumps: tap Alt, talk, tap Alt ---------------------------------------------------------

@@ -39,6 +39,10 @@ public:
     virtual void press(Key key, bool control, int times) = 0;
     // Waits so that the receiving application catches up.
     virtual void pause(std::chrono::microseconds duration) = 0;
+    // How many times since the typist was made keys could not be handed to the session: a
+    // broken connection, a call the desktop refused or left unanswered, no key for them, no way
+    // to type at all. What the window then did with them is not known here.
+    virtual quint64 undelivered() const { return 0; }
 };
 
 // The desktop clipboard, saved and restored format by format. A QObject so that work scheduled

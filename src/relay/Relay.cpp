@@ -27,6 +27,8 @@ struct Relay::Delivery {
     QStringList expected;
     double deadline = 0;
     platform::FrontApp front;
+    // The typist's count of keys it could not hand over, when the keys began.
+    quint64 undelivered = 0;
     bool reported = false;
 };
 
@@ -254,6 +256,8 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
         fail(core::sentences::nowhereToType(d.plan.label));
         return;
     }
+    d.undelivered = parts_.typist.undelivered();
+    if (!stillDelivering()) return;
     if (d.plan.paste) {
         dictation::Insert::paste(parts_.typist, parts_.clipboard, d.prompt.prompt);
         stepTimer_ = later(parts_.timings.afterPaste, &Relay::pressReturn);
@@ -263,9 +267,23 @@ void Relay::focusFound(const std::optional<platform::FocusedElement>& focused) {
 }
 
 void Relay::pressReturn() {
+    if (!stillDelivering()) return;
     dictation::Insert::tap(parts_.typist, platform::Key::enter);
+    if (!stillDelivering()) return;
     parts_.show(core::sentences::sentTo(delivery_->plan.label));
     report(QStringLiteral("sent"));
+}
+
+bool Relay::stillDelivering() {
+    const Delivery& d = *delivery_;
+    const std::optional<platform::FrontApp> front = parts_.apps.front();
+    const bool handed = parts_.typist.undelivered() == d.undelivered;
+    if (handed && front == d.front) return true;
+    core::logLine("relay",
+                  d.prompt.id + (handed ? QStringLiteral(": another window came forward")
+                                        : QStringLiteral(": the keys were not delivered")));
+    fail(core::sentences::couldNotType(d.plan.label));
+    return false;
 }
 
 void Relay::fail(const QString& line) {

@@ -7,7 +7,9 @@
 // just before the link is opened, so that the assistant it starts exposes its interface; the
 // focused element is then asked of AT-SPI (platform/linux/AtspiAccessibility.h) and must pass
 // safeToType. A window that names no process cannot be inspected and is typed into, as is an
-// application whose focused element cannot be found. A locked screen delivers nothing. Every
+// application whose focused element cannot be found. "sent" is reported only when the typist
+// handed every key over and the application checked stayed in front from before the paste
+// until after Return; else "failed". A locked screen delivers nothing. Every
 // path reports "done" exactly once (a guard in `report`), and a sent prompt asks again 2 s later.
 // The log says "relay: <id>: counting down for <label>" and "relay: <id>: <result>", never the
 // prompt's text. PELIX_RELAY_QUICK in the environment gives the tray RelayTimings::quick(), for
@@ -137,6 +139,9 @@ private:
     void lookForFront();
     void focusFound(const std::optional<platform::FocusedElement>& focused);
     void pressReturn();
+    // Whether the keys so far were handed over and the application checked is still in front;
+    // else the delivery fails.
+    bool stillDelivering();
     void fail(const QString& line);
     void report(const QString& result);
     void finish(const QString& id, const QString& result);

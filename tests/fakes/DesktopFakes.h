@@ -34,6 +34,8 @@ public:
     std::optional<platform::FocusedElement> focused;
     int switchedOn = 0;
     QList<qint64> asked;
+    // Runs when asked where the focus is, before the answer.
+    std::function<void()> asking;
 
     void switchOn(std::function<void()> done) override {
         ++switchedOn;
@@ -42,6 +44,7 @@ public:
     void focusedElement(
         qint64 pid, std::function<void(std::optional<platform::FocusedElement>)> done) override {
         asked << pid;
+        if (asking) asking();
         done(focused);
     }
 };

@@ -13,11 +13,14 @@
 namespace pelix::fakes {
 
 // Records what would have been typed, as lines: "type <text>", "backspace <n>",
-// "ctrl+v", "enter", "pause <µs>".
+// "ctrl+v", "enter", "pause <µs>". With `losing`, every press counts as undelivered; `pressed`
+// hears each press after it.
 class FakeTypist final : public platform::Typist {
 public:
     std::optional<platform::FrontWindow> front;
     QStringList log;
+    bool losing = false;
+    std::function<void(const QString&)> pressed;
 
     std::optional<platform::FrontWindow> frontWindow() const override { return front; }
     void type(const QString& text) override { log << "type " + text; }
@@ -26,10 +29,13 @@ public:
                              : key == platform::Key::enter   ? "enter"
                                                              : "v";
         log << (control ? "ctrl+" : "") + name + (times > 1 ? " " + QString::number(times) : "");
+        if (losing) ++lost_;
+        if (pressed) pressed(log.back());
     }
     void pause(std::chrono::microseconds d) override {
         log << "pause " + QString::number(d.count());
     }
+    quint64 undelivered() const override { return lost_; }
 
     // The text the receiving window would hold, applying types and backspaces.
     QString screen() const {
@@ -43,6 +49,9 @@ public:
         }
         return text;
     }
+
+private:
+    quint64 lost_ = 0;
 };
 
 class FakeRecognizer final : public dictation::Recognizer {

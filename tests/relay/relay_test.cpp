@@ -162,6 +162,21 @@ TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
     };
     const auto front = [](platform::FrontApp app) { return [=](Rig& r) { r.apps.inFront = app; }; };
     const QString sent = "Sent to the conversation.";
+    const QString notTyped = "Could not type into the conversation. It is still on your phone.";
+    // Another window comes forward when the relay presses `key`, or when it asks where the focus
+    // is (empty `key`).
+    const auto cameForward = [](QString key) {
+        return [=](Rig& r) {
+            const auto forward = [&r] { r.apps.inFront = kTerminal; };
+            if (key.isEmpty()) {
+                r.accessibility.asking = forward;
+            } else {
+                r.typist.pressed = [=](const QString& pressed) {
+                    if (pressed == key) forward();
+                };
+            }
+        };
+    };
     struct Case {
         const char* what;
         // Seconds after the open at which the browser comes to the front; none: never.
@@ -170,6 +185,8 @@ TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
         QString line;
         std::function<void(Rig&)> arrange = {};
         qint64 pid = kBrowser.pid;
+        // The keys pressed, when not those of the result.
+        std::optional<QStringList> keys = {};
     } cases[] = {
         {"no plan", 0.0, "failed", {}},
         {"cancelled", 0.0, "cancelled", {}, [](Rig& r) { r.banner.cancel(); }},
@@ -186,6 +203,14 @@ TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
         {"no focused element", 0.0, "sent", sent},
         // A window that names no process can't be asked where its focus is.
         {"no process to ask", 0.0, "sent", sent, focusOn(platform::ElementRole::button), 0},
+        // "sent" only for keys handed to the window checked.
+        {"another window before the paste", 0.0, "failed", notTyped, cameForward({})},
+        {"another window by the paste", 0.0, "failed", notTyped, cameForward("ctrl+v"),
+         kBrowser.pid, QStringList{"ctrl+v"}},
+        {"another window by Return", 0.0, "failed", notTyped, cameForward("enter"), kBrowser.pid,
+         QStringList{"ctrl+v", "enter"}},
+        {"keys not delivered", 0.0, "failed", notTyped, [](Rig& r) { r.typist.losing = true; },
+         kBrowser.pid, QStringList{"ctrl+v"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -212,7 +237,9 @@ TEST(Relay, EveryPathReportsDoneOnceAndSaysWhatHappened) {
         EXPECT_EQ(rig.results, QStringList{"x " + c.result});
         EXPECT_EQ(rig.done(), QStringList{"x " + c.result});
         EXPECT_EQ(rig.lines.join(""), c.line);
-        if (c.result != "sent") {
+        if (c.keys) {
+            EXPECT_EQ(rig.typist.log, *c.keys);
+        } else if (c.result != "sent") {
             EXPECT_TRUE(rig.typist.log.isEmpty() && rig.clipboard.set.isEmpty());
         } else {
             // The untrimmed text was pasted, and the clipboard given back.

@@ -125,7 +125,7 @@ void FakeInputTypist::type(const QString& text) {
     if (size_t(strokes.size()) < points.size()) {
         paste(QString::fromStdU32String(points.substr(size_t(strokes.size()))));
     }
-    session_.roundtrip();
+    if (!session_.roundtrip()) ++undelivered_;
 }
 
 void FakeInputTypist::settle() {
@@ -135,7 +135,10 @@ void FakeInputTypist::settle() {
 }
 
 void FakeInputTypist::paste(const QString& text) {
-    if (!clipboard_ || !clipboard_->available()) return;
+    if (!clipboard_ || !clipboard_->available()) {
+        ++undelivered_;
+        return;
+    }
     if (!lent_ || !lent_->out) {
         lent_ = std::make_shared<Lent>();
         lent_->saved = clipboard_->save();
@@ -170,7 +173,7 @@ void FakeInputTypist::press(Key key, bool control, int times) {
     const KeyStroke once{code, control ? QList<int>{keys.control()} : QList<int>{}};
     settle();
     for (int i = 0; i < times; ++i) stroke(once);
-    session_.roundtrip();
+    if (!session_.roundtrip()) ++undelivered_;
 }
 
 void FakeInputTypist::pause(std::chrono::microseconds duration) {

@@ -34,6 +34,7 @@ public:
     void type(const QString& text) override;
     void press(Key key, bool control, int times) override;
     void pause(std::chrono::microseconds duration) override;
+    quint64 undelivered() const override { return undelivered_; }
 
     // Listener entry point (a C callback); not for callers.
     static void keymapArrived(void* data, wl_keyboard*, uint32_t format, int32_t fd, uint32_t size);
@@ -55,6 +56,7 @@ private:
     struct Lent;
     std::shared_ptr<Lent> lent_;
     QDeadlineTimer pasted_{0};
+    quint64 undelivered_ = 0;
 };
 
 }  // namespace pelix::platform

@@ -129,13 +129,18 @@ std::optional<FrontWindow> PortalTypist::frontWindow() const {
 }
 
 void PortalTypist::keysym(quint32 keysym, bool down) {
-    if (state_ != State::running) return;
+    if (state_ != State::running) {
+        ++undelivered_;
+        return;
+    }
     QDBusMessage message = call("NotifyKeyboardKeysym");
     message << QVariant::fromValue(QDBusObjectPath(session_)) << QVariantMap() << int(keysym)
             << uint(down ? 1 : 0);
     // The portal handles calls on threads of its own: one sent before the last was answered can
     // overtake it.
-    bus_.call(message, QDBus::Block, 2000);
+    if (bus_.call(message, QDBus::Block, 2000).type() != QDBusMessage::ReplyMessage) {
+        ++undelivered_;
+    }
 }
 
 void PortalTypist::type(const QString& text) {

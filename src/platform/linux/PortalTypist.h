@@ -41,6 +41,7 @@ public:
     void type(const QString& text) override;
     void press(Key key, bool control, int times) override;
     void pause(std::chrono::microseconds duration) override;
+    quint64 undelivered() const override { return undelivered_; }
 
 private Q_SLOTS:
     void sessionClosed();
@@ -61,6 +62,7 @@ private:
     State state_ = State::starting;
     QString session_;
     uint version_ = 1;
+    quint64 undelivered_ = 0;
 };
 
 }  // namespace pelix::platform

@@ -21,9 +21,13 @@ class NoTypist final : public Typist {
 public:
     bool canType() const override { return false; }
     std::optional<FrontWindow> frontWindow() const override { return std::nullopt; }
-    void type(const QString&) override {}
-    void press(Key, bool, int) override {}
+    void type(const QString&) override { ++undelivered_; }
+    void press(Key, bool, int) override { ++undelivered_; }
     void pause(std::chrono::microseconds) override {}
+    quint64 undelivered() const override { return undelivered_; }
+
+private:
+    quint64 undelivered_ = 0;
 };
 
 }  // namespace

@@ -168,7 +168,10 @@ void WaylandTypist::type(const QString& text) {
             ++end;
         }
         const QList<char32_t> run = points.mid(at, end - at);
-        if (!carry(run)) return;
+        if (!carry(run)) {
+            ++undelivered_;
+            return;
+        }
         for (char32_t point : run) {
             if (point == U'\n' || point == U'\r') {
                 tap(kReturn);
@@ -178,11 +181,15 @@ void WaylandTypist::type(const QString& text) {
         }
         at = end;
     }
-    session_.roundtrip();
+    if (!session_.roundtrip()) ++undelivered_;
 }
 
 void WaylandTypist::press(Key key, bool control, int times) {
-    if (times < 1 || !carry({})) return;
+    if (times < 1) return;
+    if (!carry({})) {
+        ++undelivered_;
+        return;
+    }
     const int code = key == Key::backspace ? kBackSpace : key == Key::enter ? kReturn : kV;
     if (control) {
         zwp_virtual_keyboard_v1_key(keyboard_, now(), kControl - 8, WL_KEYBOARD_KEY_STATE_PRESSED);
@@ -193,7 +200,7 @@ void WaylandTypist::press(Key key, bool control, int times) {
         zwp_virtual_keyboard_v1_key(keyboard_, now(), kControl - 8, WL_KEYBOARD_KEY_STATE_RELEASED);
         zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);
     }
-    session_.roundtrip();
+    if (!session_.roundtrip()) ++undelivered_;
 }
 
 void WaylandTypist::pause(std::chrono::microseconds duration) {

@@ -42,6 +42,7 @@ public:
     void type(const QString& text) override;
     void press(Key key, bool control, int times) override;
     void pause(std::chrono::microseconds duration) override;
+    quint64 undelivered() const override { return undelivered_; }
 
 private:
     bool ensureKeyboard();
@@ -55,6 +56,7 @@ private:
     zwp_virtual_keyboard_v1* keyboard_ = nullptr;
     QHash<char32_t, int> codes_;  // the characters of the current map
     bool mapped_ = false;
+    quint64 undelivered_ = 0;
 };
 
 }  // namespace pelix::platform

@@ -290,7 +290,11 @@ std::optional<FrontWindow> X11Typist::frontWindow() const {
 }
 
 void X11Typist::type(const QString& text) {
-    if (text.isEmpty() || !connect()) return;
+    if (text.isEmpty()) return;
+    if (!connect()) {
+        ++undelivered_;
+        return;
+    }
     X& x = *x_;
     Injection injection(*this);
     x.readKeyboard();
@@ -342,7 +346,11 @@ void X11Typist::type(const QString& text) {
 }
 
 void X11Typist::press(Key key, bool control, int times) {
-    if (times < 1 || !connect()) return;
+    if (times < 1) return;
+    if (!connect()) {
+        ++undelivered_;
+        return;
+    }
     X& x = *x_;
     Injection injection(*this);
     const KeySym keysym = key == Key::backspace ? XK_BackSpace
@@ -350,7 +358,10 @@ void X11Typist::press(Key key, bool control, int times) {
                                                 : XK_v;
     const KeyCode code = XKeysymToKeycode(x.display, keysym);
     const KeyCode ctrl = XKeysymToKeycode(x.display, XK_Control_L);
-    if (code == 0) return;
+    if (code == 0) {
+        ++undelivered_;
+        return;
+    }
     if (control && ctrl) XTestFakeKeyEvent(x.display, ctrl, True, CurrentTime);
     for (int i = 0; i < times; ++i) injection.tap(code);
     if (control && ctrl) XTestFakeKeyEvent(x.display, ctrl, False, CurrentTime);

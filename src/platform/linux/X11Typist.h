@@ -47,6 +47,7 @@ public:
     void type(const QString& text) override;
     void press(Key key, bool control, int times) override;
     void pause(std::chrono::microseconds duration) override;
+    quint64 undelivered() const override { return undelivered_; }
 
     // Gives every borrowed key code its empty mapping back (done when the typist goes).
     void giveBack();
@@ -61,6 +62,7 @@ private:
     QString borrowedFile_;
     mutable std::unique_ptr<X> x_;
     std::function<void()> injected_;
+    quint64 undelivered_ = 0;
 };
 
 }  // namespace pelix::platform
