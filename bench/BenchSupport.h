@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 extern char** environ;
@@ -140,7 +141,17 @@ inline void typeText(benchmark::State& state, platform::Typist& typist,
         const qint64 start = window.elapsed();
         dictation::Insert::type(typist, text);
         if (!window.waitForText(text, 60000)) {
-            state.SkipWithError("the window did not receive the text");
+            const QString got = window.text();
+            qsizetype same = 0;
+            while (same < got.size() && same < text.size() && got[same] == text[same]) ++same;
+            const std::string why = QString(
+                                        "the window did not receive the text: %1 of %2 "
+                                        "characters, the first %3 right")
+                                        .arg(got.size())
+                                        .arg(text.size())
+                                        .arg(same)
+                                        .toStdString();
+            state.SkipWithError(why.c_str());
             return;
         }
         state.SetIterationTime((window.elapsed() - start) / 1000.0);

@@ -4,7 +4,7 @@
 // first use, with a session bus, a home and a runtime folder of its own, as an unprivileged user
 // when the tests run as root. KWin offers its fake input only to programs its user's desktop
 // entries trust: the `pelix` under test ($PELIX_BIN) is one, the tests' keyboard (`fakeKeys`)
-// the other, and as KWin checks a client's
+// the other, the program that started KWin a third, and as KWin checks a client's
 // executable, the programs that use it run as KWin's user too (`command`).
 #include <QByteArray>
 #include <QProcess>
