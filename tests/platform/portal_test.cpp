@@ -194,6 +194,7 @@ TEST_F(PortalTypistTest, TypesKeysymsOnceTheSessionRunsAfterAWarmUpShift) {
                 XKB_KEY_BackSpace, XKB_KEY_BackSpace});
     want << std::pair{XKB_KEY_Control_L, true} << tapped({XKB_KEY_v})
          << std::pair{XKB_KEY_Control_L, false};
+    EXPECT_EQ(typist.undelivered(), 0u);
     EXPECT_TRUE(testing::waitUntil([&] { return rig.keys() == want; }, 5000))
         << ::testing::PrintToString(rig.keys());
     // The frontend of this version restores no sessions, so there is no token to keep.
@@ -247,10 +248,13 @@ TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
             << int(typist.state());
         EXPECT_FALSE(typist.canType());
         const qsizetype before = rig.keys().size();
+        const quint64 undelivered = typist.undelivered();
         typist.type("x");
         typist.press(Key::enter, false, 1);
         testing::pause(300);
         EXPECT_EQ(rig.keys().size(), before);
+        // Each key it could not hand over is counted, for the relay's "sent".
+        EXPECT_EQ(typist.undelivered(), undelivered + 4);
     }
 }
 
