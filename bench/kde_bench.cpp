@@ -144,7 +144,7 @@ void BM_X11TypeGerman(benchmark::State& state) {
     xtest(state, kGerman);
 }
 
-#define TYPING(name) BENCHMARK(name)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond)
+#define TYPING(name) BENCHMARK(name)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond)
 TYPING(BM_KWinFakeInputTypeEnglish);
 TYPING(BM_KWinPortalTypeEnglish);
 TYPING(BM_X11TypeEnglish);
