@@ -106,6 +106,16 @@ std::vector<Spoken> speakAll(const QString& folder) {
     return spoken;
 }
 
+// The sentences spoken into `folder`, or none with the benchmark skipped for why.
+std::vector<Spoken> speakAllOrSkip(benchmark::State& state, const QString& folder) {
+    try {
+        return speakAll(folder);
+    } catch (const std::exception& e) {
+        state.SkipWithError(e.what());
+        return {};
+    }
+}
+
 // Where the first loud sample is, in samples from the start.
 size_t onsetOf(const std::vector<int16_t>& pcm) {
     for (size_t i = 0; i < pcm.size(); ++i) {
@@ -171,13 +181,8 @@ double wordError(const QString& said, const QString& heard) {
 // the live and the finished text.
 void BM_DictationFromOutside(benchmark::State& state) {
     pelix::testing::IsolatedHome home;
-    std::vector<Spoken> spoken;
-    try {
-        spoken = speakAll(home.path());
-    } catch (const std::exception& e) {
-        state.SkipWithError(e.what());
-        return;
-    }
+    const std::vector<Spoken> spoken = speakAllOrSkip(state, home.path());
+    if (spoken.empty()) return;
     QProcessEnvironment env;
     env.insert("PELIX_API_BASE", "http://127.0.0.1:9");  // never reached
     qputenv("PELIX_BIN", QFile::encodeName(pelixProgram()));
@@ -258,13 +263,8 @@ BENCHMARK(BM_DictationFromOutside)->Iterations(5)->Unit(benchmark::kSecond);
 // time, second passes at every pause).
 void BM_WordErrorByConfiguration(benchmark::State& state) {
     QTemporaryDir dir;
-    std::vector<Spoken> spoken;
-    try {
-        spoken = speakAll(dir.path());
-    } catch (const std::exception& e) {
-        state.SkipWithError(e.what());
-        return;
-    }
+    const std::vector<Spoken> spoken = speakAllOrSkip(state, dir.path());
+    if (spoken.empty()) return;
     pelix::speech::PocketSphinxEngine engine(pelix::speech::PocketSphinxEngine::systemModelFolder(),
                                              dir.path());
     std::vector<double> live, finished, before;
@@ -317,13 +317,8 @@ BENCHMARK(BM_WordErrorByConfiguration)->Iterations(1)->Unit(benchmark::kSecond);
 // measure from outside.
 void BM_FirstCharactersInSound(benchmark::State& state) {
     QTemporaryDir dir;
-    std::vector<Spoken> spoken;
-    try {
-        spoken = speakAll(dir.path());
-    } catch (const std::exception& e) {
-        state.SkipWithError(e.what());
-        return;
-    }
+    const std::vector<Spoken> spoken = speakAllOrSkip(state, dir.path());
+    if (spoken.empty()) return;
     pelix::speech::PocketSphinxEngine engine(pelix::speech::PocketSphinxEngine::systemModelFolder(),
                                              dir.path());
     constexpr size_t kLead = 300 * 16;
