@@ -253,7 +253,10 @@ private:
         const std::unique_ptr<AtspiEvent, void (*)(AtspiEvent*)> owned(
             event, [](AtspiEvent* gone) { g_boxed_free(atspi_event_get_type(), gone); });
         // Losing the focus says nothing of who has it.
-        if (g_str_has_prefix(event->type, "object:state-changed") && event->detail1 == 0) return;
+        if (!event->source ||
+            (g_str_has_prefix(event->type, "object:state-changed") && event->detail1 == 0)) {
+            return;
+        }
         GError* error = nullptr;
         const Ref application(atspi_accessible_get_application(event->source, &error));
         g_clear_error(&error);
