@@ -220,6 +220,10 @@ public:
             }
             g_clear_error(&error);
         }
+        if (const std::optional<FrontWindow> active = activeApplication()) {
+            const QMutexLocker lock(&focus_->mutex);
+            if (!focus_->application) focus_->application = active;
+        }
     }
 
     void lookUp(qint64 pid, int look, Done done) {
@@ -261,14 +265,43 @@ private:
         const Ref application(atspi_accessible_get_application(event->source, &error));
         g_clear_error(&error);
         if (!application) return;
-        FrontWindow front;
-        front.pid = atspi_accessible_get_process_id(application.get(), &error);
-        g_clear_error(&error);
-        front.appId = take(atspi_accessible_get_name(application.get(), &error));
-        g_clear_error(&error);
         Focus& focus = *static_cast<Worker*>(self)->focus_;
+        const FrontWindow front = named(application.get());
         const QMutexLocker lock(&focus.mutex);
         focus.application = front;
+    }
+
+    static FrontWindow named(AtspiAccessible* application) {
+        GError* error = nullptr;
+        FrontWindow front;
+        front.pid = atspi_accessible_get_process_id(application, &error);
+        g_clear_error(&error);
+        front.appId = take(atspi_accessible_get_name(application, &error));
+        g_clear_error(&error);
+        return front;
+    }
+
+    // The application with the active window, before any focus event has said.
+    static std::optional<FrontWindow> activeApplication() {
+        const Ref desktop(atspi_get_desktop(0));
+        if (!desktop) return std::nullopt;
+        GError* error = nullptr;
+        const int count = atspi_accessible_get_child_count(desktop.get(), &error);
+        g_clear_error(&error);
+        for (int i = 0; i < count; ++i) {
+            const Ref application(atspi_accessible_get_child_at_index(desktop.get(), i, &error));
+            g_clear_error(&error);
+            if (!application) continue;
+            const int windows = atspi_accessible_get_child_count(application.get(), &error);
+            g_clear_error(&error);
+            for (int w = 0; w < windows; ++w) {
+                const Ref window(atspi_accessible_get_child_at_index(application.get(), w, &error));
+                g_clear_error(&error);
+                if (window && has(window.get(), ATSPI_STATE_ACTIVE))
+                    return named(application.get());
+            }
+        }
+        return std::nullopt;
     }
 
     bool start() {

@@ -41,7 +41,8 @@ public:
     // The application that last took the keyboard focus, its name (GTK's program name, Qt's
     // application name) as the window's application and its process, at hand at once for a
     // desktop that names no window in front: the first call starts following the bus's focus
-    // events and answers none; later calls answer what the last event said.
+    // events, and looks for the application with the active window meanwhile, and answers none;
+    // later calls answer what the last event (or that look) said.
     std::optional<FrontWindow> focusedApplication();
 
 private:
