@@ -87,7 +87,9 @@ QStringList permissionLines(const DesktopFacts& facts) {
                                        : core::sentences::kTypingWayland)
               << (facts.pasting ? core::sentences::kPastingWayland
                                 : core::sentences::kNoPastingWayland)
-              << (facts.frontKnown ? core::sentences::kFrontKnown : core::sentences::kFrontUnknown);
+              << (facts.frontKnown             ? core::sentences::kFrontKnown
+                  : facts.frontByAccessibility ? core::sentences::kFrontAccessibility
+                                               : core::sentences::kFrontUnknown);
     } else {
         lines << (facts.keysSeen ? core::sentences::kKeysSeenX11 : core::sentences::kKeysNotSeenX11)
               << (facts.typing ? core::sentences::kTypingX11 : core::sentences::kNoTypingX11);

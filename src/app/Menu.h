@@ -20,6 +20,7 @@ struct DesktopFacts {
     int inputReadable = 0;         // … of which this user may read
     bool pasting = false;          // the clipboard works while another application has the focus
     bool frontKnown = false;       // the application in front is known
+    bool frontByAccessibility = false;  // … from the accessibility bus
     bool token = false;
     bool installed = false;  // run from the install prefix, not the build tree
     QString program;         // this program's path

@@ -158,6 +158,7 @@ DesktopFacts TrayApp::facts(bool devices) const {
         facts.inputReadable = probes.inputReadable;
         facts.pasting = probes.pasting;
         facts.frontKnown = probes.frontKnown;
+        facts.frontByAccessibility = probes.frontByAccessibility;
         facts.speechModel = dictationReady(speech::SpeechEngines::standard());
     }
     return facts;

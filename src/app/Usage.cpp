@@ -146,8 +146,8 @@ const Usage& pelix() {
                 {"api.base", "the backend's base address"},
                 {"insert.enabled", "dictation types into the window in front (true)"},
                 {"dictation.sentences",
-                 "dictation begins with a capital, writes \"I\" and ends with a full stop "
-                 "(true)"},
+                 "dictation and transcript pieces begin with a capital, write \"I\" and end "
+                 "with a full stop (true)"},
                 {"voiceMemos.on", "file new recordings of the recordings folder (false)"},
                 {"voiceMemos.folder", "the recordings folder"},
                 {"notes.command", "a command that prints the notes for --import-notes"},

@@ -24,8 +24,8 @@ public:
     // "insert.enabled", on when never written.
     bool insertIntoApp() const;
     void setInsertIntoApp(bool on);
-    // "dictation.sentences": dictation written as sentences (capitals, "I", a full stop); on
-    // when never written.
+    // "dictation.sentences": dictation and transcript pieces written as sentences (capitals,
+    // "I", a full stop); on when never written.
     bool sentenceText() const;
     void setSentenceText(bool on);
     // Whether the keys report was shown at start-up: "keys.promptShown", else the key older

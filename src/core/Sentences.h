@@ -503,6 +503,8 @@ inline constexpr auto kNoPastingWayland =
     "background";
 inline constexpr auto kFrontKnown = "App in front: known (the compositor's window list)";
 inline constexpr auto kFrontUnknown = "App in front: unknown - typing goes to the focused window";
+inline constexpr auto kFrontAccessibility =
+    "App in front: known (the accessibility bus names the focused application)";
 inline constexpr auto kTokenSet = "Token: set";
 inline constexpr auto kTokenNotSet = "Token: not set";
 QString installedIn(const QString& program);

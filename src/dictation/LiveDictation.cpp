@@ -96,7 +96,11 @@ Status LiveDictation::start(bool typing) {
 void LiveDictation::handle(const Recognizer::Update& update) {
     if (ended_) return;
     if (update.text) {
-        latest_ = shaped(*update.text, update.isFinal || update.standing);
+        const bool settled = update.isFinal || update.standing;
+        QString text = shaped(*update.text, settled);
+        // A partial that reads as the text already waiting changes nothing: the wait goes on.
+        if (!settled && text == latest_) return;
+        latest_ = std::move(text);
         if (onText) onText(latest_);
         if (update.isFinal) {
             complete();

@@ -2,14 +2,14 @@
 
 // How a session types: each text from the recogniser is cleaned (withoutActually), written as
 // sentences when `sentences` is on (text::asSentences: capitals and "I" as it comes, the full
-// stop once the live text stands), and applied after kDebounceSeconds without a newer one, as the
-// correction from what is typed to what is wanted: n BackSpaces in one injection, then a pause
-// of 1.5 ms per character erased (at most 60 ms) so that the window catches up, then the new text
-// through Insert::type. A standing text (the live text once the sound has ended) is applied at
-// once. The first letter keeps the case it was first typed with (text::withFirstLetterOf), so no
-// later text erases the whole dictation for a capital. The final text gets a trailing space,
-// once per session. A new `start` drops whatever the previous session still had pending, its
-// stop bound too.
+// stop once the live text stands), and applied after kDebounceSeconds without a newer one (a
+// partial that reads as the latest text is not newer), as the correction from what is typed to
+// what is wanted: n BackSpaces in one injection, then a pause of 1.5 ms per character erased (at
+// most 60 ms) so that the window catches up, then the new text through Insert::type. A standing
+// text (the live text once the sound has ended) is applied at once. The first letter keeps the case
+// it was first typed with (text::withFirstLetterOf), so no later text erases the whole dictation
+// for a capital. The final text gets a trailing space, once per session. A new `start` drops
+// whatever the previous session still had pending, its stop bound too.
 
 #include "core/Error.h"
 #include "core/Timers.h"

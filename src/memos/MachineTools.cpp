@@ -36,7 +36,7 @@ MemoTools machineTools() {
             auto spoken =
                 transcribe::VideoTranscriber::transcribe(*engines, file, language, words, {}, {});
             if (!spoken) return std::unexpected(spoken.error());
-            return transcribe::VideoTranscriber::paragraphs(*spoken, 1.5);
+            return transcribe::VideoTranscriber::paragraphs(*spoken, 1.5, false);
         },
     };
 }

@@ -53,6 +53,8 @@ struct Probes {
     bool pasting = false;
     // Whether the application in front is known.
     bool frontKnown = false;
+    // … through the accessibility bus, where the compositor keeps its window list to itself.
+    bool frontByAccessibility = false;
 };
 
 // Every service of the desktop the application uses, for the session it runs in. Services are

@@ -64,18 +64,21 @@ int runTranscribeCli(const core::Args& args, service::ServiceContext& context) {
     QElapsedTimer clock;
     clock.start();
     QString text;
+    const bool sentences = context.prefs().sentenceText();
     QObject owner;
     core::Worker worker(&owner);
     const int heard = core::console::runUntilAnswered([&](core::console::Answer done) {
         VideoTranscriber::start(
             worker, engines, file, locale, {}, &owner,
             [](const QString& status) { core::console::err(status); },
-            [](const transcribe::Spoken& piece) {
-                core::console::out(QString::asprintf("  [%6.1fs] ", piece.start) + piece.text);
+            [sentences](const transcribe::Spoken& piece) {
+                core::console::out(
+                    QString::asprintf("  [%6.1fs] ", piece.start) +
+                    (sentences ? VideoTranscriber::pieceText(piece.text, true) : piece.text));
             },
             [&, done = std::move(done)](Result<QList<Spoken>> spoken) {
                 if (!spoken) return done(std::unexpected(spoken.error()));
-                text = VideoTranscriber::paragraphs(*spoken, kParagraphGap);
+                text = VideoTranscriber::paragraphs(*spoken, kParagraphGap, sentences);
                 const QString summary =
                     core::sentences::piecesIn(static_cast<int>(spoken->size()),
                                               static_cast<double>(clock.elapsed()) / 1000.0);

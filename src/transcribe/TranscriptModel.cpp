@@ -7,7 +7,6 @@
 #include "core/Sentences.h"
 #include "editor/Captions.h"
 #include "service/Api.h"
-#include "text/CleanUp.h"
 #include "transcribe/StableId.h"
 
 #include <QFileInfo>
@@ -85,6 +84,7 @@ void TranscriptModel::transcribe() {
     const int run = ++run_;
     lastEnd_ = 0;
     liveEmpty_ = true;
+    sentences_ = prefs_.sentenceText();
     pieces_.clear();
     Q_EMIT cleared();
     setListening(true);
@@ -128,7 +128,7 @@ void TranscriptModel::transcribe() {
 
 void TranscriptModel::append(const transcribe::Spoken& spoken) {
     if (!listening_) return;
-    const QString text = text::withoutActually(spoken.text).trimmed();
+    const QString text = VideoTranscriber::pieceText(spoken.text, sentences_);
     if (text.isEmpty()) return;
     QString piece;
     if (!liveEmpty_)
@@ -146,10 +146,10 @@ void TranscriptModel::append(const transcribe::Spoken& spoken) {
 
 void TranscriptModel::finish(const QList<transcribe::Spoken>& spoken) {
     setListening(false);
-    const QString text = VideoTranscriber::paragraphs(spoken, kGap);
+    const QString text = VideoTranscriber::paragraphs(spoken, kGap, sentences_);
     pieces_.clear();
     for (const transcribe::Spoken& piece : spoken) {
-        const QString cleaned = text::withoutActually(piece.text).trimmed();
+        const QString cleaned = VideoTranscriber::pieceText(piece.text, sentences_);
         if (!cleaned.isEmpty()) pieces_.append({piece.start, piece.end, cleaned, piece.words});
     }
     Q_EMIT replaced(text);

@@ -120,6 +120,8 @@ private:
     double duration_ = 0;
     double lastEnd_ = 0;
     bool liveEmpty_ = true;
+    // Whether this run's pieces are written as sentences ("dictation.sentences").
+    bool sentences_ = true;
     bool listening_ = false;
     bool saved_ = false;
     int run_ = 0;

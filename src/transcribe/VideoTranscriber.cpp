@@ -5,6 +5,7 @@
 #include "media/AudioDecoder.h"
 #include "media/Media.h"
 #include "text/CleanUp.h"
+#include "text/SentenceText.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -167,12 +168,17 @@ std::stop_source start(core::Worker& worker, const speech::SpeechEngines& engine
         });
 }
 
-QString paragraphs(const QList<transcribe::Spoken>& spoken, double gap) {
+QString pieceText(const QString& heard, bool sentences) {
+    const QString cleaned = text::withoutActually(heard).trimmed();
+    return sentences ? text::asSentences(cleaned, true) : cleaned;
+}
+
+QString paragraphs(const QList<transcribe::Spoken>& spoken, double gap, bool sentences) {
     QString text;
     double previousEnd = 0.0;
     bool first = true;
     for (const transcribe::Spoken& piece : spoken) {
-        const QString trimmed = piece.text.trimmed();
+        const QString trimmed = sentences ? pieceText(piece.text, true) : piece.text.trimmed();
         if (trimmed.isEmpty()) continue;
         if (!first)
             text += gap < piece.start - previousEnd ? QStringLiteral("\n\n") : QStringLiteral(" ");

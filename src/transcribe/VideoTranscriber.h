@@ -68,10 +68,14 @@ std::stop_source start(core::Worker& worker, const speech::SpeechEngines& engine
                        QObject* context, StatusCallback status, HeardCallback heard,
                        std::function<void(Result<QList<transcribe::Spoken>>)> done);
 
+// A stretch's text as a transcript shows it: trimmed and cleaned up (withoutActually), then, with
+// `sentences`, written as a finished sentence (text::asSentences: capitals, "I", a full stop).
+QString pieceText(const QString& heard, bool sentences);
+
 // The stretches as text: a blank line where the pause before a stretch is longer than `gap`
-// seconds, else a space; stretches without text are skipped and do not count for the pause. The
-// transcript clean-up is applied to the whole.
-QString paragraphs(const QList<transcribe::Spoken>& spoken, double gap);
+// seconds, else a space; stretches without text are skipped and do not count for the pause. With
+// `sentences`, each stretch is its pieceText. The transcript clean-up is applied to the whole.
+QString paragraphs(const QList<transcribe::Spoken>& spoken, double gap, bool sentences);
 
 // A media file's length in seconds.
 Result<double> duration(const QString& file);

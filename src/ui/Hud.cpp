@@ -13,7 +13,7 @@
 
 namespace pelix::ui {
 
-Hud::Hud() = default;
+Hud::Hud(int showMs) : showMs_(showMs) {}
 Hud::~Hud() = default;
 
 void Hud::show(const QString& line) {
@@ -50,7 +50,7 @@ void Hud::show(const QString& line) {
         window_->render(&picture, {}, {}, QWidget::DrawWindowBackground | QWidget::DrawChildren);
         overlay_->show(picture, 48);
         overlaid_ = true;
-        hideTimer_->start(kShowMs);
+        hideTimer_->start(showMs_);
         return;
     }
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
@@ -59,7 +59,7 @@ void Hud::show(const QString& line) {
     }
     window_->show();
     window_->raise();
-    hideTimer_->start(kShowMs);
+    hideTimer_->start(showMs_);
 }
 
 QString Hud::visibleLine() const {

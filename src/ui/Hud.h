@@ -20,7 +20,8 @@ namespace pelix::ui {
 // its picture goes to the overlay.
 class Hud {
 public:
-    Hud();
+    // Each line shows for `showMs` from when it was given.
+    explicit Hud(int showMs = kShowMs);
     ~Hud();
 
     // Shows the lines through `overlay` from now on; none shows the window itself.
@@ -33,6 +34,7 @@ public:
     static constexpr int kShowMs = 3500;
 
 private:
+    int showMs_;
     std::unique_ptr<QWidget> window_;
     QLabel* label_ = nullptr;
     QTimer* hideTimer_ = nullptr;

@@ -438,6 +438,16 @@ TEST(PermissionReport, AWaylandSessionSaysWhatEachPathNeeds) {
     EXPECT_TRUE(lines[3].startsWith("Typing: NOT possible"));
     EXPECT_TRUE(lines[4].startsWith("Pasting: NOT possible"));
     EXPECT_TRUE(lines[5].startsWith("App in front: unknown"));
+    // GNOME with its portal: typing through it, the application from the accessibility bus.
+    wayland.typing = wayland.typingPortal = wayland.frontByAccessibility = true;
+    EXPECT_EQ(permissionLines(wayland).mid(3, 3),
+              (QStringList{"Typing: possible (typing through the remote-desktop portal; the "
+                           "desktop asks once)",
+                           "Pasting: NOT possible - this Wayland desktop keeps the clipboard from "
+                           "applications in the background",
+                           "App in front: known (the accessibility bus names the focused "
+                           "application)"}));
+    wayland.typing = wayland.typingPortal = wayland.frontByAccessibility = false;
 
     wayland.inputDevices = 0;
     EXPECT_EQ(permissionLines(wayland)[2],

@@ -44,6 +44,33 @@ TEST_F(LiveDictationTest, ABurstOfPartialsTypesOnceAfterTheLast) {
     EXPECT_EQ(live.typed(), "I want to the store");
 }
 
+// The wait restarts only for a text that reads differently: the same words again, or words the
+// clean-up turns into the same text, leave the typing where it was due.
+TEST_F(LiveDictationTest, APartialThatReadsTheSameDoesNotRestartTheWait) {
+    struct Case {
+        const char* what;
+        QString again;
+        QString typedAtFirstDue;  // just after the first partial's 0.15 s
+    };
+    const Case cases[] = {
+        {"the same words", "I went", "I went"},
+        {"the same after the clean-up", "actually I went", "I went"},
+        {"another text", "I want", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        typist.log.clear();
+        startTyping();
+        recognizer.partial("I went");
+        time.advance(0.1);
+        recognizer.partial(c.again);
+        time.advance(0.06);
+        EXPECT_EQ(typist.screen(), c.typedAtFirstDue);
+        time.advance(0.1);
+        EXPECT_EQ(typist.screen(), text::withoutActually(c.again));
+    }
+}
+
 TEST_F(LiveDictationTest, TextIsCleanedUpBeforeItIsTyped) {
     startTyping();
     recognizer.partial("so actually I think");

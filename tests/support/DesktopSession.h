@@ -68,11 +68,7 @@ public:
                          [this] { err_ += process_.readAllStandardError(); });
         process_.start(program, args);
     }
-    ~PelixProcess() {
-        process_.terminate();
-        if (!process_.waitForFinished(3000)) process_.kill();
-        process_.waitForFinished(1000);
-    }
+    ~PelixProcess() { endProcess(process_); }
     // Waits until standard error holds `text`; false at once when the program has ended without.
     bool saw(const QByteArray& text, int timeoutMs = 10000) {
         waitUntil([&] { return err_.contains(text) || !running(); }, timeoutMs);

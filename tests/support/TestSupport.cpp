@@ -1,5 +1,7 @@
 #include "support/TestSupport.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -121,6 +123,25 @@ double wordErrorRate(const QStringList& reference, const QStringList& heard) {
         }
     }
     return static_cast<double>(row[heard.size()]) / reference.size();
+}
+
+void endProcess(QProcess& process, int graceMs) {
+    if (process.state() == QProcess::NotRunning) return;
+    pid_t target = pid_t(process.processId());
+    if (QFileInfo(process.program()).fileName() == QLatin1String("runuser")) {
+        // runuser's one child is the program (`env` replaces itself with it).
+        QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(target));
+        if (children.open(QIODevice::ReadOnly)) {
+            if (const pid_t child = children.readAll().trimmed().split(' ').value(0).toInt())
+                target = child;
+        }
+    }
+    ::kill(target, SIGTERM);
+    if (!process.waitForFinished(graceMs)) {
+        ::kill(target, SIGKILL);
+        process.kill();
+    }
+    process.waitForFinished(1000);
 }
 
 bool waitUntil(const std::function<bool()>& done, int timeoutMs) {

@@ -16,6 +16,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -92,6 +93,11 @@ double leastCpuSeconds(const std::function<void()>& work, int runs = 3);
 // work takes about ten times as long, more once the large input leaves the cache or a sanitizer's
 // allocator adds its share; quadratic work takes a hundred times as long.
 inline constexpr double kTenfoldInputLimit = 40;
+
+// Ends `process` (SIGTERM, then SIGKILL after `graceMs`) and waits for it. A program run through
+// `runuser` is ended itself: runuser passes a signal on but then waits two seconds before it
+// kills, where it follows a program that ends at once.
+void endProcess(QProcess& process, int graceMs = 3000);
 
 // Runs the Qt event loop until `done` is true; false on time-out.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);

@@ -47,22 +47,35 @@ protected:
 };
 
 TEST_F(TranscribeCli, PrintsPiecesParagraphsAndCount) {
-    const auto run = runPelix({"--transcribe", talk_, "--lang", "en-US"}, {}, backendEnv());
-    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-    const QStringList lines = QString::fromUtf8(run.out).split('\n');
-    ASSERT_GE(lines.size(), 5) << run.out.toStdString();
-    EXPECT_TRUE(
-        QRegularExpression(R"(^  \[   0\.\ds\] the quick brown fox)").match(lines[0]).hasMatch())
-        << lines[0].toStdString();
-    EXPECT_TRUE(
-        QRegularExpression(R"(^  \[   [45]\.\ds\] please bring)").match(lines[1]).hasMatch())
-        << lines[1].toStdString();
-    // Two seconds apart: a paragraph each.
-    EXPECT_TRUE(lines[2].startsWith("the quick brown fox")) << lines[2].toStdString();
-    EXPECT_EQ(lines[3], "");
-    EXPECT_TRUE(lines[4].startsWith("please bring")) << lines[4].toStdString();
-    EXPECT_TRUE(QRegularExpression(R"(^2 pieces in \d+\.\ds$)").match(lines[5]).hasMatch())
-        << lines[5].toStdString();
+    // Each piece is a sentence of its own unless the preference turns sentence text off.
+    struct Case {
+        bool sentences;
+        QString first, second, end;
+    };
+    const Case cases[] = {
+        {true, "The quick brown fox", "Please bring", R"(\.$)"},
+        {false, "the quick brown fox", "please bring", "[a-z]$"},
+    };
+    for (const Case& c : cases) {
+        prefs.setSentenceText(c.sentences);
+        const auto run = runPelix({"--transcribe", talk_, "--lang", "en-US"}, {}, backendEnv());
+        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+        const QStringList lines = QString::fromUtf8(run.out).split('\n');
+        ASSERT_GE(lines.size(), 6) << run.out.toStdString();
+        const auto matches = [&](qsizetype line, const QString& pattern) {
+            return QRegularExpression(pattern).match(lines[line]).hasMatch();
+        };
+        EXPECT_TRUE(matches(0, R"(^  \[   0\.\ds\] )" + c.first)) << lines[0].toStdString();
+        EXPECT_TRUE(matches(1, R"(^  \[   [45]\.\ds\] )" + c.second)) << lines[1].toStdString();
+        // Two seconds apart: a paragraph each.
+        EXPECT_TRUE(lines[2].startsWith(c.first)) << lines[2].toStdString();
+        EXPECT_EQ(lines[3], "");
+        EXPECT_TRUE(lines[4].startsWith(c.second)) << lines[4].toStdString();
+        for (const qsizetype line : {0, 1, 2, 4}) {
+            EXPECT_TRUE(matches(line, c.end)) << lines[line].toStdString();
+        }
+        EXPECT_TRUE(matches(5, R"(^2 pieces in \d+\.\ds$)")) << lines[5].toStdString();
+    }
     EXPECT_TRUE(backend.requests().isEmpty());
 }
 
@@ -139,8 +152,8 @@ TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
     EXPECT_EQ(note["external_id"].toString().size(), 6 + 32);
     EXPECT_EQ(note["title"].toString(), "Team talk");
     EXPECT_EQ(note["folder"].toString(), "Videos");
-    EXPECT_TRUE(note["body"].toString().startsWith("the quick brown fox"));
-    EXPECT_TRUE(note["body"].toString().contains("\n\nplease bring"));
+    EXPECT_TRUE(note["body"].toString().startsWith("The quick brown fox"));
+    EXPECT_TRUE(note["body"].toString().contains(".\n\nPlease bring"));
     for (const char* date : {"created_at", "updated_at"}) {
         EXPECT_TRUE(QDateTime::fromString(note[date].toString(), Qt::ISODate).isValid()) << date;
     }
@@ -203,7 +216,7 @@ TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
 
     run = runPelix({"--transcribe", talk_, "--engine", "local"}, {}, backendEnv());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-    EXPECT_TRUE(run.out.contains("the quick brown fox")) << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains("The quick brown fox")) << run.out.toStdString();
     EXPECT_EQ(server_.calls().size(), 2);
 }
 

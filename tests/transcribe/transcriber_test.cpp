@@ -20,24 +20,47 @@ TEST(Paragraphs, PausesLongerThanTheGapStartAParagraph) {
     struct Case {
         const char* what;
         QList<Spoken> spoken;
+        bool sentences;
         QString text;
     };
     const Case cases[] = {
-        {"nothing", {}, ""},
-        {"1.5 s apart: one paragraph", {piece(0, 2, "One."), piece(3.5, 4, "Two.")}, "One. Two."},
-        {"1.6 s apart: two", {piece(0, 2, "One."), piece(3.6, 4, "Two.")}, "One.\n\nTwo."},
+        {"nothing", {}, true, ""},
+        {"1.5 s apart: one paragraph",
+         {piece(0, 2, "One."), piece(3.5, 4, "Two.")},
+         false,
+         "One. Two."},
+        {"1.6 s apart: two", {piece(0, 2, "One."), piece(3.6, 4, "Two.")}, false, "One.\n\nTwo."},
         {"blank stretches are skipped and do not move the end",
          {piece(0, 2, "One."), piece(3, 10, "  \n"), piece(3.7, 4, "Two.")},
+         true,
          "One.\n\nTwo."},
         {"a first blank stretch adds no separator",
          {piece(0, 1, " "), piece(5, 6, " One. ")},
+         false,
          "One."},
         {"the clean-up applies to the whole",
          {piece(0, 1, "It was actually fine.")},
+         false,
          "It was fine."},
+        {"as heard without sentences",
+         {piece(0, 1, "the fox ran"), piece(1.5, 2, "i think")},
+         false,
+         "the fox ran i think"},
+        {"each piece a sentence",
+         {piece(0, 1, " the fox ran "), piece(1.5, 2, "i think so"), piece(5, 6, "and then")},
+         true,
+         "The fox ran. I think so.\n\nAnd then."},
+        {"a piece's own punctuation stays",
+         {piece(0, 1, "is it"), piece(1.5, 2, "is it?"), piece(2.5, 3, "wait, no!")},
+         true,
+         "Is it. Is it? Wait, no!"},
+        {"the clean-up comes first, so the capital goes to the word after",
+         {piece(0, 1, "actually it was fine"), piece(1.5, 2, "so it was")},
+         true,
+         "It was fine. So it was."},
     };
     for (const Case& c : cases) {
-        EXPECT_EQ(VT::paragraphs(c.spoken, 1.5), c.text) << c.what;
+        EXPECT_EQ(VT::paragraphs(c.spoken, 1.5, c.sentences), c.text) << c.what;
     }
 }
 

@@ -83,6 +83,10 @@ TEST_F(TranscriptTest, TheLiveTextIsTheFinalTextAndTheStatusCountsItsWords) {
 
     EXPECT_EQ(liveAtTheEnd, text);
     EXPECT_EQ(text.count("\n\n"), 1) << "the long pause starts a paragraph";
+    // Pieces are written as sentences: each paragraph opens with a capital and ends in a stop.
+    for (const QString& paragraph : text.split("\n\n")) {
+        EXPECT_TRUE(paragraph.front().isUpper() && paragraph.endsWith('.')) << text.toStdString();
+    }
     const QStringList heard = testing::spokenWords(text);
     QStringList want;
     for (const auto& s : sentences_) want += testing::spokenWords(s.text);

@@ -53,17 +53,19 @@ TEST(Hud, TheLatestLineStaysForItsTimeThenHides) {
     for (platform::Overlay* through :
          {static_cast<platform::Overlay*>(nullptr), static_cast<platform::Overlay*>(&overlay)}) {
         SCOPED_TRACE(through ? "overlay" : "window");
-        Hud hud;
+        // A shorter time than a person's, with the same margins around it.
+        constexpr int showMs = 1200;
+        Hud hud(showMs);
         hud.setOverlay(through);
         EXPECT_EQ(hud.visibleLine(), "");
         hud.show("Recording…");
         hud.show("In Pelix");
         EXPECT_EQ(hud.visibleLine(), "In Pelix");
-        testing::pause(Hud::kShowMs - 1000);
+        testing::pause(showMs - 500);
         hud.show("Dropped that one.");
-        testing::pause(1500);
+        testing::pause(800);
         EXPECT_EQ(hud.visibleLine(), "Dropped that one.");
-        EXPECT_TRUE(testing::waitUntil([&] { return hud.visibleLine().isEmpty(); }, Hud::kShowMs));
+        EXPECT_TRUE(testing::waitUntil([&] { return hud.visibleLine().isEmpty(); }, showMs));
     }
     ASSERT_EQ(overlay.pictures.size(), 3);
     EXPECT_FALSE(overlay.on);

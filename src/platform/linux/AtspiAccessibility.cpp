@@ -198,7 +198,32 @@ public:
     using Done = std::function<void(std::optional<FocusedElement>)>;
 
     ~Worker() override {
+        if (listener_) {
+            for (const char* event : kFocusEvents) {
+                atspi_event_listener_deregister(listener_, event, nullptr);
+            }
+            g_object_unref(listener_);
+        }
         if (started_) atspi_exit();
+    }
+
+    // From now on, each focus event names the application in front in `focus`.
+    void followFocus(std::shared_ptr<Focus> focus) {
+        if (listener_ || !start()) return;
+        focus_ = std::move(focus);
+        listener_ = atspi_event_listener_new(&Worker::focused, this, nullptr);
+        for (const char* event : kFocusEvents) {
+            GError* error = nullptr;
+            if (!atspi_event_listener_register(listener_, event, &error)) {
+                core::logLine("accessibility", QStringLiteral("can't follow the focus: ") +
+                                                   QString::fromUtf8(error ? error->message : ""));
+            }
+            g_clear_error(&error);
+        }
+        if (const std::optional<FrontWindow> active = activeApplication()) {
+            const QMutexLocker lock(&focus_->mutex);
+            if (!focus_->application) focus_->application = active;
+        }
     }
 
     void lookUp(qint64 pid, int look, Done done) {
@@ -224,6 +249,61 @@ public:
     }
 
 private:
+    // An element taking the focus, and a window becoming active (GTK 4 says only that).
+    static constexpr const char* kFocusEvents[] = {"object:state-changed:focused",
+                                                   "window:activate"};
+
+    static void focused(AtspiEvent* event, void* self) {
+        const std::unique_ptr<AtspiEvent, void (*)(AtspiEvent*)> owned(
+            event, [](AtspiEvent* gone) { g_boxed_free(atspi_event_get_type(), gone); });
+        // Losing the focus says nothing of who has it.
+        if (!event->source ||
+            (g_str_has_prefix(event->type, "object:state-changed") && event->detail1 == 0)) {
+            return;
+        }
+        GError* error = nullptr;
+        const Ref application(atspi_accessible_get_application(event->source, &error));
+        g_clear_error(&error);
+        if (!application) return;
+        Focus& focus = *static_cast<Worker*>(self)->focus_;
+        const FrontWindow front = named(application.get());
+        const QMutexLocker lock(&focus.mutex);
+        focus.application = front;
+    }
+
+    static FrontWindow named(AtspiAccessible* application) {
+        GError* error = nullptr;
+        FrontWindow front;
+        front.pid = atspi_accessible_get_process_id(application, &error);
+        g_clear_error(&error);
+        front.appId = take(atspi_accessible_get_name(application, &error));
+        g_clear_error(&error);
+        return front;
+    }
+
+    // The application with the active window, before any focus event has said.
+    static std::optional<FrontWindow> activeApplication() {
+        const Ref desktop(atspi_get_desktop(0));
+        if (!desktop) return std::nullopt;
+        GError* error = nullptr;
+        const int count = atspi_accessible_get_child_count(desktop.get(), &error);
+        g_clear_error(&error);
+        for (int i = 0; i < count; ++i) {
+            const Ref application(atspi_accessible_get_child_at_index(desktop.get(), i, &error));
+            g_clear_error(&error);
+            if (!application) continue;
+            const int windows = atspi_accessible_get_child_count(application.get(), &error);
+            g_clear_error(&error);
+            for (int w = 0; w < windows; ++w) {
+                const Ref window(atspi_accessible_get_child_at_index(application.get(), w, &error));
+                g_clear_error(&error);
+                if (window && has(window.get(), ATSPI_STATE_ACTIVE))
+                    return named(application.get());
+            }
+        }
+        return std::nullopt;
+    }
+
     bool start() {
         if (started_ || failed_) return started_;
         if (atspi_init() > 1) {
@@ -261,6 +341,8 @@ private:
 
     bool started_ = false;
     bool failed_ = false;
+    AtspiEventListener* listener_ = nullptr;
+    std::shared_ptr<Focus> focus_;
 };
 
 AtspiAccessibility::AtspiAccessibility() : worker_(new Worker) {
@@ -308,6 +390,16 @@ void AtspiAccessibility::focusedElement(qint64 pid,
                 home, [done, found] { done(found); }, Qt::QueuedConnection);
         });
     });
+}
+
+std::optional<FrontWindow> AtspiAccessibility::focusedApplication() {
+    const QMutexLocker lock(&focus_->mutex);
+    if (!focus_->followed) {
+        focus_->followed = true;
+        QMetaObject::invokeMethod(
+            worker_, [worker = worker_, focus = focus_] { worker->followFocus(focus); });
+    }
+    return focus_->application;
 }
 
 }  // namespace pelix::platform

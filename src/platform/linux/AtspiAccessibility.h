@@ -11,9 +11,13 @@
 // through what is showing, the active window first, and stops after 4,000 elements.
 
 #include "platform/Accessibility.h"
+#include "platform/Typist.h"
 
+#include <QMutex>
 #include <QObject>
 #include <QThread>
+
+#include <memory>
 
 namespace pelix::platform {
 
@@ -34,8 +38,22 @@ public:
     void focusedElement(qint64 pid,
                         std::function<void(std::optional<FocusedElement>)> done) override;
 
+    // The application that last took the keyboard focus, its name (GTK's program name, Qt's
+    // application name) as the window's application and its process, at hand at once for a
+    // desktop that names no window in front: the first call starts following the bus's focus
+    // events, and looks for the application with the active window meanwhile, and answers none;
+    // later calls answer what the last event (or that look) said.
+    std::optional<FrontWindow> focusedApplication();
+
 private:
     class Worker;
+    // What the worker's focus events last said, read on the caller's thread.
+    struct Focus {
+        QMutex mutex;
+        std::optional<FrontWindow> application;
+        bool followed = false;
+    };
+    std::shared_ptr<Focus> focus_ = std::make_shared<Focus>();
     // A thread of its own rather than a core Worker's job: libatspi binds itself to the GLib
     // main context of the thread that starts it and reads the bus's answers there, the looks
     // between tries are timers, and atspi_exit must run on that same thread. That takes a

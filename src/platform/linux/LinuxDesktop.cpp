@@ -44,6 +44,10 @@ std::unique_ptr<SingleInstance> LinuxDesktop::singleInstance(const QString& data
 }
 
 Accessibility& LinuxDesktop::accessibility() {
+    return atspi();
+}
+
+AtspiAccessibility& LinuxDesktop::atspi() {
     if (!accessibility_) accessibility_ = std::make_unique<AtspiAccessibility>();
     return *accessibility_;
 }

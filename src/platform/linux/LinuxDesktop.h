@@ -35,6 +35,7 @@ public:
 
 protected:
     bool microphonePresent() const;
+    AtspiAccessibility& atspi();
 
 private:
     std::unique_ptr<QtMicrophone> microphone_;

@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 
+#include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/EvdevKeySource.h"
 #include "platform/linux/FakeInputTypist.h"
 #include "platform/linux/PortalKeySource.h"
@@ -11,6 +12,8 @@
 #include "platform/linux/WaylandOverlay.h"
 #include "platform/linux/WaylandSession.h"
 #include "platform/linux/WaylandTypist.h"
+
+#include <QDBusConnectionInterface>
 
 namespace pelix::platform {
 
@@ -93,17 +96,27 @@ Typist& WaylandDesktop::typist() {
             core::logLine("typing", "through the compositor's virtual keyboard");
         } else if (offers.fakeInput) {
             clipboard();
-            parts_->typist = std::make_unique<FakeInputTypist>(*session, parts_->waylandClipboard);
+            parts_->typist = std::make_unique<FakeInputTypist>(*session, parts_->waylandClipboard,
+                                                               focusedApplication());
             core::logLine("typing", "through KDE's fake input");
         } else if (PortalTypist::offered(QDBusConnection::sessionBus())) {
             parts_->typist = std::make_unique<PortalTypist>(QDBusConnection::sessionBus(),
-                                                            cacheDir_ + "/remote-desktop-token");
+                                                            cacheDir_ + "/remote-desktop-token",
+                                                            focusedApplication());
         } else {
             core::logLine("typing", "not offered by this desktop");
             return parts_->none;
         }
     }
     return *parts_->typist;
+}
+
+std::function<std::optional<FrontWindow>()> WaylandDesktop::focusedApplication() {
+    // Where the compositor names no window in front (KWin, Mutter), the accessibility bus names
+    // the application; following it from now on has the answer at hand when typing starts.
+    AtspiAccessibility& atspi = this->atspi();
+    atspi.focusedApplication();
+    return [&atspi] { return atspi.focusedApplication(); };
 }
 
 Clipboard& WaylandDesktop::clipboard() {
@@ -154,6 +167,15 @@ Probes WaylandDesktop::probe() {
         PortalTypist::offered(QDBusConnection::sessionBus())) {
         probes.typingRoute = TypingRoute::portal;
         probes.typing = true;
+    }
+    // The typists of KWin and GNOME ask the accessibility bus (started on demand).
+    if (!probes.frontKnown && (probes.typingRoute == TypingRoute::fakeInput ||
+                               probes.typingRoute == TypingRoute::portal)) {
+        QDBusConnectionInterface* bus = QDBusConnection::sessionBus().interface();
+        probes.frontByAccessibility =
+            bus &&
+            (bus->isServiceRegistered(QStringLiteral("org.a11y.Bus")).value() ||
+             bus->activatableServiceNames().value().contains(QStringLiteral("org.a11y.Bus")));
     }
     probes.keysByShortcuts = dynamic_cast<PortalKeySource*>(parts_->keys.get()) != nullptr;
     probes.microphone = microphonePresent();

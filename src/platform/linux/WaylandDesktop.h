@@ -1,8 +1,11 @@
 #pragma once
 
+#include "platform/Typist.h"
 #include "platform/linux/LinuxDesktop.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 namespace pelix::platform {
 
@@ -27,6 +30,9 @@ public:
     Probes probe() override;
 
 private:
+    // The application in front as the accessibility bus last named it.
+    std::function<std::optional<FrontWindow>()> focusedApplication();
+
     struct Parts;
     const core::Clock& clock_;
     QString cacheDir_;

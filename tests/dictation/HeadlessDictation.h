@@ -1,0 +1,129 @@
+#pragma once
+
+// Live dictation on a headless desktop (KWin, Mutter): a real `pelix` as the desktop's user,
+// started and stopped by `pelix --dictate` as a desktop shortcut would, typing into a GTK entry
+// while flite speech plays into the test session's virtual microphone; the transcription
+// server's sentence then replaces what was heard, erased and typed again.
+#include "core/Prefs.h"
+#include "fakes/FakeTranscriptionServer.h"
+#include "media/TestMedia.h"
+#include "service/TokenStore.h"
+#include "support/DesktopSession.h"
+#include "support/HeadlessDesktop.h"
+
+namespace pelix::dictation {
+
+class HeadlessDictation : public ::testing::Test {
+protected:
+    static inline const QString kSentence =
+        "The weather is nice today and we will go for a walk in the park.";
+
+    // On `desktop`, Pelix saying `route` when it can type, the server answering `corrected`.
+    HeadlessDictation(testing::HeadlessDesktop& desktop, QByteArray route, QString corrected)
+        : desktop(desktop), route(std::move(route)), corrected(std::move(corrected)) {}
+
+    void SetUp() override {
+        ASSERT_TRUE(testing::desktopPresent());
+        ASSERT_TRUE(desktop.error().isEmpty()) << desktop.error().toStdString();
+
+        // Pelix runs as the desktop's user: a home of that user's, and a way into the session's
+        // sound server.
+        static int homes = 0;
+        home = desktop.userFolder(QString("pelix-home-%1").arg(++homes));
+        env = desktop.clientEnvironment();
+        env.insert("HOME", home);
+        env.insert("XDG_CONFIG_HOME", home + "/config");
+        env.insert("XDG_DATA_HOME", home + "/data");
+        env.insert("XDG_CACHE_HOME", home + "/cache");
+        env.insert("PELIX_API_BASE", "http://127.0.0.1:9");
+        const QString sound = desktop.userFolder("sound");
+        QProcess pactl;
+        pactl.start("pactl", {"load-module", "module-native-protocol-unix", "auth-anonymous=1",
+                              "socket=" + sound + "/native"});
+        ASSERT_TRUE(pactl.waitForFinished(5000) && pactl.exitCode() == 0)
+            << pactl.readAllStandardError().constData();
+        soundModule = pactl.readAllStandardOutput().trimmed();
+        env.insert("PULSE_SERVER", "unix:" + sound + "/native");
+
+        speech = testing::TestMedia(home).said("speech.wav", kSentence);
+        server.answer(corrected, fakes::Shape::segmentTokens, 300);
+        core::Prefs(home + "/config/Pelix/Pelix.conf").setValue("speech.server", server.base());
+        service::TokenStore(home + "/data/Pelix").write("pelix_test");
+        desktop.giveToUser(home);
+    }
+
+    void TearDown() override {
+        target.reset();
+        pelix.reset();
+        if (!soundModule.isEmpty()) QProcess::execute("pactl", {"unload-module", soundModule});
+    }
+
+    // What the desktop asks of the user before Pelix may type (nothing, unless overridden).
+    virtual void consent() {}
+
+    // Starts `pelix` and, once it can type, the window to type into, which the desktop puts in
+    // front of Pelix's badge (there is no tray here).
+    void launch() {
+        const auto [program, args] = desktop.command(qEnvironmentVariable("PELIX_BIN"), {}, env);
+        pelix = std::make_unique<testing::PelixProcess>(program, args);
+        ASSERT_TRUE(pelix->saw("tray: ready")) << pelix->err().constData();
+        ASSERT_NO_FATAL_FAILURE(consent());
+        ASSERT_TRUE(pelix->saw(route)) << pelix->err().constData() << desktop.log().toStdString();
+        const auto [python, pythonArgs] =
+            desktop.command("/usr/bin/python3", {PELIX_GTK_TARGET}, desktop.clientEnvironment());
+        target = std::make_unique<testing::TargetWindow>(python, QProcessEnvironment(), pythonArgs);
+        ASSERT_TRUE(target->ready()) << "The GTK window never got the focus.";
+    }
+
+    // `pelix --dictate`, as the desktop's shortcut runs it.
+    void dictateKey() {
+        QProcess second;
+        const auto [program, args] =
+            desktop.command(qEnvironmentVariable("PELIX_BIN"), {"--dictate"}, env);
+        second.start(program, args);
+        ASSERT_TRUE(second.waitForFinished(10000));
+        EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().constData();
+    }
+
+    // A dictation from the shortcut to the shortcut: text stands in the window while the speech
+    // plays, and the server's sentence replaces it, every character as it was sent.
+    void dictateAndCorrect() {
+        ASSERT_NO_FATAL_FAILURE(launch());
+        dictateKey();
+        // The desktop names no window in front: the accessibility bus names the application.
+        ASSERT_TRUE(pelix->saw("dictation: typing into gtk-target")) << pelix->err().constData();
+        testing::pause(300);
+        testing::playIntoMicrophone(speech);
+        ASSERT_TRUE(testing::waitUntil([&] { return target->text().size() > 10; }, 10000))
+            << pelix->err().constData() << desktop.log().toStdString();
+        ASSERT_TRUE(testing::waitUntil(
+            [&] {
+                const auto& seen = target->history();
+                return !seen.empty() && target->elapsed() - seen.back().ms > 1500;
+            },
+            20000));
+        const QString heard = target->text();
+        dictateKey();
+        ASSERT_TRUE(pelix->saw("dictation: done", 5000)) << pelix->err().constData();
+
+        EXPECT_TRUE(target->waitForText(corrected + " ", 5000))
+            << "window: " << target->text().toStdString() << "\nheard: " << heard.toStdString()
+            << "\n"
+            << pelix->err().constData();
+        EXPECT_NE(heard, corrected + " ");
+        EXPECT_EQ(server.calls().size(), 1);
+    }
+
+    testing::HeadlessDesktop& desktop;
+    const QByteArray route;
+    const QString corrected;
+    QString home;
+    QProcessEnvironment env;
+    QByteArray soundModule;
+    QString speech;
+    fakes::FakeTranscriptionServer server;
+    std::unique_ptr<testing::TargetWindow> target;
+    std::unique_ptr<testing::PelixProcess> pelix;
+};
+
+}  // namespace pelix::dictation

@@ -1,0 +1,124 @@
+#!/usr/bin/python3
+"""Accepts GNOME's "Remote desktop" consent dialog through the accessibility bus, as a person
+using a screen reader would: turns on "Allow remote interaction", then presses Share.
+
+Usage: accept_remote_desktop.py [SECONDS]  (how long to wait for the dialog; 15 unless given)
+Ends 0 once Share has closed the dialog; 1 when no dialog came (the applications seen are
+printed), 2 when the dialog lacks its controls or stays (its tree is printed).
+"""
+import sys
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402
+
+TITLE = "Remote desktop"
+
+
+def nodes(node, depth=0):
+    yield depth, node
+    for i in range(node.get_child_count()):
+        child = node.get_child_at_index(i)
+        if child is not None:
+            yield from nodes(child, depth + 1)
+
+
+def applications():
+    desktop = Atspi.get_desktop(0)
+    return [desktop.get_child_at_index(i) for i in range(desktop.get_child_count())]
+
+
+def dialog():
+    for app in applications():
+        if app is None or "portal" not in (app.get_name() or ""):
+            continue
+        try:
+            for _, node in nodes(app):
+                if node.get_role() in (Atspi.Role.FRAME, Atspi.Role.WINDOW, Atspi.Role.DIALOG) \
+                        and node.get_name() == TITLE:
+                    return node
+        except GLib.Error:
+            pass  # a window that went while it was read
+    return None
+
+
+def act(node, names):
+    for k in range(node.get_n_actions()):
+        if node.get_action_name(k) in names:
+            return node.do_action(k)
+    return node.do_action(0)
+
+
+def controls(found):
+    tree = [n for _, n in nodes(found)]
+    # GTK 4 shows the switch as a check box and the button as "_Share Share".
+    switch = next((n for n in tree if n.get_role() in (Atspi.Role.TOGGLE_BUTTON,
+                                                       Atspi.Role.CHECK_BOX)
+                   and "remote interaction" in (n.get_name() or "")), None)
+    share = next((n for n in tree if n.get_role() == Atspi.Role.PUSH_BUTTON
+                  and "Share" in (n.get_name() or "")), None)
+    return switch, share
+
+
+def dump(found):
+    for depth, n in nodes(found):
+        print("  " * depth + "%s '%s' %s" % (n.get_role_name(), n.get_name(),
+                                             [s.value_nick for s in n.get_state_set().get_states()]))
+
+
+def checked(node):
+    return node.get_state_set().contains(Atspi.StateType.CHECKED)
+
+
+def main():
+    Atspi.init()
+    seconds = float(sys.argv[1]) if len(sys.argv) > 1 else 15
+    loop = GLib.MainLoop()
+    outcome = [1]
+    steps = {"switch": None, "share": None, "pressed": False}
+
+    # GTK 4 announces neither a new window nor a changed switch on the accessibility bus, so the
+    # dialog is looked at every tenth of a second: the switch is turned on, Share is pressed once
+    # the dialog shows the switch on (it ignores a press before), and the dialog goes.
+    def step():
+        found = dialog()
+        if found is None:
+            if steps["pressed"]:
+                outcome[0] = 0
+                loop.quit()
+                return False
+            return True
+        switch, share = steps["switch"], steps["share"]
+        if switch is None:
+            switch, share = controls(found)
+            if switch is None or share is None:
+                dump(found)
+                outcome[0] = 2
+                loop.quit()
+                return False
+            steps["switch"], steps["share"] = switch, share
+            if not checked(switch):
+                act(switch, ("activate", "toggle", "click"))
+        elif checked(switch) and not steps["pressed"]:
+            steps["pressed"] = act(share, ("click", "activate", "press"))
+        return True
+
+    def give_up():
+        found = dialog()
+        if found is not None:
+            print("the dialog stayed:")
+            dump(found)
+            outcome[0] = 2
+        else:
+            print("no dialog; applications:", [a.get_name() for a in applications() if a])
+        loop.quit()
+        return False
+
+    GLib.timeout_add(100, step)
+    GLib.timeout_add(int(seconds * 1000), give_up)
+    loop.run()
+    sys.exit(outcome[0])
+
+
+main()
