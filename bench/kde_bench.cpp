@@ -11,11 +11,9 @@
 // that started it), then runs itself again as KWin's user in KWin's session, where the
 // measuring happens.
 #include "../tests/support/HeadlessKWin.h"
-#include "BenchSupport.h"
-#include "platform/Desktop.h"
+#include "DesktopBench.h"
 #include "platform/KeySource.h"
 #include "platform/linux/PortalKeySource.h"
-#include "platform/linux/PortalTypist.h"
 
 #include <QDBusConnection>
 #include <QGuiApplication>
@@ -41,43 +39,11 @@ using namespace pelix::bench;
 // Set in KWin's session, where the benchmarks run.
 constexpr auto kInSession = "PELIX_BENCH_IN_KWIN";
 
-const QString kPhrase = "remember to call the plumber about the kitchen sink on tuesday ";
-const QString kEnglish = kPhrase.repeated(16);  // 1,008 characters
 // KDE's portal stops passing keys on after about 300 characters in one go (its answers keep
-// coming at once): a text it can take whole.
-const QString kShortEnglish = kPhrase.repeated(4);
-// Letters KWin's German layout holds, and X11's borrowed key codes type.
-const QString kGerman = QString::fromUtf8("Grüße aus Köln, schön schräg über Maß ").repeated(10);
-
-// The GTK window on KWin (`wayland`) or on the test session's X server.
-std::unique_ptr<TargetWindow> window(bool wayland) {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    if (wayland) {
-        env.insert("GDK_BACKEND", "wayland");
-    } else {
-        env.remove("WAYLAND_DISPLAY");
-        env.insert("GDK_BACKEND", "x11");
-    }
-    auto target =
-        std::make_unique<TargetWindow>("/usr/bin/python3", env, QStringList{PELIX_GTK_TARGET});
-    if (!target->ready()) return nullptr;
-    return target;
-}
+// coming at once): kShortEnglish is a text it can take whole.
 
 bool inKWin(benchmark::State& state) {
-    if (qEnvironmentVariableIsSet(kInSession)) return true;
-    state.SkipWithError("KWin did not start");
-    return false;
-}
-
-void typeThrough(benchmark::State& state, pelix::platform::Typist& typist, bool wayland,
-                 const QString& text) {
-    const auto target = window(wayland);
-    if (!target) {
-        state.SkipWithError("the GTK window never got the focus");
-        return;
-    }
-    typeText(state, typist, *target, text);
+    return inSession(state, kInSession, "KWin");
 }
 
 // What the desktop factory picks on KWin for a program KWin trusts: its fake input.
@@ -91,35 +57,19 @@ void fakeInput(benchmark::State& state, const QString& text) {
         state.SkipWithError("KWin did not offer its fake input to the benchmark");
         return;
     }
-    typeThrough(state, desktop->typist(), true, text);
+    typeIntoWindow(state, desktop->typist(), true, text);
 }
 
 // The remote-desktop portal, which KDE's backend serves through fake input of its own.
 void portal(benchmark::State& state, const QString& text) {
     if (!inKWin(state)) return;
-    // The bus starts the portal on the first call, which offers RemoteDesktop once KDE's
-    // backend has come up.
-    using pelix::platform::PortalTypist;
-    TargetWindow::spin([] { return PortalTypist::offered(QDBusConnection::sessionBus()); }, 30000);
     QTemporaryDir dir;
-    PortalTypist typist(QDBusConnection::sessionBus(), dir.path() + "/token");
-    using State = PortalTypist::State;
-    TargetWindow::spin([&] { return typist.state() != State::starting; }, 60000);
-    if (!typist.canType()) {
-        const std::string why = "the remote-desktop portal did not start a session (state " +
-                                std::to_string(int(typist.state())) + ")";
-        state.SkipWithError(why.c_str());
-        return;
-    }
-    typeThrough(state, typist, true, text);
+    const auto typist = portalTypist(state, dir.path() + "/token");
+    if (typist) typeIntoWindow(state, *typist, true, text);
 }
 
 void xtest(benchmark::State& state, const QString& text) {
-    QTemporaryDir dir;
-    pelix::core::SystemClock clock;
-    const auto desktop =
-        pelix::platform::makeDesktop({.clock = clock, .cacheDir = dir.path(), .session = "x11"});
-    typeThrough(state, desktop->typist(), false, text);
+    typeThroughXTest(state, text);
 }
 
 void BM_KWinFakeInputTypeEnglish(benchmark::State& state) {
@@ -240,22 +190,9 @@ BENCHMARK(BM_X11KeyToGesture)->UseManualTime()->Iterations(200);
 int runInKWin(int argc, char** argv) {
     const pelix::testing::HeadlessKWin& kwin = pelix::testing::HeadlessKWin::shared();
     if (!kwin.error().isEmpty()) return -1;
-    QProcessEnvironment env = kwin.clientEnvironment();
-    for (const char* kept : {"DISPLAY", "XAUTHORITY", "PELIX_BIN"}) {
-        if (qEnvironmentVariableIsSet(kept)) env.insert(kept, qEnvironmentVariable(kept));
-    }
-    env.insert(kInSession, "1");
-    env.insert("PELIX_FAKE_KEYS", kwin.fakeKeys());
-    QStringList args;
-    for (int i = 1; i < argc; ++i) args << QString::fromLocal8Bit(argv[i]);
-    const auto [program, wrapped] =
-        kwin.command(QFileInfo("/proc/self/exe").canonicalFilePath(), args, env);
-    QProcess self;
-    self.setProcessChannelMode(QProcess::ForwardedChannels);
-    self.setProcessEnvironment(env);
-    self.start(program, wrapped);
-    self.waitForFinished(-1);
-    return self.exitStatus() == QProcess::NormalExit ? self.exitCode() : 1;
+    QProcessEnvironment extra;
+    extra.insert("PELIX_FAKE_KEYS", kwin.fakeKeys());
+    return runInSession(kwin, kInSession, argc, argv, extra);
 }
 
 }  // namespace
