@@ -57,7 +57,15 @@ protected:
         // Text stands in the window before the hold ends.
         EXPECT_TRUE(testing::waitUntil([&] { return !target.text().isEmpty(); }, 8000))
             << pelix->err().constData();
-        pause(5500);
+        // Let go once the sentence is over and the typing has caught up with it, as a person
+        // who watches the text does (a busy machine decodes more slowly than it hears).
+        const qint64 spoken = target.elapsed() + 5500;
+        EXPECT_TRUE(testing::waitUntil(
+            [&] {
+                const auto& seen = target.history();
+                return target.elapsed() >= spoken && target.elapsed() - seen.back().ms > 1000;
+            },
+            20000));
         keys.key(XK_Control_L, false);
         EXPECT_TRUE(pelix->saw("dictation: done", 4000)) << pelix->err().constData();
         pause(300);
