@@ -205,6 +205,10 @@ HostileServer::Script HostileServer::invalidJwt() {
     return answer(401, "application/json", R"({"code":401,"message":"Invalid JWT"})");
 }
 
+std::vector<std::pair<int, HostileServer::Script>> HostileServer::gatewayAnswers() {
+    return {{502, badGatewayPage()}, {401, invalidJwt()}};
+}
+
 HostileServer::Script HostileServer::redirect(int status, const QUrl& location) {
     return [status, location](Wire& wire) {
         const QByteArray body = R"({"moved":true})";

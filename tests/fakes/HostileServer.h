@@ -8,6 +8,8 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace pelix::fakes {
 
@@ -35,6 +37,8 @@ public:
     static Script badGatewayPage();
     // A gateway's refusal of the token: a 401 JSON object that is not the backend's own.
     static Script invalidJwt();
+    // The answers a gateway gives in place of the backend's, with their status: the two above.
+    static std::vector<std::pair<int, Script>> gatewayAnswers();
     // A redirect with `status` to `location` and a small JSON body.
     static Script redirect(int status, const QUrl& location);
     // A 200 with a Content-Length body sent one byte every `msPerByte` milliseconds.

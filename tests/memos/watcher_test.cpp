@@ -117,9 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
 // recorded as sent, and the line says what the answer lacked.
 TEST_F(WatcherTest, AMemoAnsweredByAGatewayIsNotRecordedAsSent) {
     testing::writeFile(folder.path(), "memo.m4a");
-    const std::pair<int, fakes::HostileServer::Script> cases[] = {
-        {502, fakes::HostileServer::badGatewayPage()}, {401, fakes::HostileServer::invalidJwt()}};
-    for (const auto& [status, script] : cases) {
+    for (const auto& [status, script] : fakes::HostileServer::gatewayAnswers()) {
         SCOPED_TRACE(status);
         fakes::HostileServer server(script);
         service::Api hostile(server.base(), tokens, &network, &clock);

@@ -314,9 +314,7 @@ TEST_F(ImportTest, ThePelixProgramCountsOnlyNotesTheBackendTook) {
         home.path(), "one.json",
         R"([{"id":"n1","name":"Milk","body":"<p>milk</p>","folder":"Notes","created":null,)"
         R"("modified":null}])");
-    const std::pair<int, fakes::HostileServer::Script> cases[] = {
-        {502, fakes::HostileServer::badGatewayPage()}, {401, fakes::HostileServer::invalidJwt()}};
-    for (const auto& [status, script] : cases) {
+    for (const auto& [status, script] : fakes::HostileServer::gatewayAnswers()) {
         SCOPED_TRACE(status);
         fakes::HostileServer server(script);
         QProcessEnvironment env;

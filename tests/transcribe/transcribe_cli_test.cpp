@@ -169,9 +169,7 @@ TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
 // A gateway's page or refusal in place of the backend's answer: nothing is said to be saved.
 TEST_F(TranscribeCli, SaveSaysSavedOnlyWhenTheNoteWasTaken) {
     tokens.write("pelix_test");
-    const std::pair<int, fakes::HostileServer::Script> cases[] = {
-        {502, fakes::HostileServer::badGatewayPage()}, {401, fakes::HostileServer::invalidJwt()}};
-    for (const auto& [status, script] : cases) {
+    for (const auto& [status, script] : fakes::HostileServer::gatewayAnswers()) {
         SCOPED_TRACE(status);
         fakes::HostileServer server(script);
         QProcessEnvironment env;
