@@ -19,26 +19,40 @@ if(PELIX_PCH)
   target_precompile_headers(pelix_pch PRIVATE ${pelix_pch_headers})
 endif()
 
-# _pelix_moc_file_without_pch(TARGET): the file into which AUTOMOC gathers the moc output of
-# TARGET's headers is empty in most targets (their classes are moc'ed into their sources), and
-# loading the precompiled header (180 MB with the sanitizers) costs an empty file 2 to 3 s. A
-# target with a header that declares a Q_OBJECT or Q_GADGET keeps the header for it, which saves
-# that file more than it costs.
+# _pelix_moc_file_without_pch(TARGET): what moc sees of TARGET is its sources and the header of
+# the same name beside each. A target that declares no Q_OBJECT, Q_GADGET or Q_NAMESPACE there
+# (most test programs) is not given to moc at all: running it and compiling its empty output
+# cost each such target 1 to 2 s. In the others, the file into which AUTOMOC gathers the moc
+# output of the headers is empty unless a header declares one (the classes of sources are moc'ed
+# into those sources), and loading the precompiled header (180 MB with the sanitizers) costs an
+# empty file 2 to 3 s; so it is compiled without it then.
 function(_pelix_moc_file_without_pch name)
   get_target_property(sources ${name} SOURCES)
   get_target_property(dir ${name} SOURCE_DIR)
+  set(in_headers FALSE)
+  set(in_sources FALSE)
   foreach(source IN LISTS sources)
-    get_filename_component(header ${source} ABSOLUTE BASE_DIR ${dir})
-    string(REGEX REPLACE "\\.cpp$" ".h" header ${header})
-    if(header MATCHES "\\.h$" AND EXISTS ${header})
-      file(STRINGS ${header} declared REGEX "Q_OBJECT|Q_GADGET" LIMIT_COUNT 1)
+    get_filename_component(path ${source} ABSOLUTE BASE_DIR ${dir})
+    if(path MATCHES "\\.cpp$" AND EXISTS ${path})
+      file(STRINGS ${path} declared REGEX "Q_OBJECT|Q_GADGET|Q_NAMESPACE" LIMIT_COUNT 1)
       if(declared)
-        return()
+        set(in_sources TRUE)
+      endif()
+    endif()
+    string(REGEX REPLACE "\\.cpp$" ".h" header ${path})
+    if(header MATCHES "\\.h$" AND EXISTS ${header})
+      file(STRINGS ${header} declared REGEX "Q_OBJECT|Q_GADGET|Q_NAMESPACE" LIMIT_COUNT 1)
+      if(declared)
+        set(in_headers TRUE)
       endif()
     endif()
   endforeach()
-  set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp
-    TARGET_DIRECTORY ${name} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+  if(NOT in_headers AND NOT in_sources)
+    set_target_properties(${name} PROPERTIES AUTOMOC OFF)
+  elseif(NOT in_headers)
+    set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp
+      TARGET_DIRECTORY ${name} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+  endif()
 endfunction()
 
 # pelix_use_pch(TARGET): compiles TARGET with the shared precompiled header.
@@ -148,12 +162,14 @@ function(_pelix_write_libraries)
 endfunction()
 cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL _pelix_write_libraries)
 
-# pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...]): one GoogleTest program,
-# its tests registered with CTest one by one, with PELIX_BIN naming the built pelix. GUI
-# programs get a QApplication. Tests labelled "desktop" press keys, type, use the clipboard or
-# play into the virtual microphone of the one test desktop, so CTest runs them one at a time.
+# pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...] [LOCKS ...]): one GoogleTest
+# program, its tests registered with CTest one by one, with PELIX_BIN naming the built pelix. GUI
+# programs get a QApplication. LOCKS names what the tests share with others and hold while they
+# run, so that CTest runs those one at a time: "desktop", the test session's display (keys,
+# typing, focus, its clipboard and accessibility bus), and "microphone", its one virtual
+# microphone. Tests labelled "desktop" hold the display unless LOCKS says otherwise.
 function(pelix_test name)
-  cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS;LOCKS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   if(PELIX_PCH)
     target_precompile_headers(${name} REUSE_FROM pelix_test_pch)
@@ -169,14 +185,19 @@ function(pelix_test name)
     set(ARG_TIMEOUT 120)
   endif()
   set(properties TIMEOUT ${ARG_TIMEOUT})
-  if("desktop" IN_LIST ARG_LABELS)
-    list(APPEND properties RESOURCE_LOCK desktop)
-  endif()
-  if(ARG_LABELS)
-    list(APPEND properties LABELS "${ARG_LABELS}")
+  if(NOT ARG_LOCKS AND "desktop" IN_LIST ARG_LABELS)
+    set(ARG_LOCKS desktop)
   endif()
   # One variable only: gtest_discover_tests would split a list of them into separate values.
   list(APPEND properties ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+  # The labels and what the tests hold while they run are set once the tests are found, for the
+  # same reason: either may have more than one value.
+  if(ARG_LABELS OR ARG_LOCKS)
+    set(more ${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake)
+    file(WRITE ${more} "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${ARG_LABELS}\""
+      " RESOURCE_LOCK \"${ARG_LOCKS}\")\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${more})
+  endif()
   add_dependencies(${name} pelix)
 endfunction()
