@@ -192,11 +192,17 @@ function(pelix_test name)
   list(APPEND properties ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   # The labels and what the tests hold while they run are set once the tests are found, for the
-  # same reason: either may have more than one value.
+  # same reason: either may have more than one value. Tests that hold something go first (a high
+  # cost, until CTest has timed them): they run one after another, so left to the end they
+  # would run alone.
   if(ARG_LABELS OR ARG_LOCKS)
+    set(cost 0)
+    if(ARG_LOCKS)
+      set(cost 100)
+    endif()
     set(more ${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake)
     file(WRITE ${more} "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${ARG_LABELS}\""
-      " RESOURCE_LOCK \"${ARG_LOCKS}\")\n")
+      " RESOURCE_LOCK \"${ARG_LOCKS}\" COST ${cost})\n")
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${more})
   endif()
   add_dependencies(${name} pelix)
