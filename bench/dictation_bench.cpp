@@ -235,8 +235,10 @@ void BM_DictationFromOutside(benchmark::State& state) {
             }
             first.push_back(double(typed->ms) - onset);
             firstByVoice[s.voice.toStdString()].push_back(first.back());
-            std::fprintf(stderr, "round %zu (%s): first characters %.0f ms, \"%s\"\n", round,
-                         qPrintable(s.voice), first.back(), qPrintable(typed->text));
+            std::fprintf(stderr,
+                         "round %zu (%s): first characters %.0f ms, \"%s\"; finished \"%s\"\n",
+                         round, qPrintable(s.voice), first.back(), qPrintable(typed->text),
+                         qPrintable(seen.back().text));
             live.push_back(double(standing->ms) - released);
             finished.push_back(double(seen.back().ms) - released);
             liveError.push_back(wordError(s.text, standing->text));
