@@ -30,10 +30,23 @@ std::optional<platform::FrontWindow> target(const platform::Typist& typist,
     return front;
 }
 
+QList<Piece> paced(const QString& text, const platform::Pacing& pacing) {
+    QList<Piece> pieces;
+    qsizetype held = 0;
+    for (const QString& piece : chunks(text, pacing.piece)) {
+        held += piece.toUtf8().size();
+        const auto perKey = pacing.perKeyPerHeldByte * std::min(held, platform::kHeldBytesCap);
+        const auto keys = core::graphemeCount(piece);
+        pieces.append({piece, pacing.pause + std::chrono::duration_cast<std::chrono::microseconds>(
+                                                 perKey * keys)});
+    }
+    return pieces;
+}
+
 void type(platform::Typist& typist, const QString& text) {
-    for (const QString& piece : chunks(text)) {
-        typist.type(piece);
-        typist.pause(kChunkPause);
+    for (const Piece& piece : paced(text, typist.pacing())) {
+        typist.type(piece.text);
+        typist.pause(piece.pause);
     }
 }
 
