@@ -16,10 +16,6 @@ namespace pelix::dictation::Insert {
 // How long after a paste the user's clipboard comes back.
 inline constexpr int kRestoreMs = 700;
 
-// `text` cut into pieces of at most `size` user-perceived characters, never inside one: the
-// empty text is one empty piece.
-QStringList chunks(const QString& text, qsizetype size);
-
 // A piece of a text to type, and how long to wait after it.
 struct Piece {
     QString text;
@@ -27,7 +23,8 @@ struct Piece {
     bool operator==(const Piece&) const = default;
 };
 
-// `text` in the pieces `pacing` cuts it into, each with its pause.
+// `text` in the pieces `pacing` cuts it into, never inside a user-perceived character, each
+// with its pause: the empty text is one empty piece.
 QList<Piece> paced(const QString& text, const platform::Pacing& pacing);
 
 // The window to type into: the one in front, unless it belongs to this application

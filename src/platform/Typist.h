@@ -28,11 +28,14 @@ enum class Key { backspace, enter, v };
 // key of the piece and each byte the window then holds of the text, up to `kHeldBytesCap`. A
 // window's work per key grows with the text it holds (an entry on Wayland sends its whole text
 // back to the compositor at every key), and a compositor drops a client that falls too far
-// behind its keys.
+// behind its keys, or whose messages it does not read fast enough: with `pieceBytes`, a piece
+// has at most that many bytes' worth of the text sent back (its keys times the bytes held
+// before it).
 struct Pacing {
     qsizetype piece = 512;
     std::chrono::microseconds pause{6000};
     std::chrono::nanoseconds perKeyPerHeldByte{0};
+    qsizetype pieceBytes = 0;
 };
 
 // The most text text-input tells the compositor around the cursor (its protocol's limit): the

@@ -170,8 +170,13 @@ Pacing PortalTypist::pacing() const {
     // 2–4 ms holding 3,000 (the more while an accessibility client listens, as Pelix does),
     // while the portal passes a key on every 1.3–3 ms: past a few hundred characters the window
     // falls behind. Each piece waits about as long as the window works on it, so the window is
-    // never much more than a piece behind; a short text goes at full speed.
-    return {.piece = 100, .pause{}, .perKeyPerHeldByte = std::chrono::nanoseconds(1200)};
+    // never much more than a piece behind; a short text goes at full speed. A GTK window holding
+    // 3,000 characters failed on Mutter when what it sent back could no longer be written
+    // ("Resource temporarily unavailable"), so the pieces shrink as the text grows.
+    return {.piece = 100,
+            .pause{},
+            .perKeyPerHeldByte = std::chrono::nanoseconds(1200),
+            .pieceBytes = 64000};
 }
 
 void PortalTypist::pause(std::chrono::microseconds duration) {
