@@ -53,6 +53,9 @@ void BM_X11TypeEnglish(benchmark::State& state) {
 void BM_MutterPortalTypeShortEnglish(benchmark::State& state) {
     portal(state, kShortEnglish);
 }
+void BM_MutterPortalTypeLongEnglish(benchmark::State& state) {
+    portal(state, kLongEnglish);
+}
 void BM_MutterPortalTypeGerman(benchmark::State& state) {
     portal(state, kGerman);
 }
@@ -64,6 +67,7 @@ void BM_X11TypeGerman(benchmark::State& state) {
 TYPING(BM_MutterPortalTypeEnglish);
 TYPING(BM_X11TypeEnglish);
 TYPING(BM_MutterPortalTypeShortEnglish);
+TYPING(BM_MutterPortalTypeLongEnglish);
 TYPING(BM_MutterPortalTypeGerman);
 TYPING(BM_X11TypeGerman);
 

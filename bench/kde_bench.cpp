@@ -39,9 +39,6 @@ using namespace pelix::bench;
 // Set in KWin's session, where the benchmarks run.
 constexpr auto kInSession = "PELIX_BENCH_IN_KWIN";
 
-// KDE's portal stops passing keys on after about 300 characters in one go (its answers keep
-// coming at once): kShortEnglish is a text it can take whole.
-
 bool inKWin(benchmark::State& state) {
     return inSession(state, kInSession, "KWin");
 }
@@ -84,6 +81,9 @@ void BM_X11TypeEnglish(benchmark::State& state) {
 void BM_KWinPortalTypeShortEnglish(benchmark::State& state) {
     portal(state, kShortEnglish);
 }
+void BM_KWinPortalTypeLongEnglish(benchmark::State& state) {
+    portal(state, kLongEnglish);
+}
 void BM_KWinFakeInputTypeGerman(benchmark::State& state) {
     fakeInput(state, kGerman);
 }
@@ -99,6 +99,7 @@ TYPING(BM_KWinFakeInputTypeEnglish);
 TYPING(BM_KWinPortalTypeEnglish);
 TYPING(BM_X11TypeEnglish);
 TYPING(BM_KWinPortalTypeShortEnglish);
+TYPING(BM_KWinPortalTypeLongEnglish);
 TYPING(BM_KWinFakeInputTypeGerman);
 TYPING(BM_KWinPortalTypeGerman);
 TYPING(BM_X11TypeGerman);

@@ -6,18 +6,6 @@
 
 namespace pelix::dictation::Insert {
 
-QStringList chunks(const QString& text, qsizetype size) {
-    const QList<qsizetype> bounds = core::graphemeBounds(text);
-    QStringList pieces;
-    const qsizetype characters = bounds.size() - 1;
-    if (characters <= size) return {text};
-    for (qsizetype first = 0; first < characters; first += size) {
-        const qsizetype last = std::min(first + size, characters);
-        pieces.append(text.mid(bounds[first], bounds[last] - bounds[first]));
-    }
-    return pieces;
-}
-
 std::optional<platform::FrontWindow> target(const platform::Typist& typist,
                                             const QString& ownAppId) {
     std::optional<platform::FrontWindow> front = typist.frontWindow();
@@ -30,10 +18,33 @@ std::optional<platform::FrontWindow> target(const platform::Typist& typist,
     return front;
 }
 
+QList<Piece> paced(const QString& text, const platform::Pacing& pacing) {
+    const QList<qsizetype> bounds = core::graphemeBounds(text);
+    const qsizetype characters = bounds.size() - 1;
+    QList<Piece> pieces;
+    qsizetype held = 0;
+    qsizetype first = 0;
+    do {
+        qsizetype size = pacing.piece;
+        if (pacing.pieceBytes > 0 && held > 0) {
+            size = std::clamp(pacing.pieceBytes / std::min(held, platform::kHeldBytesCap),
+                              qsizetype(1), pacing.piece);
+        }
+        const qsizetype last = std::min(first + size, characters);
+        const QString piece = text.mid(bounds[first], bounds[last] - bounds[first]);
+        held += piece.toUtf8().size();
+        const auto perKey = pacing.perKeyPerHeldByte * std::min(held, platform::kHeldBytesCap);
+        pieces.append({piece, pacing.pause + std::chrono::duration_cast<std::chrono::microseconds>(
+                                                 perKey * (last - first))});
+        first = last;
+    } while (first < characters);
+    return pieces;
+}
+
 void type(platform::Typist& typist, const QString& text) {
-    for (const QString& piece : chunks(text)) {
-        typist.type(piece);
-        typist.pause(kChunkPause);
+    for (const Piece& piece : paced(text, typist.pacing())) {
+        typist.type(piece.text);
+        typist.pause(piece.pause);
     }
 }
 

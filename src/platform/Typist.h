@@ -23,6 +23,25 @@ struct FrontWindow {
 // Keys that are pressed by name rather than typed as text.
 enum class Key { backspace, enter, v };
 
+// How fast a route may send a long text: in pieces of at most `piece` characters, each followed
+// by a pause for the receiving window to take it in: `pause`, and `perKeyPerHeldByte` for each
+// key of the piece and each byte the window then holds of the text, up to `kHeldBytesCap`. A
+// window's work per key grows with the text it holds (an entry on Wayland sends its whole text
+// back to the compositor at every key), and a compositor drops a client that falls too far
+// behind its keys, or whose messages it does not read fast enough: with `pieceBytes`, a piece
+// has at most that many bytes' worth of the text sent back (its keys times the bytes held
+// before it).
+struct Pacing {
+    qsizetype piece = 512;
+    std::chrono::microseconds pause{6000};
+    std::chrono::nanoseconds perKeyPerHeldByte{0};
+    qsizetype pieceBytes = 0;
+};
+
+// The most text text-input tells the compositor around the cursor (its protocol's limit): the
+// window's work per key stops growing there.
+inline constexpr qsizetype kHeldBytesCap = 4000;
+
 // Synthetic keyboard input into whichever window has the keyboard focus. Text arrives as plain
 // text and keys as plain keys even while the user holds modifiers (a held Ctrl must not turn
 // typing into shortcuts).
@@ -39,6 +58,8 @@ public:
     virtual void press(Key key, bool control, int times) = 0;
     // Waits so that the receiving application catches up.
     virtual void pause(std::chrono::microseconds duration) = 0;
+    // How long texts go through this route.
+    virtual Pacing pacing() const { return {}; }
     // How many times since the typist was made keys could not be handed to the session: a
     // broken connection, a call the desktop refused or left unanswered, no key for them, no way
     // to type at all. What the window then did with them is not known here.

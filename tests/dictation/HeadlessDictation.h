@@ -64,8 +64,8 @@ protected:
     // Starts `pelix` and, once it can type, the window to type into, which the desktop puts in
     // front of Pelix's badge (there is no tray here).
     void launch() {
-        const auto [program, args] = desktop.command(qEnvironmentVariable("PELIX_BIN"), {}, env);
-        pelix = std::make_unique<testing::PelixProcess>(program, args);
+        const auto [command, args] = desktop.command(program, {}, env);
+        pelix = std::make_unique<testing::PelixProcess>(command, args);
         ASSERT_TRUE(pelix->saw("tray: ready")) << pelix->err().constData();
         ASSERT_NO_FATAL_FAILURE(consent());
         ASSERT_TRUE(pelix->saw(route)) << pelix->err().constData() << desktop.log().toStdString();
@@ -78,9 +78,8 @@ protected:
     // `pelix --dictate`, as the desktop's shortcut runs it.
     void dictateKey() {
         QProcess second;
-        const auto [program, args] =
-            desktop.command(qEnvironmentVariable("PELIX_BIN"), {"--dictate"}, env);
-        second.start(program, args);
+        const auto [command, args] = desktop.command(program, {"--dictate"}, env);
+        second.start(command, args);
         ASSERT_TRUE(second.waitForFinished(10000));
         EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().constData();
     }
@@ -115,6 +114,8 @@ protected:
     }
 
     testing::HeadlessDesktop& desktop;
+    // The `pelix` started.
+    QString program = qEnvironmentVariable("PELIX_BIN");
     const QByteArray route;
     const QString corrected;
     QString home;

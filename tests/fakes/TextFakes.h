@@ -21,6 +21,7 @@ public:
     QStringList log;
     bool losing = false;
     std::function<void(const QString&)> pressed;
+    platform::Pacing pace;
 
     std::optional<platform::FrontWindow> frontWindow() const override { return front; }
     void type(const QString& text) override { log << "type " + text; }
@@ -35,6 +36,7 @@ public:
     void pause(std::chrono::microseconds d) override {
         log << "pause " + QString::number(d.count());
     }
+    platform::Pacing pacing() const override { return pace; }
     quint64 undelivered() const override { return lost_; }
 
     // The text the receiving window would hold, applying types and backspaces.

@@ -11,8 +11,10 @@ Started as an application by the desktop (`--report SOCKET [LINK]`, a default br
 the same lines to the local socket SOCKET instead, "link <base64>" first, and reads no commands.
 """
 import base64
+import queue
 import socket
 import sys
+import threading
 
 import gi
 
@@ -26,12 +28,24 @@ if len(sys.argv) > 2 and sys.argv[1] == "--report":
     report.connect(sys.argv[2])
 
 
+def write_lines():
+    while (line := lines.get()) is not None:
+        if report:
+            report.sendall((line + "\n").encode())
+        else:
+            sys.stdout.write(line + "\n")
+            sys.stdout.flush()
+
+
+# The lines go out on a thread of their own: a reader busy elsewhere (a benchmark typing) must
+# not stop the window in a full pipe, where it would stop taking its keys too.
+lines = queue.SimpleQueue()
+writer = threading.Thread(target=write_lines, daemon=True)
+writer.start()
+
+
 def say(line):
-    if report:
-        report.sendall((line + "\n").encode())
-        return
-    sys.stdout.write(line + "\n")
-    sys.stdout.flush()
+    lines.put(line)
 
 
 def encoded(text):
@@ -78,3 +92,5 @@ if not report:
     GLib.io_add_watch(GLib.IOChannel.unix_new(sys.stdin.fileno()), GLib.IO_IN | GLib.IO_HUP,
                       command)
 Gtk.main()
+lines.put(None)
+writer.join(2)

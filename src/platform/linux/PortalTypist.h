@@ -16,7 +16,9 @@ namespace pelix::platform {
 // restore a session are given the token of the last one, kept in `tokenFile` (0600) and replaced
 // by each new one. Keys go as keysyms, one call answered before the next, which the desktop maps
 // onto its layout (Mutter drops those the layout lacks); a warm-up Shift goes first, as Mutter
-// loses the first key of a session.
+// loses the first key of a session. The portal answers each key at once, however far behind the
+// window is, and Mutter drops a window a few hundred keys behind, so long texts go in paced
+// pieces (`pacing`).
 //
 // The session starts at once and asynchronously; the typist types only once it runs
 // (`canType`). A session the desktop refused or closed (the user ended it) is not asked for
@@ -41,6 +43,7 @@ public:
     void type(const QString& text) override;
     void press(Key key, bool control, int times) override;
     void pause(std::chrono::microseconds duration) override;
+    Pacing pacing() const override;
     quint64 undelivered() const override { return undelivered_; }
 
 private Q_SLOTS:
