@@ -162,14 +162,14 @@ function(_pelix_write_libraries)
 endfunction()
 cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL _pelix_write_libraries)
 
-# pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...] [LOCKS ...]): one GoogleTest
-# program, its tests registered with CTest one by one, with PELIX_BIN naming the built pelix. GUI
-# programs get a QApplication. LOCKS names what the tests share with others and hold while they
-# run, so that CTest runs those one at a time: "desktop", the test session's display (keys,
-# typing, focus, its clipboard and accessibility bus), and "microphone", its one virtual
-# microphone. Tests labelled "desktop" hold the display unless LOCKS says otherwise.
+# pelix_test(NAME SOURCES ... DEPS ... [GUI] [TIMEOUT s] [LABELS ...]): one GoogleTest program,
+# its tests registered with CTest one by one, with PELIX_BIN naming the built pelix. GUI
+# programs get a QApplication. Tests labelled "desktop" press keys, type, use the clipboard or
+# play into the virtual microphone of the one test desktop, or start a compositor whose
+# dictation hears that microphone, so CTest runs them one at a time (a KWin test beside an X11
+# one failed under load).
 function(pelix_test name)
-  cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS;LOCKS" ${ARGN})
+  cmake_parse_arguments(ARG "GUI" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   if(PELIX_PCH)
     target_precompile_headers(${name} REUSE_FROM pelix_test_pch)
@@ -185,24 +185,24 @@ function(pelix_test name)
     set(ARG_TIMEOUT 120)
   endif()
   set(properties TIMEOUT ${ARG_TIMEOUT})
-  if(NOT ARG_LOCKS AND "desktop" IN_LIST ARG_LABELS)
-    set(ARG_LOCKS desktop)
+  set(lock "")
+  if("desktop" IN_LIST ARG_LABELS)
+    set(lock desktop)
   endif()
   # One variable only: gtest_discover_tests would split a list of them into separate values.
   list(APPEND properties ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
-  # The labels and what the tests hold while they run are set once the tests are found, for the
-  # same reason: either may have more than one value. Tests that hold something go first (a high
-  # cost, until CTest has timed them): they run one after another, so left to the end they
-  # would run alone.
-  if(ARG_LABELS OR ARG_LOCKS)
+  # The labels are set once the tests are found, for the same reason: there may be more than one.
+  # Desktop tests go first (a high cost, until CTest has timed them): they run one after another,
+  # so left to the end they would run alone.
+  if(ARG_LABELS)
     set(cost 0)
-    if(ARG_LOCKS)
+    if(lock)
       set(cost 100)
     endif()
     set(more ${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake)
     file(WRITE ${more} "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${ARG_LABELS}\""
-      " RESOURCE_LOCK \"${ARG_LOCKS}\" COST ${cost})\n")
+      " RESOURCE_LOCK \"${lock}\" COST ${cost})\n")
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${more})
   endif()
   add_dependencies(${name} pelix)
