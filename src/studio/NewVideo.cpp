@@ -64,7 +64,9 @@ Result<editor::EditProject> newVideo(const speech::SpeechEngines& engines,
                 if (auto admitted = editor::admitted(word)) clip.words.push_back(*admitted);
             }
             if (info.duration <= 0) return;
-            const int percent = std::clamp(int(piece.end / info.duration * 100), 0, 99);
+            // Clamped before it becomes a whole number: a recogniser's time may be anything.
+            const double done = piece.end / info.duration * 100;
+            const int percent = std::isfinite(done) ? int(std::clamp(done, 0.0, 99.0)) : 0;
             if (percent == shown) return;
             shown = percent;
             say(core::sentences::aboutClip(name, core::sentences::listeningAt(percent)));
