@@ -44,7 +44,7 @@ public:
     }
 
     // Empties the buffer; from now on only writes of `generation` count.
-    void reset(quint64 generation) {
+    void restart(quint64 generation) {
         std::lock_guard lock(mutex_);
         generation_ = generation;
         bytes_.clear();
@@ -123,7 +123,7 @@ bool PreviewSound::start(double t) {
         wanted_.project = project_;
         wanted_.from = render::sampleAt(std::max(0.0, t));
         wanted_.active = true;
-        feed_->reset(generation);
+        feed_->restart(generation);
     }
     wake_.notify_one();
     active_ = true;
@@ -155,7 +155,7 @@ void PreviewSound::stop() {
     {
         std::lock_guard lock(mutex_);
         wanted_.active = false;
-        feed_->reset(++wanted_.generation);
+        feed_->restart(++wanted_.generation);
     }
 }
 
