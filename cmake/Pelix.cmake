@@ -19,14 +19,14 @@ if(PELIX_PCH)
   target_precompile_headers(pelix_pch PRIVATE ${pelix_pch_headers})
 endif()
 
-# _pelix_moc_file_without_pch(TARGET): what moc sees of TARGET is its sources and the header of
+# _pelix_moc_where_needed(TARGET): what moc sees of TARGET is its sources and the header of
 # the same name beside each. A target that declares no Q_OBJECT, Q_GADGET or Q_NAMESPACE there
 # (most test programs) is not given to moc at all: running it and compiling its empty output
 # cost each such target 1 to 2 s. In the others, the file into which AUTOMOC gathers the moc
 # output of the headers is empty unless a header declares one (the classes of sources are moc'ed
 # into those sources), and loading the precompiled header (180 MB with the sanitizers) costs an
 # empty file 2 to 3 s; so it is compiled without it then.
-function(_pelix_moc_file_without_pch name)
+function(_pelix_moc_where_needed name)
   get_target_property(sources ${name} SOURCES)
   get_target_property(dir ${name} SOURCE_DIR)
   set(in_headers FALSE)
@@ -57,7 +57,7 @@ endfunction()
 function(pelix_use_pch name)
   if(PELIX_PCH)
     target_precompile_headers(${name} REUSE_FROM pelix_pch)
-    _pelix_moc_file_without_pch(${name})
+    _pelix_moc_where_needed(${name})
   endif()
 endfunction()
 
@@ -171,7 +171,7 @@ function(pelix_test name)
   add_executable(${name} ${ARG_SOURCES})
   if(PELIX_PCH)
     target_precompile_headers(${name} REUSE_FROM pelix_test_pch)
-    _pelix_moc_file_without_pch(${name})
+    _pelix_moc_where_needed(${name})
   endif()
   if(ARG_GUI)
     target_link_libraries(${name} PRIVATE pelix_testmain_gui)
@@ -184,8 +184,10 @@ function(pelix_test name)
   endif()
   set(properties TIMEOUT ${ARG_TIMEOUT})
   set(lock "")
+  set(cost 0)
   if("desktop" IN_LIST ARG_LABELS)
     set(lock desktop)
+    set(cost 100)
   endif()
   # One variable only: gtest_discover_tests would split a list of them into separate values.
   list(APPEND properties ENVIRONMENT "PELIX_BIN=$<TARGET_FILE:pelix>")
@@ -194,10 +196,6 @@ function(pelix_test name)
   # Desktop tests go first (a high cost, until CTest has timed them): they run one after another,
   # so left to the end they would run alone.
   if(ARG_LABELS)
-    set(cost 0)
-    if(lock)
-      set(cost 100)
-    endif()
     set(more ${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake)
     file(WRITE ${more} "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${ARG_LABELS}\""
       " RESOURCE_LOCK \"${lock}\" COST ${cost})\n")
