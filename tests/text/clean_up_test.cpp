@@ -9,50 +9,37 @@ using pelix::text::withoutActually;
 
 namespace {
 
-TEST(WithoutActually, PassesEveryRequiredCase) {
+TEST(WithoutActually, RequiredAndFurtherCases) {
     for (const auto& c : pelix::text::cleanUpCases()) {
         EXPECT_EQ(withoutActually(c.input), c.want) << c.input.toStdString();
     }
-}
-
-struct Case {
-    const char16_t* input;
-    const char16_t* want;
-};
-
-TEST(WithoutActually, FurtherBehaviour) {
-    const Case cases[] = {
+    const std::pair<const char16_t*, const char16_t*> cases[] = {
         // Double spaces survive when the word is absent: the early exit skips every repair.
         {u"Nothing  here,  at all.", u"Nothing  here,  at all."},
         // "factually" passes the quick test, so the later repairs do run.
         {u"factually  so", u"factually so"},
-        // Word characters next to it keep it.
         {u"the token actually2 stays", u"the token actually2 stays"},
         {u"the token 2actually stays", u"the token 2actually stays"},
         {u"keep _actually here", u"keep _actually here"},
-        // At the very end, with the comma and space before it.
         {u"I did, actually", u"I did"},
-        // Opening after a closing quote or bracket, and after an opening quote.
         {u"He left.\" Actually, no.", u"He left.\" No."},
         {u"(Done.) actually we stay", u"(Done.) We stay"},
         {u"She said “actually fine”", u"She said “Fine”"},
         // Full upper-casing of the opening letter: one letter may become two.
         {u"Actually ßo it goes", u"SSo it goes"},
         {u"Actually éclair", u"Éclair"},
-        // The ellipsis ends a sentence.
         {u"Well… actually, yes.", u"Well… Yes."},
         // Tabs and line breaks are not collapsed; only blanks are.
         {u"a\t\tb actually  c", u"a\t\tb c"},
-        // Trailing white space is kept.
         {u"Actually fine.  ", u"Fine. "},
         // An accented letter is not an ASCII word character.
         {u"éactually", u"é"},
         {u"actually", u""},
         {u"ACTUALLY, ACTUALLY.", u""},
     };
-    for (const Case& c : cases) {
-        const QString input = QString::fromUtf16(c.input);
-        EXPECT_EQ(withoutActually(input), QString::fromUtf16(c.want)) << input.toStdString();
+    for (const auto& [input, want] : cases) {
+        EXPECT_EQ(withoutActually(QString::fromUtf16(input)), QString::fromUtf16(want))
+            << QString::fromUtf16(input).toStdString();
     }
 }
 
@@ -106,9 +93,8 @@ TEST(WithoutActually, IsSafeFromManyThreadsAtOnce) {
     std::atomic<int> wrong{0};
     for (int t = 0; t < 8; ++t) {
         threads.emplace_back([&wrong] {
-            for (int i = 0; i < 200; ++i) {
-                if (withoutActually("It was, actually, fine.") != "It was, fine.") ++wrong;
-            }
+            for (int i = 0; i < 200; ++i)
+                wrong += withoutActually("It was, actually, fine.") != "It was, fine.";
         });
     }
     for (auto& thread : threads) thread.join();
@@ -123,15 +109,11 @@ TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
     };
     QStringList lines;
     EXPECT_EQ(pelix::text::runCleanUpSelfTest(broken, [&](const QString& l) { lines << l; }), 1);
-    ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(lines[0],
-              R"(FAIL "It was, actually, fine." -> "It was fine.", want "It was, fine.")");
-    EXPECT_EQ(lines[1], "words: 1 of 17 failed");
-}
-
-TEST(CleanUpSelfTest, QuotesLiteralsAsSourceCode) {
+    EXPECT_EQ(
+        lines,
+        QStringList({R"(FAIL "It was, actually, fine." -> "It was fine.", want "It was, fine.")",
+                     "words: 1 of 17 failed"}));
     EXPECT_EQ(pelix::text::quotedLiteral("a\"b\\c\nd"), R"("a\"b\\c\nd")");
-    EXPECT_EQ(pelix::text::quotedLiteral(""), R"("")");
 }
 
 }  // namespace

@@ -53,17 +53,13 @@ TEST(SentenceText, SentencesCapitalsIAndTheFullStop) {
         const QString heard = QString::fromUtf8(c.heard);
         EXPECT_EQ(asSentences(heard, false), QString::fromUtf8(c.partial));
         EXPECT_EQ(asSentences(heard, true), QString::fromUtf8(c.finished));
-        // Written once, it stays as it is.
         EXPECT_EQ(asSentences(QString::fromUtf8(c.finished), true), QString::fromUtf8(c.finished));
     }
 }
 
 TEST(SentenceText, TheFirstLetterKeepsTheCaseItWasTypedWith) {
-    const struct {
-        const char* typed;
-        const char* wanted;
-        const char* kept;
-    } cases[] = {
+    // Typed, wanted, and what is kept.
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"hello there", "Hello there.", "hello there."},
         {"Hello there", "hello there, friend.", "Hello there, friend."},
         {"\"hi", "\"Hi!\"", "\"hi!\""},
@@ -73,10 +69,10 @@ TEST(SentenceText, TheFirstLetterKeepsTheCaseItWasTypedWith) {
         {"élan", "Élan vital.", "élan vital."},  // beyond ASCII
         {"123", "123 go.", "123 go."},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.typed);
-        EXPECT_EQ(withFirstLetterOf(QString::fromUtf8(c.typed), QString::fromUtf8(c.wanted)),
-                  QString::fromUtf8(c.kept));
+    for (const auto& [typed, wanted, kept] : cases) {
+        EXPECT_EQ(withFirstLetterOf(QString::fromUtf8(typed), QString::fromUtf8(wanted)),
+                  QString::fromUtf8(kept))
+            << typed;
     }
 }
 
