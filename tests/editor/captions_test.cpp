@@ -19,19 +19,17 @@ std::vector<CaptionCue> captionsOf(const EditProject& project) {
     return captions(project, Timeline(segments(project)));
 }
 
-TEST(Captions, ACommaClosesABoldCueButNotACleanOne) {
-    EditProject project = projectOf({evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05)});
-    EXPECT_EQ(wordsOf(captionsOf(project)), "So, | here's the thing.");
-    project.settings.captionStyle = CaptionStyle::clean;
-    EXPECT_EQ(wordsOf(captionsOf(project)), "So, here's the thing.");
-}
-
 TEST(Captions, CuesFollowTheSpokenWords) {
     const struct {
         const char* name;
         SourceClip clip;
         const char* want;
+        CaptionStyle style = CaptionStyle::bold;
     } cases[] = {
+        {"a comma closes a bold cue", evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05),
+         "So, | here's the thing."},
+        {"but not a clean one", evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05),
+         "So, here's the thing.", CaptionStyle::clean},
         {"five quick words make cues of 3 and 2 under bold",
          evenClip({"one", "two", "three", "four", "five"}, 0.2, 0.05), "one two three | four five"},
         {"18 characters with spaces fit a bold cue, 19 do not",
@@ -43,21 +41,9 @@ TEST(Captions, CuesFollowTheSpokenWords) {
     for (const auto& c : cases) {
         EditProject project = projectOf({c.clip});
         project.settings.pace = Pace::natural;
+        project.settings.captionStyle = c.style;
         EXPECT_EQ(wordsOf(captionsOf(project)), c.want) << c.name;
     }
-}
-
-TEST(Captions, TimedCuesCarryTheOutputTimeOfEachWord) {
-    // One segment from 0.91: every output time is the source time less 0.91.
-    const EditProject project = projectOf({evenClip({"one", "two"}, 0.3, 0.1, 1.0)});
-    const auto cues = captionsOf(project);
-    ASSERT_EQ(cues.size(), 1u);
-    ASSERT_TRUE(cues[0].times);
-    EXPECT_NEAR(cues[0].times->at(0), 0.09, 1e-9);
-    EXPECT_NEAR(cues[0].times->at(1), 0.49, 1e-9);
-    EXPECT_NEAR(cues[0].start, 0.09, 1e-9);
-    EXPECT_NEAR(cues[0].end, 0.79, 1e-9);
-    EXPECT_FALSE(cues[0].unspaced);
 }
 
 TEST(Captions, OnlyTheKeptPartOfALineIsCaptioned) {
@@ -97,29 +83,15 @@ TEST(Captions, TranslationThenCorrectionThenSpokenWords) {
     const double length = cues[1].end - cues[0].start;
     EXPECT_NEAR(cues[0].end - cues[0].start, length * 12 / 16, 1e-9);
 
+    // Only the spoken words carry their own times.
     project.translations.erase("fr");
-    cues = captionsOf(project);
-    EXPECT_EQ(wordsOf(cues), "so the bigger | idea");
-    EXPECT_FALSE(cues[0].times);
-
+    EXPECT_EQ(wordsOf(captionsOf(project)), "so the bigger | idea");
+    EXPECT_FALSE(captionsOf(project)[0].times);
     project.fixes.clear();
-    cues = captionsOf(project);
-    EXPECT_EQ(wordsOf(cues), "so the big | idea");
-    EXPECT_TRUE(cues[0].times);
+    EXPECT_TRUE(captionsOf(project)[0].times);
+    EXPECT_EQ(wordsOf(captionsOf(project)), "so the big | idea");
 }
 
-TEST(Captions, ChineseTranslationIsUnspacedAndChunkedByCharacters) {
-    EditProject project = projectOf({evenClip({"one", "two"}, 0.5, 0.1, 1.0)});
-    project.settings.captionLanguage = CaptionLanguage::zhHans;
-    project.translations["zh-Hans"]["1F0C7A2B:0"] = "我们今天要讲的是一个非常重要的想法真的啊";
-    const auto cues = captionsOf(project);
-    ASSERT_EQ(cues.size(), 3u);
-    EXPECT_EQ(cues[0].words.size(), 8);
-    EXPECT_EQ(cues[2].words.size(), 4);
-    EXPECT_TRUE(cues[0].unspaced);
-}
-
-// Chunks written as text: pieces apart by spaces, chunks by " | ".
 TEST(Chunk, Table) {
     const struct {
         const char* name;

