@@ -88,18 +88,11 @@ TEST_F(FeaturesTest, TheSwitchStartsAndStopsTheWatcher) {
 QStringList memoItems(const AppFeatures& features) {
     DesktopFacts facts;
     facts.recordingsReadable = features.recordingsReadable();
+    const QList memoActions{MenuAction::toggleVoiceMemos, MenuAction::allowRecordings,
+                            MenuAction::chooseMemos, MenuAction::chooseRecordingsFolder};
     QStringList out;
     for (const MenuItem& item : menuItems(facts)) {
-        switch (item.action) {
-            case MenuAction::toggleVoiceMemos:
-            case MenuAction::allowRecordings:
-            case MenuAction::chooseMemos:
-            case MenuAction::chooseRecordingsFolder:
-                out << item.text;
-                break;
-            default:
-                break;
-        }
+        if (memoActions.contains(item.action)) out << item.text;
     }
     return out;
 }

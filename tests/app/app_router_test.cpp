@@ -10,7 +10,7 @@
 namespace pelix::app {
 namespace {
 
-constexpr int kA = Mods::kAlt, kS = Mods::kShift, kC = Mods::kControl;
+constexpr int kA = Mods::kAlt, kC = Mods::kControl;
 const platform::OtherInput kEscape{true, 0xff1b, 0};
 const platform::OtherInput kLetter{true, 'a', 0};
 
@@ -69,24 +69,17 @@ protected:
     QList<bool> relaySwitched;
 };
 
+// The tray's end-to-end test checks the request's key, name and context; here, that the
+// recorder's own file is what goes, and the sounds and looks on the way.
 TEST_F(AppRouterTest, TwoTapsFileTheRecordingWithItsNameAndContext) {
     tapAlt(100);
     ASSERT_TRUE(app().recording());
     EXPECT_EQ(shell.look, ui::TrayLook::recording);
     tapAlt(102.1);
-    EXPECT_FALSE(app().recording());
     EXPECT_EQ(answered(), "In Pelix");
-
-    const auto sent = backend.requests("braindump");
-    ASSERT_EQ(sent.size(), 1);
-    EXPECT_EQ(sent[0].headers.value("authorization"), "Bearer pelix_test");
-    EXPECT_EQ(QByteArray::fromBase64(sent[0].json.value("audio_base64").toString().toLatin1()),
-              recorder.content);
-    EXPECT_EQ(sent[0].json.value("filename").toString(), QFileInfo(recorder.path).fileName());
-    EXPECT_TRUE(sent[0].json.value("filename").toString().startsWith("pelix-"));
-    const QJsonObject context = sent[0].json.value("context").toObject();
-    EXPECT_EQ(context.value("input").toString(), "voice");
-    EXPECT_EQ(context.value("duration_s").toInt(), 2);
+    const QJsonObject body = sent("braindump").value(0);
+    EXPECT_EQ(QByteArray::fromBase64(body["audio_base64"].toString().toLatin1()), recorder.content);
+    EXPECT_EQ(body["filename"].toString(), QFileInfo(recorder.path).fileName());
     EXPECT_FALSE(QFile::exists(recorder.path));
     EXPECT_EQ(shell.sounds, (std::vector{ui::Sound::begin, ui::Sound::end}));
     EXPECT_EQ(shell.look, ui::TrayLook::idle);
@@ -99,9 +92,8 @@ TEST_F(AppRouterTest, RecordingsUnderTheMinimumAreDeletedAndNeverSent) {
         flags(kA, start - 0.1);
         flags(0, start);  // the start is the release
         ASSERT_TRUE(app().recording());
-        // Stop by the menu's way: the tap would be ignored inside the settle time.
         timers.advanceTo(start + seconds);
-        app().endRecording();
+        app().endRecording();  // a tap would be ignored inside the settle time
         if (seconds < 0.8) {
             EXPECT_EQ(shell.lines, QStringList{core::sentences::kTooShort});
             EXPECT_FALSE(QFile::exists(recorder.path));
@@ -144,14 +136,9 @@ TEST_F(AppRouterTest, EscapeDropsTheRecordingOtherKeysDoNot) {
     app().otherInput(kEscape);
     EXPECT_FALSE(app().recording());
     EXPECT_EQ(recorder.cancels, 1);
-    EXPECT_FALSE(QFile::exists(recorder.path));
-    EXPECT_EQ(shell.lines, QStringList{core::sentences::kDropped});
     EXPECT_EQ(timers.pending(), 0);
-    // The next tap starts anew.
-    tapAlt(100.5);
+    tapAlt(100.5);  // the next tap starts anew
     EXPECT_TRUE(app().recording());
-    testing::pause(100);
-    EXPECT_TRUE(backend.requests("braindump").isEmpty());
 }
 
 TEST_F(AppRouterTest, StartsThatFailLeaveNoRecordingState) {
@@ -181,7 +168,6 @@ TEST_F(AppRouterTest, HoldingCtrlDictatesUntilReleased) {
     fakes::FakeDictation live;
     dictateWith(live);
     flags(kC, 100);
-    EXPECT_TRUE(app().holdTimerPending());
     timers.advanceTo(100.27);
     EXPECT_EQ(live.starts, 0);
     timers.advanceTo(100.28);
@@ -191,21 +177,16 @@ TEST_F(AppRouterTest, HoldingCtrlDictatesUntilReleased) {
     flags(0, 101);
     EXPECT_FALSE(app().recording());
     EXPECT_EQ(live.finishes, 1);
-    EXPECT_EQ(recorder.starts, 0);
 
-    // Holds let go early, spent by Shift, or taken by a shortcut start nothing.
+    // A hold let go early leaves no timer; Ctrl+letter is a shortcut, not a hold.
     flags(kC, 102);
     flags(0, 102.2);
     EXPECT_FALSE(app().holdTimerPending());
-    flags(kC, 103);
-    flags(kC | kS, 103.1);  // Shift joins before the check
-    flags(kC, 103.2);
-    timers.advanceTo(104);
     flags(kC, 105);
-    app().otherInput(kLetter);  // Ctrl+letter is a shortcut, not a hold
+    app().otherInput(kLetter);
     timers.advanceTo(106);
     EXPECT_EQ(live.starts, 1);
-    EXPECT_FALSE(app().recording());
+    EXPECT_EQ(recorder.starts, 0);
 }
 
 TEST_F(AppRouterTest, CtrlWithTheAltTapStartsATypedRecording) {
@@ -320,23 +301,21 @@ TEST_F(AppRouterTest, ThePanelsMicrophoneFilesABraindumpWhoseLineJoinsTheConvers
 }
 
 TEST_F(AppRouterTest, TheTypingAndRelaySwitchesFlipTheirPreferenceAndTick) {
-    const auto item = [this](MenuAction action) {
+    const auto ticked = [this](MenuAction action) {
         DesktopFacts facts;
         facts.insertIntoApp = prefs.insertIntoApp();
         facts.relay = prefs.relay();
-        for (const MenuItem& item : menuItems(facts)) {
-            if (item.action == action) return item;
-        }
-        return MenuItem{};
+        return std::ranges::any_of(menuItems(facts), [&](const MenuItem& item) {
+            return item.action == action && item.checked;
+        });
     };
     for (const MenuAction action : {MenuAction::toggleInsert, MenuAction::toggleRelay}) {
-        EXPECT_TRUE(item(action).checked);
+        EXPECT_TRUE(ticked(action));
         app().perform(action);
-        EXPECT_FALSE(item(action).checked);
+        EXPECT_FALSE(ticked(action));
         app().perform(action);
-        EXPECT_TRUE(item(action).checked);
+        EXPECT_TRUE(ticked(action));
     }
-    EXPECT_EQ(item(MenuAction::toggleRelay).text, "Send prompts to Claude and ChatGPT");
     EXPECT_EQ(relaySwitched, (QList<bool>{false, true}));
 }
 

@@ -15,6 +15,9 @@
 namespace pelix::app {
 namespace {
 
+using ::testing::AssertionFailure;
+using ::testing::AssertionResult;
+using ::testing::AssertionSuccess;
 using testing::pause;
 
 class TrayEndToEnd : public ::testing::Test, protected fakes::BackendRig {
@@ -28,6 +31,41 @@ protected:
         QDir().mkpath(tmp());
         env = backendEnv();
         env.insert("TMPDIR", tmp());
+    }
+
+    // Starts pelix, after a panel's stand-in when `withPanel`, as a desktop's panel comes first,
+    // and waits until its tray is up (and registered with the panel).
+    AssertionResult start(bool withPanel = false) {
+        if (withPanel && !panel.emplace().ok()) {
+            return AssertionFailure() << "Could not take the StatusNotifierWatcher name.";
+        }
+        pelix.emplace(env);
+        if (AssertionResult ready = saw("tray: ready"); !ready) return ready;
+        return !withPanel || waited([&] { return !panel->items().isEmpty(); })
+                   ? AssertionSuccess()
+                   : AssertionFailure() << "The tray icon never registered with the panel.";
+    }
+    // Each fails with what pelix wrote to its standard error.
+    AssertionResult saw(const QByteArray& text, int timeoutMs = 10000) {
+        if (pelix->saw(text, timeoutMs)) return AssertionSuccess();
+        return AssertionFailure() << "no \"" << text.constData() << "\" in\n"
+                                  << pelix->err().constData();
+    }
+    AssertionResult hud(const char* line) { return saw(QByteArray("hud: ") + line); }
+    AssertionResult waited(const std::function<bool()>& done, int timeoutMs = 10000) {
+        if (testing::waitUntil(done, timeoutMs)) return AssertionSuccess();
+        return AssertionFailure() << pelix->err().constData();
+    }
+    // Waits until the tray menu as the panel shows it holds `label`, or no longer does.
+    AssertionResult menuHas(const QString& label, bool has = true) {
+        QStringList labels;
+        if (testing::waitUntil([&] {
+                labels = panel->labels().value_or(QStringList{});
+                return labels.contains(label) == has;
+            })) {
+            return AssertionSuccess();
+        }
+        return AssertionFailure() << "the menu: " << labels.join(", ").toStdString();
     }
 
     QString tmp() const { return home.path() + "/tmp"; }
@@ -45,165 +83,133 @@ protected:
     testing::TestMedia media{home.path()};
     QString speech;
     QProcessEnvironment env;
+    std::optional<testing::TrayHost> panel;
+    std::optional<testing::PelixProcess> pelix;
 };
 
 TEST_F(TrayEndToEnd, AltTapsFileTheSpeechAndEveryOtherEndSaysItsLine) {
     backend.answerInTurn("braindump", {fakes::Reply::json({}),
                                        fakes::Reply::json({{"error", "Your storage is full."}})});
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
+    ASSERT_TRUE(start());
 
     record(2.0);
-    ASSERT_TRUE(backend.waitFor("braindump", 1, 20000)) << pelix.err().constData();
+    ASSERT_TRUE(backend.waitFor("braindump", 1, 20000)) << pelix->err().constData();
     const fakes::Recorded sent = backend.requests("braindump").first();
     EXPECT_EQ(sent.headers.value("authorization"), "Bearer pelix_test");
     const QString name = sent.json["filename"].toString();
     EXPECT_TRUE(name.startsWith("pelix-") && name.endsWith(".m4a")) << name.toStdString();
-    EXPECT_EQ(sent.json["context"].toObject()["input"].toString(), "voice");
-    EXPECT_EQ(sent.json["context"].toObject()["duration_s"].toInt(), 2);
-    EXPECT_TRUE(pelix.saw("hud: In Pelix")) << pelix.err().constData();
+    EXPECT_EQ(sent.json["context"]["input"].toString(), "voice");
+    EXPECT_EQ(sent.json["context"]["duration_s"].toInt(), 2);
+    EXPECT_TRUE(hud("In Pelix"));
 
-    const QString file =
-        testing::writeFile(home.path(), "sent.m4a",
-                           QByteArray::fromBase64(sent.json["audio_base64"].toString().toLatin1()));
-    const auto audio = media.probeAudio(file);
-    EXPECT_EQ(audio["codec_name"], "aac");
-    EXPECT_EQ(audio["profile"], "LC");
-    EXPECT_EQ(audio["sample_rate"], "44100");
-    EXPECT_EQ(audio["channels"], "1");
-    EXPECT_NEAR(audio["duration"].toDouble(), 2.0, 0.35) << pelix.err().constData();
+    const auto audio = media.probeAudio(testing::writeFile(
+        home.path(), "sent.m4a",
+        QByteArray::fromBase64(sent.json["audio_base64"].toString().toLatin1())));
+    EXPECT_EQ(QStringList(
+                  {audio["codec_name"], audio["profile"], audio["sample_rate"], audio["channels"]}),
+              QStringList({"aac", "LC", "44100", "1"}));
+    EXPECT_NEAR(audio["duration"].toDouble(), 2.0, 0.35) << pelix->err().constData();
 
     // Too short, dropped with Escape, refused: each says its line and leaves no recording.
     record(0.5);
-    EXPECT_TRUE(pelix.saw("hud: Too short. Tap Alt, talk, then tap Alt again."))
-        << pelix.err().constData();
+    EXPECT_TRUE(hud("Too short. Tap Alt, talk, then tap Alt again."));
     keys.tap(XK_Alt_L);
     pause(600);
     keys.tap(XK_Escape);
-    EXPECT_TRUE(pelix.saw("hud: Dropped that one.")) << pelix.err().constData();
+    EXPECT_TRUE(hud("Dropped that one."));
     record(1.2);
-    EXPECT_TRUE(pelix.saw("hud: Your storage is full.")) << pelix.err().constData();
+    EXPECT_TRUE(hud("Your storage is full."));
     EXPECT_EQ(backend.requests("braindump").size(), 2);
     EXPECT_TRUE(recordings().isEmpty()) << recordings().join(' ').toStdString();
 }
 
 TEST_F(TrayEndToEnd, ASecondInstanceHandsItsLinkToTheRunningOne) {
     signOut();
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
-
-    const auto second = testing::runPelix({"pelix-mac://connect?token=nope"}, {}, env, 10000);
-    EXPECT_EQ(second.exitCode, 0) << second.err.constData();
-    EXPECT_TRUE(pelix.saw("hud: That link did not carry a Pelix key."));
-    EXPECT_FALSE(tokens.read().has_value());
+    ASSERT_TRUE(start());
+    const auto second = [&](const QStringList& args) {
+        return testing::runPelix(args, {}, env, 10000);
+    };
+    const auto refused = second({"pelix-mac://connect?token=nope"});
+    EXPECT_EQ(refused.exitCode, 0) << refused.err.constData();
+    EXPECT_TRUE(hud("That link did not carry a Pelix key."));
 
     // A line break in a link would hand over the part before it: the whole link is refused.
-    const auto broken =
-        testing::runPelix({"pelix-mac://connect?token=pelix_cut\r\nX-More: x"}, {}, env, 10000);
+    const auto broken = second({"pelix-mac://connect?token=pelix_cut\r\nX-More: x"});
     EXPECT_EQ(broken.exitCode, 1);
     EXPECT_TRUE(broken.err.contains(core::sentences::kLinkNotOneLine)) << broken.err.constData();
     EXPECT_FALSE(tokens.read().has_value());
 
-    const auto third = testing::runPelix({"pelix-mac://connect?token=pelix_test"}, {}, env, 10000);
-    EXPECT_EQ(third.exitCode, 0) << third.err.constData();
-    EXPECT_TRUE(pelix.saw("hud: Connected. Tap Alt anywhere and talk."));
+    const auto good = second({"pelix-mac://connect?token=pelix_test"});
+    EXPECT_EQ(good.exitCode, 0) << good.err.constData();
+    EXPECT_TRUE(hud("Connected. Tap Alt anywhere and talk."));
     EXPECT_EQ(tokens.read(), "pelix_test");
-    EXPECT_FALSE(second.err.contains("pelix_") || third.err.contains("pelix_test"));
+    EXPECT_FALSE(refused.err.contains("pelix_") || good.err.contains("pelix_test"));
     // A sign-in callback that no window of this process asked for loads nothing, and the web
     // engine stays out of the tray application until its window opens.
-    const auto callback =
-        testing::runPelix({"pelix-mac://auth-callback?code=c&state=s"}, {}, env, 10000);
+    const auto callback = second({"pelix-mac://auth-callback?code=c&state=s"});
     EXPECT_EQ(callback.exitCode, 0) << callback.err.constData();
-    QFile maps(QStringLiteral("/proc/%1/maps").arg(pelix.pid()));
+    QFile maps(QStringLiteral("/proc/%1/maps").arg(pelix->pid()));
     ASSERT_TRUE(maps.open(QIODevice::ReadOnly));
     EXPECT_FALSE(maps.readAll().contains("WebEngine"));
     // Without a link, a second pelix opens the running one's panel and ends; what is typed
     // there is told to the account.
-    const auto plain = testing::runPelix({}, {}, env, 10000);
+    const auto plain = second({});
     EXPECT_EQ(plain.exitCode, 0) << plain.err.constData();
-    EXPECT_EQ(pelix.count("tray: ready"), 1);
-    ASSERT_TRUE(pelix.saw("panel: opened")) << pelix.err().constData();
+    EXPECT_EQ(pelix->count("tray: ready"), 1);
+    ASSERT_TRUE(saw("panel: opened"));
     pause(300);
     for (KeySym key : {XK_h, XK_i, XK_space, XK_t, XK_h, XK_e, XK_r, XK_e, XK_Return})
         keys.tap(key);
-    ASSERT_TRUE(backend.waitFor("organize", 1)) << pelix.err().constData();
+    ASSERT_TRUE(waited([&] { return !backend.requests("organize").isEmpty(); }));
     EXPECT_EQ(sent("organize")[0].value("text").toString(), "hi there");
 }
 
-// The labels of the tray menu as the panel shows it.
-QStringList menuLabels(const testing::TrayHost& panel) {
-    QStringList labels;
-    for (const testing::TrayMenuEntry& entry :
-         panel.menu().value_or(QList<testing::TrayMenuEntry>{}))
-        labels << entry.label;
-    return labels;
-}
-
 TEST_F(TrayEndToEnd, BraindumpsThatCannotReachTheAccountWaitInTheMenuUntilSentOrDiscarded) {
-    testing::TrayHost panel;
-    ASSERT_TRUE(panel.ok()) << "Could not take the StatusNotifierWatcher name on the session bus.";
     // One kept by an earlier run; a gateway that cannot reach the backend behind it.
     const QString outbox = home.dataDir() + "/outbox";
-    QDir().mkpath(outbox);
     testing::writeFile(outbox, "1790000000000.json",
                        R"({"filename":"pelix-earlier.m4a","audio_base64":"AAAA"})");
     const fakes::Reply down = fakes::Reply::text("<html>502 Bad Gateway</html>", 502);
     backend.answer("braindump", down);
     backend.answer("insights", down);
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
-    ASSERT_TRUE(testing::waitUntil([&] { return !panel.items().isEmpty(); }))
-        << pelix.err().constData();
-    // Tried at start, still waiting.
-    ASSERT_TRUE(pelix.saw("outbox: 1790000000000 still waiting")) << pelix.err().constData();
+    ASSERT_TRUE(start(true));
+    ASSERT_TRUE(saw("outbox: 1790000000000 still waiting"));  // tried at start
 
+    const QByteArray saved = "hud: Saved; Pelix will file it when it can reach your account.";
     record(1.2);
-    ASSERT_TRUE(pelix.saw("hud: Saved; Pelix will file it when it can reach your account."))
-        << pelix.err().constData();
+    ASSERT_TRUE(saw(saved));
     EXPECT_TRUE(recordings().isEmpty()) << recordings().join(' ').toStdString();
-    const auto waits = [&](const QString& line) {
-        return testing::waitUntil([&] { return menuLabels(panel).contains(line); });
-    };
-    ASSERT_TRUE(waits("2 braindumps waiting")) << menuLabels(panel).join(", ").toStdString();
+    ASSERT_TRUE(menuHas("2 braindumps waiting"));
 
     // "Send now" files both, oldest first, each once.
     backend.answer("braindump", fakes::Reply::json({}));
     const int before = backend.requests("braindump").size();
-    ASSERT_TRUE(panel.click("Send now"));
-    ASSERT_TRUE(backend.waitFor("braindump", before + 2)) << pelix.err().constData();
-    ASSERT_TRUE(testing::waitUntil([&] { return pelix.count("hud: In Pelix") == 2; }))
-        << pelix.err().constData();
+    ASSERT_TRUE(panel->click("Send now"));
+    ASSERT_TRUE(waited([&] { return pelix->count("hud: In Pelix") == 2; }));
     const auto sent = backend.requests("braindump");
-    EXPECT_EQ(sent.size(), before + 2);
+    ASSERT_EQ(sent.size(), before + 2);
     EXPECT_EQ(sent[before].json["filename"].toString(), "pelix-earlier.m4a");
     EXPECT_TRUE(sent[before + 1].json["filename"].toString().startsWith("pelix-"));
     EXPECT_NE(sent[before + 1].json["filename"].toString(), "pelix-earlier.m4a");
-    EXPECT_TRUE(
-        testing::waitUntil([&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); }));
-    ASSERT_TRUE(testing::waitUntil([&] { return !menuLabels(panel).contains("Send now"); }))
-        << menuLabels(panel).join(", ").toStdString();
+    const auto outboxEmpty = [&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); };
+    EXPECT_TRUE(waited(outboxEmpty));
+    ASSERT_TRUE(menuHas("Send now", false));
 
     // "Discard" drops what waits, and nothing more is sent.
     backend.answer("braindump", down);
     record(1.2);
-    ASSERT_TRUE(testing::waitUntil([&] {
-        return pelix.count("hud: Saved; Pelix will file it when it can reach your account.") == 2;
-    })) << pelix.err().constData();
-    ASSERT_TRUE(waits("1 braindump waiting")) << menuLabels(panel).join(", ").toStdString();
+    ASSERT_TRUE(waited([&] { return pelix->count(saved) == 2; }));
+    ASSERT_TRUE(menuHas("1 braindump waiting"));
     const int kept = backend.requests("braindump").size();
-    ASSERT_TRUE(panel.click("Discard"));
-    ASSERT_TRUE(pelix.saw("outbox: discarded 1")) << pelix.err().constData();
-    EXPECT_TRUE(
-        testing::waitUntil([&] { return QDir(outbox).isEmpty(QDir::Files | QDir::Hidden); }));
-    EXPECT_FALSE(menuLabels(panel).contains("Discard"));
+    ASSERT_TRUE(panel->click("Discard"));
+    ASSERT_TRUE(saw("outbox: discarded 1"));
+    EXPECT_TRUE(waited(outboxEmpty));
+    EXPECT_TRUE(menuHas("Discard", false));
     EXPECT_EQ(backend.requests("braindump").size(), kept);
-    EXPECT_TRUE(pelix.running());
+    EXPECT_TRUE(pelix->running());
 }
 
 TEST_F(TrayEndToEnd, OpenPelixInThePanelsMenuShowsTheWebWindowPaintedAndTheTrayLivesOn) {
-    // The panel's stand-in is on the bus before Pelix starts, as a desktop's panel is.
-    testing::TrayHost panel;
-    ASSERT_TRUE(panel.ok()) << "Could not take the StatusNotifierWatcher name on the session bus.";
     // A web address where nothing answers: the window shows its offline page.
     quint16 closed = 0;
     {
@@ -219,20 +225,11 @@ TEST_F(TrayEndToEnd, OpenPelixInThePanelsMenuShowsTheWebWindowPaintedAndTheTrayL
         env.insert("QTWEBENGINE_CHROMIUM_FLAGS",
                    qEnvironmentVariable("QTWEBENGINE_CHROMIUM_FLAGS") + " --no-sandbox");
     }
-    testing::PelixProcess pelix(env);
-    ASSERT_TRUE(pelix.saw("tray: ready")) << pelix.err().constData();
-    ASSERT_TRUE(testing::waitUntil([&] { return !panel.items().isEmpty(); }))
-        << "The tray icon never registered with the panel.\n"
-        << pelix.err().constData();
+    ASSERT_TRUE(start(true));
+    ASSERT_TRUE(menuHas("Quit Pelix"));
+    ASSERT_TRUE(panel->click("Open Pelix"));
 
-    const auto menu = panel.menu();
-    ASSERT_TRUE(menu.has_value()) << pelix.err().constData();
-    QStringList labels;
-    for (const testing::TrayMenuEntry& entry : *menu) labels << entry.label;
-    EXPECT_TRUE(labels.contains("Quit Pelix")) << labels.join(", ").toStdString();
-    ASSERT_TRUE(panel.click("Open Pelix")) << labels.join(", ").toStdString();
-
-    ASSERT_TRUE(pelix.saw("web: opened", 30000)) << pelix.err().constData();
+    ASSERT_TRUE(saw("web: opened", 30000));
     // What the display shows of the window is the page, not an empty grey box.
     std::optional<QImage> picture;
     const bool painted = testing::waitUntil(
@@ -246,19 +243,9 @@ TEST_F(TrayEndToEnd, OpenPelixInThePanelsMenuShowsTheWebWindowPaintedAndTheTrayL
                          << (picture ? testing::colourCount(*picture) : 0)
                          << " colours (its picture: " << qPrintable(QDir::tempPath())
                          << "/pelix-web-window.png).\n"
-                         << pelix.err().constData();
-    EXPECT_TRUE(pelix.running()) << pelix.err().constData();
-    EXPECT_TRUE(panel.menu().has_value()) << "The tray stopped answering its panel.";
-}
-
-TEST(TrayWithoutDesktop, SaysWhatIsMissingInsteadOfAborting) {
-    testing::IsolatedHome home;
-    QProcessEnvironment env;
-    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.insert(name, "");
-    const auto result = testing::runPelix({}, {}, env, 10000);
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains("there is none here ($DISPLAY is not set)"))
-        << result.err.constData();
+                         << pelix->err().constData();
+    EXPECT_TRUE(pelix->running()) << pelix->err().constData();
+    EXPECT_TRUE(panel->labels().has_value()) << "The tray stopped answering its panel.";
 }
 
 }  // namespace

@@ -17,19 +17,12 @@ constexpr auto kMenuInterface = "com.canonical.dbusmenu";
 constexpr int kCallMs = 5000;
 
 // Reads one (ia{sv}av) layout node and its children, depth first, into `entries`.
-void readLayout(const QDBusArgument& node, QList<TrayMenuEntry>& entries, bool root) {
+void readLayout(const QDBusArgument& node, QList<std::pair<int, QString>>& entries, bool root) {
     int id = 0;
     QVariantMap properties;
     node.beginStructure();
     node >> id >> properties;
-    if (!root) {
-        TrayMenuEntry entry;
-        entry.id = id;
-        entry.label = properties.value("label").toString().remove('_');
-        entry.type = properties.value("type").toString();
-        entry.enabled = properties.value("enabled", true).toBool();
-        entries.append(entry);
-    }
+    if (!root) entries.append({id, properties.value("label").toString().remove('_')});
     node.beginArray();
     while (!node.atEnd()) {
         QDBusVariant child;
@@ -87,7 +80,7 @@ std::optional<std::pair<QString, QString>> TrayHost::menuAddress() const {
     return std::pair{service, qvariant_cast<QDBusObjectPath>(menu).path()};
 }
 
-std::optional<QList<TrayMenuEntry>> TrayHost::menu() const {
+std::optional<QList<std::pair<int, QString>>> TrayHost::entries() const {
     const auto address = menuAddress();
     if (!address) return std::nullopt;
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -102,21 +95,28 @@ std::optional<QList<TrayMenuEntry>> TrayHost::menu() const {
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() < 2) {
         return std::nullopt;
     }
-    QList<TrayMenuEntry> entries;
+    QList<std::pair<int, QString>> entries;
     readLayout(qvariant_cast<QDBusArgument>(reply.arguments().at(1)), entries, true);
     return entries;
 }
 
+std::optional<QStringList> TrayHost::labels() const {
+    const auto all = entries();
+    if (!all) return std::nullopt;
+    QStringList labels;
+    for (const auto& [id, label] : *all) labels << label;
+    return labels;
+}
+
 bool TrayHost::click(const QString& label) const {
-    const auto entries = menu();
+    const auto all = entries();
     const auto address = menuAddress();
-    if (!entries || !address) return false;
-    for (const TrayMenuEntry& entry : *entries) {
-        if (entry.label != label) continue;
+    if (!all || !address) return false;
+    for (const auto& [id, entryLabel] : *all) {
+        if (entryLabel != label) continue;
         QDBusMessage event = QDBusMessage::createMethodCall(address->first, address->second,
                                                             kMenuInterface, "Event");
-        event << entry.id << QStringLiteral("clicked")
-              << QVariant::fromValue(QDBusVariant(QVariant(0)))
+        event << id << QStringLiteral("clicked") << QVariant::fromValue(QDBusVariant(QVariant(0)))
               << static_cast<uint>(QDateTime::currentSecsSinceEpoch());
         return QDBusConnection::sessionBus().call(event, QDBus::Block, kCallMs).type() ==
                QDBusMessage::ReplyMessage;

@@ -12,14 +12,6 @@
 
 namespace pelix::testing {
 
-// One entry of a tray item's menu.
-struct TrayMenuEntry {
-    int id = 0;
-    QString label;  // as shown, without the access-key mark
-    QString type;   // "separator" for a separator, empty for an action
-    bool enabled = true;
-};
-
 class TrayHost : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
@@ -38,9 +30,9 @@ public:
     // The registered items, as "service/path".
     QStringList items() const { return items_; }
 
-    // The entries of the first registered item's menu, read after telling the menu it is about
-    // to be shown (as a panel does before it opens one); nothing when there is no item or menu.
-    std::optional<QList<TrayMenuEntry>> menu() const;
+    // The labels of the first registered item's menu, read after telling the menu it is about to
+    // be shown (as a panel does before it opens one); nothing when there is no item or menu.
+    std::optional<QStringList> labels() const;
     // Clicks the entry labelled `label`; false when there is none or the item did not answer.
     bool click(const QString& label) const;
 
@@ -56,6 +48,8 @@ Q_SIGNALS:
 private:
     // The first item's service and its menu's object path.
     std::optional<std::pair<QString, QString>> menuAddress() const;
+    // The menu's entries as ids and labels (without the access-key mark), depth first.
+    std::optional<QList<std::pair<int, QString>>> entries() const;
 
     QStringList items_;
     bool ok_ = false;
