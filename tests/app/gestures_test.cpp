@@ -38,7 +38,6 @@ constexpr Outcome N = Outcome::nothing, F = Outcome::startFiled, T = Outcome::st
 INSTANTIATE_TEST_SUITE_P(
     Tap, TapTable,
     ::testing::Values(
-        TapCase{"quickTapStarts", {at(A, 10.0, N), at(0, 10.1, F)}},
         TapCase{"tapJustUnderTapMaxCounts", {at(A, 10.0, N), at(0, 10.39, F)}},
         TapCase{"halfSecondPressDoesNothing", {at(A, 10.0, N), at(0, 10.5, N)}},
         TapCase{"secondTapWithinSettleIsIgnoredThirdStops",
