@@ -1,15 +1,13 @@
 // A stand-in for a chat assistant, for the relay's desktop tests. The desktop starts it as the
 // handler of a link scheme (`relay_target --report SOCKET --focus WHERE LINK`); it reports to
-// the test over a local socket (or on standard output without one), one line each, and ends
-// when the test closes the socket:
+// the test over a local socket, one line each, and ends when the test closes the socket:
 //   link <base64 of the link>      at start
 //   ready                          once its window is active with the focus where asked
 //   text <base64>                  every change of the chat input
 //   return <field> <base64>        Return pressed in a field ("chat" or "address")
 //   activated                      the "Attach" button was pressed
 // WHERE is "chat" (the chat input, filled from the link's "q" like a new chat), "button", or
-// "address" (a one-line field whose placeholder reads like a browser's address bar), or
-// "nowhere" (the program starts but never shows a window).
+// "address" (a one-line field whose placeholder reads like a browser's address bar).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QHBoxLayout>
@@ -21,8 +19,6 @@
 #include <QUrlQuery>
 #include <QVBoxLayout>
 #include <QWidget>
-
-#include <cstdio>
 
 // X headers last: their macros clash with Qt's names.
 #include <X11/Xlib.h>
@@ -36,20 +32,11 @@ int main(int argc, char** argv) {
     parser.addPositionalArgument("link", "The link the desktop hands over.");
     parser.process(app);
 
-    // Without a socket to report to, the lines go to standard output.
     QLocalSocket report;
-    const bool reporting = parser.isSet("report");
-    if (reporting) {
-        report.connectToServer(parser.value("report"));
-        if (!report.waitForConnected(5000)) return 1;
-        QObject::connect(&report, &QLocalSocket::disconnected, &app, &QApplication::quit);
-    }
-    auto say = [&report, reporting](const QByteArray& line) {
-        if (!reporting) {
-            std::printf("%s\n", line.constData());
-            std::fflush(stdout);
-            return;
-        }
+    report.connectToServer(parser.value("report"));
+    if (!report.waitForConnected(5000)) return 1;
+    QObject::connect(&report, &QLocalSocket::disconnected, &app, &QApplication::quit);
+    auto say = [&report](const QByteArray& line) {
         report.write(line + '\n');
         report.flush();
     };
@@ -57,7 +44,6 @@ int main(int argc, char** argv) {
     say("link " + link.toUtf8().toBase64());
 
     const QString where = parser.value("focus");
-    if (where == "nowhere") return QApplication::exec();
 
     QWidget window;
     window.setWindowTitle("Relay target");
