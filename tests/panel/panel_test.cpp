@@ -1,9 +1,15 @@
-// The Tell/Ask panel's rules, and its model against the loopback backend with a manual clock.
+// The Tell/Ask panel: its rules, its model against the loopback backend with a manual clock, and
+// its window.
 #include "panel/Panel.h"
 #include "core/Sentences.h"
 #include "fakes/BackendRig.h"
 #include "fakes/HostileServer.h"
 #include "panel/PanelModel.h"
+#include "panel/PanelWindow.h"
+
+#include <QAbstractButton>
+#include <QLineEdit>
+#include <QPushButton>
 
 namespace pelix::panel {
 namespace {
@@ -29,58 +35,39 @@ TEST(LooksLikeAsk, OpeningsQuestionMarksAndLookAlikes) {
     }
 }
 
+// Entries without a string id or a title are skipped; an unknown kind is kept as sent and drawn
+// as a connection.
 TEST(Insights, DecodingSkipsEntriesWithoutIdOrTitleAndReadsKindAndSeen) {
-    const QJsonObject answer{
-        {"insights", QJsonArray{
-                         QJsonObject{{"id", "a"}, {"title", "No kind"}, {"body", "b"}},
-                         QJsonObject{{"id", "b"},
-                                     {"title", "Seen"},
-                                     {"kind", "people"},
-                                     {"seen_at", "2026-01-02T03:04:05Z"}},
-                         QJsonObject{{"id", "c"},
-                                     {"title", "Null seen"},
-                                     {"kind", "nudge"},
-                                     {"seen_at", QJsonValue::Null}},
-                         QJsonObject{{"title", "No id"}},
-                         QJsonObject{{"id", "e"}},
-                         QJsonObject{{"id", 7}, {"title", "Number id"}},
-                         QJsonObject{{"id", "f"}, {"title", "Strange kind"}, {"kind", "weather"}},
-                         "not an object",
-                     }}};
-    const QList<Insight> got = insightsFrom(answer);
-    ASSERT_EQ(got.size(), 4);
-    EXPECT_EQ(got[0], (Insight{"a", "connection", "No kind", "b", true}));
-    EXPECT_EQ(got[0].style(), InsightStyle::connection);
-    EXPECT_EQ(got[1], (Insight{"b", "people", "Seen", "", false}));
-    EXPECT_EQ(got[1].style(), InsightStyle::people);
-    EXPECT_TRUE(got[2].unseen);
-    EXPECT_EQ(got[2].style(), InsightStyle::nudge);
-    // An unknown kind is kept as sent and drawn as a connection.
-    EXPECT_EQ(got[3].kind, "weather");
-    EXPECT_EQ(got[3].style(), InsightStyle::connection);
+    const QList<Insight> got = insightsFrom(QJsonDocument::fromJson(R"({"insights": [
+        {"id": "a", "title": "No kind", "body": "b"},
+        {"id": "b", "title": "Seen", "kind": "people", "seen_at": "2026-01-02T03:04:05Z"},
+        {"id": "c", "title": "Null seen", "kind": "nudge", "seen_at": null},
+        {"title": "No id"}, {"id": "e"}, {"id": 7, "title": "Number id"},
+        {"id": "f", "title": "Strange kind", "kind": "weather"}, "not an object"]})")
+                                                .object());
+    EXPECT_EQ(got, (QList<Insight>{{"a", "connection", "No kind", "b", true},
+                                   {"b", "people", "Seen", "", false},
+                                   {"c", "nudge", "Null seen", "", true},
+                                   {"f", "weather", "Strange kind", "", true}}));
+    QList<InsightStyle> styles;
+    for (const Insight& insight : got) styles << insight.style();
+    using enum InsightStyle;
+    EXPECT_EQ(styles, (QList<InsightStyle>{connection, people, nudge, connection}));
     EXPECT_TRUE(insightsFrom(QJsonObject{}).isEmpty());
 }
 
 TEST(PanelPosition, UnderOrOverTheIconElseTopRightAlwaysOnScreen) {
     const QRect screen(0, 0, 1280, 800);
     const QSize panel(392, 660);
-    const struct {
-        QRect icon;
-        QPoint at;
-    } cases[] = {
-        // A top bar: centred under the icon.
-        {QRect(600, 0, 24, 24), QPoint(416, 28)},
-        // Near the right edge: pulled in to stay on the screen.
-        {QRect(1250, 0, 24, 24), QPoint(880, 28)},
-        // A bottom panel: over the icon, kept below the top edge.
-        {QRect(1200, 776, 24, 24), QPoint(880, 112)},
-        // The desktop does not say: the top-right corner.
-        {QRect(), QPoint(880, 8)},
-        // An icon on another screen counts as unknown.
-        {QRect(3000, 0, 24, 24), QPoint(880, 8)},
+    const std::pair<QRect, QPoint> cases[] = {
+        {QRect(600, 0, 24, 24), QPoint(416, 28)},      // a top bar: centred under the icon
+        {QRect(1250, 0, 24, 24), QPoint(880, 28)},     // near the right edge: pulled in
+        {QRect(1200, 776, 24, 24), QPoint(880, 112)},  // a bottom panel: over it, below the top
+        {QRect(), QPoint(880, 8)},                     // the desktop does not say: top right
+        {QRect(3000, 0, 24, 24), QPoint(880, 8)},      // on another screen counts as unknown
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(panelPosition(c.icon, screen, panel), c.at) << c.icon.x() << "," << c.icon.y();
+    for (const auto& [icon, at] : cases) {
+        EXPECT_EQ(panelPosition(icon, screen, panel), at) << icon.x() << "," << icon.y();
     }
     // A screen smaller than the panel still shows its top-left corner.
     EXPECT_EQ(panelPosition(QRect(), QRect(0, 0, 300, 500), panel), QPoint(8, 8));
@@ -95,10 +82,17 @@ protected:
             Reply::json({{"insights", QJsonArray{QJsonObject{{"id", "1"}, {"title", "Maya"}}}}}));
     }
 
-    // Sends and waits until the answer has come.
     void sendAndWait(const QString& text) {
         ASSERT_TRUE(model.send(text));
         ASSERT_TRUE(testing::waitUntil([&] { return !model.pending(); }));
+    }
+    // The bubbles as "me:" or "it:" and their text, a waiting one marked with "(waiting)".
+    QStringList bubbles() const {
+        QStringList out;
+        for (const auto& b : model.bubbles()) {
+            out << (b.mine ? "me:" : "it:") + b.text + (b.waiting ? "(waiting)" : "");
+        }
+        return out;
     }
     QString lastBubble() const { return model.bubbles().constLast().text; }
 
@@ -106,20 +100,14 @@ protected:
 };
 
 TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
-    EXPECT_EQ(model.bubbles().size(), 1);
-    EXPECT_EQ(model.bubbles()[0].text, core::sentences::kGreeting);
+    const QString greeting = "it:" + QString(core::sentences::kGreeting);
     ASSERT_TRUE(model.send("  What did I say about the intern role?  "));
-    // The question and a waiting answer; Send stays off until it comes.
-    ASSERT_EQ(model.bubbles().size(), 3);
-    EXPECT_EQ(model.bubbles()[1].text, "What did I say about the intern role?");
-    EXPECT_TRUE(model.bubbles()[1].mine);
-    EXPECT_EQ(lastBubble(), "…");
-    EXPECT_TRUE(model.bubbles()[2].waiting);
-    EXPECT_TRUE(model.pending());
+    // Send stays off until the answer comes.
+    EXPECT_EQ(bubbles(),
+              (QStringList{greeting, "me:What did I say about the intern role?", "it:…(waiting)"}));
     EXPECT_FALSE(model.send("is it raining"));
     ASSERT_TRUE(testing::waitUntil([&] { return !model.pending(); }));
-    EXPECT_EQ(lastBubble(), "Unpaid, stealth, NDA first.");
-    EXPECT_FALSE(model.bubbles().constLast().waiting);
+    EXPECT_EQ(bubbles().last(), "it:Unpaid, stealth, NDA first.");
 
     sendAndWait("And the posting?");
     const auto sent = backend.requests("chat");
@@ -136,8 +124,7 @@ TEST_F(PanelModelTest, AsksSendTheWholeHistoryInOrder) {
 
 TEST_F(PanelModelTest, TellsFileTheTrimmedTextAsTypedAndRefetchInsights) {
     sendAndWait("  Island trip booked for June \n");
-    EXPECT_EQ(model.bubbles()[1].text, "Island trip booked for June");
-    EXPECT_EQ(lastBubble(), "In Pelix");
+    EXPECT_EQ(bubbles().mid(1), (QStringList{"me:Island trip booked for June", "it:In Pelix"}));
     const auto sent = backend.requests("organize");
     ASSERT_EQ(sent.size(), 1);
     EXPECT_EQ(sent[0].json.value("text").toString(), "Island trip booked for June");
@@ -154,22 +141,6 @@ TEST_F(PanelModelTest, TellsFileTheTrimmedTextAsTypedAndRefetchInsights) {
     EXPECT_EQ(backend.requests("insights")[0].json, QJsonObject{});
 }
 
-TEST_F(PanelModelTest, TheChipChoosesTheModeForOneSendOnly) {
-    // "Island …" reads as a Tell; the chip makes it an Ask.
-    EXPECT_EQ(model.modeFor("Island trip"), PanelModel::Mode::tell);
-    model.switchMode("Island trip");
-    EXPECT_EQ(model.manualMode(), PanelModel::Mode::ask);
-    EXPECT_EQ(model.modeFor("anything at all"), PanelModel::Mode::ask);
-    sendAndWait("Island trip");
-    EXPECT_EQ(backend.requests("chat").size(), 1);
-    EXPECT_FALSE(model.manualMode().has_value());
-    // And a question can be filed as a Tell.
-    model.switchMode("what a day");
-    sendAndWait("what a day");
-    EXPECT_EQ(backend.requests("organize").size(), 1);
-    EXPECT_EQ(model.modeFor("what a day"), PanelModel::Mode::ask);
-}
-
 TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     int loaded = 0;
     QObject::connect(&model, &PanelModel::insightsLoaded, [&](bool ok) { loaded += ok; });
@@ -183,7 +154,6 @@ TEST_F(PanelModelTest, InsightsAreFetchedAtMostEveryHalfHourUnlessForced) {
     clock.set(clock.uptime() + 0.001);
     model.refreshInsights(false);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 2; }));
-    EXPECT_EQ(backend.requests("insights").size(), 2);
     model.refreshInsights(true);
     ASSERT_TRUE(testing::waitUntil([&] { return loaded == 3; }));
     EXPECT_EQ(backend.requests("insights").size(), 3);
@@ -227,34 +197,154 @@ TEST_F(PanelModelTest, FailuresShowTheirSentenceAndLetSendAgain) {
 // Tell and an Ask and in place of the insights.
 TEST_F(PanelModelTest, AnUnreachableBackendSaysSo) {
     fakes::HostileServer cutShort(fakes::HostileServer::cutShort(R"({"reply":"never whole"})", 5));
-    const struct {
-        const char* name;
-        QUrl base;
-    } cases[] = {
-        {"refused", QUrl("http://127.0.0.1:1")},
-        {"plain http elsewhere", QUrl("http://10.255.255.1")},
-        {"cut short", cutShort.base()},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        service::Api nowhere(c.base, tokens, &network, &clock);
+    const QUrl bases[] = {QUrl("http://127.0.0.1:1"), QUrl("http://10.255.255.1"), cutShort.base()};
+    const QString reach = core::sentences::kCouldntReachPelix;
+    for (const QUrl& base : bases) {
+        SCOPED_TRACE(base.toString().toStdString());
+        service::Api nowhere(base, tokens, &network, &clock);
         PanelModel offline(nowhere, clock);
         for (const char* input : {"what's up", "the rent is paid"}) {
             ASSERT_TRUE(offline.send(input));
             ASSERT_TRUE(testing::waitUntil([&] { return !offline.pending(); }, 15000));
             const QString shown = offline.bubbles().constLast().text;
-            EXPECT_TRUE(shown.startsWith(core::sentences::kCouldntReachPelix))
+            EXPECT_TRUE(shown.startsWith(reach) && shown.size() > reach.size())
                 << shown.toStdString();
-            EXPECT_GT(shown.size(), QString(core::sentences::kCouldntReachPelix).size());
         }
         bool loaded = false;
         QObject::connect(&offline, &PanelModel::insightsLoaded, [&] { loaded = true; });
         offline.refreshInsights(true, 10);
         ASSERT_TRUE(testing::waitUntil([&] { return loaded; }, 15000));
-        EXPECT_TRUE(offline.insightsNote().startsWith(core::sentences::kCouldntReachPelix))
+        EXPECT_TRUE(offline.insightsNote().startsWith(reach))
             << offline.insightsNote().toStdString();
-        EXPECT_FALSE(offline.send("   "));
     }
+}
+
+TEST_F(PanelModelTest, TheWindowsFieldSendButtonChipAndMicGoThroughTheModel) {
+    PanelWindow window(model);
+    QPushButton* modeChip = nullptr;
+    for (auto* button : window.findChildren<QPushButton*>()) {
+        if (button->toolTip() == core::sentences::kModeChipTip) modeChip = button;
+    }
+    ASSERT_TRUE(modeChip);
+    window.input()->setText("is it raining");
+    EXPECT_EQ(modeChip->text(), "Ask");
+    // The chip chooses the mode for one send only, either way.
+    for (const auto& [typed, chosen, endpoint] :
+         {std::tuple{"Island trip", "Ask", "chat"}, std::tuple{"what a day", "Tell", "organize"}}) {
+        window.input()->setText(typed);
+        EXPECT_NE(modeChip->text(), chosen);
+        modeChip->click();
+        EXPECT_EQ(modeChip->text(), chosen);
+        Q_EMIT window.input()->returnPressed();
+        EXPECT_TRUE(window.input()->text().isEmpty());
+        EXPECT_FALSE(window.sendButton()->isEnabled());
+        EXPECT_EQ(modeChip->text(), "Tell");
+        ASSERT_TRUE(testing::waitUntil([&] { return window.sendButton()->isEnabled(); }));
+        EXPECT_EQ(backend.requests(endpoint).size(), 1);
+        EXPECT_FALSE(model.manualMode().has_value());
+    }
+
+    // Nothing typed: nothing sent, the field stays as it was.
+    const auto before = model.bubbles().size();
+    window.input()->setText("   ");
+    window.sendButton()->click();
+    EXPECT_EQ(window.input()->text(), "   ");
+    EXPECT_EQ(model.bubbles().size(), before);
+
+    int taps = 0;
+    QObject::connect(&model, &PanelModel::micTapped, [&] { ++taps; });
+    for (auto* button : window.findChildren<QAbstractButton*>()) {
+        if (button->toolTip() == core::sentences::kMicTip) button->click();
+    }
+    EXPECT_EQ(taps, 1);
+}
+
+// A Tell that cannot reach the backend goes back into the field for another try; one the backend
+// answered, even with a refusal, does not, and neither does it over something typed meanwhile.
+TEST(PanelWindow, ATellThatCouldNotBeSentStaysInTheField) {
+    fakes::BackendRig rig;
+    rig.backend.answer("organize", fakes::Reply::json({{"error", "Too long."}}, 413));
+    service::Api nowhere(QUrl("http://127.0.0.1:1"), rig.tokens, &rig.network, &rig.clock);
+    const struct {
+        const char* what;
+        service::Api& api;
+        QString typedMeanwhile;
+        QString left;
+    } cases[] = {
+        {"unreachable", nowhere, {}, "the rent is paid"},
+        {"unreachable, something new typed", nowhere, "buy milk", "buy milk"},
+        {"refused", rig.api, {}, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        PanelModel model(c.api, rig.clock);
+        PanelWindow window(model);
+        window.input()->setText("the rent is paid");
+        Q_EMIT window.input()->returnPressed();
+        EXPECT_TRUE(window.input()->text().isEmpty());
+        window.input()->setText(c.typedMeanwhile);
+        ASSERT_TRUE(testing::waitUntil([&] { return !model.pending(); }, 15000));
+        EXPECT_EQ(window.input()->text(), c.left);
+    }
+}
+
+// Runs the layout passes that changes have asked for.
+void settle() {
+    for (int pass = 0; pass < 4; ++pass) QCoreApplication::processEvents();
+}
+
+// How much of each insight card shows, as "shown/whole" heights: a card squeezed by the panel's
+// layout shows less than the height its text needs.
+QStringList cardHeights(const PanelWindow& window) {
+    QStringList out;
+    for (QWidget* card : window.findChildren<QWidget*>("insightCard")) {
+        out << QString::number(card->visibleRegion().boundingRect().height()) + "/" +
+                   QString::number(card->heightForWidth(card->width()));
+    }
+    return out;
+}
+
+TEST(PanelWindow, InsightCardsKeepTheirHeightAfterTellsAndReopening) {
+    fakes::BackendRig rig;
+    QJsonArray insights;
+    for (const char* kind : {"pattern", "people"}) {
+        insights.append(QJsonObject{{"id", kind},
+                                    {"kind", kind},
+                                    {"title", QString("A %1 worth seeing").arg(kind)},
+                                    {"body", "You come back to the garden every Sunday."}});
+    }
+    rig.backend.answer("insights", fakes::Reply::json({{"insights", insights}}));
+    rig.backend.answer("organize", fakes::Reply::json({}));
+    PanelModel model(rig.api, rig.clock);
+    PanelWindow window(model);
+    window.open(QRect());
+    ASSERT_TRUE(testing::waitUntil([&] { return cardHeights(window).size() == 2; }));
+    settle();
+    const QStringList whole = cardHeights(window);
+    for (const QString& card : whole) {
+        const QStringList shownAndWhole = card.split('/');
+        EXPECT_EQ(shownAndWhole.at(0), shownAndWhole.at(1)) << "at first: " << card.toStdString();
+        EXPECT_GT(shownAndWhole.at(1).toInt(), 40);
+    }
+
+    // Each Tell refetches the insights, and the cards are made anew while the panel is shown.
+    for (int i = 0; i < 6; ++i) {
+        window.input()->setText(QString("Planted the tomatoes, row %1").arg(i));
+        Q_EMIT window.input()->returnPressed();
+        ASSERT_TRUE(testing::waitUntil([&] { return window.sendButton()->isEnabled(); }));
+        ASSERT_TRUE(rig.backend.waitFor("insights", 2 + i));
+        ASSERT_TRUE(testing::waitUntil(
+            [&] { return model.insightsState() == PanelModel::InsightsState::shown; }));
+        settle();
+        EXPECT_EQ(cardHeights(window), whole) << "after Tell " << i + 1;
+    }
+
+    // Reopening within the half hour asks for no insights, and the cards keep their height.
+    window.hide();
+    window.open(QRect());
+    settle();
+    EXPECT_EQ(rig.backend.requests("insights").size(), 7);
+    EXPECT_EQ(cardHeights(window), whole) << "after reopening";
 }
 
 }  // namespace
