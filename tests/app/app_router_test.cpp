@@ -71,7 +71,7 @@ protected:
 
 // The tray's end-to-end test checks the request's key, name and context; here, that the
 // recorder's own file is what goes, and the sounds and looks on the way.
-TEST_F(AppRouterTest, TwoTapsFileTheRecordingWithItsNameAndContext) {
+TEST_F(AppRouterTest, TwoTapsSendTheRecordersFileWithSoundsAndLooksOnTheWay) {
     tapAlt(100);
     ASSERT_TRUE(app().recording());
     EXPECT_EQ(shell.look, ui::TrayLook::recording);
