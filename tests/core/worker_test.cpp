@@ -87,10 +87,10 @@ TEST(Worker, SerialWorkerRunsJobsOneAtATimeInOrderOnOneThread) {
     Worker worker(&owner, 1);
     std::atomic<int> inside = 0;
     std::atomic<bool> overlapped = false;
-    QList<int> ran;  // written by the jobs only, one at a time
-    QList<QThread*> threads;
-    QList<int> done;
+    QList<int> ran, done, expected;  // `ran` is written by the jobs only, one at a time
+    QSet<QThread*> threads;
     for (int i = 0; i < 40; ++i) {
+        expected << i;
         worker.run(
             [&, i] {
                 if (++inside > 1) overlapped = true;
@@ -103,12 +103,10 @@ TEST(Worker, SerialWorkerRunsJobsOneAtATimeInOrderOnOneThread) {
             [&](int i) { done << i; });
     }
     ASSERT_TRUE(pelix::testing::waitUntil([&] { return done.size() == 40; }));
-    QList<int> expected;
-    for (int i = 0; i < 40; ++i) expected << i;
     EXPECT_FALSE(overlapped);
     EXPECT_EQ(ran, expected);
     EXPECT_EQ(done, expected);
-    EXPECT_EQ(QSet<QThread*>(threads.begin(), threads.end()).size(), 1);
+    EXPECT_EQ(threads.size(), 1);
 }
 
 }  // namespace
