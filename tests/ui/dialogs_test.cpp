@@ -23,6 +23,7 @@ QToolButton* buttonOf(QLineEdit* field, QAction* action) {
     return nullptr;
 }
 
+// The key field is bordered (its edge drawn in another colour than its inside) and masked.
 TEST(SecretDialog, TheKeyIsHiddenUntilTheEyeShowsItAndReturnConfirms) {
     SecretDialog dialog("Paste the key:", "Connect");
     dialog.setStyleSheet(theme::styleSheet());
@@ -30,6 +31,9 @@ TEST(SecretDialog, TheKeyIsHiddenUntilTheEyeShowsItAndReturnConfirms) {
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&dialog));
     QSignalSpy entered(&dialog, &SecretDialog::entered);
     QLineEdit* field = dialog.field();
+    const QImage look = field->grab().toImage();
+    EXPECT_NE(look.pixelColor(0, look.height() / 2), theme::kSurface);
+    EXPECT_EQ(look.pixelColor(look.width() / 2, look.height() / 2), theme::kSurface);
 
     // Nothing typed: Return does nothing.
     QTest::keyClick(field, Qt::Key_Return);
@@ -38,63 +42,38 @@ TEST(SecretDialog, TheKeyIsHiddenUntilTheEyeShowsItAndReturnConfirms) {
 
     const QString key = "pelix_0123456789abcdef";
     QTest::keyClicks(field, key);
-    EXPECT_EQ(field->text(), key);
     EXPECT_FALSE(field->displayText().contains("pelix_")) << "the key shows in clear";
-
     QToolButton* eye = buttonOf(field, dialog.showAction());
-    ASSERT_TRUE(eye);
-    EXPECT_TRUE(eye->isVisible());
-    // Shown, then hidden again, each by a click on the eye.
+    ASSERT_TRUE(eye && eye->isVisible());
     for (const bool shown : {true, false}) {
         QTest::mouseClick(eye, Qt::LeftButton);
-        EXPECT_EQ(dialog.shown(), shown);
         EXPECT_EQ(field->displayText() == key, shown);
         EXPECT_EQ(dialog.showAction()->toolTip(), shown ? "Hide the key" : "Show the key");
     }
 
     QTest::keyClick(field, Qt::Key_Return);
-    ASSERT_EQ(entered.count(), 1);
-    EXPECT_EQ(entered.at(0).at(0).toString(), key);
+    EXPECT_EQ(entered, QList<QVariantList>{{key}});
     EXPECT_FALSE(dialog.isVisible());
 }
 
-// The field stands out from the dialog: its edge is drawn in the border colour.
-TEST(SecretDialog, TheFieldHasAVisibleBorder) {
-    SecretDialog dialog("Paste the key:", "Connect");
-    dialog.setStyleSheet(theme::styleSheet());
-    dialog.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&dialog));
-    const QImage field = dialog.field()->grab().toImage();
-    const QColor edge = field.pixelColor(0, field.height() / 2);
-    const QColor inside = field.pixelColor(field.width() / 2, field.height() / 2);
-    EXPECT_NE(edge, inside);
-    EXPECT_EQ(inside, theme::kSurface);
-}
-
-struct Exit {
-    const char* name;
-    int button;  // -1: Escape
-    int answer;
-};
-
 TEST(MessageDialog, EveryWayOutGivesOneAnswer) {
-    const Exit exits[] = {{"Sign in", 0, 0}, {"Later", 1, 1}, {"Paste", 2, 2}, {"Escape", -1, -1}};
-    for (const Exit& exit : exits) {
+    // The button clicked, or -1 for Escape, which answers -1.
+    for (const int exit : {0, 1, 2, -1}) {
+        SCOPED_TRACE(exit);
         MessageDialog dialog("Sign in to Pelix", "Your browser opens Pelix.",
                              {"Sign in", "Later", "Paste a key instead…"});
         dialog.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&dialog));
         QSignalSpy answered(&dialog, &MessageDialog::answered);
-        EXPECT_TRUE(dialog.button(0)->isDefault()) << exit.name;
-        if (exit.button < 0) {
+        EXPECT_TRUE(dialog.button(0)->isDefault());
+        if (exit < 0) {
             QTest::keyClick(&dialog, Qt::Key_Escape);
         } else {
-            QTest::mouseClick(dialog.button(exit.button), Qt::LeftButton);
+            QTest::mouseClick(dialog.button(exit), Qt::LeftButton);
         }
-        ASSERT_EQ(answered.count(), 1) << exit.name;
-        EXPECT_EQ(answered.at(0).at(0).toInt(), exit.answer) << exit.name;
+        EXPECT_EQ(answered.count(), 1);
         dialog.close();
-        EXPECT_EQ(answered.count(), 1) << exit.name;
+        EXPECT_EQ(answered, QList<QVariantList>{{exit}});
     }
 }
 
