@@ -93,8 +93,6 @@ TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
         {"lenient client, 502 page", HostileServer::badGatewayPage(), std::nullopt, {}},
         {"plan, 502 page", HostileServer::badGatewayPage(), plan,
          "Pelix answered 502 without the edit plan, so nothing was changed."},
-        {"plan, invalid JWT", HostileServer::invalidJwt(), plan,
-         "Pelix answered 401 without the edit plan, so nothing was changed."},
         {"plan, 200 without it", json(200, R"({"reply":"Sure."})"), plan,
          "Pelix answered 200 without the edit plan, so nothing was changed."},
         {"plan, of the wrong kind", json(200, R"({"cut":"all"})"), plan,
@@ -108,8 +106,6 @@ TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
          "Pelix answered 401 and did not say it was done."},
         {"nothing, 403 msg", json(403, R"({"msg":"Forbidden"})"), Needs::nothing(),
          "Pelix answered 403 and did not say it was done."},
-        {"nothing, 503 empty", json(503, "{}"), Needs::nothing(),
-         "Pelix answered 503 and did not say it was done."},
         {"nothing, 404 page",
          HostileServer::answer(404, "text/html", "<h1>no</h1>"),
          Needs::nothing(),
@@ -236,11 +232,9 @@ TEST_F(HostileApiTest, OnlyLoopbackMayUsePlainHttp) {
 TEST_F(HostileApiTest, AServerWithAnUntrustedCertificateGetsNoRequest) {
     QTemporaryDir keys;
     ASSERT_TRUE(testing::makeCertificate(keys.path()));
-    QFile cert(keys.filePath("cert.pem")), key(keys.filePath("key.pem"));
-    ASSERT_TRUE(cert.open(QIODevice::ReadOnly) && key.open(QIODevice::ReadOnly));
     QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-    tls.setLocalCertificate(QSslCertificate(cert.readAll()));
-    tls.setPrivateKey(QSslKey(key.readAll(), QSsl::Rsa));
+    tls.setLocalCertificate(QSslCertificate(testing::readFile(keys.filePath("cert.pem"))));
+    tls.setPrivateKey(QSslKey(testing::readFile(keys.filePath("key.pem")), QSsl::Rsa));
     QSslServer server;
     server.setSslConfiguration(tls);
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));

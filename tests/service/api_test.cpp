@@ -70,12 +70,12 @@ TEST_F(ApiTest, FramesTheRequestWithThePassedOrTheStoredKey) {
     ASSERT_TRUE(call("f", {}, QString("pelix_other")));
     const auto seen = backend.requests();
     ASSERT_EQ(seen.size(), 2);
-    EXPECT_EQ(seen[0].method, "POST");
-    EXPECT_EQ(seen[0].path, "/functions/v1/organize");
-    EXPECT_EQ(seen[0].headers.value("content-type"), "application/json");
-    EXPECT_EQ(seen[0].headers.value("authorization"), "Bearer pelix_test");
-    EXPECT_EQ(seen[0].body, R"({"n":2,"text":"buy milk"})");
-    EXPECT_EQ(seen[1].headers.value("authorization"), "Bearer pelix_other");
+    EXPECT_EQ(
+        QStringList({seen[0].method, seen[0].path, seen[0].headers.value("content-type"),
+                     seen[0].headers.value("authorization"), QString::fromUtf8(seen[0].body),
+                     seen[1].headers.value("authorization")}),
+        QStringList({"POST", "/functions/v1/organize", "application/json", "Bearer pelix_test",
+                     R"({"n":2,"text":"buy milk"})", "Bearer pelix_other"}));
 }
 
 // Signed out, or given a key that would add a header: a 401 at once and nothing sent.
@@ -142,30 +142,6 @@ TEST_F(ApiTest, ContextCarriesEveryKey) {
     EXPECT_EQ(api.context("voice", 12.49).value("duration_s").toInteger(), 12);
     clock.setNow(QDateTime(QDate(2026, 11, 22), QTime(23, 0), QTimeZone("UTC")));
     EXPECT_EQ(api.context("live").value("weekday").toInt(), 1);  // a Sunday
-}
-
-TEST_F(ApiTest, ThinOperationsReadTheirMembers) {
-    backend.answer("organize",
-                   Reply::json({{"tasks", QJsonArray{QJsonObject{{"title", "Call Ann"}}}},
-                                {"notes", QJsonArray{}}}));
-    backend.answer("chat", Reply::json({{"reply", "Tuesday."}}));
-    backend.answer(
-        "insights",
-        Reply::json({{"insights", QJsonArray{QJsonObject{{"title", "T"}, {"body", "B"}}}}}));
-    std::optional<Result<Filed>> filed;
-    api.tell("call ann", "typed", 10, [&](auto r) { filed = r; });
-    std::optional<Result<QString>> reply;
-    api.ask(QJsonArray{QJsonObject{{"role", "user"}, {"content", "When?"}}},
-            [&](auto r) { reply = r; });
-    std::optional<Result<QList<Insight>>> insights;
-    api.insights({}, 10, [&](auto r) { insights = r; });
-    ASSERT_TRUE(testing::waitUntil([&] { return filed && reply && insights; }));
-
-    EXPECT_EQ((*filed)->tasks, QStringList{"Call Ann"});
-    EXPECT_EQ(**reply, "Tuesday.");
-    ASSERT_EQ((*insights)->size(), 1);
-    EXPECT_EQ((*insights)->at(0).kind, "connection");
-    EXPECT_EQ(sent("organize").value(0).value("context").toObject().value("input"), "typed");
 }
 
 TEST_F(ApiTest, TheBaseIsTheEnvironmentsThenThePreferenceThenTheDefault) {
