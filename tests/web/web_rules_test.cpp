@@ -27,10 +27,8 @@ TEST(WebRules, NavigationFollowsTheSchemeTheHostAndWhoAsked) {
         {"PELIX-MAC://voice-memos", true, Navigation::macLink},
         {"pelix-mac://connect?token=pelix_other", false, Navigation::refuse},
         {"mailto:me@example.com", true, Navigation::desktop},
-        {"tel:+4930123", true, Navigation::desktop},
         {"file:///etc/passwd", true, Navigation::desktop},
         {"mailto:me@example.com", false, Navigation::refuse},
-        {"steam://run/1", false, Navigation::refuse},
         {"https://accounts.google.com/o/oauth2/v2/auth?x=1", false, Navigation::signIn},
         {"https://pelix-api.test/auth/v1/authorize?provider=google", true, Navigation::signIn},
         {"https://eu.pelix-api.test/auth/v1/authorize?provider=google&x=y", false,
@@ -43,12 +41,10 @@ TEST(WebRules, NavigationFollowsTheSchemeTheHostAndWhoAsked) {
         {"https://storage.pelix-api.test/x.png", true, Navigation::allow},
         // A host that merely ends with the domain's letters is another site.
         {"https://evilpelix-api.test/", true, Navigation::browser},
-        {"https://example.com/article", true, Navigation::browser},
-        // However it came about: a redirect or a script ends in the browser too.
-        {"https://example.com/after-redirect", false, Navigation::browser},
+        // However it came about (a redirect, a script) another site ends in the browser.
+        {"https://example.com/article", false, Navigation::browser},
         {"http://example.com/", true, Navigation::browser},
         {"about:blank", true, Navigation::allow},
-        {"data:text/html,hi", false, Navigation::allow},
         {"blob:https://app.pelix.test/1234", true, Navigation::allow},
         {"", true, Navigation::allow},
     };
@@ -85,12 +81,12 @@ TEST(WebRules, ARelayMessageNeedsAUserIdentifierAndAtMostATextKey) {
     const auto read = [](const char* json) {
         return relayAccountMessage(QJsonDocument::fromJson(QByteArray("[") + json + "]")[0]);
     };
-    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab"})"),
-              (RelayAccountMessage{user, std::nullopt}));
     EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":"pelix_k1"})"),
               (RelayAccountMessage{user, "pelix_k1"}));
-    EXPECT_EQ(read(R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":""})"),
-              (RelayAccountMessage{user, std::nullopt}));
+    for (const char* none : {R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab"})",
+                             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":""})"}) {
+        EXPECT_EQ(read(none), (RelayAccountMessage{user, std::nullopt})) << none;
+    }
     for (const char* bad : {
              R"({"user":"0123abcd-4567-89ef-ABCD-0123456789a"})",    // 35 characters
              R"({"user":"0123abcd-4567-89ef-ABCD-0123456789abc"})",  // 37
@@ -106,15 +102,10 @@ TEST(WebRules, ARelayMessageNeedsAUserIdentifierAndAtMostATextKey) {
     }
 }
 
-TEST(WebRules, TheOfflinePageCarriesItsTextsColoursAndTheFailedAddress) {
-    const QString page = offlinePage(QUrl("https://app.pelix.test/a?b=1&c=<2>"));
-    for (const char* part :
-         {"Pelix can't reach the internet.", "Check the connection, then try again.",
-          ">Try again</a>", "#fafaf7", "#16170f", "#5b5c52", "#b8730f", "font-weight:600"}) {
-        EXPECT_TRUE(page.contains(QLatin1String(part))) << part;
-    }
-    // The address is escaped into the attribute.
-    EXPECT_TRUE(page.contains("href=\"https://app.pelix.test/a?b=1&amp;c=%3C2%3E\""))
+// Its texts and colours are checked as the engine shows them, in the window's test.
+TEST(WebRules, TheOfflinePageEscapesTheFailedAddress) {
+    const QString page = offlinePage(QUrl("https://app.pelix.test/a?b=1&c=<2>\"x"));
+    EXPECT_TRUE(page.contains("href=\"https://app.pelix.test/a?b=1&amp;c=%3C2%3E%22x\""))
         << page.toStdString();
 }
 
