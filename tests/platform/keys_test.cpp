@@ -1,41 +1,9 @@
-// From X keys to the four modifier bits, and from server times to up-time.
+// Key codes to the four modifier bits, and server times to up-time.
 #include "platform/Keys.h"
 #include "support/TestSupport.h"
 
 namespace pelix::platform {
 namespace {
-
-TEST(Keys, KeysymsTakeTheirRoles) {
-    const struct {
-        std::uint32_t keysym;
-        KeyRole role;
-    } cases[] = {
-        {0xffe9, KeyRole::alt},      {0xffea, KeyRole::alt},      // Alt_L, Alt_R
-        {0xffe7, KeyRole::alt},                                   // Meta_L
-        {0xffe1, KeyRole::shift},    {0xffe4, KeyRole::control},  // Shift_L, Control_R
-        {0xffeb, KeyRole::other},    {0xfe03, KeyRole::other},    // Super_L, AltGr
-        {0xffe5, KeyRole::capsLock}, {0xff7f, KeyRole::ignored},  // Caps Lock, Num Lock
-        {'a', KeyRole::plain},       {0xff1b, KeyRole::plain},    // a, Escape
-        {0xff0d, KeyRole::plain},                                 // Return
-    };
-    for (const auto& c : cases) EXPECT_EQ(roleOfKeysym(c.keysym), c.role) << std::hex << c.keysym;
-}
-
-TEST(Keys, TrackerCombinesKeysAndCapsLock) {
-    ModTracker t;
-    EXPECT_EQ(t.change(64, KeyRole::alt, true).bits, Mods::kAlt);
-    // Both Alt keys: one let go, the other still counts.
-    EXPECT_EQ(t.change(108, KeyRole::alt, true).bits, Mods::kAlt);
-    EXPECT_EQ(t.change(64, KeyRole::alt, false).bits, Mods::kAlt);
-    EXPECT_EQ(t.change(37, KeyRole::control, true).bits, Mods::kAlt | Mods::kControl);
-    EXPECT_EQ(t.change(108, KeyRole::alt, false).bits, Mods::kControl);
-    EXPECT_EQ(t.change(37, KeyRole::control, false).bits, 0);
-    // Caps Lock on is "other" until it is switched off, whatever is held.
-    EXPECT_EQ(t.setCapsLocked(true).bits, Mods::kOther);
-    EXPECT_EQ(t.change(50, KeyRole::shift, true).bits, Mods::kOther | Mods::kShift);
-    EXPECT_EQ(t.setCapsLocked(false).bits, Mods::kShift);
-    EXPECT_EQ(t.change(50, KeyRole::shift, false).bits, 0);
-}
 
 // What the gestures are fed: each key code counts under the role it went down with, the whole
 // range of X key codes is kept apart, and codes outside it, keys of no modifier role and releases

@@ -52,11 +52,7 @@ TEST(LayoutKeys, EachCharacterComesFromTheKeyOfTheLayoutInUse) {
                      QString::number(uint(c.character), 16).toStdString());
         const std::optional<LayoutKeys> keys = LayoutKeys::fromNames(c.layout, c.variant);
         ASSERT_TRUE(keys.has_value());
-        const std::optional<KeyStroke> stroke = keys->stroke(c.character);
-        ASSERT_EQ(stroke.has_value(), c.stroke.has_value());
-        if (!stroke) continue;
-        EXPECT_EQ(stroke->code, c.stroke->code);
-        EXPECT_EQ(stroke->modifiers, c.stroke->modifiers);
+        EXPECT_EQ(keys->stroke(c.character), c.stroke);
     }
 }
 
@@ -65,9 +61,6 @@ TEST(LayoutKeys, PasteIsCtrlAndTheKeyThatGivesV) {
     const std::optional<LayoutKeys> dvorak = LayoutKeys::fromNames("us", "dvorak");
     ASSERT_TRUE(dvorak.has_value());
     EXPECT_EQ(dvorak->v(), KEY_DOT);
-    EXPECT_EQ(dvorak->control(), KEY_LEFTCTRL);
-    EXPECT_EQ(dvorak->backSpace(), KEY_BACKSPACE);
-    EXPECT_EQ(dvorak->enter(), KEY_ENTER);
     EXPECT_EQ(LayoutKeys::fromNames("de")->v(), KEY_V);
 }
 
