@@ -102,64 +102,51 @@ const QStringList kFolderOpen{"Send new voice memos to Pelix", "Send voice memos
 const QStringList kFolderClosed{"⚠ Allow Pelix to read the recordings folder…",
                                 "Send voice memos…"};
 
-struct FolderCase {
-    const char* name;
-    // "default" (nothing chosen), "chosen" (an existing folder), "gone" (a chosen folder that
-    // is not there), "defaultIsAFile" (the default's place taken by a file).
-    const char* setup;
-    QStringList items;
-    bool defaultMadeOnFirstUse;
-};
-void PrintTo(const FolderCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
-class RecordingsFolder : public FeaturesTest, public ::testing::WithParamInterface<FolderCase> {};
-
 // Only a folder that is there, or was chosen, and cannot be read is warned about; a fresh user's
 // default folder is made the first time it is used.
-TEST_P(RecordingsFolder, TheMenuWarnsOnlyAboutAFolderThatCannotBeRead) {
-    const FolderCase& c = GetParam();
-    const QString byDefault = QDir::homePath() + "/Music/Recordings";
-    const QString setup = c.setup;
-    if (setup == "chosen") {
-        prefs.setValue("voiceMemos.folder", folder.path());
-    } else if (setup == "gone") {
-        prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
-    } else {
-        prefs.remove("voiceMemos.folder");
-        if (setup == "defaultIsAFile") {
-            QDir().mkpath(QDir::homePath() + "/Music");
-            writeFile(QDir::homePath() + "/Music", "Recordings");
+TEST_F(FeaturesTest, TheMenuWarnsOnlyAboutARecordingsFolderThatCannotBeRead) {
+    const QString music = QDir::homePath() + "/Music", byDefault = music + "/Recordings";
+    const struct {
+        const char* name;
+        std::optional<QString> chosen;  // none: the default
+        bool defaultIsAFile;
+        QStringList items;
+        bool defaultMade;  // on first use
+        QString chooserStart;
+    } cases[] = {
+        {"a fresh user", std::nullopt, false, kFolderOpen, true, byDefault},
+        {"chosen", folder.path(), false, kFolderOpen, false, folder.path()},
+        {"chosen and gone", folder.path() + "/gone", false, kFolderClosed, false, QDir::homePath()},
+        {"the default is a file", std::nullopt, true, kFolderClosed, false, QDir::homePath()},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QDir(music).removeRecursively();
+        if (c.chosen) {
+            prefs.setValue("voiceMemos.folder", *c.chosen);
+        } else {
+            prefs.remove("voiceMemos.folder");
         }
+        if (c.defaultIsAFile) writeFile(music, "Recordings");
+        AppFeatures features{parts};
+        EXPECT_EQ(memoItems(features), c.items);
+        EXPECT_FALSE(QFileInfo(byDefault).isDir()) << "nothing is made just by looking at the menu";
+
+        // Choosing the folder opens the chooser on the folder in use, made when it is the default.
+        features.allowRecordings();
+        EXPECT_EQ(shell.choices.last(), "Choose the folder your recordings are in");
+        EXPECT_EQ(QFileInfo(byDefault).isDir(), c.defaultMade);
+        EXPECT_EQ(shell.folderStarts.last(), c.chooserStart);
+        EXPECT_EQ(memoItems(features), c.defaultMade ? kFolderOpen : c.items);
+
+        // Whatever it was, a readable folder chosen now is the one, at once.
+        QTemporaryDir other;
+        shell.choose(other.path());
+        EXPECT_EQ(prefs.value("voiceMemos.folder").toString(), other.path());
+        EXPECT_EQ(memoItems(features), kFolderOpen);
+        EXPECT_EQ(shell.lines.last(), "Pelix reads your recordings from " + other.path() + " now.");
     }
-    EXPECT_EQ(memoItems(features), c.items);
-    EXPECT_FALSE(QFileInfo(byDefault).isDir()) << "nothing is made just by looking at the menu";
-
-    // Choosing the folder opens the chooser on the folder in use, made when it is the default.
-    features.allowRecordings();
-    EXPECT_EQ(shell.choices.last(), "Choose the folder your recordings are in");
-    EXPECT_EQ(QFileInfo(byDefault).isDir(), c.defaultMadeOnFirstUse);
-    EXPECT_EQ(shell.folderStarts.last(), c.defaultMadeOnFirstUse ? byDefault
-                                         : setup == "chosen"     ? folder.path()
-                                                                 : QDir::homePath());
-    EXPECT_EQ(memoItems(features), c.defaultMadeOnFirstUse ? kFolderOpen : c.items);
-
-    // Whatever it was, a readable folder chosen now is the one, at once.
-    QTemporaryDir other;
-    shell.choose(other.path());
-    EXPECT_EQ(prefs.value("voiceMemos.folder").toString(), other.path());
-    EXPECT_EQ(memoItems(features), kFolderOpen);
-    EXPECT_EQ(shell.lines.last(), "Pelix reads your recordings from " + other.path() + " now.");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Folders, RecordingsFolder,
-    ::testing::Values(FolderCase{"FreshUser", "default", kFolderOpen, true},
-                      FolderCase{"Chosen", "chosen", kFolderOpen, false},
-                      FolderCase{"ChosenAndGone", "gone", kFolderClosed, false},
-                      FolderCase{"DefaultIsAFile", "defaultIsAFile", kFolderClosed, false}),
-    [](const ::testing::TestParamInfo<FolderCase>& info) { return std::string(info.param.name); });
 
 // The watcher's first look makes the default folder too, and finds what lands in it later.
 TEST_F(FeaturesTest, TheWatcherMakesTheDefaultFolderAndFilesWhatLandsThere) {
