@@ -122,10 +122,9 @@ TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
 
         EXPECT_EQ(sent, files) << c.message.toStdString();
         ASSERT_EQ(shown.size(), c.outcomes.size() + 1);
-        EXPECT_EQ(shown.first().first, QString("Sending 1 of %1…").arg(c.outcomes.size()));
-        EXPECT_EQ(shown.first().second, drops::State::working);
-        EXPECT_EQ(shown.last().first, c.message);
-        EXPECT_EQ(shown.last().second, c.state);
+        EXPECT_EQ(shown.first(), std::pair(QString("Sending 1 of %1…").arg(c.outcomes.size()),
+                                           drops::State::working));
+        EXPECT_EQ(shown.last(), std::pair(c.message, c.state));
         EXPECT_FALSE(QFileInfo::exists(files.first())) << "the fetched copy is removed";
         for (const QString& file : files.mid(1)) EXPECT_TRUE(QFileInfo::exists(file));
         EXPECT_FALSE(sender.busy());

@@ -85,15 +85,14 @@ TEST_F(MemoCli, SendsPiecesOfTheGivenLengthToTheBackendInOrder) {
 }
 
 // What --piece says about itself: a length under a second is refused before anything is done;
-// anything that is not a positive number falls back to 360 s, saying so. The path is checked too.
+// anything that is not a positive number (nan included) falls back to 360 s, saying so. The path
+// is checked too.
 TEST_F(MemoCli, PieceLengthsAndPathsAreCheckedAndExplained) {
     backend.answer("braindump", Reply::json({{"text", "heard"}}));
     const QString fallback = " is not a length in seconds, so the pieces are 360 s long.\n";
     const std::tuple<const char*, int, QString> cases[] = {
         {"1e-9", 1, "Couldn't send pieces of 1e-9 s: a piece is at least 1 s long.\n"},
-        {"0.001", 1, "Couldn't send pieces of 0.001 s: a piece is at least 1 s long.\n"},
         {"abc", 0, "--piece abc" + fallback},
-        {"-1", 0, "--piece -1" + fallback},
         {"0", 0, "--piece 0" + fallback},
         {"nan", 0, "--piece nan" + fallback},
         {"1", 0, ""},
