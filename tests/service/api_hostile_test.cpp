@@ -130,17 +130,6 @@ TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
     }
 }
 
-TEST_F(HostileApiTest, TheTimeLimitCoversTheWholeCall) {
-    // One byte every 300 ms: never silent long enough for an inactivity limit.
-    HostileServer server(HostileServer::trickle(QByteArray(200, ' '), 300));
-    const Outcome o = call(server.base(), 2);
-    ASSERT_FALSE(o.answer.has_value());
-    EXPECT_EQ(o.answer.error().message, "The request timed out.");
-    EXPECT_GE(o.seconds, 1.9);
-    EXPECT_LT(o.seconds, 3.0);
-    expectOneSentence(o.answer.error());
-}
-
 TEST_F(HostileApiTest, AnEndlessAnswerIsCutOffWithBoundedMemory) {
     HostileServer server(HostileServer::endless());
     const qint64 before = peakMegabytes();
