@@ -26,8 +26,7 @@ protected:
         ASSERT_TRUE(testing::desktopPresent());
         ASSERT_TRUE(desktop.error().isEmpty()) << desktop.error().toStdString();
 
-        // Pelix runs as the desktop's user: a home of that user's, and a way into the session's
-        // sound server.
+        // Pelix runs as the desktop's user, with a way into the session's sound server.
         static int homes = 0;
         home = desktop.userFolder(QString("pelix-home-%1").arg(++homes));
         env = desktop.clientEnvironment();
@@ -58,7 +57,7 @@ protected:
         if (!soundModule.isEmpty()) QProcess::execute("pactl", {"unload-module", soundModule});
     }
 
-    // What the desktop asks of the user before Pelix may type (nothing, unless overridden).
+    // What the desktop asks of the user before Pelix may type.
     virtual void consent() {}
 
     // Starts `pelix` and, once it can type, the window to type into, which the desktop puts in
@@ -106,15 +105,12 @@ protected:
         ASSERT_TRUE(pelix->saw("dictation: done", 5000)) << pelix->err().constData();
 
         EXPECT_TRUE(target->waitForText(corrected + " ", 5000))
-            << "window: " << target->text().toStdString() << "\nheard: " << heard.toStdString()
-            << "\n"
-            << pelix->err().constData();
+            << "window: " << target->text().toStdString() << "\nheard: " << heard.toStdString();
         EXPECT_NE(heard, corrected + " ");
         EXPECT_EQ(server.calls().size(), 1);
     }
 
     testing::HeadlessDesktop& desktop;
-    // The `pelix` started.
     QString program = qEnvironmentVariable("PELIX_BIN");
     const QByteArray route;
     const QString corrected;

@@ -63,18 +63,6 @@ TEST_F(TypingEndToEnd, BorrowedKeysGoBackAfterTypingAndAfterACrash) {
     delete crashed;
 }
 
-TEST_F(TypingEndToEnd, TheTargetIsTheWindowInFront) {
-    // The window manager names the active window a moment after the window has the focus.
-    std::optional<platform::FrontWindow> front;
-    ASSERT_TRUE(testing::waitUntil([&] {
-        front = Insert::target(typist, "pelix");
-        return front && front->appId == "typing-target";
-    }));
-    EXPECT_EQ(front->appId, "typing-target");
-    EXPECT_EQ(front->pid, target.pid());
-    EXPECT_FALSE(Insert::target(typist, "typing-target").has_value());
-}
-
 TEST_F(TypingEndToEnd, PasteDeliversTheTextAndRestoresTheClipboard) {
     platform::Clipboard& clipboard = desktop->clipboard();
     target.send("own");

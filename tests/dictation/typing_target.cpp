@@ -20,8 +20,7 @@
 #include <unistd.h>
 #include <cstdio>
 
-// X headers last: their macros clash with Qt's names.
-#include <X11/Xlib.h>
+#include <X11/Xlib.h>  // last: its macros clash with Qt's names
 #include <X11/extensions/XTest.h>
 
 namespace {
@@ -37,8 +36,7 @@ void say(const QByteArray& line) {
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("typing-target");
-    // The app id on Wayland.
-    QApplication::setDesktopFileName("typing-target");
+    QApplication::setDesktopFileName("typing-target");  // the app id on Wayland
     QPlainTextEdit edit;
     edit.setWindowTitle("Typing target");
     edit.resize(500, 300);
