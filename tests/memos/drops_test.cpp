@@ -85,76 +85,42 @@ TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheL
     EXPECT_EQ(QFileInfo(drops::logFile()).permissions() & 0x0077, 0);
 }
 
-TEST_F(DropTest, EachBatchEndsWithOneMessageAndCopiesAreRemovedOnceTried) {
-    struct Case {
-        QList<bool> outcomes;
-        QString message;
-        drops::State state;
-    };
-    const Case cases[] = {
-        {{true}, "Complete: take-1.mp3 is in Pelix", drops::State::done},
-        {{true, true}, "Complete: both are in Pelix", drops::State::done},
-        {{true, false, true}, "2 of 3 sent. Drop the other again.", drops::State::failed},
-        {{false}, "Not sent. Drop it again to try once more.", drops::State::failed},
-    };
-    for (const Case& c : cases) {
-        QDir(drops::droppedFolder()).mkpath(".");
-        QStringList files;
-        for (int i = 1; i <= c.outcomes.size(); ++i) {
-            // The first one is a fetched copy, the others lie where they were dropped from.
-            const QString folder = i == 1 ? drops::droppedFolder() : elsewhere.path();
-            files << testing::writeFile(folder, QString("take-%1.mp3").arg(i));
-        }
-        QList<std::pair<QString, drops::State>> shown;
-        QStringList sent;
-        qsizetype next = 0;
-        drops::Sender sender([&](const QString& file, const std::optional<QString>& title,
-                                 std::function<void(bool)> done) {
-            EXPECT_FALSE(title.has_value());
-            sent << file;
-            done(c.outcomes.at(next++));
-        });
-        QObject::connect(&sender, &drops::Sender::show,
-                         [&](const QString& text, drops::State state) {
-                             shown.push_back({text, state});
-                         });
-        sender.sendDropped(files);
-
-        EXPECT_EQ(sent, files) << c.message.toStdString();
-        ASSERT_EQ(shown.size(), c.outcomes.size() + 1);
-        EXPECT_EQ(shown.first(), std::pair(QString("Sending 1 of %1…").arg(c.outcomes.size()),
-                                           drops::State::working));
-        EXPECT_EQ(shown.last(), std::pair(c.message, c.state));
-        EXPECT_FALSE(QFileInfo::exists(files.first())) << "the fetched copy is removed";
-        for (const QString& file : files.mid(1)) EXPECT_TRUE(QFileInfo::exists(file));
-        EXPECT_FALSE(sender.busy());
-    }
-    const QStringList lines = testing::dropLog();
-    EXPECT_EQ(lines.count("memo sent to Pelix"), 5);
-    EXPECT_EQ(lines.count("memo could not be sent"), 2);
-}
-
-TEST_F(DropTest, ADropDuringASendWaitsForIt) {
+// A drop while another is being sent waits for it; each batch ends with one message, and a
+// fetched copy is removed once tried while a file dropped from a folder stays.
+TEST_F(DropTest, EachBatchWaitsForTheOneBeforeAndEndsWithOneMessage) {
     std::function<void(bool)> pending;
     QStringList sent;
-    drops::Sender sender(
-        [&](const QString& file, const std::optional<QString>&, std::function<void(bool)> done) {
-            sent << QFileInfo(file).fileName();
-            pending = std::move(done);
-        });
-    QStringList finals;
-    QObject::connect(&sender, &drops::Sender::show, [&](const QString& text, drops::State state) {
-        if (state != drops::State::working) finals << text;
+    drops::Sender sender([&](const QString& file, const std::optional<QString>& title,
+                             std::function<void(bool)> done) {
+        EXPECT_FALSE(title.has_value());
+        sent << QFileInfo(file).fileName();
+        pending = std::move(done);
     });
+    QStringList shown;
+    QObject::connect(&sender, &drops::Sender::show, [&](const QString& text, drops::State state) {
+        shown << text + (state == drops::State::done     ? " (done)"
+                         : state == drops::State::failed ? " (failed)"
+                                                         : "");
+    });
+    const QString two = testing::writeFile(elsewhere.path(), "two.m4a");
+    QDir(drops::droppedFolder()).mkpath(".");
+    const QString copy = testing::writeFile(drops::droppedFolder(), "fetched.m4a");
     sender.sendDropped({"/a/one.m4a"});
-    sender.sendDropped({"/a/two.m4a", "/a/three.m4a"});
+    sender.sendDropped({two, "/a/three.m4a"});
+    sender.sendDropped({copy});
     EXPECT_EQ(sent, QStringList{"one.m4a"});
-    std::exchange(pending, nullptr)(true);
-    std::exchange(pending, nullptr)(true);
-    std::exchange(pending, nullptr)(false);
-    EXPECT_EQ(sent, (QStringList{"one.m4a", "two.m4a", "three.m4a"}));
-    EXPECT_EQ(finals,
-              (QStringList{"Complete: one.m4a is in Pelix", "1 of 2 sent. Drop the other again."}));
+    for (const bool ok : {true, true, false, false}) std::exchange(pending, nullptr)(ok);
+    EXPECT_EQ(sent, (QStringList{"one.m4a", "two.m4a", "three.m4a", "fetched.m4a"}));
+    EXPECT_EQ(shown, (QStringList{"Sending 1 of 1…", "Complete: one.m4a is in Pelix (done)",
+                                  "Sending 1 of 2…", "Sending 2 of 2…",
+                                  "1 of 2 sent. Drop the other again. (failed)", "Sending 1 of 1…",
+                                  "Not sent. Drop it again to try once more. (failed)"}));
+    EXPECT_FALSE(sender.busy());
+    EXPECT_FALSE(QFileInfo::exists(copy));
+    EXPECT_TRUE(QFileInfo::exists(two));
+    const QStringList lines = testing::dropLog();
+    EXPECT_EQ(lines.count("memo sent to Pelix"), 2);
+    EXPECT_EQ(lines.count("memo could not be sent"), 2);
 }
 
 }  // namespace

@@ -50,25 +50,22 @@ TEST(Library, ListsEveryRecordingWithTheColumnsItHas) {
         // The first non-empty name wins; only the stored path's last component is matched.
         {"all title columns",
          kAllColumns +
-             "INSERT INTO ZCLOUDRECORDING VALUES (1, '/x/Recordings/a.m4a', '', NULL, "
-             "'Walk home', 700000300, 61.5);"
-             "INSERT INTO ZCLOUDRECORDING VALUES (2, 'b.m4a', 'Secret', 'Sort', 'Label', "
-             "700000200, 12);"
-             "INSERT INTO ZCLOUDRECORDING VALUES (3, 'c.m4a', '', '', NULL, 700000100, 3);"
-             "INSERT INTO ZCLOUDRECORDING VALUES (4, NULL, 'gone', '', '', 700000400, 3);",
+             "INSERT INTO ZCLOUDRECORDING VALUES "
+             "(1, '/x/Recordings/a.m4a', '', NULL, 'Walk home', 700000300, 61.5), "
+             "(2, 'b.m4a', 'Secret', 'Sort', 'Label', 700000200, 12), "
+             "(3, 'c.m4a', '', '', NULL, 700000100, 3), (4, NULL, 'gone', '', '', 700000400, 3);",
          {"a.m4a Walk home 300 61.5", "b.m4a Secret 200 12", "c.m4a dated 100 3"}},
         {"no title columns",
          "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZDATE REAL, ZDURATION REAL);"
-         "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 700000300, 1);"
-         "INSERT INTO ZCLOUDRECORDING VALUES ('b.m4a', 700000200, 2);"
-         "INSERT INTO ZCLOUDRECORDING VALUES ('c.m4a', 700000100, 3);",
+         "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 700000300, 1), ('b.m4a', 700000200, 2), "
+         "('c.m4a', 700000100, 3);",
          {"a.m4a dated 300 1", "b.m4a dated 200 2", "c.m4a dated 100 3"}},
         // c.m4a is not in the database yet: its own birth time, which is newer.
         {"only the custom label",
          "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT, ZDATE REAL, "
          "ZDURATION REAL);"
-         "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'Idea', 700000300, 1);"
-         "INSERT INTO ZCLOUDRECORDING VALUES ('b.m4a', NULL, 700000200, 2);",
+         "INSERT INTO ZCLOUDRECORDING VALUES ('a.m4a', 'Idea', 700000300, 1), "
+         "('b.m4a', NULL, 700000200, 2);",
          {"c.m4a c born 0", "a.m4a Idea 300 1", "b.m4a dated 200 2"}},
         // Without a date column every row is dated at the reference date itself.
         {"no date",
