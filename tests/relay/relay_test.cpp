@@ -372,33 +372,5 @@ TEST(Relay, TheWindowAccountIsKeptAndTheOldOneForgotten) {
     }
 }
 
-// A banner shown over another replaces it without calling the other's callbacks; each banner
-// calls one of its own, once.
-TEST(RelayBanner, CountsDownAndCallsOneCallbackOnce) {
-    fakes::ManualClock clock;
-    fakes::ManualTimers timers(clock);
-    RelayBanner banner(timers);
-    QStringList calls;
-    const auto show = [&](const QString& to, int seconds) {
-        banner.show(
-            to, seconds, [&calls, to] { calls << "cancel " + to; },
-            [&calls, to] { calls << "fire " + to; });
-    };
-    show("X", 3);
-    show("Y", 2);
-    EXPECT_EQ(banner.text(), "Sending to Y in 2…");
-    timers.advance(1);
-    EXPECT_EQ(banner.text(), "Sending to Y in 1…");
-    timers.advance(1);
-    EXPECT_FALSE(banner.visible());
-    banner.cancel();
-    show("Z", 5);
-    banner.cancel();
-    banner.cancel();
-    timers.advance(10);
-    EXPECT_EQ(calls, (QStringList{"fire Y", "cancel Z"}));
-    EXPECT_EQ(timers.pending(), 0);
-}
-
 }  // namespace
 }  // namespace pelix::relay
