@@ -140,9 +140,6 @@ TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
         std::vector<Step> steps;
         QStringList expected;
     } gestures[] = {
-        {"alt tap",
-         {key(KEY_LEFTALT, 1, 1.0), key(KEY_LEFTALT, 0, 1.2)},
-         {"mods 1 at 1.00", "mods 0 at 1.20"}},
         {"right ctrl hold, auto-repeat is no news",
          {key(KEY_RIGHTCTRL, 1, 2.0), key(KEY_RIGHTCTRL, 2, 2.3), key(KEY_RIGHTCTRL, 0, 2.5)},
          {"mods 8 at 2.00", "mods 0 at 2.50"}},
