@@ -4,6 +4,7 @@
 #include "fakes/BackendRig.h"
 #include "media/TestMedia.h"
 #include "speech/PocketSphinxEngine.h"
+#include "transcribe/StableId.h"
 
 #include <QComboBox>
 #include <QFileDialog>
@@ -11,6 +12,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTextCursor>
 
 #include <condition_variable>
@@ -23,21 +25,86 @@ using testing::waitUntil;
 
 TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     QTemporaryDir folder;
-    const QString silence = testing::TestMedia(folder.path()).silence("quiet.m4a", 3);
+    // The first two make one paragraph, the third starts another.
+    std::vector<testing::Sentence> sentences{{"Please bring the report and a cup of coffee.", 0.5},
+                                             {"The weather is nice today.", 1.0},
+                                             {"We can walk to the park after lunch.", 2.5}};
+    const QString talk = testing::TestMedia(folder.path()).speech("talk.mp4", sentences, 2.0);
     fakes::BackendRig rig;
     speech::SpeechEngines engines;
     engines.add(std::make_unique<speech::PocketSphinxEngine>(
         speech::PocketSphinxEngine::systemModelFolder(), QString()));
-
     core::Worker worker(nullptr);
-    TranscriptWindow window(engines, worker, rig.api, rig.prefs, rig.clock, silence);
+    QTemporaryDir temp;  // where the sound is taken out to, and removed from
+    const QByteArray savedTmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", temp.path().toUtf8());
+    TranscriptWindow window(engines, worker, rig.api, rig.prefs, rig.clock, talk);
+    TranscriptModel& model = window.model();
+    // The text as it grows while the file is heard (each stretch as it becomes final, on this
+    // thread), and as it stood when the final text came.
+    QString live, liveAtTheEnd;
+    QStringList statuses;
+    QList<Spoken> heard;
+    QObject::connect(&model, &TranscriptModel::cleared, [&] { live.clear(); });
+    QObject::connect(&model, &TranscriptModel::appended, [&](const QString& piece, Spoken s) {
+        EXPECT_EQ(QThread::currentThread(), window.thread());
+        live += piece;
+        heard << s;
+    });
+    QObject::connect(&model, &TranscriptModel::replaced, [&] { liveAtTheEnd = live; });
+    QObject::connect(&model, &TranscriptModel::statusChanged,
+                     [&](const QString& line) { statuses << line; });
     window.show();
     window.start();
-    EXPECT_EQ(window.windowTitle(), "quiet.m4a — Transcript");
+    EXPECT_EQ(window.windowTitle(), "talk.mp4 — Transcript");
     EXPECT_EQ(window.language()->currentData().toString(), "en-US");
-    ASSERT_TRUE(waitUntil([&] { return !window.model().listening(); }, 60000));
-    EXPECT_EQ(window.status()->text(), "No speech in this one.");
-    EXPECT_EQ(window.text()->toPlainText(), "");
+    ASSERT_TRUE(waitUntil([&] { return !model.listening(); }, 120000));
+
+    EXPECT_EQ(statuses.first(), "Getting ready…");
+    QList<int> percents;
+    static const QRegularExpression percent("^Listening… (\\d+)%$");
+    for (const QString& line : statuses) {
+        if (const auto match = percent.match(line); match.hasMatch()) {
+            percents << match.captured(1).toInt();
+        }
+    }
+    ASSERT_EQ(percents.size(), 3);
+    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
+    EXPECT_LT(percents.last(), 100) << "the file goes on after the last sentence";
+
+    const QString text = window.text()->toPlainText();
+    EXPECT_EQ(liveAtTheEnd, text);
+    EXPECT_EQ(text.count("\n\n"), 1) << "the long pause starts a paragraph";
+    // Pieces are written as sentences: each paragraph opens with a capital and ends in a stop.
+    for (const QString& paragraph : text.split("\n\n")) {
+        EXPECT_TRUE(paragraph.front().isUpper() && paragraph.endsWith('.')) << text.toStdString();
+    }
+    QStringList want, words;
+    for (const auto& s : sentences) want += testing::spokenWords(s.text);
+    EXPECT_LE(testing::wordErrorRate(want, testing::spokenWords(text)), 0.2) << text.toStdString();
+    // Each sentence a stretch, its words in order where they were said.
+    EXPECT_EQ(heard, model.pieces());
+    ASSERT_EQ(heard.size(), 3);
+    double previous = 0;
+    for (qsizetype i = 0; i < heard.size(); ++i) {
+        ASSERT_FALSE(heard[i].words.isEmpty());
+        EXPECT_NEAR(heard[i].words.first().start, sentences[size_t(i)].placedAt, 0.3) << i;
+        for (const core::Word& word : heard[i].words) {
+            EXPECT_LE(previous, word.start);
+            EXPECT_LT(word.start, word.end);
+            previous = word.end;
+            words << word.text;
+        }
+    }
+    EXPECT_LE(previous, VideoTranscriber::duration(talk).value_or(0));
+    EXPECT_LE(testing::wordErrorRate(want, words), 0.15) << words.join(' ').toStdString();
+    EXPECT_EQ(QDir(temp.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList());
+    qputenv("TMPDIR", savedTmp);
+    EXPECT_EQ(window.status()->text(),
+              QString("%1 words from 0:%2. Change anything you like, then save it.")
+                  .arg(text.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts).size())
+                  .arg(int(VideoTranscriber::duration(talk).value_or(0)), 2, 10, QChar('0')));
 
     // The user writes their own text; a selection is sorted on its own, within the limit.
     window.text()->setPlainText(QString(12001, 'a'));
@@ -54,21 +121,32 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     ASSERT_TRUE(waitUntil([&] { return window.status()->text() == "In Pelix"; }));
     EXPECT_EQ(rig.backend.requests("organize").at(0).json.value("text").toString().size(), 12000);
 
+    // Saved as one note under the file's own identifier, again after a refusal.
+    EXPECT_EQ(window.saveButton()->text(), "Save to Pelix");
     rig.backend.answer("import-notes", fakes::Reply::json({{"created", 1}}));
     window.saveButton()->click();
     ASSERT_TRUE(waitUntil([&] { return window.saveButton()->text() == "Save again"; }));
     EXPECT_EQ(window.status()->text(), "Saved to Pelix, in Videos.");
-
-    window.close();
-    EXPECT_FALSE(window.model().listening());
+    rig.backend.answer("import-notes", fakes::Reply::json({{"error", "The notes are full."}}, 507));
+    window.saveButton()->click();
+    ASSERT_TRUE(waitUntil([&] { return window.status()->text() == "The notes are full."; }));
+    for (const fakes::Recorded& sent : rig.backend.requests("import-notes")) {
+        const QJsonObject note = sent.json.value("notes").toArray().at(0).toObject();
+        EXPECT_EQ(QStringList({sent.json.value("source").toString(),
+                               sent.json.value("done").toBool() ? "done" : "more",
+                               note.value("external_id").toString(), note.value("title").toString(),
+                               note.value("folder").toString()}),
+                  QStringList({"video", "done", stableId(talk), "talk", "Videos"}));
+        EXPECT_EQ(note.value("body"), window.text()->toPlainText());
+        EXPECT_TRUE(note.contains("updated_at"));
+    }
 }
 
 // An engine that hears the same pieces in any file, whole; with `holdAfter`, it then waits until
 // it is stopped, as a long file would keep it busy.
 class ScriptedEngine final : public speech::SpeechEngine {
 public:
-    ScriptedEngine(QList<Spoken> pieces, std::optional<int> holdAfter = std::nullopt)
-        : pieces_(std::move(pieces)), holdAfter_(holdAfter) {}
+    ScriptedEngine(QList<Spoken> pieces, int holdAfter) : pieces_(pieces), holdAfter_(holdAfter) {}
 
     QString name() const override { return "scripted"; }
     QStringList supportedLocales() const override { return {"en-US"}; }
@@ -87,10 +165,12 @@ public:
                                                   std::stop_token stop) override {
         QList<Spoken> heard;
         for (const Spoken& piece : pieces_) {
-            if (holdAfter_ && heard.size() == *holdAfter_) {
+            if (heard.size() == holdAfter_) {
                 std::mutex mutex;
                 std::unique_lock lock(mutex);
+                ++holding;
                 std::condition_variable_any().wait(lock, stop, [] { return false; });
+                --holding;
                 return fail(speech::kSpeechCancelled, "Stopped.");
             }
             heard << piece;
@@ -99,24 +179,27 @@ public:
         return heard;
     }
 
+    static inline std::atomic_int holding = 0;  // runs waiting to be stopped
+
 private:
     QList<Spoken> pieces_;
-    std::optional<int> holdAfter_;
+    int holdAfter_;
 };
 
 class TranscriptWindowPieces : public ::testing::Test {
 protected:
-    void open(std::optional<int> holdAfter = std::nullopt) {
+    std::unique_ptr<TranscriptWindow> open(int holdAfter = -1) {
         engines.add(std::make_unique<ScriptedEngine>(kPieces, holdAfter));
-        window = std::make_unique<TranscriptWindow>(engines, worker, rig.api, rig.prefs, rig.clock,
-                                                    media);
+        auto window = std::make_unique<TranscriptWindow>(engines, worker, rig.api, rig.prefs,
+                                                         rig.clock, media);
         window->show();
         window->start();
+        return window;
     }
-    QStringList pieceLines() const {
+    static QStringList pieceLines(const TranscriptWindow& window) {
         QStringList lines;
-        for (int i = 0; i < window->pieces()->count(); ++i)
-            lines << window->pieces()->item(i)->text();
+        for (int i = 0; i < window.pieces()->count(); ++i)
+            lines << window.pieces()->item(i)->text();
         return lines;
     }
 
@@ -129,16 +212,16 @@ protected:
     fakes::BackendRig rig;
     speech::SpeechEngines engines;
     core::Worker worker{nullptr};
-    std::unique_ptr<TranscriptWindow> window;
 };
 
 // Each piece shows where it starts; "Save as…" writes the text as it stands, or the pieces as
 // subtitles, by the kind chosen in its dialog or named by the file's extension.
 TEST_F(TranscriptWindowPieces, ShowsStartTimesAndSavesTextOrSubtitles) {
-    open();
+    const auto window = open();
     ASSERT_TRUE(waitUntil([&] { return !window->model().listening(); }));
-    EXPECT_EQ(pieceLines(), (QStringList{"0:00  Good morning, this is a test.",
-                                         "0:04  Bring the report.", "1:08  The weather is nice."}));
+    EXPECT_EQ(pieceLines(*window),
+              (QStringList{"0:00  Good morning, this is a test.", "0:04  Bring the report.",
+                           "1:08  The weather is nice."}));
     EXPECT_TRUE(window->stopButton()->isHidden());
     window->text()->appendPlainText("My own line.");
 
@@ -184,9 +267,10 @@ TEST_F(TranscriptWindowPieces, ShowsStartTimesAndSavesTextOrSubtitles) {
     }
 }
 
-// "Stop" is there only while the file is heard; what was heard until then stays.
-TEST_F(TranscriptWindowPieces, StopEndsHearingAndKeepsWhatWasHeard) {
-    open(1);
+// "Stop" is there only while the file is heard; what was heard until then stays. Closing the
+// window stops its run as well.
+TEST_F(TranscriptWindowPieces, StopOrClosingEndsHearingAndKeepsWhatWasHeard) {
+    auto window = open(1);
     ASSERT_TRUE(waitUntil([&] { return window->pieces()->count() == 1; }));
     EXPECT_TRUE(window->model().listening());
     ASSERT_TRUE(window->stopButton()->isVisible());
@@ -195,7 +279,13 @@ TEST_F(TranscriptWindowPieces, StopEndsHearingAndKeepsWhatWasHeard) {
     EXPECT_TRUE(window->stopButton()->isHidden());
     EXPECT_EQ(window->status()->text(), core::sentences::kStoppedListening);
     EXPECT_EQ(window->text()->toPlainText(), "Good morning, this is a test.");
-    EXPECT_EQ(pieceLines(), QStringList{"0:00  Good morning, this is a test."});
+    EXPECT_EQ(pieceLines(*window), QStringList{"0:00  Good morning, this is a test."});
+    EXPECT_TRUE(waitUntil([&] { return ScriptedEngine::holding == 0; }));
+
+    window = open(1);
+    ASSERT_TRUE(waitUntil([&] { return ScriptedEngine::holding == 1; }));
+    window.reset();
+    EXPECT_TRUE(waitUntil([&] { return ScriptedEngine::holding == 0; }));
 }
 
 }  // namespace
