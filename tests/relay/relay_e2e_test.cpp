@@ -57,31 +57,25 @@ protected:
         QGuiApplication::clipboard()->setText("kept words");
     }
 
-    // Registers the target as the handler of claude: links, with the focus starting `where`.
-    void registerTarget(const QString& where) {
-        testing::writeFile(
-            home.path() + "/data/applications", "pelix-relay-target.desktop",
-            QString("[Desktop Entry]\nType=Application\nName=Relay target\nNoDisplay=true\n"
-                    "Exec=%1 --report %2 --focus %3 %u\n"
-                    "MimeType=x-scheme-handler/claude;\n")
-                .arg(PELIX_RELAY_TARGET, reports.fullServerName(), where)
-                .toUtf8());
-        testing::writeFile(
-            home.path() + "/config", "mimeapps.list",
-            "[Default Applications]\nx-scheme-handler/claude=pelix-relay-target.desktop\n");
+    // Makes `exec` the desktop's handler of `schemes`, as the application `id`.
+    void registerHandler(const QString& id, const QString& exec, const QStringList& schemes) {
+        QString types, defaults = "[Default Applications]\n";
+        for (const QString& scheme : schemes) {
+            types += "x-scheme-handler/" + scheme + ";";
+            defaults += "x-scheme-handler/" + scheme + "=" + id + ".desktop\n";
+        }
+        testing::writeFile(home.path() + "/data/applications", id + ".desktop",
+                           ("[Desktop Entry]\nType=Application\nName=" + id +
+                            "\nNoDisplay=true\nExec=" + exec + " %u\nMimeType=" + types + "\n")
+                               .toUtf8());
+        testing::writeFile(home.path() + "/config", "mimeapps.list", defaults.toUtf8());
     }
-    // Registers the GTK window as the default browser.
-    void registerBrowser() {
-        testing::writeFile(
-            home.path() + "/data/applications", "gtk-target.desktop",
-            QString("[Desktop Entry]\nType=Application\nName=Browser\nNoDisplay=true\n"
-                    "Exec=/usr/bin/python3 %1 --report %2 %u\n"
-                    "MimeType=x-scheme-handler/http;x-scheme-handler/https;\n")
-                .arg(PELIX_GTK_TARGET, reports.fullServerName())
-                .toUtf8());
-        testing::writeFile(home.path() + "/config", "mimeapps.list",
-                           "[Default Applications]\nx-scheme-handler/http=gtk-target.desktop\n"
-                           "x-scheme-handler/https=gtk-target.desktop\n");
+    // The target as the handler of claude: links, with the focus starting `where`.
+    void registerTarget(const QString& where) {
+        registerHandler("pelix-relay-target",
+                        QString("%1 --report %2 --focus %3")
+                            .arg(PELIX_RELAY_TARGET, reports.fullServerName(), where),
+                        {"claude"});
     }
     void hold(const QJsonObject& prompt) {
         std::lock_guard lock(mutex);
@@ -183,7 +177,10 @@ TEST_F(RelayEndToEnd, AConversationIsPastedOnlyIntoAChatInput) {
 TEST_F(RelayEndToEnd, AChatGptPromptReachesTheBrowserOnSway) {
     const testing::HeadlessSway& sway = testing::HeadlessSway::shared();
     ASSERT_TRUE(sway.error().isEmpty()) << sway.error().toStdString();
-    registerBrowser();
+    registerHandler(
+        "gtk-target",
+        QString("/usr/bin/python3 %1 --report %2").arg(PELIX_GTK_TARGET, reports.fullServerName()),
+        {"http", "https"});
     hold({{"id", "r5"}, {"target", "chatgpt"}, {"prompt", "Plan my week"}});
     QProcessEnvironment onSway = sway.clientEnvironment();
     onSway.insert(env);
