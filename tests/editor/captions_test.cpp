@@ -32,8 +32,6 @@ TEST(Captions, CuesFollowTheSpokenWords) {
          "So, here's the thing.", CaptionStyle::clean},
         {"five quick words make cues of 3 and 2 under bold",
          evenClip({"one", "two", "three", "four", "five"}, 0.2, 0.05), "one two three | four five"},
-        {"18 characters with spaces fit a bold cue, 19 do not",
-         evenClip({"abcdefgh", "ijklmnopq", "rs", "t"}, 0.2, 0.05), "abcdefgh ijklmnopq | rs t"},
         {"fillers are not shown", evenClip({"we", "um", "go"}, 0.2, 0.05), "we go"},
         {"a pause over 0.6 s starts a new cue",
          clipOf({{0, 0.3, "wait"}, {1.0, 1.2, "for"}, {1.25, 1.4, "it"}}), "wait | for it"},
@@ -92,34 +90,33 @@ TEST(Captions, TranslationThenCorrectionThenSpokenWords) {
     EXPECT_EQ(wordsOf(captionsOf(project)), "so the big | idea");
 }
 
+// Chunks written as text: pieces apart by spaces, chunks by " | ".
 TEST(Chunk, Table) {
     const struct {
-        const char* name;
         const char* text;
         bool unspaced;
         int pieces, chars;
         const char* want;
     } cases[] = {
-        {"twenty Chinese characters, bold", "一二三四五六七八九十一二三四五六七八九十", true, 3, 8,
+        // Unspaced text counts characters, its white space dropped; a break mark ends a chunk of
+        // four or more.
+        {"一二三四五六七八九十一二三四五六七八九十", true, 3, 8,
          "一 二 三 四 五 六 七 八 | 九 十 一 二 三 四 五 六 | 七 八 九 十"},
-        {"white space is removed from unspaced text", "我 们\n好", true, 3, 8, "我 们 好"},
-        {"a break mark ends an unspaced chunk of four or more", "我们今天，很好", true, 3, 8,
-         "我 们 今 天 ， | 很 好"},
-        {"but not a shorter one", "你好，世界", true, 3, 8, "你 好 ， 世 界"},
-        {"spaced text by pieces", "one two three four five", false, 3, 18,
-         "one two three | four five"},
-        {"spaced text by characters, the spaces counted", "extraordinary wonderful", false, 9, 18,
-         "extraordinary | wonderful"},
-        {"a word longer than the limit stays whole", "supercalifragilistic", false, 3, 8,
-         "supercalifragilistic"},
-        {"a break mark ends a spaced chunk of two or more", "Hello, world. Again", false, 9, 44,
-         "Hello, world. | Again"},
-        {"a dash never starts a chunk", "Hello, world. — next", false, 9, 44,
-         "Hello, world. — | next"},
-        {"punctuation joins the chunk it follows", "one two three !", false, 3, 18,
-         "one two three !"},
-        {"empty text", "", false, 3, 18, ""},
-        {"only spaces", "  \n ", true, 3, 8, ""},
+        {"我 们\n好", true, 3, 8, "我 们 好"},
+        {"我们今天，很好", true, 3, 8, "我 们 今 天 ， | 很 好"},
+        {"你好，世界", true, 3, 8, "你 好 ， 世 界"},
+        // Spaced text by pieces and by characters with the spaces counted; a word longer than the
+        // limit stays whole.
+        {"one two three four five", false, 3, 18, "one two three | four five"},
+        {"extraordinary wonderful", false, 9, 18, "extraordinary | wonderful"},
+        {"supercalifragilistic", false, 3, 8, "supercalifragilistic"},
+        // A break mark ends a spaced chunk of two or more; a dash or lone punctuation never starts
+        // one.
+        {"Hello, world. Again", false, 9, 44, "Hello, world. | Again"},
+        {"Hello, world. — next", false, 9, 44, "Hello, world. — | next"},
+        {"one two three !", false, 3, 18, "one two three !"},
+        {"", false, 3, 18, ""},
+        {"  \n ", true, 3, 8, ""},
     };
     for (const auto& c : cases) {
         QStringList chunks;
@@ -127,8 +124,8 @@ TEST(Chunk, Table) {
              chunk(QString::fromUtf8(c.text), c.unspaced, c.pieces, c.chars)) {
             chunks << pieces.join(' ');
         }
-        EXPECT_EQ(chunks.join(" | "), QString::fromUtf8(c.want)) << c.name;
-        EXPECT_FALSE(chunks.contains("")) << c.name;
+        EXPECT_EQ(chunks.join(" | "), QString::fromUtf8(c.want)) << c.text;
+        EXPECT_FALSE(chunks.contains("")) << c.text;
     }
 }
 

@@ -37,22 +37,19 @@ TEST(Zooms, SegmentsOfOneLineShareItsFactorAndPositionsCountLinesNotSegments) {
 }
 
 TEST(Hook, WhichHookIsShown) {
+    using enum CaptionLanguage;
     const struct {
-        const char* name;
         const char* hook;
         CaptionLanguage language;
         bool hookTitle, visuals;
         std::optional<QString> want;
     } cases[] = {
-        {"the project's hook, trimmed", "  Stop scrolling\n", CaptionLanguage::original, true, true,
-         "Stop scrolling"},
-        {"the French translation", "Stop scrolling", CaptionLanguage::fr, true, true,
-         "Arrêtez de défiler"},
-        {"no translation into German: the hook itself", "Stop scrolling", CaptionLanguage::de, true,
-         true, "Stop scrolling"},
-        {"hook title off", "Stop scrolling", CaptionLanguage::fr, false, true, std::nullopt},
-        {"visuals off", "Stop scrolling", CaptionLanguage::original, true, false, std::nullopt},
-        {"only spaces", "   ", CaptionLanguage::original, true, true, std::nullopt},
+        {"  Stop scrolling\n", original, true, true, "Stop scrolling"},
+        {"Stop scrolling", fr, true, true, "Arrêtez de défiler"},
+        {"Stop scrolling", de, true, true, "Stop scrolling"},  // not translated into German
+        {"Stop scrolling", fr, false, true, std::nullopt},
+        {"Stop scrolling", original, true, false, std::nullopt},
+        {"   ", original, true, true, std::nullopt},
     };
     for (const auto& c : cases) {
         EditProject project = projectOf({});
@@ -61,7 +58,7 @@ TEST(Hook, WhichHookIsShown) {
         project.settings.captionLanguage = c.language;
         project.settings.hookTitle = c.hookTitle;
         project.settings.visuals = c.visuals;
-        EXPECT_EQ(hookText(project), c.want) << c.name;
+        EXPECT_EQ(hookText(project), c.want) << c.hook << " " << int(c.language);
     }
 }
 

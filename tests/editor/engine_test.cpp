@@ -7,7 +7,6 @@
 namespace pelix::editor {
 namespace {
 
-using fakes::Recorded;
 using fakes::Reply;
 using testing::evenClip;
 using testing::projectOf;
@@ -32,8 +31,26 @@ protected:
     T run(Start start) {
         return testing::awaited<T>(start).value_or(T(std::unexpected(Error::pelix(-1, "none"))));
     }
-    QList<QJsonObject> sent(const QString& action = {}) const {
-        return BackendRig::sent(EditorEngine::kFunction, action);
+    Result<EditorEngine::FirstPass> plan(const EditProject& project,
+                                         const QStringList& style = {}) {
+        return run<Result<EditorEngine::FirstPass>>(
+            [&](auto done) { EditorEngine::plan(api, project, style, done); });
+    }
+    Result<EditorEngine::Revision> revise(const EditProject& project) {
+        return run<Result<EditorEngine::Revision>>(
+            [&](auto done) { EditorEngine::revise(api, "do it", {}, project, done); });
+    }
+    Result<EditProject> translate(const EditProject& project) {
+        return run<Result<EditProject>>(
+            [&](auto done) { EditorEngine::translate(api, project, done); });
+    }
+    void answer(const QJsonObject& json) {
+        backend.answer(EditorEngine::kFunction, Reply::json(json));
+    }
+    void answer(const char* json) { answer(QJsonDocument::fromJson(json).object()); }
+    QByteArray sentFirst() const {
+        return QJsonDocument(BackendRig::sent(EditorEngine::kFunction).value(0))
+            .toJson(QJsonDocument::Compact);
     }
 };
 
@@ -41,16 +58,10 @@ TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {
     EditProject project = tenWordLines();
     project.cut = {lineId(5)};
     project.translations["fr"] = {{lineId(1), "Mot1."}, {"hook", "Regardez"}};
-    backend.answer(EditorEngine::kFunction,
-                   Reply::json({{"cut", QJsonArray{2, 40, 3.0}},
-                                {"keywords", QJsonArray{QJsonObject{{"id", 4}, {"phrase", "Word4"}},
-                                                        QJsonObject{{"id", 99}, {"phrase", "x"}},
-                                                        QJsonObject{{"id", 6}, {"phrase", 7}}}},
-                                {"hook", "Ten words"},
-                                {"title", "Counting"},
-                                {"reply", "Cut two lines."}}));
-    const auto pass = run<Result<EditorEngine::FirstPass>>(
-        [&](auto done) { EditorEngine::plan(api, project, {"No swearing"}, done); });
+    answer(
+        R"({"cut":[2,40,3.0],"keywords":[{"id":4,"phrase":"Word4"},{"id":99,"phrase":"x"},)"
+        R"({"id":6,"phrase":7}],"hook":"Ten words","title":"Counting","reply":"Cut two lines."})");
+    const auto pass = plan(project);
     ASSERT_TRUE(pass) << pass.error().message.toStdString();
     EditProject planned = project;
     planned.cut = {lineId(2), lineId(3)};  // 40 names no line
@@ -61,51 +72,27 @@ TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {
     EXPECT_EQ(pass->project, planned);
     EXPECT_EQ(pass->reply, "Cut two lines.");
 
-    EXPECT_EQ(sent().at(0).value("style"), QJsonArray{"No swearing"});
-
     // No reply: the default one.
-    backend.answer(EditorEngine::kFunction, Reply::json({{"cut", QJsonArray{}}}));
-    const auto quiet = run<Result<EditorEngine::FirstPass>>(
-        [&](auto done) { EditorEngine::plan(api, project, {}, done); });
-    ASSERT_TRUE(quiet);
-    EXPECT_EQ(quiet->reply, "First pass done.");
-    EXPECT_TRUE(quiet->project.cut.empty());
+    answer(R"({"cut":[]})");
+    EXPECT_EQ(plan(project).value_or(EditorEngine::FirstPass{}).reply, "First pass done.");
 }
 
-// What a revision says when its answer is short of changes.
 TEST_F(Engine, RevisionRepliesSayWhatChanged) {
-    const EditProject project = tenWordLines();
-    const struct {
-        const char* what;
-        QJsonObject answer;
-        QString reply;
-    } cases[] = {
+    const QString lacking = "Pelix answered 200 without the changes, so nothing was changed.";
+    const std::pair<const char*, QString> cases[] = {
         // An answer with neither changes nothing and says what it lacked.
-        {"missing ops and reply",
-         {},
-         "Pelix answered 200 without the changes, so nothing was changed."},
-        {"ops that are not a list",
-         {{"ops", "cut"}, {"reply", 5}},
-         "Pelix answered 200 without the changes, so nothing was changed."},
-        {"only a reply", {{"reply", "It is 40 seconds long."}}, "It is 40 seconds long."},
-        {"only operations",
-         {{"ops", QJsonArray{QJsonObject{{"op", "hook"}, {"text", "Hi"}}}}},
-         "Done."},
-        {"only operations that could not be applied",
-         {{"ops", QJsonArray{QJsonObject{{"op", "explode"}}}}, {"reply", "Sure!"}},
+        {"{}", lacking},
+        {R"({"ops":"cut","reply":5})", lacking},
+        {R"({"reply":"It is 40 seconds long."})", "It is 40 seconds long."},
+        {R"({"ops":[{"op":"hook","text":"Hi"}]})", "Done."},
+        {R"({"ops":[{"op":"explode"}],"reply":"Sure!"})",
          "I couldn't turn that into a change. Try saying it another way."},
-        {"a skipped operation beside one that changed something",
-         {{"ops", QJsonArray{QJsonObject{{"op", "explode"}},
-                             QJsonObject{{"op", "hook"}, {"text", "New"}}}},
-          {"reply", "Sure!"}},
-         "Sure!"},
+        {R"({"ops":[{"op":"explode"},{"op":"hook","text":"New"}],"reply":"Sure!"})", "Sure!"},
     };
-    for (const auto& c : cases) {
-        backend.answer(EditorEngine::kFunction, Reply::json(c.answer));
-        const auto r = run<Result<EditorEngine::Revision>>(
-            [&](auto done) { EditorEngine::revise(api, "do it", {}, project, done); });
-        ASSERT_TRUE(r.has_value() || r.error().message == c.reply) << c.what;
-        EXPECT_EQ(r ? r->reply : r.error().message, c.reply) << c.what;
+    for (const auto& [json, reply] : cases) {
+        answer(json);
+        const auto r = revise(tenWordLines());
+        EXPECT_EQ(r ? r->reply : r.error().message, reply) << json;
     }
 }
 
@@ -115,35 +102,21 @@ TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
     project.hook = "Ten words";
     for (int n = 1; n <= 10; ++n) project.translations["fr"][lineId(n)] = "Mot.";
     project.translations["fr"]["hook"] = "Dix mots";
-    const auto translate = [&] {
-        return run<Result<EditProject>>(
-            [&](auto done) { EditorEngine::translate(api, project, done); });
-    };
-    EXPECT_EQ(translate(), project);
-    EXPECT_TRUE(sent().isEmpty());
+    EXPECT_EQ(translate(project), project);
+    EXPECT_EQ(sentFirst(), "{}");
 
     project.translations["fr"].erase(lineId(3));
     project.translations["fr"].erase("hook");
     project.cut = {lineId(4)};
     project.translations["fr"].erase(lineId(4));  // cut: not asked for
-    backend.answerWith(EditorEngine::kFunction, [](const Recorded& r) {
-        QJsonArray items;
-        for (const QJsonValue& item : r.json.value("items").toArray()) {
-            items.append(QJsonObject{{"id", item.toObject().value("id")},
-                                     {"text", "FR " + item.toObject().value("text").toString()}});
-        }
-        // Ids that were not asked for are no translations.
-        for (const QString& stray : {QString("../../etc"), QString(""), lineId(4), lineId(5)})
-            items.append(QJsonObject{{"id", stray}, {"text", "Stray"}});
-        return Reply::json({{"items", items}});
-    });
-    const auto done = translate();
-    EXPECT_EQ(
-        sent().at(0),
-        (QJsonObject{{"action", "translate"},
-                     {"target", "fr"},
-                     {"items", QJsonArray{QJsonObject{{"id", lineId(3)}, {"text", "Word3."}},
-                                          QJsonObject{{"id", "hook"}, {"text", "Ten words"}}}}}));
+    // Ids that were not asked for are no translations.
+    answer(
+        R"({"items":[{"id":"1F0C7A2B:2","text":"FR Word3."},{"id":"hook","text":"FR Ten words"},)"
+        R"({"id":"../../etc","text":"Stray"},{"id":"","text":"Stray"},)"
+        R"({"id":"1F0C7A2B:3","text":"Stray"},{"id":"1F0C7A2B:4","text":"Stray"}]})");
+    const auto done = translate(project);
+    EXPECT_EQ(sentFirst(), R"({"action":"translate","items":[{"id":"1F0C7A2B:2","text":"Word3."},)"
+                           R"({"id":"hook","text":"Ten words"}],"target":"fr"})");
     EditProject want = project;
     want.translations["fr"][lineId(3)] = "FR Word3.";
     want.translations["fr"]["hook"] = "FR Ten words";
@@ -156,14 +129,12 @@ TEST_F(Engine, TextsFromTheServiceAreCutToWhatAVideoShows) {
     const QString huge(4 << 20, u'h');
     const QString family = QString::fromUtf8("\U0001F468\u200D\U0001F469\u200D\U0001F467");
     EditProject project = tenWordLines();
-    backend.answer(EditorEngine::kFunction,
-                   Reply::json({{"cut", QJsonArray{}},
-                                {"hook", huge},
-                                {"title", family.repeated(400)},
-                                {"keywords", QJsonArray{QJsonObject{{"id", 1}, {"phrase", huge}}}},
-                                {"reply", huge}}));
-    const auto pass = run<Result<EditorEngine::FirstPass>>(
-        [&](auto done) { EditorEngine::plan(api, project, {}, done); });
+    answer({{"cut", QJsonArray{}},
+            {"hook", huge},
+            {"title", family.repeated(400)},
+            {"keywords", QJsonArray{QJsonObject{{"id", 1}, {"phrase", huge}}}},
+            {"reply", huge}});
+    const auto pass = plan(project);
     ASSERT_TRUE(pass);
     EXPECT_EQ(pass->project.hook, QString(longest::kHook - 1, u'h') + u'…');
     // Cut between whole characters: a family of three is never split.
@@ -177,9 +148,8 @@ TEST_F(Engine, TextsFromTheServiceAreCutToWhatAVideoShows) {
                    QJsonObject{{"op", "fix"}, {"id", 2}, {"text", huge}}};
     for (int i = 0; i < longest::kRules + 50; ++i)
         ops.append(QJsonObject{{"op", "remember"}, {"rule", QString::number(i) + long_}});
-    backend.answer(EditorEngine::kFunction, Reply::json({{"ops", ops}}));
-    const auto revised = run<Result<EditorEngine::Revision>>(
-        [&](auto done) { EditorEngine::revise(api, "longer", {}, project, done); });
+    answer({{"ops", ops}});
+    const auto revised = revise(project);
     ASSERT_TRUE(revised);
     const Applied& applied = revised->applied;
     EXPECT_EQ(applied.project.hook.size(), longest::kHook);
@@ -189,17 +159,14 @@ TEST_F(Engine, TextsFromTheServiceAreCutToWhatAVideoShows) {
     EXPECT_EQ(applied.remember.front().size(), longest::kRule);
 
     project.settings.captionLanguage = CaptionLanguage::fr;
-    backend.answer(
-        EditorEngine::kFunction,
-        Reply::json({{"items", QJsonArray{QJsonObject{{"id", lineId(1)}, {"text", huge}}}}}));
-    const auto translated =
-        run<Result<EditProject>>([&](auto done) { EditorEngine::translate(api, project, done); });
+    answer({{"items", QJsonArray{QJsonObject{{"id", lineId(1)}, {"text", huge}}}}});
+    const auto translated = translate(project);
     ASSERT_TRUE(translated);
     EXPECT_EQ(translated->translations.at("fr").at(lineId(1)).size(), longest::kLine);
 
     QJsonArray rules{3};  // a rule that is no text is left out
     for (int i = 0; i < longest::kRules + 5; ++i) rules.append(long_);
-    backend.answer(EditorEngine::kFunction, Reply::json({{"rules", rules}}));
+    answer({{"rules", rules}});
     const auto loaded =
         run<Result<QStringList>>([&](auto done) { EditorEngine::loadRules(api, done); });
     ASSERT_TRUE(loaded);

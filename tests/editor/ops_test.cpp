@@ -66,60 +66,50 @@ TEST(Numbered, NumbersFromOneOnClipsLaidEndToEnd) {
 
 TEST(ApplyOps, LineOperations) {
     const struct {
-        const char* name;
         const char* ops;
         TextSet cutBefore;
         TextSet cutAfter;
         int skipped;
     } cases[] = {
-        {"cut ignores numbers past the end", R"([{"op":"cut","ids":[3,99]}])", ids({}), ids({3}),
-         0},
-        {"numbers may come as any JSON number", R"([{"op":"cut","ids":[2.0,5.7]}])", ids({}),
-         ids({2, 5}), 0},
-        {"restore", R"([{"op":"restore","ids":[3,4]}])", ids({3, 5}), ids({5}), 0},
-        {"keep_only", R"([{"op":"keep_only","ids":[2,5]}])", ids({2}),
-         ids({1, 3, 4, 6, 7, 8, 9, 10}), 0},
-        {"keep_only naming no line changes nothing", R"([{"op":"keep_only","ids":[99]}])", ids({1}),
-         ids({1}), 1},
-        {"cut naming no line is skipped too", R"([{"op":"cut","ids":[0,-1]}])", ids({}), {}, 1},
-        {"ids that are not numbers",
-         R"([{"op":"cut","ids":["3"]},{"op":"cut","ids":3}])",
-         ids({}),
-         {},
-         2},
-        {"later operations see earlier ones",
-         R"([{"op":"cut","ids":[1,2]},{"op":"restore","ids":[1]}])", ids({}), ids({2}), 0},
-        {"unknown operations and lines only count",
-         R"([{"op":"zoom"},{"op":7},{},"cut",{"op":"fix","id":99,"text":"x"}])", ids({4}), ids({4}),
+        // Any JSON number names a line; numbers of no line are ignored, an operation naming
+        // none is skipped, and so are ids that are not numbers.
+        {R"([{"op":"cut","ids":[3,99]}])", ids({}), ids({3}), 0},
+        {R"([{"op":"cut","ids":[2.0,5.7]}])", ids({}), ids({2, 5}), 0},
+        {R"([{"op":"cut","ids":[0,-1]}])", ids({}), {}, 1},
+        {R"([{"op":"cut","ids":["3"]},{"op":"cut","ids":3}])", ids({}), {}, 2},
+        {R"([{"op":"restore","ids":[3,4]}])", ids({3, 5}), ids({5}), 0},
+        {R"([{"op":"keep_only","ids":[2,5]}])", ids({2}), ids({1, 3, 4, 6, 7, 8, 9, 10}), 0},
+        {R"([{"op":"keep_only","ids":[99]}])", ids({1}), ids({1}), 1},
+        // Later operations see earlier ones; unknown ones only count.
+        {R"([{"op":"cut","ids":[1,2]},{"op":"restore","ids":[1]}])", ids({}), ids({2}), 0},
+        {R"([{"op":"zoom"},{"op":7},{},"cut",{"op":"fix","id":99,"text":"x"}])", ids({4}), ids({4}),
          5},
     };
     for (const auto& c : cases) {
         EditProject project = tenLines();
         project.cut = c.cutBefore;
         const Applied applied = applyOps(ops(c.ops), project);
-        EXPECT_EQ(applied.project.cut, c.cutAfter) << c.name;
-        EXPECT_EQ(applied.skipped, c.skipped) << c.name;
+        EXPECT_EQ(applied.project.cut, c.cutAfter) << c.ops;
+        EXPECT_EQ(applied.skipped, c.skipped) << c.ops;
     }
 }
 
 TEST(ApplyOps, Keywords) {
     const struct {
-        const char* name;
         const char* op;
         std::optional<QString> stored;
         int skipped;
     } cases[] = {
-        {"a phrase the line says is kept as written",
-         R"({"op":"keyword","id":4,"phrase":" Big Idea! "})", "Big Idea!", 0},
-        {"a phrase the line does not say is skipped",
-         R"({"op":"keyword","id":4,"phrase":"small idea"})", "old", 1},
-        {"an empty phrase removes the entry", R"({"op":"keyword","id":4,"phrase":"  "})",
-         std::nullopt, 0},
-        {"punctuation alone is no phrase", R"({"op":"keyword","id":4,"phrase":"!!"})", "old", 1},
-        {"a correction is not what was said", R"({"op":"keyword","id":4,"phrase":"grand plan"})",
-         "old", 1},
-        {"unknown line", R"({"op":"keyword","id":11,"phrase":"big"})", "old", 1},
-        {"phrase of the wrong type", R"({"op":"keyword","id":4,"phrase":5})", "old", 1},
+        // A phrase the line says is kept as written; an empty one removes the entry.
+        {R"({"op":"keyword","id":4,"phrase":" Big Idea! "})", "Big Idea!", 0},
+        {R"({"op":"keyword","id":4,"phrase":"  "})", std::nullopt, 0},
+        // Skipped: words the line does not say (a correction's included), punctuation alone, an
+        // unknown line, a phrase that is no text.
+        {R"({"op":"keyword","id":4,"phrase":"small idea"})", "old", 1},
+        {R"({"op":"keyword","id":4,"phrase":"grand plan"})", "old", 1},
+        {R"({"op":"keyword","id":4,"phrase":"!!"})", "old", 1},
+        {R"({"op":"keyword","id":11,"phrase":"big"})", "old", 1},
+        {R"({"op":"keyword","id":4,"phrase":5})", "old", 1},
     };
     for (const auto& c : cases) {
         EditProject project = tenLines();
@@ -130,8 +120,8 @@ TEST(ApplyOps, Keywords) {
         const auto found = applied.project.keywords.find(idOf(4));
         const std::optional<QString> stored =
             found == applied.project.keywords.end() ? std::nullopt : std::optional(found->second);
-        EXPECT_EQ(stored, c.stored) << c.name;
-        EXPECT_EQ(applied.skipped, c.skipped) << c.name;
+        EXPECT_EQ(stored, c.stored) << c.op;
+        EXPECT_EQ(applied.skipped, c.skipped) << c.op;
     }
 }
 

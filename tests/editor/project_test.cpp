@@ -44,17 +44,13 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
     const auto created = [&](const QByteArray& value) {
         return project(R"("clips":[],"created":)" + value);
     };
-    const auto word = [&](const QByteArray& value) {
-        return project(R"("clips":[{"id":"1f0c7a2b-0000-4000-8000-000000000002","path":"/a",)"
-                       R"("words":[)" +
-                       value + "]}]");
+    const auto clip = [&](const QByteArray& members) {
+        return project(R"("clips":[{"id":"1f0c7a2b-0000-4000-8000-000000000002","path":"/a",)" +
+                       members + "}]");
     };
+    const auto word = [&](const QByteArray& v) { return clip(R"("words":[)" + v + "]"); };
+    const auto face = [&](const QByteArray& v) { return clip(R"("words":[],"face":)" + v); };
     const auto id = [](const QByteArray& value) { return R"({"clips":[],"id":)" + value + "}"; };
-    const auto face = [&](const QByteArray& value) {
-        return project(R"("clips":[{"id":"1f0c7a2b-0000-4000-8000-000000000002","path":"/a",)"
-                       R"("words":[],"face":)" +
-                       value + "}]");
-    };
     const QString outside = "\"created\" is a date outside the years 1 to 9999";
     const QString seconds = outside + " (a number counts seconds since 1970)";
     const QString notATime =
@@ -192,17 +188,15 @@ TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
 
     QStringList seen;
     for (const auto& e : ProjectStore::list()) {
-        if (e.error) {
-            seen << e.file + (e.error->contains("Broken.json") ? " named" : "");
-        } else {
-            seen << (e.id == missing.id   ? "missing"
-                     : e.id == present.id ? "present"
-                                          : "other") +
-                        QString(e.mediaMissing ? " without media" : "");
-        }
+        seen << (e.error ? e.file + " " + QString::number(e.error->contains("Broken.json"))
+                         : QString("%1 %2")
+                               .arg(e.id == present.id   ? "present"
+                                    : e.id == missing.id ? "missing"
+                                                         : "other")
+                               .arg(e.mediaMissing));
     }
     seen.sort();
-    EXPECT_EQ(seen, (QStringList{"Broken.json named", "missing without media", "present"}));
+    EXPECT_EQ(seen, (QStringList{"Broken.json 1", "missing 1", "present 0"}));
     EXPECT_EQ(testing::readFile(broken), R"({"id":"x", "clips": [)");
 }
 
@@ -230,7 +224,8 @@ TEST_F(ProjectStoreTest, FilesThatAreNotJsonSayWhatAndWhere) {
 }
 
 // Words arrive with whatever times a recogniser gave; the project keeps them in order, and a
-// value the reader would refuse is never written over a good file.
+// value the reader would refuse is never written over a good file, nor a project over what is not
+// one.
 TEST_F(ProjectStoreTest, WhatIsSavedOpensAgain) {
     const double nan = std::nan("");
     const struct {
@@ -255,16 +250,15 @@ TEST_F(ProjectStoreTest, WhatIsSavedOpensAgain) {
         "Couldn't save the project, as it would not open again: \"clips[0].words[0].start\""))
         << refused.error().message.toStdString();
     EXPECT_EQ(testing::readFile(ProjectStore::fileFor(project.id)), good);
-}
 
-TEST_F(ProjectStoreTest, SavingNeverReplacesAFileThatIsNotAProject) {
-    const EditProject project = sampleProject(10, 1, 9);
-    const QString path = ProjectStore::fileFor(project.id);
-    write(path, "notes");
+    // Nor is a file that is not a project replaced.
+    testing::writeFile(ProjectStore::folder(),
+                       QFileInfo(ProjectStore::fileFor(project.id)).fileName(), "notes");
+    project.clips[0].words[0].start = 0;
     const Status saved = ProjectStore::save(project);
     ASSERT_FALSE(saved);
     EXPECT_TRUE(saved.error().message.startsWith("Couldn't save the project: "));
-    EXPECT_EQ(testing::readFile(path), "notes");
+    EXPECT_EQ(testing::readFile(ProjectStore::fileFor(project.id)), "notes");
 }
 
 }  // namespace

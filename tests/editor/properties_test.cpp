@@ -1,6 +1,5 @@
 // Rules that must hold for every project, checked over many generated ones.
 #include "editor/Captions.h"
-#include "editor/EditOps.h"
 #include "editor/SampleProject.h"
 #include "editor/Timeline.h"
 #include "support/TestSupport.h"
@@ -102,21 +101,6 @@ TEST(Properties, CaptionCuesComeInOutputOrderAndNeverOverlap) {
             if (i > 0) EXPECT_LE(cues[i - 1].end, cues[i].start + kEps) << i;
             if (cues[i].times) EXPECT_EQ(cues[i].times->size(), size_t(cues[i].words.size()));
         }
-    }
-}
-
-TEST(Properties, CutThenRestoreOfTheSameLinesGivesTheOriginal) {
-    for (const EditProject& p : projects()) {
-        QJsonArray numbers;
-        for (const NumberedLine& n : numbered(p)) {
-            if (n.n % 3 == 1 && !p.cut.contains(n.line.id)) numbers.append(n.n);
-        }
-        const Applied cut = applyOps({QJsonObject{{"op", "cut"}, {"ids", numbers}}}, p);
-        EXPECT_NE(cut.project, p);
-        const Applied restored =
-            applyOps({QJsonObject{{"op", "restore"}, {"ids", numbers}}}, cut.project);
-        EXPECT_EQ(restored.project, p);
-        EXPECT_EQ(cut.skipped + restored.skipped, 0);
     }
 }
 
