@@ -56,7 +56,6 @@ TEST_F(RecorderTest, WritesTheRecordedTimeSpanEvenWhenTheDeviceStartsLate) {
     const QString taken = dir.path() + QString("/pelix-%1.m4a").arg(clock.now().toSecsSinceEpoch());
     QFile(taken).open(QIODevice::WriteOnly);
     ASSERT_TRUE(recorder.start());
-    EXPECT_EQ(microphone.sampleRate, 44100);
     clock.set(clock.uptime() + 1.0);
     microphone.deliver(0.5);
     clock.set(clock.uptime() + 1.0);

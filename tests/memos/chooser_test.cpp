@@ -76,7 +76,6 @@ TEST_F(ChooserTest, AMemoTheWatcherSentIsInPelixAndIsNotSentAgain) {
     prefs.setValue("voiceMemos.sent", QStringList{"memo-1.m4a"});
     load();
     EXPECT_EQ(states(), "1:sent 2:-");
-    EXPECT_EQ(MemoChooserModel::stateLine(MemoChooserModel::State::sent), "In Pelix");
     model.setPicked("memo-1.m4a", true);
     EXPECT_EQ(model.sendTitle(), "Send 1 to Pelix");
     model.sendPicked();
@@ -116,8 +115,6 @@ TEST_F(ChooserTest, TickedMemosGoNewestFirstOneAtATimeAndAFailureDoesNotStopTheR
     // Reopening the window reads the folder again and keeps this window's states.
     load();
     EXPECT_EQ(states(), "1:sent 2:failed 3:- 4:sent");
-    EXPECT_EQ(MemoChooserModel::stateLine(MemoChooserModel::State::failed),
-              "Not sent, tick it to try again");
 
     // A failed memo can be ticked and sent again.
     model.setPicked("memo-2.m4a", true);
