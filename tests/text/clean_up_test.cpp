@@ -3,7 +3,6 @@
 #include "text/SelfTest.h"
 
 #include <random>
-#include <thread>
 
 using pelix::text::withoutActually;
 
@@ -86,19 +85,6 @@ TEST(WithoutActually, TakesLinearTimeOnLongRunsOfWhiteSpace) {
         EXPECT_LT(ten, pelix::testing::kTenfoldInputLimit * std::max(one, 1e-4))
             << name << ": " << one << " s, then " << ten << " s";
     }
-}
-
-TEST(WithoutActually, IsSafeFromManyThreadsAtOnce) {
-    std::vector<std::thread> threads;
-    std::atomic<int> wrong{0};
-    for (int t = 0; t < 8; ++t) {
-        threads.emplace_back([&wrong] {
-            for (int i = 0; i < 200; ++i)
-                wrong += withoutActually("It was, actually, fine.") != "It was, fine.";
-        });
-    }
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(wrong.load(), 0);
 }
 
 TEST(CleanUpSelfTest, ReportsABrokenCaseWithEscapedLiterals) {
