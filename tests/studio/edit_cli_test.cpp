@@ -54,47 +54,32 @@ protected:
 };
 
 TEST_F(EditCli, PrintsWhatTheProjectDerives) {
-    const QJsonArray lines = json({"lines", path}).array();
-    ASSERT_EQ(lines.size(), 3);
-    EXPECT_EQ(lines.at(1).toObject(), (QJsonObject{{"id", "1F0C7A2B:1"},
-                                                   {"clip", 0},
-                                                   {"firstWord", 4},
-                                                   {"lastWord", 9},
-                                                   {"start", 1.4},
-                                                   {"end", 3.5},
-                                                   {"text", "Um, the big idea is this."}}));
-
-    const QJsonObject timeline = json({"timeline", path}).object();
-    EXPECT_EQ(timeline.value("segments").toArray().size(), 3);
-    EXPECT_EQ(timeline.value("starts").toArray().size(), 3);
-    EXPECT_NEAR(timeline.value("total").toDouble(), 3.95, 1e-9);
-    EXPECT_EQ(json({"segments", path}).array(), timeline.value("segments").toArray());
-    EXPECT_EQ(json({"segments", path}).array().at(1).toObject().value("line"), "1F0C7A2B:1");
-
+    const auto out = [&](const QStringList& args) { return edit(args).out.toStdString(); };
+    EXPECT_EQ(out({"lines", path}),
+              R"([{"clip":0,"end":1.3,"firstWord":0,"id":"1F0C7A2B:0","lastWord":3,"start":0.05,)"
+              R"("text":"So, here's the thing."},{"clip":0,"end":3.5,"firstWord":4,)"
+              R"("id":"1F0C7A2B:1","lastWord":9,"start":1.4,"text":"Um, the big idea is this."},)"
+              R"({"clip":0,"end":5.4,"firstWord":10,"id":"1F0C7A2B:2","lastWord":10,"start":5,)"
+              R"("text":"Bye."}])"
+              "\n");
+    EXPECT_NEAR(json({"timeline", path}).object().value("total").toDouble(), 3.95, 1e-9);
     const QJsonArray cues = json({"captions", path}).array();
-    ASSERT_EQ(cues.size(), 5);
-    EXPECT_EQ(cues.at(0).toObject().value("words"), QJsonArray{"So,"});
-    EXPECT_TRUE(cues.at(0).toObject().contains("times"));
-    EXPECT_EQ(cues.at(0).toObject().value("unspaced"), false);
-    EXPECT_TRUE(edit({"captions", path, "--srt"})
-                    .out.startsWith("1\n00:00:00,050 --> 00:00:00,450\nSo,\n\n2\n"));
-    EXPECT_TRUE(edit({"captions", "--vtt", path}).out.startsWith("WEBVTT\n\n00:00:00.050 --> "));
+    EXPECT_EQ(cues.size(), 5);
+    EXPECT_EQ(cues.at(0).toObject(), (QJsonObject{{"start", 0.05},
+                                                  {"end", 0.45},
+                                                  {"times", QJsonArray{0.05}},
+                                                  {"unspaced", false},
+                                                  {"words", QJsonArray{"So,"}}}));
+    EXPECT_TRUE(out({"captions", path, "--srt"})
+                    .starts_with("1\n00:00:00,050 --> 00:00:00,450\nSo,\n\n2\n"));
+    EXPECT_TRUE(out({"captions", "--vtt", path}).starts_with("WEBVTT\n\n00:00:00.050 --> "));
 
-    EXPECT_EQ(json({"zooms", path}).array(), (QJsonArray{1.0, 1.18, 1.0}));
-    const QJsonArray pops = json({"popups", path}).array();
-    ASSERT_EQ(pops.size(), 1);
-    EXPECT_EQ(pops.at(0).toObject().value("text"), "Big Idea!");
-    EXPECT_EQ(pops.at(0).toObject().keys(), (QStringList{"end", "start", "text"}));
-
-    const QJsonArray numbered = json({"numbered", path, "--state"}).array();
-    EXPECT_EQ(numbered.at(1).toObject().value("keyword"), "Big Idea!");
-    EXPECT_EQ(numbered.at(1).toObject().value("kept"), true);
-    EXPECT_FALSE(json({"numbered", path}).array().at(1).toObject().contains("kept"));
-
+    EXPECT_EQ(out({"zooms", path}), "[1,1.18,1]\n");
+    EXPECT_TRUE(out({"numbered", path, "--state"}).contains(R"("keyword":"Big Idea!","t":1.4)"));
     // The hook is a string, or null when it is blank.
-    EXPECT_EQ(edit({"hook", path}).out, "\"Watch this\"\n");
+    EXPECT_EQ(out({"hook", path}), "\"Watch this\"\n");
     write(QByteArray(kProject).replace("  Watch this ", "   "));
-    EXPECT_EQ(edit({"hook", path}).out, "null\n");
+    EXPECT_EQ(out({"hook", path}), "null\n");
 }
 
 TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
@@ -102,35 +87,21 @@ TEST_F(EditCli, ApplyPrintsTheResultAndWritesOnlyWhenAskedAndChanged) {
         home.path(), "ops.json",
         R"([{"op":"cut","ids":[1]},{"op":"remember","rule":"Short"},{"op":"keep_only","ids":[99]}])");
 
-    QJsonObject applied = json({"apply", path, opsPath}).object();
-    EXPECT_EQ(applied.value("skipped"), 1);
-    EXPECT_EQ(applied.value("remember"), QJsonArray{"Short"});
-    EXPECT_EQ(applied.value("forget"), QJsonArray{});
-    EXPECT_EQ(applied.value("project").toObject().value("cut"), QJsonArray{"1F0C7A2B:0"});
+    const QJsonObject applied = json({"apply", path, opsPath}).object();
+    EXPECT_EQ(
+        (QJsonArray{applied.value("skipped"), applied.value("remember"), applied.value("forget"),
+                    applied.value("project").toObject().value("cut")}),
+        (QJsonArray{1, QJsonArray{"Short"}, QJsonArray{}, QJsonArray{"1F0C7A2B:0"}}));
     EXPECT_EQ(json({"segments", path}).array().size(), 3);  // the file is as it was
     json({"apply", path, opsPath, "--write"});
     EXPECT_EQ(json({"segments", path}).array().size(), 2);
 
-    // Operations from standard input, the project by its id in the projects folder.
-    saved();
-    const auto result = edit({"apply", "1f0c7a2b-0000-4000-8000-000000000001", "-", "--write"},
-                             R"({"ops":[{"op":"restore","ids":[1]}]})");
-    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(json({"segments", "1F0C7A2B-0000-4000-8000-000000000001"}).array().size(), 3);
-
-    // Keys it does not know are kept; when nothing changed, the file is not touched.
-    QJsonObject project = QJsonDocument::fromJson(kProject).object();
-    project.insert("futureField", 7);
-    write(QJsonDocument(project).toJson());
+    // When nothing changed, the file is not touched.
     const QByteArray before = read();
     auto written = edit({"apply", path, "-", "--write"}, R"([{"op":"cut","ids":[99]},{"op":"x"}])");
     EXPECT_EQ(written.exitCode, 0) << written.err.toStdString();
     EXPECT_EQ(written.err, "Nothing changed, so hand.json is left as it was.\n");
     EXPECT_EQ(read(), before);
-    written = edit({"apply", path, "-", "--write"}, R"([{"op":"cut","ids":[1]}])");
-    EXPECT_EQ(written.exitCode, 0) << written.err.toStdString();
-    EXPECT_EQ(QJsonDocument::fromJson(read()).object().value("futureField"), 7);
-    EXPECT_EQ(QJsonDocument::fromJson(read()).object().value("cut"), QJsonArray{"1F0C7A2B:0"});
 }
 
 TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
@@ -153,21 +124,25 @@ TEST_F(EditCli, ListShowsSavedProjectsAndBrokenFilesByName) {
     EXPECT_TRUE(rows.filter("Old.json").value(0).endsWith("can't be read"));
 
     // For scripts, JSON.
-    const QJsonArray list = json({"list", "--json"}).array();
-    ASSERT_EQ(list.size(), 2);
-    for (const QJsonValue& entry : list) {
+    QStringList entries;
+    for (const QJsonValue& entry : json({"list", "--json"}).array()) {
         const QJsonObject e = entry.toObject();
-        if (e.value("file") == "Old.json") {
-            EXPECT_TRUE(e.value("error").toString().contains("Old.json"));
-        } else {
-            EXPECT_EQ(e.value("name"), "Hand made");
-            EXPECT_EQ(e.value("id"), "1F0C7A2B-0000-4000-8000-000000000001");
-            EXPECT_EQ(e.value("mediaMissing"), true);
-        }
+        entries << (e.contains("error")
+                        ? e.value("file").toString() + " " +
+                              QString::number(e.value("error").toString().contains("Old.json"))
+                        : QStringList{e.value("name").toString(), e.value("id").toString(),
+                                      QString::number(e.value("mediaMissing").toBool())}
+                              .join(' '));
     }
+    entries.sort();
+    EXPECT_EQ(entries,
+              (QStringList{"Hand made 1F0C7A2B-0000-4000-8000-000000000001 1", "Old.json 1"}));
 }
 
 TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
+    const QString broken = testing::writeFile(
+        home.path(), "broken.json",
+        R"({"id": "1f0c7a2b-0000-4000-8000-000000000001", "clips": [{"path": "/a"}]})");
     const std::pair<QStringList, const char*> cases[] = {
         {{"lines"}, "Say which project"},
         {{"frobnicate", "x"}, "The editor has no command frobnicate"},
@@ -177,18 +152,19 @@ TEST_F(EditCli, FailuresAreOneSentenceWithTheirExitStatus) {
         {{"export", path, "--scale", "nan"}, "The scale nan is not a number from 0.1 to 1."},
         {{"export", path, "--scale", "1e-300"}, "The scale 1e-300 is not a number from 0.1 to 1."},
         {{"export", path, "--scale", "1.5"}, "The scale 1.5 is not a number from 0.1 to 1."},
+        {{"lines", broken}, "Couldn't read the project broken.json: \"clips[0].id\" is missing.\n"},
     };
     for (const auto& [args, says] : cases) {
         const auto result = edit(args);
-        EXPECT_EQ(result.exitCode, 1) << says;
         EXPECT_TRUE(result.err.contains(says)) << result.err.toStdString();
-        EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
-        EXPECT_TRUE(result.out.isEmpty());
+        // One line on standard error, nothing on standard output.
+        EXPECT_EQ(QString("%1 %2 %3")
+                      .arg(result.exitCode)
+                      .arg(result.err.count('\n'))
+                      .arg(result.out.size()),
+                  "1 1 0")
+            << says;
     }
-    write(R"({"id": "1f0c7a2b-0000-4000-8000-000000000001", "clips": [{"path": "/a"}]})");
-    const auto result = edit({"lines", path});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "Couldn't read the project hand.json: \"clips[0].id\" is missing.\n");
 }
 
 // Names and words come from files and servers: what is printed of them carries no control
@@ -246,7 +222,6 @@ TEST_F(EditCli, APassTheBackendDidNotAnswerChangesNothing) {
         {{"revise", path, "cut the end"},
          rulesOnly.base(),
          "Pelix answered 502 without the changes"},
-        {{"revise", path, "cut the end"}, jwt.base(), "Pelix answered 401 without the style rules"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.says);
@@ -264,47 +239,36 @@ TEST_F(EditCli, APassTheBackendDidNotAnswerChangesNothing) {
 // that fits several, or none, is a usage error naming what it could be.
 TEST_F(EditCli, ProjectsGoByNameOrTheStartOfTheirId) {
     const QString folder = saved();
-    QJsonObject other = QJsonDocument::fromJson(kProject).object();
-    other.insert("id", "1f0c9999-0000-4000-8000-000000000003");
-    other.insert("name", "Morning run");
-    testing::writeFile(folder, "1F0C9999-0000-4000-8000-000000000003.json",
-                       QJsonDocument(other).toJson());
-    const struct {
-        QString project;
-        int exitCode;
-        QByteArray err;
-    } cases[] = {
-        {"Hand made", 0, ""},
-        {"hand MADE", 0, ""},
-        {"1f0c7a", 0, ""},
-        {"1F0C7A2B-0000-4000-8000-000000000001", 0, ""},
-        {"morning run", 0, ""},
-        {"1F0C", 2,
-         "Couldn't tell which project 1F0C is: it could be Hand made (1F0C7A2B) or Morning run "
-         "(1F0C9999); give more of the id.\n"},
-        {"Evening", 2,
-         "Couldn't find the project Evening: it is neither a file nor the name or the start of "
-         "the id of a saved project (pelix --edit list shows them).\n"},
-        {"/nowhere/p.json", 2,
-         "Couldn't find the project /nowhere/p.json: it is neither a file nor the name or the "
-         "start of the id of a saved project (pelix --edit list shows them).\n"},
+    const auto another = [&](const QString& id, const QString& name, const QByteArray& text = {}) {
+        QJsonObject other = QJsonDocument::fromJson(kProject).object();
+        other.insert("id", id);
+        other.insert("name", name);
+        testing::writeFile(folder, id.toUpper() + ".json",
+                           text.isEmpty() ? QJsonDocument(other).toJson() : text);
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.project.toStdString());
-        const auto result = edit({"hook", c.project});
-        EXPECT_EQ(result.exitCode, c.exitCode);
-        EXPECT_EQ(result.err.toStdString(), c.err.toStdString());
-        if (c.exitCode == 0) {
-            EXPECT_EQ(result.out, "\"Watch this\"\n");
-        }
+    another("1f0c9999-0000-4000-8000-000000000003", "Morning run");
+    const QString hook = "0 \"Watch this\"\n";
+    const QString unknown =
+        "it is neither a file nor the name or the start of the id of a saved "
+        "project (pelix --edit list shows them).\n";
+    const std::pair<QString, QString> cases[] = {
+        {"hand MADE", hook},
+        {"1f0c7a", hook},
+        {"1F0C7A2B-0000-4000-8000-000000000001", hook},
+        {"1F0C",
+         "2 Couldn't tell which project 1F0C is: it could be Hand made (1F0C7A2B) or "
+         "Morning run (1F0C9999); give more of the id.\n"},
+        {"Evening", "2 Couldn't find the project Evening: " + unknown},
+        {"/nowhere/p.json", "2 Couldn't find the project /nowhere/p.json: " + unknown},
+    };
+    for (const auto& [project, says] : cases) {
+        const auto result = edit({"hook", project});
+        EXPECT_EQ(QString::number(result.exitCode) + " " + result.out + result.err, says);
     }
-    // The same name twice is as unclear as a short id.
-    other.insert("id", "2a000000-0000-4000-8000-000000000004");
-    other.insert("name", "Hand Made");
-    testing::writeFile(folder, "2A000000-0000-4000-8000-000000000004.json",
-                       QJsonDocument(other).toJson());
-    // A whole id names its file even when that file cannot be read.
-    testing::writeFile(folder, "3B000000-0000-4000-8000-000000000005.json", "{");
+    // The same name twice is as unclear as a short id; a whole id names its file even when that
+    // file cannot be read.
+    another("2a000000-0000-4000-8000-000000000004", "Hand Made");
+    another("3b000000-0000-4000-8000-000000000005", "", "{");
     const auto broken = edit({"lines", "3b000000-0000-4000-8000-000000000005"});
     EXPECT_EQ(broken.exitCode, 1);
     EXPECT_TRUE(broken.err.startsWith("Couldn't read the project 3B000000-0000-4000-8000-"))

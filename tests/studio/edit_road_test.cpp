@@ -24,8 +24,14 @@ class EditRoad : public ::testing::Test, protected fakes::BackendRig {
 protected:
     EditRoad() : BackendRig("pelix_road_token") {}
 
-    testing::ProcessResult edit(const QStringList& args) {
-        return runPelix(QStringList{"--edit"} + args, {}, backendEnv(), 240000);
+    testing::ProcessResult edit(const QStringList& args, const QByteArray& input = {}) {
+        return runPelix(QStringList{"--edit"} + args, input, backendEnv(), 240000);
+    }
+    // Runs a command that should succeed and returns what it printed.
+    QByteArray ok(const QStringList& args, const QByteArray& input = {}) {
+        const auto result = edit(args, input);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+        return result.out;
     }
     editor::EditProject saved(const QString& id) const {
         const QByteArray text = testing::readFile(home.dataDir() + "/Editor/" + id + ".json");
@@ -100,56 +106,39 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     const std::vector<editor::Line> all = editor::lines(project.clips);
     ASSERT_EQ(all.size(), 3u) << "the transcriber heard the sentences differently";
 
-    {
-        SCOPED_TRACE("plan");
-        const auto planned = edit({"plan", id});
-        ASSERT_EQ(planned.exitCode, 0) << planned.err.toStdString();
-        EXPECT_EQ(planned.out, "Here is a first cut.\n");
-        EXPECT_EQ(sent("plan").at(0).value("style"), QJsonArray{"Keep it short"});
-        project = saved(id);
-        EXPECT_EQ(project.hook, "Coffee first");
-        EXPECT_EQ(project.keywords, (editor::TextMap{{all[1].id, "report"}}));
-    }
-    {
-        SCOPED_TRACE("revise");
-        const auto revised = edit({"revise", id, "cut the second line"});
-        ASSERT_EQ(revised.exitCode, 0) << revised.err.toStdString();
-        EXPECT_EQ(revised.out, "Cut the second line.\n");
-        EXPECT_EQ(sent("revise").at(0).value("instruction"), "cut the second line");
-        project = saved(id);
-        EXPECT_EQ(project.cut, editor::TextSet{all[1].id});
-        EXPECT_EQ(project.chat, (std::vector<editor::ChatTurn>{{"cut the second line", true},
-                                                               {"Cut the second line.", false}}));
-        // The remembered rule joins the saved ones.
-        const QList<QJsonObject> styles = sent("style");
-        ASSERT_FALSE(styles.isEmpty());
-        EXPECT_EQ(styles.last().value("rules"), (QJsonArray{"Keep it short", "No coffee talk"}));
-    }
-    {
-        SCOPED_TRACE("translate");
-        const QString ops = testing::writeFile(
-            home.path(), "french.json", R"([{"op":"set","field":"captionLanguage","value":"fr"}])");
-        ASSERT_EQ(edit({"apply", id, ops, "--write"}).exitCode, 0);
-        const auto translated = edit({"translate", id});
-        ASSERT_EQ(translated.exitCode, 0) << translated.err.toStdString();
-        EXPECT_EQ(translated.out, "Translated 3 of 3 captions into French.\n");  // two lines, hook
-        project = saved(id);
-        EXPECT_EQ(project.translations.at("fr").at(all[0].id), "FR " + all[0].text);
-        const auto again = edit({"translate", id});
-        EXPECT_EQ(again.out, "Every caption is already in French.\n");
-        EXPECT_EQ(sent("translate").size(), 1);
-    }
+    EXPECT_EQ(ok({"plan", id}), "Here is a first cut.\n");
+    EXPECT_EQ(sent("plan").at(0).value("style"), QJsonArray{"Keep it short"});
+    project = saved(id);
+    EXPECT_EQ(project.hook, "Coffee first");
+    EXPECT_EQ(project.keywords, (editor::TextMap{{all[1].id, "report"}}));
+
+    EXPECT_EQ(ok({"revise", id, "cut the second line"}), "Cut the second line.\n");
+    EXPECT_EQ(sent("revise").at(0).value("instruction"), "cut the second line");
+    project = saved(id);
+    EXPECT_EQ(project.cut, editor::TextSet{all[1].id});
+    EXPECT_EQ(project.chat, (std::vector<editor::ChatTurn>{{"cut the second line", true},
+                                                           {"Cut the second line.", false}}));
+    // The remembered rule joins the saved ones.
+    EXPECT_EQ(sent("style").value(sent("style").size() - 1).value("rules"),
+              (QJsonArray{"Keep it short", "No coffee talk"}));
+
+    ok({"apply", id, "-", "--write"},
+       R"({"ops":[{"op":"set","field":"captionLanguage","value":"fr"}]})");
+    // Two lines and the hook.
+    EXPECT_EQ(ok({"translate", id}), "Translated 3 of 3 captions into French.\n");
+    EXPECT_EQ(saved(id).translations.at("fr").at(all[0].id), "FR " + all[0].text);
+    EXPECT_EQ(ok({"translate", id}), "Every caption is already in French.\n");
+    EXPECT_EQ(sent("translate").size(), 1);
+
     const QString folder = home.path() + "/Videos/Pelix";
-    {
-        SCOPED_TRACE("export");
-        const auto exported = edit({"export", id, "--scale", "0.25"});
-        ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
-        EXPECT_EQ(exported.out, folder.toUtf8() + "/Morning walk - Instagram Reel.mp4\n");
-        EXPECT_TRUE(exported.err.contains("Exporting… 50%\n"));
-        EXPECT_TRUE(exported.err.endsWith("Exporting… 100%\n"));
-        const auto second = edit({"export", id, "--scale", "0.25"});
-        EXPECT_EQ(second.out, folder.toUtf8() + "/Morning walk - Instagram Reel 2.mp4\n");
-    }
+    const auto exported = edit({"export", id, "--scale", "0.25"});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
+    EXPECT_EQ(exported.out, folder.toUtf8() + "/Morning walk - Instagram Reel.mp4\n");
+    EXPECT_TRUE(exported.err.contains("Exporting… 50%\n"));
+    EXPECT_TRUE(exported.err.endsWith("Exporting… 100%\n"));
+    EXPECT_EQ(ok({"export", id, "--scale", "0.25"}),
+              folder.toUtf8() + "/Morning walk - Instagram Reel 2.mp4\n");
+
     // Ctrl+C stops the export; a hang-up ends the process: neither leaves a file behind, in
     // the videos folder or the temporary one (where the captions' script is).
     const QString temporary = home.path() + "/tmp";

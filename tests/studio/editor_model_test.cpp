@@ -13,11 +13,8 @@ using testing::threeLines;
 // An assistant whose answers the test gives by hand.
 class FakeAssistant final : public EditAssistant {
 public:
-    void plan(const editor::EditProject& project, const QStringList&,
-              std::function<void(Result<FirstPass>)> done) override {
-        planned.push_back(project);
-        planDone = std::move(done);
-    }
+    void plan(const editor::EditProject&, const QStringList&,
+              std::function<void(Result<FirstPass>)>) override {}
     void revise(const QString& instruction, const QStringList& style, const editor::EditProject&,
                 std::function<void(Result<Revision>)> done) override {
         instructions.push_back(instruction);
@@ -31,12 +28,10 @@ public:
     }
     void saveRules(const QStringList& rules) override { savedRules.push_back(rules); }
 
-    std::vector<editor::EditProject> planned;
     QStringList instructions;
     std::vector<QStringList> styles;
     std::vector<editor::EditProject> translations;
     std::vector<QStringList> savedRules;
-    std::function<void(Result<FirstPass>)> planDone;
     std::function<void(Result<Revision>)> reviseDone;
     std::function<void(Result<editor::EditProject>)> translateDone;
 };
@@ -63,32 +58,16 @@ protected:
     EditorModel model{timers, &assistant};
 };
 
-TEST_F(EditorModelTest, ClickCutChangesSegmentsAndTotalAndRestores) {
+TEST_F(EditorModelTest, CutsFixesAndSettingsUndoAndRedoExactly) {
+    std::vector<editor::EditProject> states{model.project()};
     const double whole = model.total();
-    const auto segments = model.timeline().segments();
-    ASSERT_GT(whole, 0);
-
+    const editor::Line middle = model.lines()[1];
     model.toggleCut(1);
-    EXPECT_TRUE(model.isCut(1));
-    EXPECT_TRUE(model.project().cut.contains(model.lines()[1].id));
-    const editor::Line& middle = model.lines()[1];
-    EXPECT_LT(model.total(), whole - (middle.end - middle.start) + 0.5);
-    for (const editor::Segment& s : model.timeline().segments()) EXPECT_NE(s.line, middle.id);
-    EXPECT_FALSE(model.canRedo());
-
-    model.toggleCut(1);
-    EXPECT_FALSE(model.isCut(1));
-    EXPECT_DOUBLE_EQ(model.total(), whole);
-    EXPECT_EQ(model.timeline().segments(), segments);
-
     model.toggleCut(7);  // no such line
     model.toggleCut(-1);
-    EXPECT_EQ(model.project().cut.size(), 0u);
-}
-
-TEST_F(EditorModelTest, UndoAndRedoRestoreProjectValuesExactly) {
-    std::vector<editor::EditProject> states{model.project()};
-    model.toggleCut(0);
+    EXPECT_EQ(model.project().cut, editor::TextSet{middle.id});
+    EXPECT_LT(model.total(), whole - (middle.end - middle.start) + 0.5);
+    for (const editor::Segment& s : model.timeline().segments()) EXPECT_NE(s.line, middle.id);
     states.push_back(model.project());
     model.fixLine(2, "Goodbye now.");
     states.push_back(model.project());
@@ -107,6 +86,7 @@ TEST_F(EditorModelTest, UndoAndRedoRestoreProjectValuesExactly) {
         EXPECT_EQ(model.project(), states[i]) << "undo to state " << i;
     }
     EXPECT_FALSE(model.canUndo());
+    EXPECT_DOUBLE_EQ(model.total(), whole);
     EXPECT_EQ(model.lineText(2), model.lines()[2].text);
     for (size_t i = 1; i < states.size(); ++i) {
         model.redo();
@@ -219,20 +199,6 @@ TEST_F(EditorModelTest, UnreadStyleRulesAreNeverReplaced) {
     EXPECT_TRUE(model.style().isEmpty());
 }
 
-TEST_F(EditorModelTest, FirstPassTakesTheServicesCutAndReply) {
-    model.firstPass();
-    ASSERT_EQ(assistant.planned.size(), 1u);
-    editor::EditProject planned = model.project();
-    planned.cut.insert(model.lines()[2].id);
-    planned.hook = "Say hello";
-    assistant.planDone(EditAssistant::FirstPass{planned, "First pass done."});
-    settle();
-    EXPECT_TRUE(model.isCut(2));
-    EXPECT_EQ(model.project().hook, "Say hello");
-    ASSERT_EQ(model.project().chat.size(), 1u);
-    EXPECT_EQ(model.project().chat[0], (editor::ChatTurn{"First pass done.", false}));
-}
-
 TEST_F(EditorModelTest, NewCaptionLanguageAsksOnceForTheMissingLinesOnly) {
     model.toggleCut(1);
     editor::EditProject withFrench = model.project();
@@ -293,14 +259,12 @@ TEST_F(EditorModelTest, NewVideosAndAddedClips) {
     EXPECT_EQ(model.lineOutput(3), model.total());
 }
 
-TEST(EditorModel, WithoutAnAssistantRequestsFailWithASentence) {
-    fakes::ManualClock clock;
-    fakes::ManualTimers timers{clock};
-    EditorModel model{timers, nullptr};
-    model.open(testing::threeLines());
-    model.revise("shorter");
-    EXPECT_TRUE(model.error().startsWith("Couldn't "));
-    EXPECT_FALSE(model.busy());
+TEST_F(EditorModelTest, WithoutAnAssistantRequestsFailWithASentence) {
+    EditorModel alone{timers, nullptr};
+    alone.open(testing::threeLines());
+    alone.revise("shorter");
+    EXPECT_TRUE(alone.error().startsWith("Couldn't "));
+    EXPECT_FALSE(alone.busy());
 }
 
 }  // namespace

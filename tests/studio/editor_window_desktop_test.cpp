@@ -1,6 +1,7 @@
 // The editor window with its real parts: a dropped clip is transcribed, the loopback backend
 // makes the first pass, the preview draws from the renderer and the export writes a video.
 
+#include "editor/EditorTestSupport.h"
 #include "fakes/BackendRig.h"
 #include "media/Media.h"
 #include "media/TestMedia.h"
@@ -24,7 +25,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
-#include <QUuid>
 
 #include <cstdlib>
 
@@ -79,20 +79,16 @@ protected:
                                            [this](const QString& file) { shown << file; }}};
 };
 
-// A project of one 160×120 clip of `seconds` at `clip`, with `words`.
-editor::EditProject projectAround(const QString& clip, double seconds, const QString& name,
+// A project of one 160×120 clip of `seconds` at `path`, with `words`.
+editor::EditProject projectAround(const QString& path, double seconds, const QString& name,
                                   std::vector<core::Word> words) {
-    editor::SourceClip source;
-    source.id = QUuid::createUuid();
-    source.path = clip;
-    source.duration = seconds;
-    source.width = 160;
-    source.height = 120;
-    source.words = std::move(words);
-    editor::EditProject project;
-    project.id = QUuid::createUuid();
+    editor::SourceClip clip = testing::clipOf({}, seconds);
+    clip.path = path;
+    clip.width = 160;
+    clip.height = 120;
+    clip.words = std::move(words);
+    editor::EditProject project = testing::projectOf({clip});
     project.name = name;
-    project.clips = {source};
     return project;
 }
 
@@ -106,7 +102,7 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
         if (r.json.value("action") == "plan") {
             return Reply::json({{"cut", QJsonArray{}},
                                 {"keywords", QJsonArray{}},
-                                {"hook", ""},
+                                {"hook", "Coffee first"},
                                 {"title", "Morning"},
                                 {"reply", "First pass done."}});
         }
@@ -139,12 +135,11 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
             << "the transcriber heard the sentences differently";
         EXPECT_TRUE(window.transcript()->item(0)->text().contains("morning"));
     }
-    {
-        SCOPED_TRACE("the first pass comes from the service");
-        ASSERT_TRUE(testing::waitUntil([&] { return !model.project().chat.empty(); }, 15000));
-        EXPECT_EQ(model.project().chat.back().text, "First pass done.");
-        EXPECT_EQ(model.project().name, "morning");  // named after the clip
-    }
+    // The first pass comes from the service; the video is named after the clip.
+    ASSERT_TRUE(testing::waitUntil([&] { return !model.project().chat.empty(); }, 15000));
+    EXPECT_EQ(model.project().chat.back().text, "First pass done.");
+    EXPECT_EQ(model.project().hook, "Coffee first");
+    EXPECT_EQ(model.project().name, "morning");
 
     PreviewPlayer& player = window.preview()->player();
     const double whole = model.total();
