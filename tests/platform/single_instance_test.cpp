@@ -6,15 +6,11 @@
 
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QProcess>
 
 #include <gio/gdesktopappinfo.h>
 
-#include <cstring>
-
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace pelix::platform {
@@ -107,54 +103,34 @@ TEST_F(SocketFolder, IsPrivateAndNotTakenFromSomeoneElse) {
     EXPECT_TRUE(instance->listen());
 }
 
-// Another user's process listening where the link would go gets nothing: a child process that
-// becomes "nobody" listens on a socket, which is then linked to where this user's Pelix would
-// listen, and records what it is sent.
+// Another user's process listening where the link would go gets nothing: a listener run as
+// "nobody" is hard-linked to where this user's Pelix would listen, and prints what it is sent.
 TEST_F(SocketFolder, HandsNothingToAnotherUsersProcess) {
     if (getuid() != 0) GTEST_SKIP() << "acting as another user needs root";
     const auto instance = desktop->singleInstance(home.dataDir());
     // Where "nobody" can reach: not under this test's private temporary folder.
     QTemporaryDir open("/tmp/pelix-open-XXXXXX");
     ASSERT_EQ(chmod(QFile::encodeName(open.path()).constData(), 0777), 0);
-    const QByteArray path = QFile::encodeName(open.filePath("pelix.sock"));
-    int ready[2], heard[2];
-    ASSERT_EQ(pipe(ready), 0);
-    ASSERT_EQ(pipe(heard), 0);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        // Only async-signal-safe calls from here on.
-        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(2);
-        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        memcpy(address.sun_path, path.constData(), size_t(path.size()));
-        if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-            listen(fd, 1) != 0) {
-            _exit(3);
-        }
-        (void)!write(ready[1], "r", 1);
-        alarm(10);
-        const int peer = accept(fd, nullptr, nullptr);
-        char buffer[256];
-        ssize_t n;
-        while (peer >= 0 && (n = read(peer, buffer, sizeof buffer)) > 0) {
-            (void)!write(heard[1], buffer, size_t(n));
-        }
-        _exit(0);
-    }
-    close(heard[1]);
-    close(ready[1]);
-    char byte = 0;
-    ASSERT_EQ(read(ready[0], &byte, 1), 1) << "the other user's listener did not start";
-    ASSERT_EQ(link(path.constData(), QFile::encodeName(instance->address()).constData()), 0);
+    const QString path = open.filePath("pelix.sock");
+    QProcess other;
+    other.start("setpriv",
+                {"--reuid=65534", "--regid=65534", "--clear-groups", "/usr/bin/python3", "-c",
+                 "import socket, sys\n"
+                 "s = socket.socket(socket.AF_UNIX)\n"
+                 "s.bind(sys.argv[1]); s.listen(1); s.settimeout(10)\n"
+                 "print('ready', flush=True)\n"
+                 "try: sys.stdout.write(s.accept()[0].recv(256).decode())\n"
+                 "except OSError: pass\n",
+                 path});
+    ASSERT_TRUE(testing::waitUntil([&] { return other.canReadLine(); }, 10000))
+        << other.readAllStandardError().toStdString();
+    ASSERT_EQ(other.readLine(), "ready\n");
+    ASSERT_EQ(link(QFile::encodeName(path).constData(),
+                   QFile::encodeName(instance->address()).constData()),
+              0);
     EXPECT_FALSE(instance->sendToRunning("pelix-mac://connect?token=pelix_secret", 2000));
-    int status = 0;
-    waitpid(child, &status, 0);
-    char buffer[256];
-    EXPECT_EQ(read(heard[0], buffer, sizeof buffer), 0) << "the other user received the link";
-    close(heard[0]);
-    close(ready[0]);
+    ASSERT_TRUE(other.waitForFinished(15000));
+    EXPECT_EQ(other.readAllStandardOutput(), "") << "the other user received the link";
 }
 
 // Whatever the program's path holds, GLib (as the desktop's session manager reads the entry)
