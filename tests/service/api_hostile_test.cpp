@@ -77,7 +77,8 @@ TEST_F(HostileApiTest, RedirectsAreAnswersAndTheTokenStaysHome) {
 }
 
 // A caller that acts on an answer takes only one that carries what it needs; a caller that needs
-// nothing does not take a gateway's refusal as done. The client itself stays lenient.
+// nothing does not take a gateway's refusal as done. The client itself stays lenient. (Gateway
+// pages and invalid JWTs are refused through the callers' own tests: --call, --edit, memos.)
 TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
     const Needs plan = Needs::one("the edit plan", "cut", QJsonValue::Array);
     const auto json = [](int status, const char* body) {
@@ -91,8 +92,6 @@ TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
         QString refusal;
     } cases[] = {
         {"lenient client, 502 page", HostileServer::badGatewayPage(), std::nullopt, {}},
-        {"plan, 502 page", HostileServer::badGatewayPage(), plan,
-         "Pelix answered 502 without the edit plan, so nothing was changed."},
         {"plan, 200 without it", json(200, R"({"reply":"Sure."})"), plan,
          "Pelix answered 200 without the edit plan, so nothing was changed."},
         {"plan, of the wrong kind", json(200, R"({"cut":"all"})"), plan,
@@ -100,10 +99,6 @@ TEST_F(HostileApiTest, AnActingCallerTakesOnlyAnAnswerThatCarriesWhatItNeeds) {
         {"plan, carried", json(200, R"({"cut":[]})"), plan, {}},
         {"plan, the backend's own error", json(401, R"({"error":"Token expired."})"), plan,
          "Token expired."},
-        {"nothing, 502 page", HostileServer::badGatewayPage(), Needs::nothing(),
-         "Pelix answered 502 and did not say it was done."},
-        {"nothing, invalid JWT", HostileServer::invalidJwt(), Needs::nothing(),
-         "Pelix answered 401 and did not say it was done."},
         {"nothing, 403 msg", json(403, R"({"msg":"Forbidden"})"), Needs::nothing(),
          "Pelix answered 403 and did not say it was done."},
         {"nothing, 404 page",
