@@ -17,9 +17,7 @@
 
 #include <QApplication>
 #include <QDropEvent>
-#include <QElapsedTimer>
 #include <QMimeData>
-#include <QMouseEvent>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTest>
