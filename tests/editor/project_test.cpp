@@ -78,7 +78,6 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
          "\"translations\" is not an object of languages"},
         // A timestamp in milliseconds read as seconds lands in the year 56864.
         {created("1732300000000"), seconds},
-        {created("-1e308"), seconds},
         {created("-62135596800"), ""},    // 0001-01-01T00:00:00Z
         {created("253402300799.5"), ""},  // the last half second of 9999
         {created(R"("9999-12-31T23:59:59.999Z")"), ""},
@@ -90,7 +89,6 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
         {word(R"({"start":999999.5,"end":1000000,"text":"a"})"), ""},
         {word(R"({"start":1.05,"end":0.4,"text":"a"})"),
          "\"clips[0].words[0].end\" is before its start"},
-        {id(R"("1f0c7a2b-0000-4000-8000-000000000001-and-more")"), "\"id\" is not a UUID"},
         {id(R"("1f0c7a2b000040008000000000000001")"), "\"id\" is not a UUID"},
         {id(R"("{1f0c7a2b-0000-4000-8000-000000000001}")"), ""},
         {id(R"("1F0C7A2B-0000-4000-8000-000000000001")"), ""},
