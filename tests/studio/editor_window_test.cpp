@@ -94,19 +94,14 @@ TEST_F(EditorWindowTest, SettingsFollowTheModelBothWays) {
 }
 
 TEST_F(EditorWindowTest, SavedVideosSayWhenTheirMediaIsMissing) {
-    editor::ProjectStore::Entry gone;
-    gone.name = "Old talk";
-    gone.modified = QDateTime(QDate(2026, 11, 2), QTime(8, 5), Qt::UTC);
-    gone.mediaMissing = true;
-    editor::ProjectStore::Entry broken;
-    broken.file = "x.json";
-    broken.error = "Not a project.";
-    window.showVideos({gone, broken});
+    const QDateTime modified(QDate(2026, 11, 2), QTime(8, 5), Qt::UTC);
+    window.showVideos({{.modified = modified, .name = "Old talk", .mediaMissing = true},
+                       {.file = "x.json", .error = "Not a project."}});
     auto* list = window.findChild<QListWidget*>("videos");
     ASSERT_NE(list, nullptr);
     ASSERT_EQ(list->count(), 2);
     EXPECT_EQ(list->item(0)->text(),
-              "Old talk\n" + core::dates::shortDateTime(gone.modified) + " · media missing");
+              "Old talk\n" + core::dates::shortDateTime(modified) + " · media missing");
     EXPECT_TRUE(list->item(1)->text().startsWith("x.json"));
 }
 
