@@ -1,8 +1,12 @@
-// The sounds made by the program.
+// The sounds made by the program, the status line, and the bundled font, drawn whatever fonts
+// the machine has.
 #include "platform/Overlay.h"
 #include "support/TestSupport.h"
 #include "ui/Hud.h"
 #include "ui/Sounds.h"
+#include "ui/Theme.h"
+
+#include <QFontInfo>
 
 #include <algorithm>
 #include <cstdlib>
@@ -71,6 +75,19 @@ TEST(Hud, TheLatestLineStaysForItsTimeThenHides) {
     // Each line is drawn: a longer line makes a wider picture.
     EXPECT_FALSE(overlay.pictures[2].isNull());
     EXPECT_GT(overlay.pictures[2].width(), overlay.pictures[1].width());
+}
+
+TEST(Theme, EveryTextStyleUsesTheBundledFont) {
+    ASSERT_TRUE(theme::loadFonts());
+    using theme::Type;
+    for (Type type :
+         {Type::caption, Type::small, Type::body, Type::title, Type::heading, Type::display}) {
+        const QFont font = theme::font(type);
+        const QFontInfo used(font);
+        EXPECT_EQ(used.family(), QLatin1String(theme::kFamily)) << int(type);
+        EXPECT_EQ(used.weight(), font.weight()) << int(type);
+        EXPECT_EQ(used.pixelSize(), font.pixelSize()) << int(type);
+    }
 }
 
 }  // namespace
