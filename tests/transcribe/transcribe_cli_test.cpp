@@ -3,6 +3,7 @@
 #include "fakes/HostileServer.h"
 #include "media/TestMedia.h"
 #include "speech/TranscriptionServer.h"
+#include "transcribe/StableId.h"
 
 #include <QRegularExpression>
 
@@ -47,34 +48,20 @@ protected:
 };
 
 TEST_F(TranscribeCli, PrintsPiecesParagraphsAndCount) {
-    // Each piece is a sentence of its own unless the preference turns sentence text off.
-    struct Case {
-        bool sentences;
-        QString first, second, end;
+    // Each piece is a sentence of its own unless the preference turns sentence text off; the
+    // pieces with their start, then the text, the two seconds apart a paragraph each.
+    const std::tuple<bool, QString, QString, QString> cases[] = {
+        {true, "The quick brown fox", "Please bring", R"(\.)"},
+        {false, "the quick brown fox", "please bring", "[a-z]"},
     };
-    const Case cases[] = {
-        {true, "The quick brown fox", "Please bring", R"(\.$)"},
-        {false, "the quick brown fox", "please bring", "[a-z]$"},
-    };
-    for (const Case& c : cases) {
-        prefs.setSentenceText(c.sentences);
+    for (const auto& [sentences, first, second, end] : cases) {
+        prefs.setSentenceText(sentences);
         const auto run = runPelix({"--transcribe", talk_, "--lang", "en-US"}, {}, backendEnv());
         ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        const QStringList lines = QString::fromUtf8(run.out).split('\n');
-        ASSERT_GE(lines.size(), 6) << run.out.toStdString();
-        const auto matches = [&](qsizetype line, const QString& pattern) {
-            return QRegularExpression(pattern).match(lines[line]).hasMatch();
-        };
-        EXPECT_TRUE(matches(0, R"(^  \[   0\.\ds\] )" + c.first)) << lines[0].toStdString();
-        EXPECT_TRUE(matches(1, R"(^  \[   [45]\.\ds\] )" + c.second)) << lines[1].toStdString();
-        // Two seconds apart: a paragraph each.
-        EXPECT_TRUE(lines[2].startsWith(c.first)) << lines[2].toStdString();
-        EXPECT_EQ(lines[3], "");
-        EXPECT_TRUE(lines[4].startsWith(c.second)) << lines[4].toStdString();
-        for (const qsizetype line : {0, 1, 2, 4}) {
-            EXPECT_TRUE(matches(line, c.end)) << lines[line].toStdString();
-        }
-        EXPECT_TRUE(matches(5, R"(^2 pieces in \d+\.\ds$)")) << lines[5].toStdString();
+        const QString one = first + "[^\n]*" + end + "\n", two = second + "[^\n]*" + end + "\n";
+        const QRegularExpression printed(R"(^  \[   0\.\ds\] )" + one + R"(  \[   [45]\.\ds\] )" +
+                                         two + one + "\n" + two + R"(2 pieces in \d+\.\ds\n$)");
+        EXPECT_TRUE(printed.match(QString::fromUtf8(run.out)).hasMatch()) << run.out.toStdString();
     }
     EXPECT_TRUE(backend.requests().isEmpty());
 }
@@ -131,40 +118,41 @@ TEST_F(TranscribeCli, SaveFilesOneNoteUnderTheSameIdentifierEachTime) {
     }
     const auto sent = backend.requests("import-notes");
     ASSERT_EQ(sent.size(), 2);
-    const QJsonArray notes = sent[0].json["notes"].toArray();
-    ASSERT_EQ(notes.size(), 1);
-    const QJsonObject note = notes[0].toObject();
-    EXPECT_EQ(QStringList({sent[0].json["source"].toString(), note["title"].toString(),
-                           note["folder"].toString()}),
-              QStringList({"video", "Team talk", "Videos"}));
-    EXPECT_TRUE(QRegularExpression("^video:[0-9a-f]{32}$")
-                    .match(note["external_id"].toString())
-                    .hasMatch());
-    EXPECT_TRUE(note["body"].toString().startsWith("The quick brown fox"));
-    EXPECT_TRUE(note["body"].toString().contains(".\n\nPlease bring"));
-    for (const char* date : {"created_at", "updated_at"}) {
-        EXPECT_TRUE(QDateTime::fromString(note[date].toString(), Qt::ISODate).isValid()) << date;
+    for (const fakes::Recorded& request : sent) {
+        const QJsonArray notes = request.json["notes"].toArray();
+        ASSERT_EQ(notes.size(), 1);
+        const QJsonObject note = notes[0].toObject();
+        EXPECT_EQ(QStringList({request.json["source"].toString(), note["external_id"].toString(),
+                               note["title"].toString(), note["folder"].toString()}),
+                  QStringList({"video", stableId(talk_), "Team talk", "Videos"}));
+        EXPECT_TRUE(QRegularExpression(R"(^The quick brown fox.*\.\n\nPlease bring)")
+                        .match(note["body"].toString())
+                        .hasMatch())
+            << note["body"].toString().toStdString();
+        for (const char* date : {"created_at", "updated_at"}) {
+            EXPECT_TRUE(QDateTime::fromString(note[date].toString(), Qt::ISODate).isValid())
+                << date;
+        }
     }
-    EXPECT_EQ(sent[1].json["notes"].toArray()[0].toObject()["external_id"], note["external_id"]);
 
     // Refused, or answered by a gateway's page: nothing is said to be saved.
     backend.answer("import-notes", fakes::Reply::json({{"error", "Notes are full."}}, 500));
-    const auto refused = runPelix({"--transcribe", talk_, "--save"}, {}, backendEnv());
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_FALSE(refused.out.contains("Saved to Pelix"));
-    EXPECT_TRUE(refused.err.contains("Notes are full.")) << refused.err.toStdString();
     const auto [status, script] = fakes::HostileServer::gatewayAnswers().front();
-    fakes::HostileServer server(script);
-    QProcessEnvironment env;
-    env.insert("PELIX_API_BASE", server.base().toString());
-    const auto gateway = runPelix({"--transcribe", talk_, "--save"}, {}, env);
-    EXPECT_EQ(gateway.exitCode, 1);
-    EXPECT_FALSE(gateway.out.contains("Saved to Pelix")) << gateway.out.toStdString();
-    EXPECT_TRUE(gateway.err.endsWith(QStringLiteral("Pelix answered %1 without the count of notes "
-                                                    "it took, so nothing was changed.\n")
-                                         .arg(status)
-                                         .toUtf8()))
-        << gateway.err.toStdString();
+    fakes::HostileServer gateway(script);
+    QProcessEnvironment viaGateway;
+    viaGateway.insert("PELIX_API_BASE", gateway.base().toString());
+    const std::pair<QProcessEnvironment, QString> refusals[] = {
+        {backendEnv(), "Notes are full.\n"},
+        {viaGateway, QStringLiteral("Pelix answered %1 without the count of notes it took, so "
+                                    "nothing was changed.\n")
+                         .arg(status)},
+    };
+    for (const auto& [env, says] : refusals) {
+        const auto run = runPelix({"--transcribe", talk_, "--save"}, {}, env);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_FALSE(run.out.contains("Saved to Pelix")) << run.out.toStdString();
+        EXPECT_TRUE(QString::fromUtf8(run.err).endsWith(says)) << run.err.toStdString();
+    }
 }
 
 // With a transcription server set: the same run, heard by the server while it answers.
@@ -186,10 +174,8 @@ TEST_F(TranscribeOnServer, TheServerHearsUnlessTheLocalEngineIsAskedFor) {
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.startsWith("  [   0.1s] The quick brown fox.\n")) << run.out.toStdString();
     EXPECT_TRUE(run.out.contains("2 pieces in ")) << run.out.toStdString();
-    ASSERT_FALSE(server_.calls().isEmpty());
-    EXPECT_EQ(server_.calls().last().field("language"), "en");
-    EXPECT_EQ(server_.calls().last().authorization, QString("Bearer ") + kKey);
     const qsizetype calls = server_.calls().size();
+    ASSERT_GT(calls, 0);
     run = runPelix({"--transcribe", talk_, "--engine", "local"}, {}, backendEnv());
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.contains("The quick brown fox")) << run.out.toStdString();
