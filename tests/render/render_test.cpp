@@ -4,17 +4,17 @@
 #include "render/Renderer.h"
 
 #include "editor/Captions.h"
+#include "editor/EditorTestSupport.h"
 #include "editor/Timeline.h"
-#include "render/RenderTestMedia.h"
+#include "media/TestMedia.h"
 #include "speech/PocketSphinxEngine.h"
 #include "studio/NewVideo.h"
 #include "support/TestSupport.h"
-#include "transcribe/VideoTranscriber.h"
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
 
-#include <QSet>
+#include <QImage>
 #include <QtEndian>
 
 #include <cmath>
@@ -22,22 +22,33 @@
 namespace pelix::render {
 namespace {
 
-using pelix::testing::runTool;
-using pelix::testing::TestMedia;
+using testing::runTool;
 
-speech::SpeechEngines pocketSphinx() {
-    speech::SpeechEngines engines;
-    engines.add(std::make_unique<speech::PocketSphinxEngine>(
-        speech::PocketSphinxEngine::systemModelFolder(), QString()));
-    return engines;
+// A 1280×720 video of a public-domain photograph of a person that Debian ships (python3-skimage's
+// data, 512×512) at the top, `left` pixels from the left edge on a gray ground, with `sound` as
+// its sound track and as long as it.
+QString faceVideo(const testing::TestMedia& media, const QString& name, const QString& sound,
+                  int left) {
+    const QString face = "/usr/lib/python3/dist-packages/skimage/data/astronaut.png";
+    if (!QFileInfo::exists(face))
+        throw std::runtime_error("scripts/setup installs python3-skimage");
+    runTool("ffmpeg",
+            testing::args(QString("-v error -y -f lavfi -i color=c=0x404040:s=1280x720:"
+                                  "r=25 -loop 1 -i %1 -i %2 -filter_complex [0][1]overlay="
+                                  "x=%3:y=0:shortest=1,format=yuv420p[v] -map [v] -map "
+                                  "2:a -shortest -c:v libx264 -preset ultrafast -g 25 "
+                                  "-c:a aac %4")
+                              .arg(face, sound, QString::number(left), media.path(name))));
+    return media.path(name);
 }
 
-// ffprobe's view of a file's streams and format.
-QJsonObject probe(const QString& file) {
-    return QJsonDocument::fromJson(
-               testing::runTool("ffprobe", {"-v", "error", "-show_streams", "-show_format", "-of",
-                                            "json", file}))
-        .object();
+// One picture of a video at `t` seconds, by the ffmpeg program.
+QImage pictureOf(const QString& video, double t, const QString& png) {
+    runTool("ffmpeg", {"-v", "error", "-y", "-ss", QString::number(t, 'f', 3), "-i", video,
+                       "-frames:v", "1", png});
+    QImage image(png);
+    if (image.isNull()) throw std::runtime_error("could not read " + png.toStdString());
+    return image.convertToFormat(QImage::Format_RGB32);
 }
 
 // The centre of the largest face in a picture, as a fraction of its width.
@@ -55,16 +66,16 @@ std::optional<double> faceIn(const QImage& picture) {
 }
 
 // The mean difference of the gray levels of `zoomed` and of `plain` scaled by `factor` about
-// the centre, over the rows from `top` to `bottom` (fractions of the height).
-double scaledDifference(const QImage& zoomed, const QImage& plain, double factor, double top,
-                        double bottom) {
+// the centre, over the rows from 60% to 95% of the height (below any pop-up, which is drawn over
+// the picture and not zoomed).
+double scaledDifference(const QImage& zoomed, const QImage& plain, double factor) {
     const QImage a = zoomed.convertToFormat(QImage::Format_Grayscale8);
     const QImage b = plain.convertToFormat(QImage::Format_Grayscale8);
     const double cx = a.width() / 2.0, cy = a.height() / 2.0;
     double sum = 0;
     int count = 0;
-    for (int y = int(top * a.height()); y < int(bottom * a.height()); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
+    for (int y = int(0.6 * a.height()); y < int(0.95 * a.height()); ++y) {
+        for (int x = 0; x < a.width(); ++x, ++count) {
             const double sx = cx + (x + 0.5 - cx) / factor - 0.5;
             const double sy = cy + (y + 0.5 - cy) / factor - 0.5;
             const int x0 = std::clamp(int(sx), 0, b.width() - 2);
@@ -74,35 +85,15 @@ double scaledDifference(const QImage& zoomed, const QImage& plain, double factor
             const double value = (at(x0, y0) * (1 - fx) + at(x0 + 1, y0) * fx) * (1 - fy) +
                                  (at(x0, y0 + 1) * (1 - fx) + at(x0 + 1, y0 + 1) * fx) * fy;
             sum += std::abs(a.constScanLine(y)[x] - value);
-            ++count;
         }
     }
     return sum / count;
 }
 
-// Words of four letters or more, lower-case.
-QSet<QString> longWords(const QString& text) {
-    QSet<QString> words;
-    for (const QString& word : testing::spokenWords(text)) {
-        if (word.size() >= 4) words.insert(word);
-    }
-    return words;
-}
-
-QString heardIn(const QString& file) {
-    const speech::SpeechEngines engines = pocketSphinx();
-    const auto spoken =
-        transcribe::VideoTranscriber::transcribe(engines, file, "en-US", {}, {}, {});
-    if (!spoken) throw std::runtime_error(spoken.error().message.toStdString());
-    QString text;
-    for (const transcribe::Spoken& s : *spoken) text += s.text + ' ';
-    return text;
-}
-
 class RenderTest : public ::testing::Test {
 protected:
     QTemporaryDir folder;
-    TestMedia media{folder.path()};
+    testing::TestMedia media{folder.path()};
     std::unique_ptr<Renderer> renderer = makeRenderer();
 };
 
@@ -114,43 +105,33 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
         {"Please bring the report and a cup of coffee.", 1.0},
         {"The weather is nice today, so we can walk to the park.", 1.0}};
     std::vector<testing::Sentence> second{{"Remember to call the bank before noon.", 0.4}};
-    const QString left =
-        testing::faceVideo(media, "left.mp4", media.speech("a.wav", first, 0.8), 40);
-    const QString right =
-        testing::faceVideo(media, "right.mp4", media.speech("b.wav", second, 0.6), 720);
+    const QString left = faceVideo(media, "left.mp4", media.speech("a.wav", first, 0.8), 40);
+    const QString right = faceVideo(media, "right.mp4", media.speech("b.wav", second, 0.6), 720);
 
     studio::NewVideoOptions options;
     options.files = {left, right};
     options.name = "Two talks";
     options.locale = "en-US";
-    QStringList progress;
-    options.progress = [&](const QString& line) { progress << line; };
-    const speech::SpeechEngines engines = pocketSphinx();
+    speech::SpeechEngines engines;
+    engines.add(std::make_unique<speech::PocketSphinxEngine>(
+        speech::PocketSphinxEngine::systemModelFolder(), QString()));
     auto made = studio::newVideo(engines, options, QDateTime::currentDateTimeUtc());
     ASSERT_TRUE(made) << made.error().message.toStdString();
     editor::EditProject project = *made;
-    {
-        SCOPED_TRACE("new");
-        EXPECT_TRUE(progress.contains("left.mp4: Listening… 100%"))
-            << progress.join('\n').toStdString();
-        ASSERT_EQ(project.clips.size(), 2u);
-        for (const editor::SourceClip& clip : project.clips) {
-            EXPECT_TRUE(clip.transcribed);
-            EXPECT_EQ(QSize(clip.width, clip.height), QSize(1280, 720));
-            EXPECT_FALSE(clip.words.empty());
-        }
-        EXPECT_NEAR(project.clips[0].faceX.value_or(-1), 263.0 / 1280, 0.04);
-        EXPECT_NEAR(project.clips[1].faceX.value_or(-1), 943.0 / 1280, 0.04);
-        EXPECT_EQ(project.settings.spokenLanguage, "en-US");
+    ASSERT_EQ(project.clips.size(), 2u);
+    for (const editor::SourceClip& clip : project.clips) {
+        EXPECT_TRUE(clip.transcribed && !clip.words.empty());
+        EXPECT_EQ(QSize(clip.width, clip.height), QSize(1280, 720));
     }
+    EXPECT_NEAR(project.clips[0].faceX.value_or(-1), 263.0 / 1280, 0.04);
+    EXPECT_NEAR(project.clips[1].faceX.value_or(-1), 943.0 / 1280, 0.04);
+    EXPECT_EQ(project.settings.spokenLanguage, "en-US");
 
     // Cut the line that asks for the report; put a pop-up on the first line.
     const std::vector<editor::Line> all = editor::lines(project.clips);
-    const editor::Line* cutLine = nullptr;
-    for (const editor::Line& line : all) {
-        if (line.text.contains("report")) cutLine = &line;
-    }
-    ASSERT_NE(cutLine, nullptr) << "the transcriber did not hear the report line";
+    const auto cutLine = std::ranges::find_if(
+        all, [](const editor::Line& line) { return line.text.contains("report"); });
+    ASSERT_NE(cutLine, all.end()) << "the transcriber did not hear the report line";
     project.cut = {cutLine->id};
     project.hook = "Two talks";
     project.settings.progressBar = true;
@@ -169,53 +150,31 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     EXPECT_DOUBLE_EQ(exporting.value(exporting.size() - 1), 1.0);
     const editor::Timeline timeline(segments(project, all));
     {
-        SCOPED_TRACE("a vertical MP4 of the timeline's length, its index before its data");
-        const QJsonArray streams = probe(target).value("streams").toArray();
-        ASSERT_EQ(streams.size(), 2);
-        const QJsonObject video = streams.at(0).toObject(), audio = streams.at(1).toObject();
-        EXPECT_EQ(video.value("codec_name"), "h264");
-        EXPECT_EQ(QSize(video.value("width").toInt(), video.value("height").toInt()),
-                  QSize(540, 960));
-        EXPECT_EQ(video.value("pix_fmt"), "yuv420p");
-        EXPECT_EQ(audio.value("codec_name"), "aac");
-        EXPECT_EQ(audio.value("sample_rate"), "48000");
-        for (const QJsonObject& stream : {video, audio}) {
-            EXPECT_NEAR(stream.value("duration").toString().toDouble(), makePlan(project).total,
-                        1.0 / kFrameRate);
+        // Of the edit's length (so without the cut line), its index before its data.
+        SCOPED_TRACE("a vertical MP4");
+        const auto probe = [&](const QString& entries) {
+            return QString::fromUtf8(runTool("ffprobe", {"-v", "error", "-show_entries", entries,
+                                                         "-of", "csv=p=0", target}))
+                .split('\n', Qt::SkipEmptyParts);
+        };
+        EXPECT_EQ(probe("stream=codec_name,width,height,pix_fmt,sample_rate"),
+                  QStringList({"h264,540,960,yuv420p", "aac,48000"}));
+        for (const QString& duration : probe("stream=duration")) {
+            EXPECT_NEAR(duration.toDouble(), makePlan(project).total, 1.0 / kFrameRate);
         }
-        // The file's top-level boxes, in order.
         QFile file(target);
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         QStringList boxes;
-        for (qint64 at = 0; at + 8 <= file.size() && boxes.size() < 20;) {
+        for (qint64 at = 0, size = 8; at + 8 <= file.size() && boxes.size() < 20 && size >= 8;
+             at += size) {
             file.seek(at);
             const QByteArray head = file.read(16);
-            qint64 size = qFromBigEndian<quint32>(head.constData());
+            size = qFromBigEndian<quint32>(head.constData());
             if (size == 1) size = qFromBigEndian<qint64>(head.constData() + 8);
             boxes << QString::fromLatin1(head.mid(4, 4));
-            if (size < 8) break;
-            at += size;
         }
-        ASSERT_TRUE(boxes.contains("moov") && boxes.contains("mdat"))
-            << boxes.join(' ').toStdString();
         EXPECT_LT(boxes.indexOf("moov"), boxes.indexOf("mdat")) << boxes.join(' ').toStdString();
-    }
-
-    {
-        SCOPED_TRACE("the cut line is not heard, the kept ones are");
-        QString kept, cut = cutLine->text;
-        for (const editor::Line& line : all) {
-            if (line.id != cutLine->id) kept += line.text + ' ';
-        }
-        const QSet<QString> again = longWords(heardIn(target));
-        QSet<QString> cutOnly = longWords(cut) - longWords(kept);
-        ASSERT_FALSE(cutOnly.isEmpty());
-        EXPECT_TRUE((again & cutOnly).isEmpty())
-            << QStringList(again.values()).join(' ').toStdString();
-        const QSet<QString> wanted = longWords(kept);
-        EXPECT_GE((again & wanted).size(), wanted.size() * 2 / 3)
-            << "heard: " << QStringList(again.values()).join(' ').toStdString()
-            << "\nwanted: " << QStringList(wanted.values()).join(' ').toStdString();
+        EXPECT_TRUE(boxes.contains("moov")) << boxes.join(' ').toStdString();
     }
     {
         SCOPED_TRACE("each speaker is framed into the middle third");
@@ -226,24 +185,23 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
             clip = s.clip;
             const double middle = timeline.starts()[i] + (s.end - s.start) / 2;
             const QImage picture =
-                testing::pictureOf(target, std::max(middle, 3.2), folder.filePath("face.png"));
+                pictureOf(target, std::max(middle, 3.2), folder.filePath("face.png"));
+            EXPECT_EQ(picture.size(), QSize(540, 960));
             const auto x = faceIn(picture);
             ASSERT_TRUE(x) << "no face at " << middle << " s of clip " << clip;
             EXPECT_GT(*x, 1.0 / 3) << "clip " << clip;
             EXPECT_LT(*x, 2.0 / 3) << "clip " << clip;
-            EXPECT_EQ(picture.size(), QSize(540, 960));
         }
     }
     {
         SCOPED_TRACE("a caption is read back in the middle of its cue");
         const auto cues = editor::captions(project, timeline, all);
-        const editor::CaptionCue* cue = nullptr;
-        for (const editor::CaptionCue& c : cues) {
-            if (c.words.size() == 3 && c.words.join("").size() >= 12) cue = &c;
-        }
-        ASSERT_NE(cue, nullptr);
+        const auto cue = std::ranges::find_if(cues, [](const editor::CaptionCue& c) {
+            return c.words.size() == 3 && c.words.join("").size() >= 12;
+        });
+        ASSERT_NE(cue, cues.end());
         const QImage picture =
-            testing::pictureOf(target, (cue->start + cue->end) / 2, folder.filePath("cue.png"));
+            pictureOf(target, (cue->start + cue->end) / 2, folder.filePath("cue.png"));
         // The band the lower captions sit in, the caption's white and yellow in black on white,
         // enlarged for the reader.
         const int top = int(picture.height() * 0.72), height = int(picture.height() * 0.1);
@@ -259,11 +217,10 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
         band.scaled(band.width() * 2, height * 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
             .save(folder.filePath("band.png"));
         const QString read = QString::fromUtf8(
-            testing::runTool("tesseract", {folder.filePath("band.png"), "stdout", "--psm", "6"}));
-        const QStringList readWords = testing::spokenWords(read);
+            runTool("tesseract", {folder.filePath("band.png"), "stdout", "--psm", "6"}));
         for (const QString& word : cue->words) {
             const QString plain = testing::spokenWords(word).join("");
-            EXPECT_TRUE(readWords.contains(plain))
+            EXPECT_TRUE(testing::spokenWords(read).contains(plain))
                 << plain.toStdString() << " not in: " << read.toStdString();
         }
     }
@@ -282,30 +239,23 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
         const auto a = renderer->frame(zoomed, middle, 0.5);
         const auto b = renderer->frame(plain, middle, 0.5);
         ASSERT_TRUE(a && b);
-        // Below the pop-up, which is drawn over the picture and not zoomed.
-        const double asScaled = scaledDifference(*a, *b, 1.18, 0.6, 0.95);
-        const double asIs = scaledDifference(*a, *b, 1.0, 0.6, 0.95);
         // Crops fall on even source pixels, so the two may be a pixel apart.
+        const double asScaled = scaledDifference(*a, *b, 1.18);
         EXPECT_LT(asScaled, 6.0);
-        EXPECT_GT(asIs, 3 * asScaled);
-        EXPECT_GT(scaledDifference(*a, *b, 1.1, 0.6, 0.95), 2 * asScaled);
+        EXPECT_GT(scaledDifference(*a, *b, 1.0), 3 * asScaled);
+        EXPECT_GT(scaledDifference(*a, *b, 1.1), 2 * asScaled);
     }
 }
 
 // A clip of a steady tone with made-up words, so that cuts fall in the middle of the sound.
-editor::EditProject toneProject(const QString& clipPath, double duration) {
-    editor::SourceClip clip;
-    clip.id = QUuid::fromString(QStringLiteral("{2f0c7a2b-0000-4000-8000-000000000001}"));
-    clip.path = clipPath;
-    clip.duration = duration;
+editor::EditProject toneProject(const QString& path, double duration) {
+    editor::SourceClip clip =
+        testing::clipOf({{0.5, 0.9, "One."}, {2.0, 2.4, "Two."}, {2.5, 2.9, "Three."}}, duration);
+    clip.path = path;
     clip.width = 1280;
     clip.height = 720;
     clip.transcribed = true;
-    clip.words = {{0.5, 0.9, "One."}, {2.0, 2.4, "Two."}, {2.5, 2.9, "Three."}};
-    editor::EditProject project;
-    project.id = QUuid::createUuid();
-    project.clips = {clip};
-    return project;
+    return testing::projectOf({clip});
 }
 
 // A playing preview keeps its clips and overlay open from picture to picture and across changes
@@ -318,8 +268,8 @@ TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
     clean.settings.captionStyle = editor::CaptionStyle::clean;
     constexpr double kScale = 0.2;
     const auto frames = renderer->frames(project, kScale);
-    const std::vector<const editor::EditProject*> edits{&project, &cut, &clean};
-    for (const editor::EditProject* edit : edits) {
+    for (const editor::EditProject* edit :
+         std::initializer_list<const editor::EditProject*>{&project, &cut, &clean}) {
         if (edit != &project) frames->setProject(*edit, kScale);
         // Forward within the decoder's reach, then back, which seeks.
         for (const double t : {0.1, 0.2, 0.5, 0.05}) {
@@ -333,15 +283,6 @@ TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
     EXPECT_FALSE(frames->at(60)) << "nothing plays after the end";
 }
 
-// The sound of an export as mono float samples at 48 kHz.
-std::vector<float> soundOf(const QString& file) {
-    const QByteArray raw = testing::runTool(
-        "ffmpeg", {"-v", "error", "-i", file, "-ac", "1", "-ar", "48000", "-f", "f32le", "-"});
-    std::vector<float> samples(size_t(raw.size()) / sizeof(float));
-    std::memcpy(samples.data(), raw.constData(), samples.size() * sizeof(float));
-    return samples;
-}
-
 double peak(const std::vector<float>& s, double from, double to) {
     float most = 0;
     for (auto i = size_t(std::max(0.0, from * 48000)); i < std::min(s.size(), size_t(to * 48000));
@@ -350,57 +291,56 @@ double peak(const std::vector<float>& s, double from, double to) {
     return most;
 }
 
-TEST_F(RenderTest, CutsInTheSoundFadeAndJoinsDoNot) {
+// The export's sound and the preview's are faded at a cut and whole across a join; the preview's
+// is the same samples however it is read, in one piece or in blocks that straddle pieces.
+TEST_F(RenderTest, TheSoundFadesAtCutsAndNotAtJoinsInTheExportAndThePreview) {
     editor::EditProject project = toneProject(media.tone("tone.m4a", 4), 4);
     project.clips[0].width = project.clips[0].height = 0;  // sound alone: drawn black
     project.settings.captions = false;
+    const RenderPlan plan = makePlan(project, 0.1);
+    ASSERT_EQ(plan.pieces.size(), 3u);
+    const double cut = plan.pieces[1].outputStart;   // a cut: the tone jumps 0.92 s
+    const double join = plan.pieces[2].outputStart;  // lines two and three play back to back
+    const auto fades = [&](const std::vector<float>& sound) {
+        const double full = peak(sound, 0.1, 0.3);
+        ASSERT_GT(full, 0.05);  // the generator's tone is at an eighth of full scale
+        EXPECT_LT(peak(sound, cut - 0.0015, cut + 0.0015), 0.25 * full) << "the cut is not faded";
+        EXPECT_GT(peak(sound, cut - 0.03, cut - 0.02), 0.8 * full);
+        EXPECT_GT(peak(sound, cut + 0.02, cut + 0.03), 0.8 * full);
+        EXPECT_GT(peak(sound, join - 0.0015, join + 0.0015), 0.8 * full) << "a join is faded";
+        EXPECT_LT(peak(sound, 0, 0.001), 0.25 * full) << "the start is not faded in";
+    };
+
     const QString target = folder.filePath("tone-cuts.mp4");
     RenderOptions options;
     options.scale = 0.1;
     ASSERT_TRUE(renderer->exportVideo(project, target, options));
-    const RenderPlan plan = makePlan(project);
-    ASSERT_EQ(plan.pieces.size(), 3u);
-    const std::vector<float> sound = soundOf(target);
-    const double full = peak(sound, 0.1, 0.3);
-    ASSERT_GT(full, 0.05);  // the generator's tone is at an eighth of full scale
-    const double cut = plan.pieces[1].outputStart;   // a cut: the tone jumps 0.92 s
-    const double join = plan.pieces[2].outputStart;  // lines two and three play back to back
-    EXPECT_LT(peak(sound, cut - 0.0015, cut + 0.0015), 0.25 * full) << "the cut is not faded";
-    EXPECT_GT(peak(sound, cut - 0.03, cut - 0.02), 0.8 * full);
-    EXPECT_GT(peak(sound, cut + 0.02, cut + 0.03), 0.8 * full);
-    EXPECT_GT(peak(sound, join - 0.0015, join + 0.0015), 0.8 * full) << "a join is faded";
-    EXPECT_LT(peak(sound, 0, 0.001), 0.25 * full) << "the start is not faded in";
-}
+    const QByteArray raw = runTool("ffmpeg", QStringList{"-v", "error", "-i", target} +
+                                                 testing::args("-ac 1 -ar 48000 -f f32le -"));
+    std::vector<float> exported(size_t(raw.size()) / sizeof(float));
+    std::memcpy(exported.data(), raw.constData(), exported.size() * sizeof(float));
+    {
+        SCOPED_TRACE("export");
+        fades(exported);
+    }
 
-// The preview's sound is the export's: faded at a cut, whole across a join, silent past the
-// end; and the same samples however it is read, in one piece or in blocks that straddle pieces.
-TEST_F(RenderTest, ThePreviewsSoundIsTheExportsInBlocksOfAnySize) {
-    editor::EditProject project = toneProject(media.tone("tone.m4a", 4), 4);
-    project.clips[0].width = project.clips[0].height = 0;
-    const RenderPlan plan = makePlan(project, 0.1);
-    ASSERT_EQ(plan.pieces.size(), 3u);
     PlanSound sound(plan);
-    const int64_t length = sound.length();
-    EXPECT_EQ(length, sampleAt(plan.total));
-    const int whole = int(length) + 4800;  // and a tenth of a second after the end
+    EXPECT_EQ(sound.length(), sampleAt(plan.total));
+    const int whole = int(sound.length()) + 4800;  // and a tenth of a second after the end
     std::vector<float> left(static_cast<size_t>(whole)), right(static_cast<size_t>(whole));
     ASSERT_TRUE(sound.read(0, whole, left.data(), right.data()));
     EXPECT_EQ(left, right);  // the mono tone on both sides
-    const double full = peak(left, 0.1, 0.3);
-    ASSERT_GT(full, 0.05);
-    const double cut = plan.pieces[1].outputStart;
-    const double join = plan.pieces[2].outputStart;
-    EXPECT_LT(peak(left, cut - 0.0015, cut + 0.0015), 0.25 * full) << "the cut is not faded";
-    EXPECT_GT(peak(left, join - 0.0015, join + 0.0015), 0.8 * full) << "a join is faded";
+    {
+        SCOPED_TRACE("preview");
+        fades(left);
+    }
     EXPECT_EQ(peak(left, plan.total + 0.001, plan.total + 0.1), 0.0) << "sound past the end";
-
     for (const int block : {1000, 4096, 37}) {
         SCOPED_TRACE(block);
         PlanSound again(plan);
         std::vector<float> l(static_cast<size_t>(whole)), r(static_cast<size_t>(whole));
         for (int at = 0; at < whole; at += block) {
-            const int n = std::min(block, whole - at);
-            ASSERT_TRUE(again.read(at, n, l.data() + at, r.data() + at));
+            ASSERT_TRUE(again.read(at, std::min(block, whole - at), l.data() + at, r.data() + at));
         }
         EXPECT_EQ(l, left);
     }
@@ -412,33 +352,22 @@ TEST_F(RenderTest, ThePreviewsSoundIsTheExportsInBlocksOfAnySize) {
     const auto apart = [&](int shift) {
         double sum = 0;
         for (size_t i = 100; i + 100 < l.size(); ++i) {
-            const double d = l[i] - left[size_t(from + shift) + i];
-            sum += d * d;
+            sum += std::pow(l[i] - left[size_t(from + shift) + i], 2);
         }
         return sum;
     };
     for (const int shift : {-5, -2, -1, 1, 2, 5}) EXPECT_LT(apart(0), apart(shift)) << shift;
 }
 
-TEST_F(RenderTest, FailuresAndStopsLeaveNothingBehind) {
-    const QString clip = testing::faceVideo(media, "tone.mp4", media.tone("tone.wav", 4), 40);
+// An edit with every line cut exports nothing; a stopped export leaves nothing behind.
+TEST_F(RenderTest, NothingKeptAndStopsLeaveNothingBehind) {
+    const QString clip = faceVideo(media, "tone.mp4", media.tone("tone.wav", 4), 40);
     QDir().mkpath(folder.filePath("out"));
     const QString target = folder.filePath("out/video.mp4");
-    auto leftOver = [&] {
-        return QDir(folder.filePath("out")).entryList(QDir::Files | QDir::Hidden);
-    };
     RenderOptions options;
     options.scale = 0.1;
-
-    editor::EditProject missing = toneProject(folder.filePath("gone.mp4"), 4);
-    const Status gone = renderer->exportVideo(missing, target, options);
-    ASSERT_FALSE(gone);
-    EXPECT_EQ(gone.error().code, kClipMissing);
-    EXPECT_EQ(gone.error().message, "Couldn't export the video: its clip " +
-                                        folder.filePath("gone.mp4") + " is missing.");
-
     editor::EditProject allCut = toneProject(clip, 4);
-    allCut.cut = {"2F0C7A2B:0", "2F0C7A2B:1", "2F0C7A2B:2"};
+    allCut.cut = {"1F0C7A2B:0", "1F0C7A2B:1", "1F0C7A2B:2"};
     EXPECT_EQ(renderer->exportVideo(allCut, target, options).error().code, kNothingKept);
 
     std::stop_source stop;
@@ -449,7 +378,7 @@ TEST_F(RenderTest, FailuresAndStopsLeaveNothingBehind) {
     const Status stopped = renderer->exportVideo(toneProject(clip, 4), target, options);
     ASSERT_FALSE(stopped);
     EXPECT_EQ(stopped.error().code, kStopped);
-    EXPECT_TRUE(leftOver().isEmpty()) << leftOver().join(' ').toStdString();
+    EXPECT_EQ(QDir(folder.filePath("out")).entryList(QDir::Files | QDir::Hidden), QStringList());
 }
 
 }  // namespace
