@@ -15,6 +15,10 @@ struct Case {
     int expected;  // the window whose application is in front
 };
 
+void PrintTo(const Case& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class FocusedApplication : public ::testing::TestWithParam<Case> {};
 
 TEST_P(FocusedApplication, IsTheWindowInFront) {

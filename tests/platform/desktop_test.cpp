@@ -1,14 +1,13 @@
 // One running Pelix per data folder, later ones handing over their message; the autostart entry;
 // files fetched from where the desktop reaches them.
-#include "platform/Autostart.h"
 #include "platform/Desktop.h"
+#include "platform/Autostart.h"
 #include "platform/RemoteFiles.h"
 #include "platform/SingleInstance.h"
 #include "support/TestSupport.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QProcess>
 
 #include <gio/gdesktopappinfo.h>
 

@@ -29,7 +29,11 @@ public:
         fd_ = ::open(staged.constData(), O_RDWR | O_NONBLOCK);
         ::rename(staged.constData(), path_.constData());
     }
-    ~PipeKeyboard() { unplug(); }
+    // Unplugs it.
+    ~PipeKeyboard() {
+        ::unlink(path_.constData());
+        ::close(fd_);
+    }
 
     // The event and a SYN_REPORT; `split` writes the event in two pieces, and a reader must wait
     // for whole records.
@@ -52,12 +56,6 @@ public:
         ASSERT_EQ(::write(fd_, bytes + 10, sizeof events - 10), ssize_t(sizeof events - 10));
     }
     void key(int code, int value, double at) { send(EV_KEY, code, value, at); }
-    void unplug() {
-        if (fd_ < 0) return;
-        ::unlink(path_.constData());
-        ::close(fd_);
-        fd_ = -1;
-    }
 
 private:
     QByteArray path_;

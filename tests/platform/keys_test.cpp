@@ -9,8 +9,6 @@
 #include <linux/input-event-codes.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <memory>
-
 namespace pelix::platform {
 namespace {
 

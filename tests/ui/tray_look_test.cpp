@@ -3,7 +3,6 @@
 #include "support/TestSupport.h"
 #include "ui/TrayLook.h"
 
-#include <QDir>
 #include <QPainter>
 #include <QPalette>
 #include <QScopeGuard>

@@ -18,7 +18,6 @@
 #include <QApplication>
 #include <QDropEvent>
 #include <QMimeData>
-#include <QProcess>
 #include <QTcpServer>
 #include <QTest>
 #include <QUrlQuery>
