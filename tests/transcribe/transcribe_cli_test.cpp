@@ -67,7 +67,7 @@ TEST_F(TranscribeCli, PrintsPiecesParagraphsAndCount) {
 }
 
 // What is wrong with the file, in one sentence; a file with nothing heard or cut short is no
-// failure, but says so.
+// failure, but says so. None leaves a sound file behind.
 TEST_F(TranscribeCli, SaysWhatIsWrongWithTheFile) {
     const QString unreadable = folder_->path() + "/locked.mp4";
     ASSERT_TRUE(QFile::copy(talk_, unreadable));
@@ -80,16 +80,20 @@ TEST_F(TranscribeCli, SaysWhatIsWrongWithTheFile) {
         {quiet_, 0, "No speech in this one.\n", R"(^0 pieces in \d+\.\ds\n$)"},
         {truncated_, 0, R"(cut\.mp4 ends early: only 0:0\d of its 0:\d\d could be read\.)", ""},
     };
+    QTemporaryDir tmp;  // where the sound would be taken out to
+    QProcessEnvironment env = backendEnv();
+    env.insert("TMPDIR", tmp.path());
     for (const auto& [file, exitCode, err, out] : cases) {
         if (root && file == unreadable) continue;
         SCOPED_TRACE(file.toStdString());
-        const auto run = runPelix({"--transcribe", file}, {}, backendEnv());
+        const auto run = runPelix({"--transcribe", file}, {}, env);
         EXPECT_EQ(run.exitCode, exitCode);
         EXPECT_TRUE(QRegularExpression(err).match(QString::fromUtf8(run.err)).hasMatch())
             << run.err.toStdString();
         EXPECT_TRUE(QRegularExpression(out).match(QString::fromUtf8(run.out)).hasMatch())
             << run.out.toStdString();
     }
+    EXPECT_EQ(QDir(tmp.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
     QFile::remove(unreadable);
 }
 
