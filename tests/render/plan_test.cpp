@@ -70,18 +70,27 @@ TEST(Plan, PiecesCarryZoomsFramingAndFades) {
     editor::EditProject project = threeLines();
     project.keywords["1F0C7A2B:1"] = "Two";
     project.clips[0].faceX = 0.3;
-    // A second clip, whose pop-up starts at its own zoom rather than easing from the first's.
-    const editor::SourceClip second = clipOf({{0.5, 0.9, "Again."}}, 5, 1);
-    project.clips.push_back(second);
+    // A second clip framed by hand, which wins over its face, and whose pop-up starts at its own
+    // zoom rather than easing from the first clip's; a third framed out of range, kept within
+    // the picture; a fourth with neither, centred.
+    editor::SourceClip second = clipOf({{0.5, 0.9, "Again."}}, 5, 1);
+    second.faceX = 0.2;
+    second.framing = editor::Framing{0.7, 0.4, 1.3};
+    editor::SourceClip third = clipOf({{0.5, 0.9, "Last."}}, 5, 2);
+    third.framing = editor::Framing{1.7, -1, 0.2};
+    project.clips.insert(project.clips.end(),
+                         {second, third, clipOf({{0.5, 0.9, "Plain."}}, 5, 3)});
     project.keywords[QString(editor::upperUuid(second.id).left(8)) + ":0"] = "Again";
     const RenderPlan plan = makePlan(project, 0.5);
     EXPECT_EQ(plan.size, QSize(540, 960));
     // Lines two and three play back to back (0.1 s apart at pace tight): no fade between them.
+    // Lines at odd places without a pop-up punch in by 1.1, times the clip's own zoom.
     EXPECT_EQ(show(plan.pieces),
-              "1→1 0.3,0.5 <> | 1→1.18 0.3,0.5 <- | 1.18→1 0.3,0.5 -> | 1.18→1.18 0.5,0.5 <>");
+              "1→1 0.3,0.5 <> | 1→1.18 0.3,0.5 <- | 1.18→1 0.3,0.5 -> | "
+              "1.534→1.534 0.7,0.4 <> | 1→1 1,0 <> | 1.1→1.1 0.5,0.5 <>");
     const Piece& two = plan.pieces[1];
     EXPECT_DOUBLE_EQ(two.outputStart, plan.pieces[0].outputEnd);
-    EXPECT_DOUBLE_EQ(plan.total, plan.pieces[3].outputEnd);
+    EXPECT_DOUBLE_EQ(plan.total, plan.pieces[5].outputEnd);
     EXPECT_EQ(plan.pieceAt(two.outputStart), 1);
     EXPECT_EQ(plan.pieceAt(plan.total), -1);
     EXPECT_EQ(plan.pieceAt(-1), -1);
@@ -92,21 +101,6 @@ TEST(Plan, PiecesCarryZoomsFramingAndFades) {
     EXPECT_LT(two.zoomAt(two.outputStart + kZoomEase / 2), 1.18);
     EXPECT_DOUBLE_EQ(two.zoomAt(two.outputStart + kZoomEase), 1.18);
     EXPECT_DOUBLE_EQ(two.zoomAt(two.outputEnd), 1.18);
-}
-
-TEST(Plan, AFramingByHandWinsOverTheFace) {
-    editor::SourceClip clip = testing::clipOf({});
-    const auto framed = [&] {
-        const ClipFraming f = framingOf(clip);
-        return QString("%1,%2 ×%3").arg(f.centre.x()).arg(f.centre.y()).arg(f.zoom);
-    };
-    EXPECT_EQ(framed(), "0.5,0.5 ×1");
-    clip.faceX = 0.2;
-    EXPECT_EQ(framed(), "0.2,0.5 ×1");
-    clip.framing = editor::Framing{0.7, 0.4, 1.3};
-    EXPECT_EQ(framed(), "0.7,0.4 ×1.3");
-    clip.framing = editor::Framing{1.7, -1, 0.2};  // out of range: kept within the picture
-    EXPECT_EQ(framed(), "1,0 ×1");
 }
 
 TEST(FaceFinding, OneStrayDetectionNeitherSetsNorMovesTheFraming) {
