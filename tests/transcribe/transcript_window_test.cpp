@@ -142,6 +142,15 @@ TEST(TranscriptWindow, HearsTheFileThenSortsAndSavesWhatTheUserLeft) {
     }
 }
 
+TEST(TranscriptClock, WholeSecondsMinutesAndHours) {
+    QStringList clocks;
+    for (const double t : {0.0, 12.9, 75.0, 3599.99, 95 * 60.0})
+        clocks << TranscriptModel::clock(t);
+    EXPECT_EQ(clocks, QStringList({"0:00", "0:12", "1:15", "59:59", "1:35:00"}));
+    EXPECT_EQ(TranscriptModel::wordCount("  one\ttwo\n\nthree "), 3);
+    EXPECT_EQ(TranscriptModel::wordCount(" \n"), 0);
+}
+
 // An engine that hears the same pieces in any file, whole; with `holdAfter`, it then waits until
 // it is stopped, as a long file would keep it busy.
 class ScriptedEngine final : public speech::SpeechEngine {
