@@ -59,7 +59,6 @@ TEST_F(Badge, APlaceOffTheScreenIsBroughtBackOntoIt) {
     } cases[] = {
         {{-500, -500}, area.topLeft()},
         {area.bottomRight() + QPoint(900, 900), area.bottomRight() - QPoint(last, last)},
-        {area.topLeft() + QPoint(40, 50), area.topLeft() + QPoint(40, 50)},
     };
     for (const auto& c : cases) {
         prefs.setValue("badge.x", c.kept.x());

@@ -1,37 +1,10 @@
-// The sounds made by the program, the status line, and the bundled font, drawn whatever fonts
-// the machine has.
+// The status line, through a window or a desktop's overlay.
 #include "platform/Overlay.h"
 #include "support/TestSupport.h"
 #include "ui/Hud.h"
-#include "ui/Sounds.h"
-#include "ui/Theme.h"
-
-#include <QFontInfo>
-
-#include <algorithm>
-#include <cstdlib>
 
 namespace pelix::ui {
 namespace {
-
-TEST(Sounds, EachSoundIsShortFadesInAndOutAndNeverClips) {
-    const struct {
-        Sound sound;
-        double minSeconds, maxSeconds;
-    } cases[] = {{Sound::begin, 0.05, 0.15}, {Sound::end, 0.1, 0.3}, {Sound::done, 0.3, 1.0}};
-    for (const auto& c : cases) {
-        const QByteArray pcm = soundSamples(c.sound, 44100);
-        const auto* s = reinterpret_cast<const qint16*>(pcm.constData());
-        const qsizetype n = pcm.size() / 2;
-        EXPECT_TRUE(n >= c.minSeconds * 44100 && n <= c.maxSeconds * 44100) << n;
-        // No click at either end; loud enough in between; never at full scale.
-        EXPECT_LT(std::max(std::abs(s[0]), std::abs(s[n - 1])), 200);
-        const int peak = std::abs(*std::max_element(
-            s, s + n, [](qint16 a, qint16 b) { return std::abs(int(a)) < std::abs(int(b)); }));
-        EXPECT_TRUE(peak > 5000 && peak < 32767) << peak;
-    }
-    EXPECT_NE(soundSamples(Sound::begin, 44100), soundSamples(Sound::end, 44100));
-}
 
 // An overlay that keeps what it was given.
 class FakeOverlay final : public platform::Overlay {
@@ -75,19 +48,6 @@ TEST(Hud, TheLatestLineStaysForItsTimeThenHides) {
     // Each line is drawn: a longer line makes a wider picture.
     EXPECT_FALSE(overlay.pictures[2].isNull());
     EXPECT_GT(overlay.pictures[2].width(), overlay.pictures[1].width());
-}
-
-TEST(Theme, EveryTextStyleUsesTheBundledFont) {
-    ASSERT_TRUE(theme::loadFonts());
-    using theme::Type;
-    for (Type type :
-         {Type::caption, Type::small, Type::body, Type::title, Type::heading, Type::display}) {
-        const QFont font = theme::font(type);
-        const QFontInfo used(font);
-        EXPECT_EQ(used.family(), QLatin1String(theme::kFamily)) << int(type);
-        EXPECT_EQ(used.weight(), font.weight()) << int(type);
-        EXPECT_EQ(used.pixelSize(), font.pixelSize()) << int(type);
-    }
 }
 
 }  // namespace
