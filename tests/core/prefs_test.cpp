@@ -2,8 +2,6 @@
 #include "core/PrivateFile.h"
 #include "support/TestSupport.h"
 
-#include <QSettings>
-
 namespace pelix::core {
 namespace {
 
@@ -12,17 +10,6 @@ protected:
     QTemporaryDir dir;
     Prefs prefs{dir.filePath("Pelix/Pelix.conf")};
 };
-
-TEST_F(PrefsTest, KeysPromptFallsBackToTheOlderKeysOnlyWhileAbsent) {
-    EXPECT_FALSE(prefs.keysPromptShown());
-    prefs.setLoginAsked(true);
-    EXPECT_TRUE(prefs.keysPromptShown());
-    QSettings(prefs.file(), QSettings::IniFormat).setValue("ax.asked", false);
-    EXPECT_FALSE(prefs.keysPromptShown());
-    prefs.setKeysPromptShown(true);
-    EXPECT_TRUE(prefs.keysPromptShown());
-    EXPECT_TRUE(prefs.loginAsked());
-}
 
 // Every call reads the file afresh: two objects (two processes) on one file see each other's
 // changes at once, and neither writes back a value the other removed. Switched off, a switch is

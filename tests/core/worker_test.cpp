@@ -11,29 +11,6 @@ namespace {
 
 using pelix::core::Worker;
 
-TEST(Worker, HandsResultsAndPostsToTheOwnersThreadInOrder) {
-    QObject owner;
-    Worker worker(&owner);
-    QThread* main = QThread::currentThread();
-    QStringList seen;
-    worker.run(
-        [&worker, &seen](std::stop_token) {
-            worker.post([&seen] { seen << "progress"; });
-            return QThread::currentThread();
-        },
-        [&](QThread* ran) {
-            EXPECT_NE(ran, main);
-            EXPECT_EQ(QThread::currentThread(), main);
-            seen << "done";
-        });
-    // A move-only job and a job with nothing to hand back.
-    bool emptyDone = false;
-    worker.run([value = std::make_unique<int>(7)] { EXPECT_EQ(*value, 7); },
-               [&] { emptyDone = true; });
-    ASSERT_TRUE(pelix::testing::waitUntil([&] { return seen.size() == 2 && emptyDone; }));
-    EXPECT_EQ(seen, QStringList({"progress", "done"}));
-}
-
 TEST(Worker, NothingComesBackOnceTheOwnerOrTheWorkerIsGone) {
     std::binary_semaphore gate(0);
     bool called = false;
