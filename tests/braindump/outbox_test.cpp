@@ -86,7 +86,6 @@ TEST_F(OutboxTest, EachAnswerEitherEndsTheEntryOrKeepsItForLater) {
         {"filed", fakes::Reply::json({}), false, core::sentences::kInPelix},
         {"an error member", fakes::Reply::json({{"error", "Too long."}}, 200), false, "Too long."},
         {"401 with an error member", fakes::Reply::json({{"error", "No."}}, 401), false, "No."},
-        {"201 without a body", fakes::Reply::text("", 201), false, "Pelix answered 201."},
         {"a 404 page", fakes::Reply::text("not here", 404), false, "Pelix answered 404."},
         {"a proxy's 502 page", fakes::Reply::text("<html>Bad gateway</html>", 502), true,
          "Pelix answered 502."},
@@ -117,36 +116,6 @@ TEST_F(OutboxTest, EachAnswerEitherEndsTheEntryOrKeepsItForLater) {
         EXPECT_EQ(send(sender, path), c.line);
         EXPECT_FALSE(QFile::exists(path));
     }
-}
-
-TEST_F(OutboxTest,
-       AnUnreachableAccountIsTriedAgainLaterAndLaterAndAtOnceWhenAnotherCallGetsThrough) {
-    backend.answer("braindump", fakes::Reply::text("<html>down</html>", 502));
-    Outbox box(parts(api));
-    keep(box, "waiting");
-    box.start();
-    ASSERT_TRUE(backend.waitFor("braindump", 1));
-    ASSERT_TRUE(testing::waitUntil([&] { return !box.filing(); }));
-
-    for (const double wait : {30.0, 60.0, 120.0}) {
-        const int before = backend.requests("braindump").size();
-        timers.advance(wait - 1);
-        testing::pause(50);
-        EXPECT_EQ(backend.requests("braindump").size(), before) << wait;
-        timers.advance(1);
-        ASSERT_TRUE(backend.waitFor("braindump", before + 1)) << wait;
-        ASSERT_TRUE(testing::waitUntil([&] { return !box.filing(); }));
-    }
-    EXPECT_EQ(box.waiting(), 1);
-
-    // Another call is answered: the backend is back, and the braindump goes without the timer.
-    backend.answer("braindump", fakes::Reply::json({}));
-    const int before = backend.requests("braindump").size();
-    api.call("insights", {}, std::nullopt, 10, [](Result<QJsonObject>) {});
-    ASSERT_TRUE(backend.waitFor("braindump", before + 1));
-    ASSERT_TRUE(testing::waitUntil([&] { return box.waiting() == 0; }));
-    EXPECT_EQ(timers.pending(), 0);
-    EXPECT_EQ(outbox::retryAfter(40), outbox::kLastRetry);
 }
 
 TEST_F(OutboxTest, WhatACrashLeavesIsFiledOnceAndHalfWrittenEntriesAreNotFiledAtAll) {
