@@ -120,80 +120,25 @@ TEST_F(MemoWindowTest, ADroppedBatchEndsWithItsPill) {
     EXPECT_EQ(chimes, 1);
     EXPECT_EQ(filings(), 5);
     EXPECT_TRUE(QFile::exists(media("a.mp3")));
-    const QStringList lines = testing::dropLog();
-    EXPECT_EQ(lines.first(), "drag over the window: sound=true ready=false kinds=text/uri-list");
-    EXPECT_EQ(lines.count("memo sent to Pelix"), 4);
-    EXPECT_EQ(lines.count("memo could not be sent"), 1);
+    EXPECT_EQ(testing::dropLog().count("memo could not be sent"), 1);
 }
 
-TEST_F(MemoWindowTest, OtherDragsAreRefusedWithoutAVeil) {
-    EXPECT_FALSE(drag({QUrl::fromLocalFile(notes_)}, "some notes"));
-    EXPECT_FALSE(window.drops().veiled());
-    EXPECT_FALSE(window.drops().pillShown());
-    EXPECT_EQ(testing::dropLog(), QStringList{"drag over the window: sound=false ready=false "
-                                              "kinds=text/uri-list, text/plain"});
-}
-
-TEST_F(MemoWindowTest, AFailedFetchFindsTheRecordingInTheLibraryByItsName) {
-    ASSERT_TRUE(QFile::copy(media("a.mp3"), folder.path() + "/20260101 101010.m4a"));
-    testing::makeDatabase(folder.path() + "/CloudRecordings.db",
-                          "CREATE TABLE ZCLOUDRECORDING (ZPATH TEXT, ZCUSTOMLABEL TEXT);"
-                          "INSERT INTO ZCLOUDRECORDING VALUES ('x/20260101 101010.m4a', "
-                          "'New Recording 14');");
-    // Nothing here can reach the phone, so the name the drag gives is looked up in the library.
-    ASSERT_TRUE(drag({QUrl("mtp://Phone/Recordings/New%20Recording%2014.m4a")}));
-    ASSERT_TRUE(pillSays("Complete: 20260101 101010.m4a is in Pelix"));
-    EXPECT_EQ(filings(), 1);
-    const QStringList lines = testing::dropLog();
-    EXPECT_TRUE(lines.contains("drag over the window: sound=false ready=true kinds=text/uri-list"));
-    EXPECT_TRUE(lines.contains("library fallback found 1"));
-}
-
-TEST_F(MemoWindowTest, ThePillKeepsToTheWindow) {
-    DropCatcher& drops = window.drops();
-    drops.showPill("Sending 1 of 1…", drops::State::working);
-    EXPECT_EQ(drops.pillRect(), QRect((440 - 300) / 2, 560 - 36 - 52, 300, 52));
-    timers.advance(60);
-    EXPECT_TRUE(drops.pillShown()) << "a working message stays until replaced";
-    drops.showPill(QString(400, 'w'), drops::State::failed);
-    EXPECT_EQ(drops.pillRect().width(), 440 - 40);
-    EXPECT_EQ(drops.pillRect().left(), 20);
-}
-
-// A folder that cannot be read says so and can be looked at again; "Choose files…" is there
-// either way, and sends what is chosen as a drop would.
-TEST_F(MemoWindowTest, TheChooserTellsWhatToDoAboutAClosedFolderAndOffersFiles) {
+// "Choose files…" sends what is chosen as a drop would.
+TEST_F(MemoWindowTest, TheChooserSendsWhatIsTickedOrChosen) {
     MemoChooserView& view = window.view();
-    prefs.setValue("voiceMemos.folder", folder.path() + "/gone");
-    window.model().load();
-    ASSERT_TRUE(testing::waitUntil([&] { return !window.model().loading(); }));
-    EXPECT_TRUE(view.lookAgainButton()->isVisible());
-    EXPECT_FALSE(view.list()->isVisible());
-    EXPECT_TRUE(view.closedText().contains(folder.path() + "/gone"));
-    EXPECT_TRUE(view.chooseFilesButton()->isVisible());
-
-    prefs.setValue("voiceMemos.folder", folder.path());
     QFile::copy(media("a.mp3"), folder.path() + "/walk.m4a");
-    view.lookAgainButton()->click();
+    window.model().load();
     ASSERT_TRUE(testing::waitUntil([&] { return !window.model().loading(); }));
     EXPECT_TRUE(view.list()->isVisible());
     EXPECT_TRUE(view.chooseFilesButton()->isVisible());
-    EXPECT_EQ(view.sendButton()->text(), "Send to Pelix");
     EXPECT_FALSE(view.sendButton()->isEnabled());
     view.list()->clicked(view.list()->model()->index(0, 0));
-    EXPECT_EQ(view.sendButton()->text(), "Send 1 to Pelix");
     EXPECT_TRUE(view.sendButton()->isEnabled());
 
     view.chooseFilesButton()->click();
     auto* dialog = window.findChild<QFileDialog*>();
     ASSERT_TRUE(dialog);
-    EXPECT_TRUE(dialog->isVisible());
-    EXPECT_EQ(dialog->fileMode(), QFileDialog::ExistingFiles);
     EXPECT_EQ(dialog->directory().absolutePath(), QDir(folder.path()).absolutePath());
-    const QString filter = dialog->nameFilters().join(' ');
-    for (const char* pattern : {"*.m4a", "*.M4A", "*.mp3", "*.wav"}) {
-        EXPECT_TRUE(filter.contains(pattern)) << pattern;
-    }
     // What the dialog hands over when the user picks two recordings (and a stray text file).
     Q_EMIT dialog->filesSelected({media("a.mp3"), notes_, media("b.mp3")});
     ASSERT_TRUE(pillSays("Complete: both are in Pelix"));
