@@ -5,15 +5,12 @@
 //   ready                          once its window is active with the focus where asked
 //   text <base64>                  every change of the chat input
 //   return <field> <base64>        Return pressed in a field ("chat" or "address")
-//   activated                      the "Attach" button was pressed
-// WHERE is "chat" (the chat input, filled from the link's "q" like a new chat), "button", or
-// "address" (a one-line field whose placeholder reads like a browser's address bar).
+// WHERE is "chat" (the chat input, filled from the link's "q" like a new chat) or "address" (a
+// one-line field whose placeholder reads like a browser's address bar).
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QHBoxLayout>
 #include <QLineEdit>
 #include <QLocalSocket>
-#include <QPushButton>
 #include <QTimer>
 #include <QUrl>
 #include <QUrlQuery>
@@ -42,7 +39,6 @@ int main(int argc, char** argv) {
     };
     const QString link = parser.positionalArguments().value(0);
     say("link " + link.toUtf8().toBase64());
-
     const QString where = parser.value("focus");
 
     QWidget window;
@@ -51,15 +47,11 @@ int main(int argc, char** argv) {
     auto* address = new QLineEdit;
     address->setObjectName("address");
     address->setPlaceholderText("Search or enter address");
-    auto* row = new QHBoxLayout;
     auto* chat = new QLineEdit;
     chat->setObjectName("chat");
     chat->setPlaceholderText("Reply to Claude");
-    auto* attach = new QPushButton("Attach");
-    row->addWidget(chat);
-    row->addWidget(attach);
     layout->addWidget(address);
-    layout->addLayout(row);
+    layout->addWidget(chat);
     window.resize(500, 120);
 
     chat->setText(QUrlQuery(QUrl(link)).queryItemValue("q", QUrl::FullyDecoded));
@@ -70,11 +62,8 @@ int main(int argc, char** argv) {
             say("return " + field->objectName().toUtf8() + ' ' + field->text().toUtf8().toBase64());
         });
     }
-    QObject::connect(attach, &QPushButton::clicked, [&] { say("activated"); });
 
-    QWidget* focus = where == "button"    ? static_cast<QWidget*>(attach)
-                     : where == "address" ? static_cast<QWidget*>(address)
-                                          : static_cast<QWidget*>(chat);
+    QLineEdit* focus = where == "address" ? address : chat;
     window.show();
 
     // The window manager may keep a new window from taking the focus (focus stealing
