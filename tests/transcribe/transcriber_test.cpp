@@ -1,4 +1,3 @@
-#include "fakes/FakeEngine.h"
 #include "media/TestMedia.h"
 #include "speech/PocketSphinxEngine.h"
 #include "support/TestSupport.h"
@@ -46,21 +45,10 @@ TEST(Paragraphs, PausesLongerThanTheGapStartAParagraph) {
     }
 }
 
-TEST(Languages, OncePerIdentifierSortedByName) {
-    speech::SpeechEngines engines;
-    engines.add(std::make_unique<testing::FakeEngine>("a", QStringList{"fr-FR", "en-US"}));
-    engines.add(std::make_unique<testing::FakeEngine>("b", QStringList{"en-US", "de-DE"}));
-    // English (United States), French (France), German (Germany).
-    EXPECT_EQ(VT::languages(engines), (QStringList{"en-US", "fr-FR", "de-DE"}));
-}
-
 TEST(StableId, HashesNameSizeAndCreationTime) {
     const std::pair<std::optional<double>, QByteArray> cases[] = {
         {std::nullopt, "0.0"},
-        {1700000000.0, "1700000000.0"},
-        {1700000000.25, "1700000000.25"},
         {1732184321.123, "1732184321.123"},
-        {0.1, "0.1"},
         {1e16, "1e+16"},
     };
     for (const auto& [created, written] : cases) {
@@ -72,83 +60,33 @@ TEST(StableId, HashesNameSizeAndCreationTime) {
     }
 }
 
-// Runs against a flite recording, with a temporary folder of its own so that files left behind
-// can be seen.
-class Transcribe : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        folder_ = new QTemporaryDir;
-        std::vector<testing::Sentence> sentences{
-            {"The quick brown fox jumps over the lazy dog.", 1.0},
-            {"Please bring the report and a cup of coffee.", 2.0}};
-        talk_ = testing::TestMedia(folder_->path()).speech("talk.mp4", sentences);
-    }
-    static void TearDownTestSuite() { delete folder_; }
-
-    void SetUp() override {
-        savedTmp_ = qgetenv("TMPDIR");
-        qputenv("TMPDIR", temp_.path().toUtf8());
-        engines_.add(std::make_unique<speech::PocketSphinxEngine>(
-            speech::PocketSphinxEngine::systemModelFolder(), QString()));
-    }
-    void TearDown() override { qputenv("TMPDIR", savedTmp_); }
-
-    QStringList leftInTemp() const {
-        return QDir(temp_.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot);
-    }
-
-    static inline QTemporaryDir* folder_ = nullptr;
-    static inline QString talk_;
-    QTemporaryDir temp_;
-    QByteArray savedTmp_;
-    speech::SpeechEngines engines_;
-    QStringList statuses_;
-    QList<Spoken> heard_;
-};
-
-TEST_F(Transcribe, FailuresBeforeListeningSayWhyAndMakeNothing) {
-    QTemporaryDir empty;
-    speech::SpeechEngines noModel;
-    noModel.add(std::make_unique<speech::PocketSphinxEngine>(empty.path(), empty.path()));
-    const std::tuple<const speech::SpeechEngines*, QString, int, QString> cases[] = {
-        {&engines_, "fr-FR", VT::kUnsupportedLocale,
-         "This computer can't transcribe " + speech::localeDisplayName("fr-FR") +
-             ". Pick another language."},
-        {&noModel, "en-US", VT::kNoModel,
-         "Transcribing needs a speech model: install pocketsphinx-en-us."},
-    };
-    for (const auto& [engines, locale, code, message] : cases) {
-        const auto result = VT::transcribe(*engines, talk_, locale, {},
-                                           [&](const QString& s) { statuses_ << s; }, {});
-        ASSERT_FALSE(result);
-        EXPECT_EQ(result.error().code, code);
-        EXPECT_EQ(result.error().message, message);
-    }
-    EXPECT_EQ(statuses_, QStringList());
-    EXPECT_EQ(leftInTemp(), QStringList());
-}
-
-TEST_F(Transcribe, CancellingStopsTheRunAndRemovesTheSound) {
-    // At "Listening…", then after the first stretch.
-    for (const bool atListening : {true, false}) {
-        std::stop_source stop;
-        heard_.clear();
-        const auto result = VT::transcribe(
-            engines_, talk_, "en-US", {},
-            [&](const QString& s) {
-                if (atListening && s == "Listening…") stop.request_stop();
-            },
-            [&](const Spoken& s) {
-                heard_ << s;
-                stop.request_stop();
-            },
-            stop.get_token());
-        SCOPED_TRACE(atListening);
-        ASSERT_FALSE(result);
-        EXPECT_EQ(result.error().code, VT::kCancelled);
-        EXPECT_EQ(heard_.size(), atListening ? 0 : 1);
-        EXPECT_EQ(leftInTemp(), QStringList());
-    }
+// A run stopped after the first stretch of a flite recording ends as cancelled, and the sound
+// it took out of the file is gone.
+TEST(Transcribe, CancellingStopsTheRunAndRemovesTheSound) {
+    QTemporaryDir folder, temp;
+    std::vector<testing::Sentence> sentences{{"The quick brown fox jumps over the dog.", 1.0},
+                                             {"Please bring the report.", 2.0}};
+    const QString talk = testing::TestMedia(folder.path()).speech("talk.mp4", sentences);
+    speech::SpeechEngines engines;
+    engines.add(std::make_unique<speech::PocketSphinxEngine>(
+        speech::PocketSphinxEngine::systemModelFolder(), QString()));
+    const QByteArray savedTmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", temp.path().toUtf8());
+    std::stop_source stop;
+    int heard = 0;
+    const auto result = VT::transcribe(
+        engines, talk, "en-US", {}, {},
+        [&](const Spoken&) {
+            ++heard;
+            stop.request_stop();
+        },
+        stop.get_token());
+    qputenv("TMPDIR", savedTmp);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, VT::kCancelled);
+    EXPECT_EQ(heard, 1);
+    EXPECT_EQ(QDir(temp.path()).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList());
 }
 
 }  // namespace
