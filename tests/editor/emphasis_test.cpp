@@ -20,20 +20,12 @@ TEST(Zooms, PunchInsAlternateLineByLine) {
 
     project.keywords["1F0C7A2B:2"] = "Three";
     EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.18}));
-    project.settings.keywordPops = false;
-    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.0}));
-    project.settings.keywordPops = true;
     project.settings.punchIns = false;
     EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.0, 1.0}));
-    project.settings.punchIns = true;
-    project.settings.visuals = false;
-    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.0, 1.0}));
-}
 
-TEST(Zooms, SegmentsOfOneLineShareItsFactorAndPositionsCountLinesNotSegments) {
-    const EditProject project = projectOf({});
+    // Segments of one line share its factor: positions count lines, not segments.
     const Timeline t({{0, 0, 1, "A:0"}, {0, 2, 3, "A:1"}, {0, 4, 5, "A:1"}, {0, 6, 7, "A:2"}});
-    EXPECT_EQ(zooms(project, t), (std::vector<double>{1.0, 1.1, 1.1, 1.0}));
+    EXPECT_EQ(zooms(projectOf({}), t), (std::vector<double>{1.0, 1.1, 1.1, 1.0}));
 }
 
 TEST(Hook, WhichHookIsShown) {
@@ -41,23 +33,18 @@ TEST(Hook, WhichHookIsShown) {
     const struct {
         const char* hook;
         CaptionLanguage language;
-        bool hookTitle, visuals;
         std::optional<QString> want;
     } cases[] = {
-        {"  Stop scrolling\n", original, true, true, "Stop scrolling"},
-        {"Stop scrolling", fr, true, true, "Arrêtez de défiler"},
-        {"Stop scrolling", de, true, true, "Stop scrolling"},  // not translated into German
-        {"Stop scrolling", fr, false, true, std::nullopt},
-        {"Stop scrolling", original, true, false, std::nullopt},
-        {"   ", original, true, true, std::nullopt},
+        {"  Stop scrolling\n", original, "Stop scrolling"},
+        {"Stop scrolling", fr, "Arrêtez de défiler"},
+        {"Stop scrolling", de, "Stop scrolling"},  // not translated into German
+        {"   ", original, std::nullopt},
     };
     for (const auto& c : cases) {
         EditProject project = projectOf({});
         project.hook = QString::fromUtf8(c.hook);
         project.translations["fr"]["hook"] = " Arrêtez de défiler ";
         project.settings.captionLanguage = c.language;
-        project.settings.hookTitle = c.hookTitle;
-        project.settings.visuals = c.visuals;
         EXPECT_EQ(hookText(project), c.want) << c.hook << " " << int(c.language);
     }
 }
@@ -83,19 +70,8 @@ TEST(PopUps, APhraseSitsOnTheWordsThatSpellIt) {
     // Words the line does not spell in a row: over the whole line.
     project.keywords[line] = "idea this";
     EXPECT_EQ(popUpsOf(project), QStringList{"1F0C7A2B:0 idea this 0-1.63"});
-
-    project.settings.keywordPops = false;
-    EXPECT_EQ(popUpsOf(project), QStringList{});
-    project.settings.keywordPops = true;
     project.cut = {line};
     EXPECT_EQ(popUpsOf(project), QStringList{});
-}
-
-TEST(PopUps, InOutputOrderOnePerLine) {
-    EditProject project = threeLines();
-    project.keywords = {{"1F0C7A2B:2", "Three"}, {"1F0C7A2B:0", "One"}, {"1F0C7A2B:1", "  "}};
-    EXPECT_EQ(popUpsOf(project),
-              (QStringList{"1F0C7A2B:0 One 0.09-1.09", "1F0C7A2B:2 Three 2.45-3.45"}));
 }
 
 }  // namespace

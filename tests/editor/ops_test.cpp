@@ -37,7 +37,6 @@ TextSet ids(std::initializer_list<int> numbers) {
 
 TEST(Numbered, NumbersFromOneOnClipsLaidEndToEnd) {
     EditProject project = tenLines();
-    project.clips[0].words[1].start = 2.04;  // 2.04 → 2.0
     project.clips[1].words[2].start = 4.25;  // 4.25 → 4.3 (half away from zero)
     const auto n = numbered(project);
     ASSERT_EQ(n.size(), 10u);
@@ -75,7 +74,6 @@ TEST(ApplyOps, LineOperations) {
         // none is skipped, and so are ids that are not numbers.
         {R"([{"op":"cut","ids":[3,99]}])", ids({}), ids({3}), 0},
         {R"([{"op":"cut","ids":[2.0,5.7]}])", ids({}), ids({2, 5}), 0},
-        {R"([{"op":"cut","ids":[0,-1]}])", ids({}), {}, 1},
         {R"([{"op":"cut","ids":["3"]},{"op":"cut","ids":3}])", ids({}), {}, 2},
         {R"([{"op":"restore","ids":[3,4]}])", ids({3, 5}), ids({5}), 0},
         {R"([{"op":"keep_only","ids":[2,5]}])", ids({2}), ids({1, 3, 4, 6, 7, 8, 9, 10}), 0},
@@ -91,37 +89,6 @@ TEST(ApplyOps, LineOperations) {
         const Applied applied = applyOps(ops(c.ops), project);
         EXPECT_EQ(applied.project.cut, c.cutAfter) << c.ops;
         EXPECT_EQ(applied.skipped, c.skipped) << c.ops;
-    }
-}
-
-TEST(ApplyOps, Keywords) {
-    const struct {
-        const char* op;
-        std::optional<QString> stored;
-        int skipped;
-    } cases[] = {
-        // A phrase the line says is kept as written; an empty one removes the entry.
-        {R"({"op":"keyword","id":4,"phrase":" Big Idea! "})", "Big Idea!", 0},
-        {R"({"op":"keyword","id":4,"phrase":"  "})", std::nullopt, 0},
-        // Skipped: words the line does not say (a correction's included), punctuation alone, an
-        // unknown line, a phrase that is no text.
-        {R"({"op":"keyword","id":4,"phrase":"small idea"})", "old", 1},
-        {R"({"op":"keyword","id":4,"phrase":"grand plan"})", "old", 1},
-        {R"({"op":"keyword","id":4,"phrase":"!!"})", "old", 1},
-        {R"({"op":"keyword","id":11,"phrase":"big"})", "old", 1},
-        {R"({"op":"keyword","id":4,"phrase":5})", "old", 1},
-    };
-    for (const auto& c : cases) {
-        EditProject project = tenLines();
-        project.keywords[idOf(4)] = "old";
-        project.fixes[idOf(4)] = "So the grand plan is this.";
-        const Applied applied =
-            applyOps(QJsonArray{QJsonDocument::fromJson(c.op).object()}, project);
-        const auto found = applied.project.keywords.find(idOf(4));
-        const std::optional<QString> stored =
-            found == applied.project.keywords.end() ? std::nullopt : std::optional(found->second);
-        EXPECT_EQ(stored, c.stored) << c.op;
-        EXPECT_EQ(applied.skipped, c.skipped) << c.op;
     }
 }
 
@@ -153,50 +120,23 @@ TEST(SetField, Table) {
         const char* field;
         QJsonValue value;
         SetOutcome outcome;
-    } cases[] = {{"captionSize", 3, changed},
-                 {"captionSize", " 1.25 ", changed},
-                 {"captionSize", 1.0, unchanged},
-                 {"captionSize", "big", rejected},
-                 {"captionSize", true, rejected},
-                 {"pace", "fast", rejected},
-                 {"pace", "Snappy", rejected},
-                 {"pace", "tight", unchanged},
-                 {"format", "youtubeShort", changed},
-                 {"captionStyle", 1, rejected},
-                 {"captions", "yes", rejected},
-                 {"visuals", 1, rejected},
-                 {"targetSeconds", "45", changed},
-                 {"targetSeconds", 0, unchanged},
-                 {"targetSeconds", "soon", rejected},
-                 {"spokenLanguage", "fr", rejected},
-                 {"volume", 3, rejected}};
+    } cases[] = {{"captionSize", " 1.25 ", changed},  {"captionSize", 1.0, unchanged},
+                 {"captionSize", "big", rejected},    {"pace", "fast", rejected},
+                 {"pace", "tight", unchanged},        {"format", "youtubeShort", changed},
+                 {"captions", "yes", rejected},       {"targetSeconds", "45", changed},
+                 {"targetSeconds", "soon", rejected}, {"spokenLanguage", "fr", rejected}};
     for (const auto& c : cases) {
         EditSettings settings;
         EXPECT_EQ(setField(c.field, c.value, settings), c.outcome)
             << c.field << " " << QJsonDocument(QJsonArray{c.value}).toJson().toStdString();
     }
-}
-
-TEST(SetField, ValuesAsStored) {
+    // A size is clamped into its range; no positive target is no target.
     EditSettings s;
+    s.targetSeconds = 30;
     setField("captionSize", 3, s);
+    EXPECT_EQ(setField("targetSeconds", -3, s), changed);
     EXPECT_EQ(s.captionSize, 1.6);
-    setField("captionSize", "0.2", s);
-    EXPECT_EQ(s.captionSize, 0.6);
-    setField("progressBar", "TRUE", s);
-    EXPECT_TRUE(s.progressBar);
-    setField("targetSeconds", 45.5, s);
-    EXPECT_EQ(s.targetSeconds, 45.5);
-    // No positive target is no target.
-    EXPECT_EQ(setField("targetSeconds", -3, s), SetOutcome::changed);
     EXPECT_FALSE(s.targetSeconds);
-
-    const Applied applied = applyOps(
-        ops(R"([{"op":"set","field":"pace","value":"fast"},{"op":"set","field":"pace","value":"snappy"},
-                         {"op":"set","field":"pace"}])"),
-        tenLines());
-    EXPECT_EQ(applied.project.settings.pace, Pace::snappy);
-    EXPECT_EQ(applied.skipped, 2);
 }
 
 }  // namespace

@@ -53,45 +53,23 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
     const auto id = [](const QByteArray& value) { return R"({"clips":[],"id":)" + value + "}"; };
     const QString outside = "\"created\" is a date outside the years 1 to 9999";
     const QString seconds = outside + " (a number counts seconds since 1970)";
-    const QString notATime =
-        "\"clips[0].words[0].start\" is not a time between 0 and 1000000 seconds";
     const struct {
         QByteArray json;
         QString refusal;  // empty: it loads
     } cases[] = {
         {R"({"clips":[]})", "\"id\" is missing"},
-        {project(R"("clips":[],"settings":{})"), ""},
-        {project(R"("clips":[])"), ""},
-        {face(R"({"x":0.3,"y":0.2,"width":0.1,"height":0.2})"), ""},
         {face(R"({"x":0.3,"y":0.2,"width":1.5,"height":0.2})"),
          "\"clips[0].face.width\" is not a fraction of the picture, from 0 to 1"},
-        {face(R"({"x":0.3,"y":0.2,"width":0.1})"), "\"clips[0].face.height\" is missing"},
-        {id(R"("nope")"), "\"id\" is not a UUID"},
-        {"{" + QByteArray(kId) + "}", "\"clips\" is missing"},
-        {project(R"("clips":{})"), "\"clips\" is not a list"},
-        {word(R"({"start":"0","end":1,"text":"a"})"), notATime},
         {project(R"("clips":[],"settings":{"format":"tiktok"})"),
          "\"settings.format\" is not one of its known values"},
-        {project(R"("clips":[],"settings":{"captions":"yes"})"),
-         "\"settings.captions\" is not true or false"},
-        {project(R"("clips":[],"translations":{"fr":{"1F0C7A2B:0":3}})"),
-         "\"translations\" is not an object of languages"},
         // A timestamp in milliseconds read as seconds lands in the year 56864.
         {created("1732300000000"), seconds},
-        {created("-62135596800"), ""},    // 0001-01-01T00:00:00Z
-        {created("253402300799.5"), ""},  // the last half second of 9999
-        {created(R"("9999-12-31T23:59:59.999Z")"), ""},
         {created(R"("0001-01-01T00:00:00+01:00")"), outside},
-        {created(R"("10000-01-01T00:00:00Z")"), "\"created\" is not a date"},
-        {word(R"({"start":-1,"end":1,"text":"a"})"), notATime},
-        {word(R"({"start":0,"end":1000001,"text":"a"})"),
-         "\"clips[0].words[0].end\" is not a time between 0 and 1000000 seconds"},
-        {word(R"({"start":999999.5,"end":1000000,"text":"a"})"), ""},
+        {created("253402300799.5"), ""},  // the last half second of 9999
         {word(R"({"start":1.05,"end":0.4,"text":"a"})"),
          "\"clips[0].words[0].end\" is before its start"},
         {id(R"("1f0c7a2b000040008000000000000001")"), "\"id\" is not a UUID"},
         {id(R"("{1f0c7a2b-0000-4000-8000-000000000001}")"), ""},
-        {id(R"("1F0C7A2B-0000-4000-8000-000000000001")"), ""},
         {project(R"("clips":[],"settings":{"targetSeconds":1e300})"),
          "\"settings.targetSeconds\" is not a number of seconds between -1000000 and 1000000"},
     };
@@ -111,8 +89,7 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
     }
     // Dates with any offset, or seconds since 1970, are the same moment.
     const QDateTime want = QDateTime::fromMSecsSinceEpoch(1'763'717'400'000, Qt::UTC);
-    for (const char* at : {R"("2025-11-21T09:30:00Z")", R"("2025-11-21T10:30:00+01:00")",
-                           R"("2025-11-21T09:30:00.000Z")", "1763717400"}) {
+    for (const char* at : {R"("2025-11-21T10:30:00+01:00")", "1763717400"}) {
         EXPECT_EQ(projectFromJson(parsed(created(at))).value_or(EditProject{}).created, want) << at;
     }
 }
@@ -163,15 +140,6 @@ TEST_F(ProjectStoreTest, SavesUnderTheUpperCaseIdInTheDataFolderAndReplaces) {
     EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{upperUuid(project.id) + ".json"});
     EXPECT_EQ(QFile::permissions(folder + "/" + upperUuid(project.id) + ".json") & 0x0777, 0x0600);
     EXPECT_EQ(ProjectStore::open(project.id), project);
-
-    // A relative folder is used as it stands.
-    const QString cwd = QDir::currentPath();
-    QDir::setCurrent(home.path());
-    qputenv("PELIX_EDITOR_DIR", "projects/here");
-    EXPECT_EQ(ProjectStore::folder(), "projects/here");
-    ASSERT_TRUE(ProjectStore::save(project));
-    EXPECT_EQ(QDir(home.path() + "/projects/here").entryList(QDir::Files).size(), 1);
-    QDir::setCurrent(cwd);
 }
 
 TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
@@ -201,14 +169,9 @@ TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
 // A file that is not JSON is named with what is wrong and where, as an editor counts lines.
 TEST_F(ProjectStoreTest, FilesThatAreNotJsonSayWhatAndWhere) {
     const std::pair<QByteArray, const char*> cases[] = {
-        {"{\"id\": NaN}", "it is not JSON (illegal number at line 1, column 8)."},
         {"{\n  \"id\": 1e400\n}", "it is not JSON (illegal number at line 2, column 14)."},
-        {"{\"id\": 1} trailing",
-         "it is not JSON (garbage at the end of the document at line 1, column 11)."},
-        {"{\"name\": \"caf\xC3\"}", "it is not JSON (invalid UTF8 string at line 1, column 14)."},
         {QByteArray(100000, '[') + QByteArray(100000, ']'),
          "it is not JSON (too deeply nested document"},
-        {"[1, 2]", "it is JSON but not an object."},
     };
     const QString path = home.path() + "/p.json";
     for (const auto& [bytes, says] : cases) {

@@ -1,5 +1,4 @@
 // Rules that must hold for every project, checked over many generated ones.
-#include "editor/Captions.h"
 #include "editor/SampleProject.h"
 #include "editor/Timeline.h"
 #include "support/TestSupport.h"
@@ -12,25 +11,17 @@ namespace {
 constexpr double kEps = 1e-9;
 
 // Generated projects of many sizes and settings: some clips with unknown length, some shorter
-// than their words, some lines translated.
+// than their words.
 std::vector<EditProject> generated() {
     std::vector<EditProject> projects;
     for (quint32 seed = 1; seed <= 40; ++seed) {
         std::mt19937 random(seed);
         EditProject p = sampleProject(int(20 + seed * 37), int(1 + seed % 4), seed);
         p.settings.pace = static_cast<Pace>(seed % 3);
-        p.settings.captionStyle = static_cast<CaptionStyle>(seed % 2);
         p.settings.removeFillers = seed % 5 != 0;
         for (SourceClip& clip : p.clips) {
             if (random() % 4 == 0) clip.duration = 0;
             if (random() % 4 == 0 && !clip.words.empty()) clip.duration = clip.words.back().start;
-        }
-        if (seed % 3 == 0) {
-            p.settings.captionLanguage = seed % 2 ? CaptionLanguage::ja : CaptionLanguage::fr;
-            for (const auto& [id, text] : untranslated(p)) {
-                if (random() % 3 == 0)
-                    p.translations[rawValue(p.settings.captionLanguage)][id] = text;
-            }
         }
         projects.push_back(std::move(p));
     }
@@ -88,19 +79,6 @@ TEST(Properties, TimelineAddsUpAndItsLookupsAgreeWithAScan) {
             EXPECT_EQ(t.segment(t.starts()[i] + (s.end - s.start) / 2), int(i));
         }
         EXPECT_NEAR(t.total(), sum, kEps);
-    }
-}
-
-TEST(Properties, CaptionCuesComeInOutputOrderAndNeverOverlap) {
-    for (const EditProject& p : projects()) {
-        const auto cues = captions(p, Timeline(segments(p)));
-        ASSERT_FALSE(cues.empty());
-        for (size_t i = 0; i < cues.size(); ++i) {
-            EXPECT_LE(cues[i].start, cues[i].end + kEps);
-            EXPECT_GE(cues[i].start, -kEps);
-            if (i > 0) EXPECT_LE(cues[i - 1].end, cues[i].start + kEps) << i;
-            if (cues[i].times) EXPECT_EQ(cues[i].times->size(), size_t(cues[i].words.size()));
-        }
     }
 }
 

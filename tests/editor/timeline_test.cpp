@@ -24,7 +24,6 @@ TEST(Lines, WhereLinesEnd) {
          "why? | 好。 | 真的！ | x"},
         {clipOf({{0, 1, "a"}, {1.9, 2, "b"}}), "a b"},
         {clipOf({{0, 1, "a"}, {1.91, 2, "b"}}), "a | b"},
-        {clipOf({{0, 1, ""}, {1, 2, "b"}}), "b"},
         // A mark inside a longer grapheme cluster is no sentence end.
         {clipOf({{0, 1, "a\u0600."}, {1, 2, "b"}}), "a\u0600. b"},
         {clipOf({{0, 1, "a.\u0301"}, {1, 2, "b"}}), "a.\u0301 b"},
@@ -36,36 +35,15 @@ TEST(Lines, WhereLinesEnd) {
               line + " | " + line + " | word word word word");
 }
 
-TEST(Lines, CountAgainFromZeroInEachClip) {
-    QStringList ids;
-    for (const Line& l : lines({clipOf({{0, 1, "One."}, {1, 2, "Two."}}, 0, 0), clipOf({}, 0, 1),
-                                clipOf({{0, 1, "Three."}}, 0, 2)})) {
-        ids << QString("%1 in %2 from %3").arg(l.id).arg(l.clip).arg(l.firstWord);
-    }
-    EXPECT_EQ(ids, (QStringList{"1F0C7A2B:0 in 0 from 0", "1F0C7A2B:1 in 0 from 1",
-                                "1F0C7A2D:0 in 2 from 0"}));
-}
-
 TEST(Fillers, WhichWordsAreFillers) {
     const struct {
         const char* text;
         bool filler;
-    } cases[] = {{"Um,", true},        {"UH.", true},  {"(hmm)", true},  {"ÄHM", true},
-                 {"嗯", true},         {"呃，", true}, {"  er  ", true}, {"umbrella", false},
-                 {"hmm-kay", false},   {"", false},    {"...", false},   {"ummm", false},
-                 {"UMMMMMMMMM", false}};
+    } cases[] = {{"Um,", true},       {"(hmm)", true},    {"ÄHM", true}, {"呃，", true},
+                 {"umbrella", false}, {"hmm-kay", false}, {"", false},   {"UMMMMMMMMM", false}};
     for (const auto& c : cases) {
         EXPECT_EQ(edittext::isFiller(QString::fromUtf8(c.text)), c.filler) << c.text;
     }
-}
-
-TEST(KeptWords, FillersGoFromKeptWordsButStayInTheLineText) {
-    const SourceClip clip = clipOf({{0, 0.3, "Hello."}, {0.4, 0.6, "Um,"}, {0.7, 0.9, "so"}});
-    const auto all = lines({clip});
-    ASSERT_EQ(all.size(), 2u);
-    EXPECT_EQ(all[1].text, "Um, so");
-    EXPECT_EQ(keptWords(all[1], clip, true), std::vector<int>{2});
-    EXPECT_EQ(keptWords(all[1], clip, false), (std::vector<int>{1, 2}));
 }
 
 // The segments' source ranges, "start-end" apart by spaces, to nine digits.
@@ -88,15 +66,13 @@ TEST(Segments, RangesClampingAndJoining) {
         // Kept words 0.5 s apart: (1.9 - 0.09) - (1.4 + 0.09) = 0.32, under the 0.35 limit.
         {clipOf({{1, 1.4, "a"}, {1.9, 2.2, "b"}}), tight, "0.91-2.29"},
         {clipOf({{1, 1.4, "a"}, {2.0, 2.2, "b"}}), tight, "0.91-1.49 1.91-2.29"},
-        {clipOf({{1, 1.4, "a"}, {2.3, 2.5, "b"}}), natural, "0.85-2.65"},
         // A dropped filler opens a cut of its own, unless the words' tails overlap across it.
         {clipOf({{1, 1.4, "a"}, {1.5, 1.8, "um"}, {1.9, 2.2, "b"}}), tight, "0.91-1.49 1.81-2.29"},
         {clipOf({{1, 1.4, "a"}, {1.45, 1.5, "um"}, {1.55, 2.0, "b"}}), tight, "0.91-2.09"},
         {clipOf({{1, 1.4, "Um."}}), tight, ""},
-        // Ranges stay inside the clip; a duration of 0 is unknown; a sliver is no segment.
+        // Ranges stay inside the clip; a sliver is no segment.
         {clipOf({{0.05, 0.4, "a"}}), natural, "0-0.55"},
         {clipOf({{1, 1.95, "a"}}, 2.0), natural, "0.85-2"},
-        {clipOf({{1, 1.95, "a"}}, 0), natural, "0.85-2.1"},
         {clipOf({{2.0, 2.2, "a"}}, 1.99), snappy, ""},
         // Lines of one clip play back to back across short silence, but not across 1 s, a
         // dropped filler or a cut line.
@@ -108,7 +84,6 @@ TEST(Segments, RangesClampingAndJoining) {
          tight,
          "0.91-2.09 4.91-6.09",
          {"1F0C7A2B:1"}},
-        {clipOf({{1, 2, "One."}, {2.1, 3, "Two."}}), tight, "0.91-2.09 2.09-3.09"},
     };
     for (const auto& c : cases) {
         EditProject project = projectOf({c.clip});
@@ -118,31 +93,24 @@ TEST(Segments, RangesClampingAndJoining) {
     }
 }
 
+// Lookups inside segments are checked against a plain scan in the properties; here, the edges.
 TEST(Timeline, OutputSegmentAndSpan) {
     const Timeline t({{0, 1, 3, "A:0"}, {1, 0, 2, "B:0"}, {0, 5, 6, "A:1"}, {0, 6, 7, "A:1"}});
-    EXPECT_EQ(t.starts(), (std::vector<double>{0, 2, 4, 5}));
-    EXPECT_EQ(t.total(), 6);
-
     const struct {
         int clip;
         double source;
         std::optional<double> output;
-    } outputs[] = {{0, 1, 0}, {0, 2.5, 1.5}, {0, 0.9995, 0}, {0, 3.0005, 2}, {0, 4, {}},
-                   {1, 1, 3}, {0, 6, 5},     {0, 7.5, {}},   {2, 1, {}},     {1, -0.0005, 2}};
+    } outputs[] = {{0, 0.9995, 0}, {0, 4, {}}, {0, 7.5, {}}, {2, 1, {}}, {1, -0.0005, 2}};
     for (const auto& o : outputs) {
         EXPECT_EQ(t.output(o.clip, o.source), o.output) << o.clip << " @ " << o.source;
     }
-    const struct {
-        double output;
-        int index;
-    } found[] = {{-1, 0}, {0, 0}, {1.99, 0}, {2, 1}, {4.5, 2}, {5, 3}, {100, 3}};
-    for (const auto& f : found) EXPECT_EQ(t.segment(f.output), f.index) << f.output;
-
+    for (const auto& [output, index] :
+         {std::pair{-1.0, 0}, std::pair{2.0, 1}, std::pair{100.0, 3}}) {
+        EXPECT_EQ(t.segment(output), index) << output;
+    }
     EXPECT_EQ(t.span("A:1"), (std::pair<double, double>{4, 6}));
-    EXPECT_EQ(t.span("B:0"), (std::pair<double, double>{2, 4}));
     EXPECT_FALSE(t.span("C:0"));
     EXPECT_FALSE(Timeline().segment(0));
-    EXPECT_EQ(Timeline({{0, 1, 2, "A:0"}}).segment(50), 0);
 }
 
 TEST(Timeline, SegmentsOutOfSourceOrderAreStillFoundFirstInPlayingOrder) {
@@ -150,19 +118,6 @@ TEST(Timeline, SegmentsOutOfSourceOrderAreStillFoundFirstInPlayingOrder) {
     EXPECT_EQ(t.output(0, 2.5), 2.5);  // the second segment, not the third
     EXPECT_NEAR(t.output(0, 5.2).value_or(-1), 0.2, 1e-9);
     EXPECT_EQ(t.output(0, 4), 5);
-}
-
-TEST(Timeline, SpansAskedInOrderMatchSpansLookedUp) {
-    const std::vector<Segment> together{{0, 0, 1, "A:0"}, {0, 2, 3, "A:0"}, {0, 4, 5, "A:2"}};
-    const std::vector<Segment> split{{0, 0, 1, "A:0"}, {0, 2, 3, "A:1"}, {0, 4, 5, "A:0"}};
-    const std::vector<Segment> reversed{{0, 4, 5, "A:2"}, {0, 2, 3, "A:1"}, {0, 0, 1, "A:0"}};
-    for (const auto& segments : {together, split, reversed}) {
-        const Timeline t(segments);
-        size_t next = 0;
-        for (const char* id : {"A:0", "A:1", "A:2", "A:3"}) {
-            EXPECT_EQ(t.span(id, next), t.span(id)) << id;
-        }
-    }
 }
 
 }  // namespace
