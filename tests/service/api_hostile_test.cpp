@@ -15,7 +15,6 @@ namespace {
 
 using fakes::HostileServer;
 
-// Peak resident memory of this process, in MB.
 qint64 peakMegabytes() {
     QFile status("/proc/self/status");
     if (!status.open(QIODevice::ReadOnly)) return -1;
