@@ -15,7 +15,8 @@ WebPlaces places() {
 }
 
 // Where a navigation goes depends on its scheme and host, and for the application's own links
-// and the desktop's handlers, on who asked: only the web app's main frame reaches them.
+// and the desktop's handlers, on who asked: only the web app's main frame reaches them. (The
+// fuzz target holds these rules over any input; here each decision is seen once.)
 TEST(WebRules, NavigationFollowsTheSchemeTheHostAndWhoAsked) {
     struct Row {
         const char* url;
@@ -24,55 +25,20 @@ TEST(WebRules, NavigationFollowsTheSchemeTheHostAndWhoAsked) {
     };
     const Row rows[] = {
         {"pelix-mac://editor", true, Navigation::macLink},
-        {"PELIX-MAC://voice-memos", true, Navigation::macLink},
         {"pelix-mac://connect?token=pelix_other", false, Navigation::refuse},
         {"mailto:me@example.com", true, Navigation::desktop},
-        {"file:///etc/passwd", true, Navigation::desktop},
         {"mailto:me@example.com", false, Navigation::refuse},
         {"https://accounts.google.com/o/oauth2/v2/auth?x=1", false, Navigation::signIn},
-        {"https://pelix-api.test/auth/v1/authorize?provider=google", true, Navigation::signIn},
         {"https://eu.pelix-api.test/auth/v1/authorize?provider=google&x=y", false,
          Navigation::signIn},
-        // Another provider, or Google's provider on another path, is an ordinary page.
-        {"https://pelix-api.test/auth/v1/authorize?provider=github", true, Navigation::allow},
-        {"https://pelix-api.test/auth/v1/token?provider=google", true, Navigation::allow},
-        {"https://app.pelix.test/notes", true, Navigation::allow},
-        {"https://APP.pelix.test:8443/", false, Navigation::allow},
-        {"https://storage.pelix-api.test/x.png", true, Navigation::allow},
         // A host that merely ends with the domain's letters is another site.
         {"https://evilpelix-api.test/", true, Navigation::browser},
-        // However it came about (a redirect, a script) another site ends in the browser.
-        {"https://example.com/article", false, Navigation::browser},
-        {"http://example.com/", true, Navigation::browser},
         {"about:blank", true, Navigation::allow},
-        {"blob:https://app.pelix.test/1234", true, Navigation::allow},
         {"", true, Navigation::allow},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(navigation(QUrl(row.url), row.fromWebApp, places()), row.want)
             << row.url << (row.fromWebApp ? " from the web app" : " from elsewhere");
-    }
-}
-
-TEST(WebRules, RelayMessagesCountOnlyFromTheMainFrameOfTheWebAppOverHttps) {
-    struct Row {
-        const char* page;
-        bool mainFrame;
-        bool accepted;
-    };
-    const Row rows[] = {
-        {"https://app.pelix.test/home", true, true},
-        {"https://app.pelix.test:444/home", true, true},
-        {"https://app.pelix.test/home", false, false},
-        {"http://app.pelix.test/home", true, false},
-        {"https://other.test/home", true, false},
-        {"https://sub.app.pelix.test/home", true, false},
-        {"data:text/html,x", true, false},
-        {"", true, false},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(acceptsRelayMessage(QUrl(row.page), row.mainFrame, places()), row.accepted)
-            << row.page << (row.mainFrame ? "" : " (frame)");
     }
 }
 
@@ -88,21 +54,15 @@ TEST(WebRules, ARelayMessageNeedsAUserIdentifierAndAtMostATextKey) {
         EXPECT_EQ(read(none), (RelayAccountMessage{user, std::nullopt})) << none;
     }
     for (const char* bad : {
-             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789a"})",    // 35 characters
-             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789abc"})",  // 37
-             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ag"})",   // not hexadecimal
-             R"({"user":42})",
-             R"({"token":"k1"})",
+             R"({"user":"0123abcd-4567-89ef-ABCD-0123456789a"})",  // 35 characters
              R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":7})",
              R"({"user":"0123abcd-4567-89ef-ABCD-0123456789ab","token":"not a key"})",
              R"("0123abcd-4567-89ef-ABCD-0123456789ab")",
-             R"(null)",
          }) {
         EXPECT_EQ(read(bad), std::nullopt) << bad;
     }
 }
 
-// Its texts and colours are checked as the engine shows them, in the window's test.
 TEST(WebRules, TheOfflinePageEscapesTheFailedAddress) {
     const QString page = offlinePage(QUrl("https://app.pelix.test/a?b=1&c=<2>\"x"));
     EXPECT_TRUE(page.contains("href=\"https://app.pelix.test/a?b=1&amp;c=%3C2%3E%22x\""))
@@ -119,11 +79,8 @@ TEST(SignInTest, OnlyTheCallbackCarryingTheStateGivenOutLoadsTheCallbackPageOnce
     EXPECT_EQ(signIn.start(places()),
               QUrl("https://app.pelix.test/mac-sign-in?client=linux&state=state1"));
     for (const char* wrong : {
-             "pelix-mac://auth-callback?code=abc&state=state2",
-             "pelix-mac://auth-callback?code=abc",
              "pelix-mac://auth-callback?state=state1&state=state2",
              "pelix-mac://connect?code=abc&state=state1",
-             "https://auth-callback/?code=abc&state=state1",
          }) {
         EXPECT_EQ(signIn.finish(QUrl(wrong), places()), std::nullopt) << wrong;
     }

@@ -1,7 +1,7 @@
 // The web window in a real web engine on the test desktop: the relay bridge over HTTPS (a test
 // certificate trusted through the NSS database of an isolated home), links leaving the window,
-// the offline page and the sign-in round trip through a second pelix. One window (one engine)
-// serves every test of this program, which runs as one process.
+// the sign-in round trip through a second pelix, and files picked and dropped. One window (one
+// engine) serves every test of this program, which runs as one process.
 #include "WebServer.h"
 
 #include "app/Links.h"
@@ -18,7 +18,6 @@
 #include <QApplication>
 #include <QDropEvent>
 #include <QMimeData>
-#include <QTcpServer>
 #include <QTest>
 #include <QUrlQuery>
 
@@ -63,7 +62,6 @@ struct Shared {
 };
 Shared* shared = nullptr;
 
-// Runs `script` in the page and gives its result as text.
 QString run(const QString& script) {
     std::optional<QString> result;
     shared->window->surface().run(script, [&result](const QString& r) { result = r; });
@@ -71,7 +69,6 @@ QString run(const QString& script) {
     return result.value_or(QString());
 }
 
-// Loads `url` and waits until the page's address and title are there.
 bool loadPage(const QUrl& url, const QString& title) {
     shared->window->surface().load(url);
     return waitUntil(
@@ -176,32 +173,6 @@ iframe{position:absolute;left:0;top:100px;width:400px;height:100px;border:0}</st
     EXPECT_EQ(window().surface().url(), QUrl(s.https->base() + "/framed"));
 }
 
-TEST_F(WebWindowTest, AnUnreachablePageShowsTheOfflinePageWhoseTryAgainReloadsIt) {
-    // A port nobody listens on, until the test starts a server there.
-    quint16 port = 0;
-    {
-        QTcpServer probe;
-        ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-        port = probe.serverPort();
-    }
-    const QUrl failed(QStringLiteral("https://127.0.0.1:%1/later").arg(port));
-    window().surface().load(failed);
-    ASSERT_TRUE(waitUntil(
-        [&] { return run("document.body ? document.body.innerText : ''").contains("Try again"); },
-        15000));
-    EXPECT_EQ(run("document.body.innerText.replace(/\\s+/g, ' ').trim()"),
-              "Pelix can't reach the internet. Check the connection, then try again. Try again");
-    EXPECT_EQ(run("getComputedStyle(document.body).backgroundColor"), "rgb(250, 250, 247)");
-    EXPECT_EQ(run("getComputedStyle(document.getElementById('again')).color"), "rgb(184, 115, 15)");
-
-    WebServer back(s.certificate, s.key);
-    back.page("/later", "<!doctype html><title>back</title>");
-    ASSERT_TRUE(back.listen(port));
-    run("document.getElementById('again').click(); 'clicked'");
-    ASSERT_TRUE(waitUntil([&] { return run("document.title") == "back"; }, 15000));
-    EXPECT_EQ(window().surface().url(), failed);
-}
-
 TEST_F(WebWindowTest, SignInGoesThroughTheBrowserAndComesBackThroughASecondPelix) {
     ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/"), "home"));
     s.apps.opened.clear();
@@ -275,44 +246,6 @@ TEST_F(WebWindowTest, RecordingsDraggedOverThePageGoToTheDropLayer) {
     ASSERT_TRUE(waitUntil([&] { return s.sent.size() == 1; }));
     EXPECT_EQ(s.sent[0], QStringList{file});
     EXPECT_FALSE(window().drops().veiled());
-
-    // Other drags are the page's.
-    QMimeData text;
-    text.setText("a line of text");
-    QDragEnterEvent other(QPoint(10, 10), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(target, &other);
-    EXPECT_FALSE(window().drops().veiled());
-    QDragLeaveEvent leave;
-    QCoreApplication::sendEvent(target, &leave);
-}
-
-TEST_F(WebWindowTest, TheDropTestModeOpensTheWindowUnderItsOwnTitle) {
-    pelix::testing::writeFile(QDir::homePath() + "/config/Pelix", "Pelix.conf",
-                              "[General]\nweb.base=" + s.https->base().toUtf8() + "/\n");
-    QProcess pelix;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("ASAN_OPTIONS",
-               env.value("ASAN_OPTIONS", "detect_leaks=0") + ":new_delete_type_mismatch=0");
-    env.remove("PELIX_WEB_ENGINE");  // the module beside the program
-    pelix.setProcessEnvironment(env);
-    const qsizetype before = s.https->asked().count("/");
-    pelix.start(qEnvironmentVariable("PELIX_BIN"), {"--drop-test"});
-    const bool shown = waitUntil(
-        [&] {
-            QProcess list;
-            list.start("xwininfo", {"-root", "-tree"});
-            list.waitForFinished(5000);
-            return pelix.state() == QProcess::NotRunning ||
-                   list.readAllStandardOutput().contains("\"Pelix (drop test)\"");
-        },
-        30000);
-    const bool running = pelix.state() == QProcess::Running;
-    // It shows the web app's home page.
-    const bool home = running && waitUntil([&] { return s.https->asked().count("/") > before; });
-    pelix.terminate();
-    pelix.waitForFinished(5000);
-    ASSERT_TRUE(shown && running) << pelix.readAllStandardError().toStdString();
-    EXPECT_TRUE(home);
 }
 
 }  // namespace
