@@ -1,15 +1,20 @@
 // One running Pelix per data folder, later ones handing over their message; the autostart entry;
-// files fetched from where the desktop reaches them.
+// files fetched from where the desktop reaches them. Characters to key codes on real XKB layouts,
+// as KWin's fake input needs them (German's y, z and ö are typed in KWin's end-to-end test), and
+// the keyboard map the virtual keyboard types with, read back as a client reads it.
 #include "platform/Desktop.h"
 #include "platform/Autostart.h"
 #include "platform/RemoteFiles.h"
 #include "platform/SingleInstance.h"
+#include "platform/linux/LayoutKeys.h"
+#include "platform/linux/WaylandTypist.h"
 #include "support/TestSupport.h"
 
-#include <QLocalServer>
 #include <QLocalSocket>
 
 #include <gio/gdesktopappinfo.h>
+#include <linux/input-event-codes.h>
+#include <xkbcommon/xkbcommon.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -180,29 +185,127 @@ TEST_F(DesktopTest, AutostartEntryNamesTheProgramWhateverItsPathHolds) {
     EXPECT_TRUE(autostart.disable());
 }
 
-TEST(RemoteFiles, CopiesWhatItCanReachAndLeavesNothingWhenItCannot) {
-    QTemporaryDir from, to;
-    core::SystemClock clock;
-    const auto desktop = platform::makeDesktop({.clock = clock, .cacheDir = to.path()});
+TEST_F(DesktopTest, RemoteFilesCopyWhatTheyCanReachAndLeaveNothingWhenTheyCannot) {
     platform::RemoteFiles& files = desktop->remoteFiles();
+    const QString source = testing::writeFile(home.path(), "Take 1.m4a", "sound");
+    const QString target = home.path() + "/copy.m4a";
+    EXPECT_EQ(files.fetch(QUrl::fromLocalFile(source), target), target);
+    EXPECT_EQ(testing::readFile(target), "sound");
 
-    const QString source = testing::writeFile(from.path(), "Take 1.m4a", "sound");
-
-    const QString target = QDir(to.path()).filePath("copy.m4a");
-    const Result<QString> copied = files.fetch(QUrl::fromLocalFile(source), target);
-    ASSERT_TRUE(copied) << copied.error().message.toStdString();
-    EXPECT_EQ(*copied, target);
-    QFile result(target);
-    ASSERT_TRUE(result.open(QIODevice::ReadOnly));
-    EXPECT_EQ(result.readAll(), "sound");
-
-    const QString missing = QDir(to.path()).filePath("missing.m4a");
+    const QString missing = home.path() + "/missing.m4a";
     const Result<QString> refused =
         files.fetch(QUrl("mtp://No_Such_Phone/Recordings/Take%202.m4a"), missing);
     ASSERT_FALSE(refused);
     EXPECT_TRUE(refused.error().message.startsWith("Couldn't fetch Take 2.m4a: "))
         << refused.error().message.toStdString();
     EXPECT_FALSE(QFile::exists(missing));
+}
+
+struct Case {
+    const char* layout;
+    const char* variant;
+    char32_t character;
+    std::optional<KeyStroke> stroke;
+};
+
+const QList<int> kShift = {KEY_LEFTSHIFT};
+
+TEST(LayoutKeys, EachCharacterComesFromTheKeyOfTheLayoutInUse) {
+    const Case cases[] = {
+        {"us", "", U'A', KeyStroke{KEY_A, kShift}},
+        // The keypad's digits and signs need Num Lock or act differently: the main keys type.
+        {"us", "", U'7', KeyStroke{KEY_7, {}}},
+        {"us", "", U'ü', std::nullopt},
+        // The map's Euro key lies past X11's key codes, which Xwayland's applications never see.
+        {"us", "", U'€', std::nullopt},
+        // German: € with AltGr; ^ is a dead key, which types nothing by itself.
+        {"de", "", U'€', KeyStroke{KEY_E, {KEY_RIGHTALT}}},
+        {"de", "", U'^', std::nullopt},
+        {"de", "nodeadkeys", U'^', KeyStroke{KEY_GRAVE, {}}},
+        // French: the digits with Shift.
+        {"fr", "", U'1', KeyStroke{KEY_1, kShift}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.layout) + " " + c.variant + " U+" +
+                     QString::number(uint(c.character), 16).toStdString());
+        const std::optional<LayoutKeys> keys = LayoutKeys::fromNames(c.layout, c.variant);
+        ASSERT_TRUE(keys.has_value());
+        EXPECT_EQ(keys->stroke(c.character), c.stroke);
+    }
+}
+
+// Toolkits read Ctrl+V by the character: on Dvorak it is the key US keyboards call ".". The
+// keymap text a compositor sends is read in KWin's end-to-end test; text that is no keymap is
+// none.
+TEST(LayoutKeys, PasteIsCtrlAndTheKeyThatGivesV) {
+    const std::optional<LayoutKeys> dvorak = LayoutKeys::fromNames("us", "dvorak");
+    ASSERT_TRUE(dvorak.has_value());
+    EXPECT_EQ(dvorak->v(), KEY_DOT);
+    EXPECT_EQ(LayoutKeys::fromNames("de")->v(), KEY_V);
+    EXPECT_FALSE(LayoutKeys::fromText("xkb_keymap { not a keymap").has_value());
+    EXPECT_FALSE(LayoutKeys::fromText({}).has_value());
+}
+
+struct Compiled {
+    std::unique_ptr<xkb_context, decltype(&xkb_context_unref)> context{xkb_context_new({}),
+                                                                       xkb_context_unref};
+    std::unique_ptr<xkb_keymap, decltype(&xkb_keymap_unref)> keymap{nullptr, xkb_keymap_unref};
+    explicit Compiled(const QByteArray& text) {
+        keymap.reset(xkb_keymap_new_from_string(context.get(), text.constData(),
+                                                XKB_KEYMAP_FORMAT_TEXT_V1, {}));
+    }
+    xkb_keysym_t symbol(int code) const {
+        const xkb_keysym_t* symbols = nullptr;
+        return xkb_keymap_key_get_syms_by_level(keymap.get(), code, 0, 0, &symbols) == 1
+                   ? symbols[0]
+                   : XKB_KEY_NoSymbol;
+    }
+};
+
+QList<char32_t> distinct(int count) {
+    QList<char32_t> characters;
+    for (char32_t c = 0x4e00; characters.size() < count; ++c) characters.append(c);
+    return characters;
+}
+
+TEST(TypingKeymap, EveryKeyIsOnTheMapWhereClientsLookForIt) {
+    const struct {
+        const char* name;
+        QList<char32_t> characters;
+        int typed;
+    } cases[] = {
+        {"no characters (pressing keys only)", {}, 0},
+        {"repeats and a line break", {U'h', U'é', U'h', U'\n', U'😀'}, 4},
+        {"a full map", distinct(kTypingKeymapSlots), kTypingKeymapSlots},
+        {"more than fit", distinct(kTypingKeymapSlots + 20), kTypingKeymapSlots},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QHash<char32_t, int> codes;
+        const Compiled map(typingKeymap(c.characters, &codes));
+        ASSERT_TRUE(map.keymap);
+        EXPECT_EQ(codes.size(), c.typed);
+        // Applications find the keys of a shortcut by walking the codes below the highest one
+        // (GTK stops one short of it): nothing may sit on the highest code.
+        const xkb_keycode_t highest = xkb_keymap_max_keycode(map.keymap.get());
+        EXPECT_EQ(map.symbol(highest), XKB_KEY_NoSymbol);
+        EXPECT_LE(highest, 255u);
+        for (xkb_keysym_t named :
+             {XKB_KEY_BackSpace, XKB_KEY_Return, XKB_KEY_Control_L, XKB_KEY_v}) {
+            bool found = false;
+            for (xkb_keycode_t code = xkb_keymap_min_keycode(map.keymap.get()); code < highest;
+                 ++code) {
+                found = found || map.symbol(code) == named;
+            }
+            EXPECT_TRUE(found) << xkb_keysym_to_utf32(named);
+        }
+        for (auto it = codes.cbegin(); it != codes.cend(); ++it) {
+            const xkb_keysym_t wanted =
+                it.key() == U'\n' ? XKB_KEY_Return : xkb_utf32_to_keysym(it.key());
+            EXPECT_EQ(map.symbol(it.value()), wanted) << uint(it.key());
+            EXPECT_LT(xkb_keycode_t(it.value()), highest);
+        }
+    }
 }
 
 }  // namespace
