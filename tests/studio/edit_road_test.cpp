@@ -7,7 +7,6 @@
 #include "media/TestMedia.h"
 
 #include <QRegularExpression>
-#include <QSize>
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -97,12 +96,8 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     const auto made = edit({"new", sample, "--name", "Morning walk", "--lang", "en-US"});
     ASSERT_EQ(made.exitCode, 0) << made.err.toStdString();
     const QString id = QString::fromUtf8(made.out).trimmed();
-    EXPECT_TRUE(made.err.contains("sample.mp4: Listening… 100%")) << made.err.toStdString();
     editor::EditProject project = saved(id);
     EXPECT_EQ(project.name, "Morning walk");
-    ASSERT_EQ(project.clips.size(), 1u);
-    EXPECT_EQ(QSize(project.clips[0].width, project.clips[0].height), QSize(160, 120));
-    EXPECT_FALSE(project.clips[0].faceX);  // a test picture: no face, centred
     const std::vector<editor::Line> all = editor::lines(project.clips);
     ASSERT_EQ(all.size(), 3u) << "the transcriber heard the sentences differently";
 
@@ -113,11 +108,8 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     EXPECT_EQ(project.keywords, (editor::TextMap{{all[1].id, "report"}}));
 
     EXPECT_EQ(ok({"revise", id, "cut the second line"}), "Cut the second line.\n");
-    EXPECT_EQ(sent("revise").at(0).value("instruction"), "cut the second line");
     project = saved(id);
     EXPECT_EQ(project.cut, editor::TextSet{all[1].id});
-    EXPECT_EQ(project.chat, (std::vector<editor::ChatTurn>{{"cut the second line", true},
-                                                           {"Cut the second line.", false}}));
     // The remembered rule joins the saved ones.
     EXPECT_EQ(sent("style").value(sent("style").size() - 1).value("rules"),
               (QJsonArray{"Keep it short", "No coffee talk"}));
@@ -134,8 +126,6 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     const auto exported = edit({"export", id, "--scale", "0.25"});
     ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
     EXPECT_EQ(exported.out, folder.toUtf8() + "/Morning walk - Instagram Reel.mp4\n");
-    EXPECT_TRUE(exported.err.contains("Exporting… 50%\n"));
-    EXPECT_TRUE(exported.err.endsWith("Exporting… 100%\n"));
     EXPECT_EQ(ok({"export", id, "--scale", "0.25"}),
               folder.toUtf8() + "/Morning walk - Instagram Reel 2.mp4\n");
 
@@ -194,15 +184,6 @@ bool libraryChatter(const QByteArray& err) {
     return pattern.match(QString::fromUtf8(err)).hasMatch();
 }
 
-class ModeMask {
-public:
-    explicit ModeMask(mode_t mask) : old_(::umask(mask)) {}
-    ~ModeMask() { ::umask(old_); }
-
-private:
-    mode_t old_;
-};
-
 TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
     const QString clip = loudClip();
     const QString project =
@@ -215,8 +196,9 @@ TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
         SCOPED_TRACE(QString::number(c.umask, 8).toStdString());
         const QString out =
             home.path() + QStringLiteral("/video-%1.mp4").arg(c.umask, 3, 8, QChar('0'));
-        const ModeMask mask(c.umask);
+        const mode_t old = ::umask(c.umask);
         const auto exported = edit({"export", project, "--out", out, "--scale", "0.5"});
+        ::umask(old);
         ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
         EXPECT_FALSE(libraryChatter(exported.err)) << exported.err.toStdString();
         struct stat made {};
@@ -248,17 +230,18 @@ TEST_F(EditRoad, AnExportNeverReplacesItsInputsAndAsksBeforeReplacingAFile) {
     };
     const auto unchanged = before();
     const QString tooLong = QString(300, u'x') + ".mp4";
+    const auto input = [](const QString& name) {
+        return "Couldn't export over " + name +
+               ": the video is made from it, so choose another file.\n";
+    };
     const struct {
         QString out;
         bool force;
         QString says;
     } refused[] = {
-        {clip, true,
-         "Couldn't export over clip.mp4: the video is made from it, so choose another file.\n"},
-        {home.path() + "/link.mp4", true,
-         "Couldn't export over link.mp4: the video is made from it, so choose another file.\n"},
-        {home.path() + "/again.mp4", true,
-         "Couldn't export over again.mp4: the video is made from it, so choose another file.\n"},
+        {clip, true, input("clip.mp4")},
+        {home.path() + "/link.mp4", true, input("link.mp4")},
+        {home.path() + "/again.mp4", true, input("again.mp4")},
         {other, false, "other.mp4 is there already; add --force to replace it.\n"},
         {home.path() + "/gone/video.mp4", false,
          "Couldn't export there: the folder " + home.path() + "/gone doesn't exist.\n"},
@@ -285,30 +268,13 @@ TEST_F(EditRoad, AnExportNeverReplacesItsInputsAndAsksBeforeReplacingAFile) {
     EXPECT_EQ(QDir(home.path()).entryList({".part*"}, QDir::Files | QDir::Hidden), QStringList());
 }
 
-TEST_F(EditRoad, NewRefusesWhatItCannotUse) {
-    const struct {
-        QString file;
-        QString says;
-    } cases[] = {
-        {media.textFile("notes.mp4"), "Couldn't open notes.mp4. Is it a video or audio file?\n"},
-        {media.silentVideo("quiet.mp4", 1),
-         "quiet.mp4 has no sound in it, so there's nothing to transcribe.\n"},
-        {home.path() + "/gone.mp4",
-         "Couldn't find " + home.path() + "/gone.mp4: there is no such file.\n"},
-    };
-    const QString good = media.tone("tone.wav", 1);
-    for (const auto& c : cases) {
-        // A bad clip after a good one: nothing is transcribed and nothing saved.
-        const auto result = edit({"new", good, c.file});
-        EXPECT_EQ(result.exitCode, 1) << c.says.toStdString();
-        EXPECT_EQ(QString::fromUtf8(result.err), c.says);
-        EXPECT_TRUE(result.out.isEmpty());
-        EXPECT_TRUE(QDir(home.dataDir() + "/Editor").isEmpty());
-    }
-    const auto format = edit({"new", good, "--format", "square"});
-    EXPECT_EQ(format.exitCode, 1);
-    EXPECT_EQ(format.err,
-              "There is no format square; say reel, youtubeShort, rednote, youtube or original.\n");
+// A clip that cannot be used after a good one: nothing is transcribed and nothing saved.
+TEST_F(EditRoad, NewRefusesAClipItCannotUseAndSavesNothing) {
+    const auto result = edit({"new", media.tone("tone.wav", 1), media.silentVideo("quiet.mp4", 1)});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "quiet.mp4 has no sound in it, so there's nothing to transcribe.\n");
+    EXPECT_TRUE(result.out.isEmpty());
+    EXPECT_TRUE(QDir(home.dataDir() + "/Editor").isEmpty());
 }
 
 }  // namespace

@@ -14,22 +14,12 @@
 #include "studio/PreviewPlayer.h"
 
 #include <QApplication>
-#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QLabel>
-#include <QLayout>
 #include <QListWidget>
 #include <QMimeData>
 #include <QMouseEvent>
-#include <QProcess>
 #include <QPushButton>
-#include <QScreen>
-#include <QScrollArea>
-
-#include <cstdlib>
-
-// X headers last: their macros clash with the names of the others.
-#include "support/DesktopSession.h"
 
 namespace pelix::studio {
 namespace {
@@ -79,19 +69,6 @@ protected:
                                            [this](const QString& file) { shown << file; }}};
 };
 
-// A project of one 160×120 clip of `seconds` at `path`, with `words`.
-editor::EditProject projectAround(const QString& path, double seconds, const QString& name,
-                                  std::vector<core::Word> words) {
-    editor::SourceClip clip = testing::clipOf({}, seconds);
-    clip.path = path;
-    clip.width = 160;
-    clip.height = 120;
-    clip.words = std::move(words);
-    editor::EditProject project = testing::projectOf({clip});
-    project.name = name;
-    return project;
-}
-
 TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
     std::vector<testing::Sentence> sentences{
         {"Good morning, this is a test of the system.", 0.5},
@@ -121,19 +98,10 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
         QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(&window, &drop);
         ASSERT_TRUE(window.importing()) << window.status()->text().toStdString();
-        QString progress;
-        ASSERT_TRUE(testing::waitUntil(
-            [&] {
-                if (window.importProgress()->isVisible())
-                    progress = window.importProgress()->text();
-                return !window.importing();
-            },
-            60000));
-        EXPECT_TRUE(progress.startsWith("morning.mp4: ")) << progress.toStdString();
+        ASSERT_TRUE(testing::waitUntil([&] { return !window.importing(); }, 60000));
         ASSERT_EQ(model.project().clips.size(), 1u) << window.status()->text().toStdString();
         ASSERT_EQ(window.transcript()->count(), 3)
             << "the transcriber heard the sentences differently";
-        EXPECT_TRUE(window.transcript()->item(0)->text().contains("morning"));
     }
     // The first pass comes from the service; the video is named after the clip.
     ASSERT_TRUE(testing::waitUntil([&] { return !model.project().chat.empty(); }, 15000));
@@ -148,7 +116,6 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
         ASSERT_TRUE(previewCaughtUp(player, model));
         EXPECT_TRUE(player.problem().isEmpty()) << player.problem().toStdString();
         EXPECT_EQ(player.picture().size(), QSize(270, 480));
-        EXPECT_DOUBLE_EQ(player.duration(), whole);
 
         // A click on the number only shows the line.
         clickAt(*window.transcript(), 2, 10);
@@ -158,16 +125,14 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
         clickAt(*window.transcript(), 1, 100);
         ASSERT_TRUE(model.isCut(1));
         EXPECT_LT(model.total(), whole - 1);
-        ASSERT_TRUE(previewCaughtUp(player, model));
-        EXPECT_DOUBLE_EQ(player.duration(), model.total());
+        ASSERT_TRUE(previewCaughtUp(player, model));  // of the shorter edit
         EXPECT_DOUBLE_EQ(player.position(), model.lineOutput(1));
-        EXPECT_TRUE(player.problem().isEmpty()) << player.problem().toStdString();
     }
     {
         SCOPED_TRACE("export writes the edit, then shows it in its folder");
+        // The clip's own 160×120, so encoding is quick.
         editor::EditSettings small = model.project().settings;
-        small.format =
-            editor::VideoFormat::original;  // the clip's own 160×120, so encoding is quick
+        small.format = editor::VideoFormat::original;
         model.setSettings(small);
         ASSERT_TRUE(window.preview()->startExport());
         EXPECT_FALSE(window.preview()->startExport()) << "one export at a time";
@@ -187,8 +152,11 @@ TEST_F(EditorWindowDesktop, FromADroppedClipToAnExportedVideo) {
 }
 
 TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
-    model.open(
-        projectAround(media.silentVideo("short.mp4", 8), 8, "Stopped", {{0.0, 7.5, "Long"}}));
+    editor::SourceClip clip = testing::clipOf({{0.0, 7.5, "Long"}}, 8);
+    clip.path = media.silentVideo("short.mp4", 8);
+    clip.width = 160;
+    clip.height = 120;
+    model.open(testing::projectOf({clip}));
     window.show();
     ASSERT_TRUE(window.preview()->startExport());
     window.preview()->cancelExport();
@@ -196,136 +164,6 @@ TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
     EXPECT_TRUE(window.preview()->exported().isEmpty());
     EXPECT_EQ(window.preview()->status()->text(), "The export was stopped.");
     EXPECT_TRUE(QDir(exports()).entryList(QDir::Files | QDir::Hidden).isEmpty());
-}
-
-// Whether all of `widget` shows: on screen, not cut off by its window or a scroll area around it.
-::testing::AssertionResult wholeInSight(const QWidget* widget) {
-    if (!widget) return ::testing::AssertionFailure() << "missing";
-    if (!widget->isVisible()) return ::testing::AssertionFailure() << "hidden";
-    const QRect seen = widget->visibleRegion().boundingRect();
-    const QRect inWindow(widget->mapTo(widget->window(), QPoint()), widget->size());
-    if (seen != widget->rect() || !widget->window()->rect().contains(inWindow)) {
-        return ::testing::AssertionFailure()
-               << "only " << seen.width() << "×" << seen.height() << " of " << widget->width()
-               << "×" << widget->height() << " shows";
-    }
-    return ::testing::AssertionSuccess();
-}
-
-// A project around a clip of picture and a steady tone, with a turn of conversation.
-editor::EditProject toneProject(const QString& clip) {
-    editor::EditProject project =
-        projectAround(clip, 4, "Tone", {{0.1, 1.8, "Listen."}, {2.0, 3.9, "Again."}});
-    project.clips.front().transcribed = true;
-    project.chat = {{"Make it snappier", true},
-                    {"Cut the slow start and tightened the pace of the rest.", false}};
-    return project;
-}
-
-// On a laptop's screen with a panel: the window shrinks to its minimum and grows to the whole
-// screen, and the format box, the newest reply and Send stay whole in sight at every size.
-TEST_F(EditorWindowDesktop, FitsALaptopScreenAtEverySize) {
-    ASSERT_TRUE(testing::desktopPresent(false));
-    model.open(toneProject(media.silentVideo("still.mp4", 4)));
-    window.show();
-    ASSERT_TRUE(testing::waitUntil([&] { return window.isVisible() && window.windowHandle(); }));
-    const QSize screen = window.screen()->availableSize();
-    EXPECT_LE(window.width(), screen.width());
-    EXPECT_LE(window.height(), screen.height());
-    EXPECT_LE(window.minimumWidth(), 1240);
-    EXPECT_LE(window.minimumHeight(), 680);
-    // Nothing inside needs more than the minimum, so nothing is drawn over anything else.
-    const QSize needs = window.layout()->totalMinimumSize();
-    EXPECT_LE(needs.width(), window.minimumWidth());
-    EXPECT_LE(needs.height(), window.minimumHeight());
-
-    const auto controls = [&] {
-        const auto* chat = window.findChild<QScrollArea*>("chat");
-        const QList<QLabel*> turns =
-            chat ? chat->widget()->findChildren<QLabel*>() : QList<QLabel*>{};
-        return std::vector<std::pair<const char*, const QWidget*>>{
-            {"format", window.findChild<QComboBox*>("format")},
-            {"send", window.findChild<QPushButton*>("send")},
-            {"the newest reply", turns.isEmpty() ? nullptr : turns.last()},
-            {"play", window.preview()->findChild<QPushButton*>("play")},
-            {"transcript", window.transcript()->viewport()},
-        };
-    };
-    const QSize sizes[] = {window.minimumSize(), QSize(1280, 720), QSize(1240, 680)};
-    for (const QSize size : sizes) {
-        SCOPED_TRACE(QStringLiteral("%1×%2").arg(size.width()).arg(size.height()).toStdString());
-        window.resize(size);
-        ASSERT_TRUE(testing::waitUntil([&] { return window.size() == size; }))
-            << window.width() << "×" << window.height();
-        QApplication::processEvents();
-        for (const auto& [name, widget] : controls()) {
-            EXPECT_TRUE(wholeInSight(widget)) << name;
-        }
-    }
-    window.showMaximized();
-    ASSERT_TRUE(testing::waitUntil([&] { return window.isMaximized(); }));
-    ASSERT_TRUE(testing::waitUntil([&] { return window.width() > window.minimumWidth(); }));
-    QApplication::processEvents();
-    for (const auto& [name, widget] : controls()) EXPECT_TRUE(wholeInSight(widget)) << name;
-}
-
-// Space plays the preview with its sound, heard on the session's sound server, and the time
-// under the scrubber follows; Space again pauses it.
-TEST_F(EditorWindowDesktop, SpacePlaysThePreviewWithItsSound) {
-    ASSERT_TRUE(testing::desktopPresent());
-    const QString clip = media.path("tone.mp4");
-    testing::runTool("ffmpeg", testing::args("-v error -y -f lavfi -i testsrc=size=160x120:rate=30 "
-                                             "-f lavfi -i sine=frequency=440:sample_rate=48000 "
-                                             "-t 4 -c:v libx264 -pix_fmt yuv420p -c:a aac") +
-                                   QStringList{clip});
-    model.open(toneProject(clip));
-    window.show();
-    window.activateWindow();
-    ASSERT_TRUE(testing::waitUntil([&] { return window.isActiveWindow(); }));
-    PreviewPlayer& player = window.preview()->player();
-    ASSERT_TRUE(previewCaughtUp(player, model));
-    auto* time = window.preview()->findChild<QLabel*>("time");
-    ASSERT_NE(time, nullptr);
-    EXPECT_TRUE(time->text().startsWith("0:00 / ")) << time->text().toStdString();
-
-    // What the session's speakers play, as 16-bit samples.
-    QProcess speakers;
-    speakers.start("parec", testing::args("-d vsink.monitor --raw --format=s16le --rate=16000 "
-                                          "--channels=1 --latency-msec=20"));
-    ASSERT_TRUE(speakers.waitForStarted());
-    QByteArray heard;
-    QObject::connect(&speakers, &QProcess::readyReadStandardOutput,
-                     [&] { heard += speakers.readAllStandardOutput(); });
-    const auto loud = [&](qsizetype from) {
-        for (qsizetype i = from / 2 * 2; i + 1 < heard.size(); i += 2) {
-            const qint16 sample = qint16(quint8(heard[i]) | (quint8(heard[i + 1]) << 8));
-            if (std::abs(int(sample)) > 1500) return true;
-        }
-        return false;
-    };
-    EXPECT_FALSE(loud(0)) << "sound before playing";
-
-    testing::Keyboard keys;
-    ASSERT_TRUE(keys.ok());
-    keys.press(XK_space);
-    ASSERT_TRUE(testing::waitUntil([&] { return player.playing(); }));
-    EXPECT_TRUE(player.sounding());
-    ASSERT_TRUE(testing::waitUntil([&] { return loud(0); }, 5000)) << "nothing heard";
-    ASSERT_TRUE(testing::waitUntil([&] { return time->text().startsWith("0:02 / "); }, 8000))
-        << time->text().toStdString();
-    EXPECT_GT(player.position(), 1.4);
-
-    keys.press(XK_space);
-    ASSERT_TRUE(testing::waitUntil([&] { return !player.playing(); }));
-    EXPECT_FALSE(player.sounding());
-    const double stopped = player.position();
-    // Once what was on its way has played out, the speakers are quiet.
-    const qsizetype after = heard.size();
-    ASSERT_TRUE(testing::waitUntil([&] { return heard.size() > after + 16000; }, 5000));
-    EXPECT_FALSE(loud(heard.size() - 8000)) << "still sounding after the pause";
-    EXPECT_EQ(player.position(), stopped);
-    speakers.terminate();
-    speakers.waitForFinished(3000);
 }
 
 }  // namespace
