@@ -1,9 +1,7 @@
 #pragma once
 
 // Live dictation on a headless desktop (KWin, Mutter): a real `pelix` as the desktop's user,
-// started and stopped by `pelix --dictate` as a desktop shortcut would, typing into a GTK entry
-// while flite speech plays into the test session's virtual microphone; the transcription
-// server's sentence then replaces what was heard, erased and typed again.
+// typing into a GTK entry while flite speech plays into the session's virtual microphone.
 #include "core/Prefs.h"
 #include "fakes/FakeTranscriptionServer.h"
 #include "media/TestMedia.h"
@@ -26,7 +24,6 @@ protected:
         ASSERT_TRUE(testing::desktopPresent());
         ASSERT_TRUE(desktop.error().isEmpty()) << desktop.error().toStdString();
 
-        // Pelix runs as the desktop's user, with a way into the session's sound server.
         static int homes = 0;
         home = desktop.userFolder(QString("pelix-home-%1").arg(++homes));
         env = desktop.clientEnvironment();
@@ -60,8 +57,7 @@ protected:
     // What the desktop asks of the user before Pelix may type.
     virtual void consent() {}
 
-    // Starts `pelix` and, once it can type, the window to type into, which the desktop puts in
-    // front of Pelix's badge (there is no tray here).
+    // Starts `pelix` and, once it can type, the window to type into.
     void launch() {
         const auto [command, args] = desktop.command(program, {}, env);
         pelix = std::make_unique<testing::PelixProcess>(command, args);
@@ -74,7 +70,6 @@ protected:
         ASSERT_TRUE(target->ready()) << "The GTK window never got the focus.";
     }
 
-    // `pelix --dictate`, as the desktop's shortcut runs it.
     void dictateKey() {
         QProcess second;
         const auto [command, args] = desktop.command(program, {"--dictate"}, env);
@@ -83,12 +78,12 @@ protected:
         EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().constData();
     }
 
-    // A dictation from the shortcut to the shortcut: text stands in the window while the speech
-    // plays, and the server's sentence replaces it, every character as it was sent.
+    // `pelix --dictate` (a desktop shortcut) starts and ends a dictation: text stands in the
+    // window while the speech plays, and the server's sentence replaces it, character for
+    // character.
     void dictateAndCorrect() {
         ASSERT_NO_FATAL_FAILURE(launch());
         dictateKey();
-        // The desktop names no window in front: the accessibility bus names the application.
         ASSERT_TRUE(pelix->saw("dictation: typing into gtk-target")) << pelix->err().constData();
         testing::pause(300);
         testing::playIntoMicrophone(speech);

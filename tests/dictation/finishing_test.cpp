@@ -1,5 +1,4 @@
-// Live dictation with a finishing pass: the local recogniser types while the key is held, and
-// the pass's text, when it comes within the stop bound, is what the window ends with.
+// Live dictation with a finishing pass that fails or comes late: the local text stands.
 #include "dictation/FinishingRecognizer.h"
 #include "fakes/TextFakes.h"
 #include "support/TestSupport.h"
@@ -9,9 +8,8 @@ namespace {
 
 class FinishingPass : public ::testing::Test {
 protected:
-    // The pass as the test drives it: what it was given, and its answer when the test says.
+    // The pass as the test drives it: its answer comes when the test says.
     struct Pass {
-        QByteArray sound;
         FinishingRecognizer::Heard done;
         int abandoned = 0;
     };
@@ -21,11 +19,10 @@ protected:
     fakes::FakeTypist typist;
     fakes::ManualClock clock;
     fakes::ManualTimers time{clock};
-    bool serverSet = true;
     QList<std::shared_ptr<Pass>> passes;
-    FinishingRecognizer finishing{local, [this] { return serverSet; },
-                                  [this](const QByteArray& pcm, FinishingRecognizer::Heard done) {
-                                      auto pass = std::make_shared<Pass>(Pass{pcm, done, 0});
+    FinishingRecognizer finishing{local, [] { return true; },
+                                  [this](const QByteArray&, FinishingRecognizer::Heard done) {
+                                      auto pass = std::make_shared<Pass>(Pass{done, 0});
                                       passes << pass;
                                       return [pass] { ++pass->abandoned; };
                                   }};
@@ -36,8 +33,7 @@ protected:
         finishing.onTrouble = [this](const QString& sentence) { trouble << sentence; };
     }
 
-    // Holds the key over some speech the local recogniser hears as "hello word", then lets go,
-    // on an empty window.
+    // Holds the key over speech the local recogniser hears as "hello word", then lets go.
     void dictate() {
         typist.log.clear();
         ASSERT_TRUE(live.start(true));
@@ -54,27 +50,6 @@ protected:
     // The window, and the text last handed over.
     QString ended() const { return typist.screen() + "| " + finals.value(finals.size() - 1); }
 };
-
-TEST_F(FinishingPass, ThePassesTextIsWhatTheWindowEndsWith) {
-    live.sentences = true;  // as the application types by default
-    // The pass answers before the local recogniser ends.
-    dictate();
-    ASSERT_EQ(passes.size(), 1);
-    EXPECT_EQ(passes[0]->sound, "abcdtail");  // everything the microphone gave
-    answer(QString(" Hello, world. "));
-    EXPECT_EQ(ended(), "Hello, world. | Hello, world.");
-    EXPECT_EQ(local.cancelled, 1);
-
-    // The local end comes first: its text is typed at once while the pass is out, then
-    // corrected.
-    dictate();
-    local.final("hello world");
-    EXPECT_EQ(typist.screen(), "Hello world.");
-    EXPECT_EQ(finals.size(), 1);
-    answer(QString("Hello, world!"));
-    EXPECT_EQ(ended(), "Hello, world! | Hello, world!");
-    EXPECT_TRUE(trouble.isEmpty());
-}
 
 TEST_F(FinishingPass, TheLocalTextStandsWhenThePassFailsOrIsLate) {
     // Fails after the local end: the local text is final at once.
@@ -99,22 +74,12 @@ TEST_F(FinishingPass, TheLocalTextStandsWhenThePassFailsOrIsLate) {
     EXPECT_EQ(passes.last()->abandoned, 1);
     ASSERT_EQ(trouble.size(), 1);
     EXPECT_TRUE(trouble[0].startsWith("Couldn't")) << trouble[0].toStdString();
-    dictate();
-    fail();
-    EXPECT_EQ(trouble.size(), 1);
 
-    // A pass that works ends the run of failures; one that hears nothing leaves the local text.
-    dictate();
-    answer(QString("Fine."));
-    for (int i = 0; i < 2; ++i) {
-        dictate();
-        fail();
-    }
+    // A pass that hears nothing leaves the local text.
     dictate();
     answer(QString(""));
     local.final("hmm");
     EXPECT_EQ(finals.last(), "hmm");
-    EXPECT_EQ(trouble.size(), 1);
 }
 
 }  // namespace

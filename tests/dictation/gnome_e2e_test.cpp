@@ -1,15 +1,12 @@
-// Live dictation on GNOME: a headless Mutter with a German keyboard layout and GNOME's desktop
-// portal, Pelix typing through the portal's remote desktop once the test has accepted GNOME's
-// consent dialog as a person would. GNOME 43 has no shortcuts portal and Pelix's user cannot
-// read the keyboards, so `pelix --dictate` (a GNOME keyboard shortcut) starts and ends it.
+// Live dictation on GNOME: a headless Mutter with a German layout, Pelix typing through the
+// remote-desktop portal once the test has accepted GNOME's consent dialog.
 #include "dictation/HeadlessDictation.h"
 #include "support/HeadlessMutter.h"
 
 namespace pelix::dictation {
 namespace {
 
-// What the server makes of the speech: letters that sit on other keys in German (y, z), one
-// only there (ö) and one behind AltGr (€); Mutter types only what the layout has.
+// Letters on other keys in German (y, z), one only there (ö) and one behind AltGr (€).
 const QString kCorrected =
     QString::fromUtf8("The weather is nice today, lazy and schön: a walk for 5 € in the park.");
 

@@ -6,8 +6,7 @@
 namespace pelix::dictation {
 namespace {
 
-// What the server makes of the speech: letters that sit on other keys in German (y, z, ö) and
-// characters the layout lacks (the dash, the tree), which go through the clipboard.
+// Letters on other keys in German (y, z, ö), and characters the layout lacks (pasted).
 const QString kCorrected =
     QString::fromUtf8("The weather is nice today — lazy, schön, and we'll go for a walk 🌳.");
 
@@ -22,11 +21,9 @@ TEST_F(KWinDictation, DictationTypesAndCorrectsThroughFakeInput) {
     dictateAndCorrect();
 }
 
-// KDE's portals, for a Pelix KWin does not trust with its fake input (a copy, whose executable
-// no desktop entry names): the shortcuts and the remote desktop. The server's text is long: its
-// 2,000 characters reach the window whole only when they are not sent faster than the window
-// keeps up, as the portal passes each key on at once and KWin drops a window that falls too far
-// behind.
+// KDE's portals, for a Pelix KWin does not trust with its fake input (a copy no desktop entry
+// names). The server's 2,000 characters arrive whole only when paced: KWin drops a window that
+// falls too far behind.
 class KWinPortalDictation : public HeadlessDictation {
 protected:
     KWinPortalDictation()
@@ -47,9 +44,8 @@ protected:
     testing::HeadlessKWin& kwin = testing::HeadlessKWin::shared();
 };
 
-// Pelix's "dictate" shortcut (Ctrl+Alt+D by default), pressed through fake input as a person's
-// keys, held down starts a dictation and let go ends it. Nothing is said: the server's text of
-// the hold is all there is to type.
+// Holding Pelix's shortcut (Ctrl+Alt+D) through fake input dictates; nothing is said, so the
+// server's text is all there is to type.
 TEST_F(KWinPortalDictation, HoldingTheShortcutDictatesALongTextThroughThePortals) {
     ASSERT_NO_FATAL_FAILURE(launch());
     ASSERT_TRUE(pelix->saw("keys: through the shortcuts portal", 15000))
@@ -69,7 +65,6 @@ TEST_F(KWinPortalDictation, HoldingTheShortcutDictatesALongTextThroughThePortals
     keys.write("down 29 56 32\n");  // Ctrl, Alt, D
     ASSERT_TRUE(said("done"));
     EXPECT_TRUE(pelix->saw("dictation: typing into gtk-target", 5000)) << pelix->err().constData();
-    // Long enough for the microphone to hand over some sound, which the server is sent.
     testing::pause(2000);
     keys.write("up 32 56 29\n");
     ASSERT_TRUE(said("done"));

@@ -1,17 +1,9 @@
 // A window to type into, for the desktop tests: a plain text field that reports every change of
 // its text on standard output ("text <base64 of UTF-8>"), and "ready" once it has the keyboard
-// focus. Commands on standard input, one per line:
-//   clear               empties the field (answers "cleared")
-//   focus               brings the window forward again (answers "ready")
-//   own                 puts text, a PNG and a custom format on the clipboard (answers "owned")
-//   drop                leaves the clipboard empty (answers "dropped")
-//   read                answers "formats <n>" and "format <name> <base64>" for each format
-// Once ready, it says "unfocused" whenever it loses the keyboard focus.
+// focus. Commands on standard input, one per line: "clear" empties the field (answers
+// "cleared"), "focus" brings the window forward again (answers "ready"). Once ready, it says
+// "unfocused" whenever it loses the keyboard focus.
 #include <QApplication>
-#include <QBuffer>
-#include <QClipboard>
-#include <QImage>
-#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -90,34 +82,11 @@ int main(int argc, char** argv) {
         for (qsizetype end; (end = pending.indexOf('\n')) >= 0;) {
             const QByteArray command = pending.left(end).trimmed();
             pending.remove(0, end + 1);
-            QClipboard* clipboard = QApplication::clipboard();
             if (command == "clear") {
                 edit.clear();
                 say("cleared");
             } else if (command == "focus") {
                 whenFocused();
-            } else if (command == "own") {
-                QImage image(4, 3, QImage::Format_RGB32);
-                image.fill(Qt::darkCyan);
-                QBuffer png;
-                png.open(QIODevice::WriteOnly);
-                image.save(&png, "PNG");
-                auto* data = new QMimeData;
-                data->setData("text/plain", "kept words");
-                data->setData("image/png", png.data());
-                data->setData("application/x-pelix-test", QByteArray("\x00\x01\xfe\xff keep", 9));
-                clipboard->setMimeData(data);
-                say("owned");
-            } else if (command == "drop") {
-                clipboard->clear();
-                say("dropped");
-            } else if (command == "read") {
-                const QMimeData* data = clipboard->mimeData();
-                const QStringList formats = data ? data->formats() : QStringList();
-                say("formats " + QByteArray::number(formats.size()));
-                for (const QString& format : formats) {
-                    say("format " + format.toUtf8() + ' ' + data->data(format).toBase64());
-                }
             }
         }
     });
