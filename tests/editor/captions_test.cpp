@@ -24,12 +24,9 @@ TEST(Captions, CuesFollowTheSpokenWords) {
         const char* name;
         SourceClip clip;
         const char* want;
-        CaptionStyle style = CaptionStyle::bold;
     } cases[] = {
         {"a comma closes a bold cue", evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05),
          "So, | here's the thing."},
-        {"but not a clean one", evenClip({"So,", "here's", "the", "thing."}, 0.25, 0.05),
-         "So, here's the thing.", CaptionStyle::clean},
         {"fillers are not shown", evenClip({"we", "um", "go"}, 0.2, 0.05), "we go"},
         {"a pause over 0.6 s starts a new cue",
          clipOf({{0, 0.3, "wait"}, {1.0, 1.2, "for"}, {1.25, 1.4, "it"}}), "wait | for it"},
@@ -37,7 +34,6 @@ TEST(Captions, CuesFollowTheSpokenWords) {
     for (const auto& c : cases) {
         EditProject project = projectOf({c.clip});
         project.settings.pace = Pace::natural;
-        project.settings.captionStyle = c.style;
         EXPECT_EQ(wordsOf(captionsOf(project)), c.want) << c.name;
     }
 }

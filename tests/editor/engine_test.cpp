@@ -116,6 +116,7 @@ TEST_F(Engine, TextsFromTheServiceAreCutToWhatAVideoShows) {
     EXPECT_EQ(pass->project.title, family.repeated(longest::kTitle - 1) + u'…');
     EXPECT_EQ(pass->project.keywords.at(lineId(1)).size(), longest::kPopUp);
     EXPECT_EQ(pass->reply.size(), longest::kReply);
+    EXPECT_EQ(edittext::bounded(u"  short  ", 5), "short");
 
     const QString long_(4000, u'l');
     QJsonArray ops{QJsonObject{{"op", "hook"}, {"text", huge}},
