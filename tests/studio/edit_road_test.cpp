@@ -96,8 +96,13 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     const auto made = edit({"new", sample, "--name", "Morning walk", "--lang", "en-US"});
     ASSERT_EQ(made.exitCode, 0) << made.err.toStdString();
     const QString id = QString::fromUtf8(made.out).trimmed();
+    EXPECT_TRUE(made.err.contains("sample.mp4: Listening… 100%")) << made.err.toStdString();
     editor::EditProject project = saved(id);
-    EXPECT_EQ(project.name, "Morning walk");
+    ASSERT_EQ(project.clips.size(), 1u);
+    // A test picture: no face, so it is centred.
+    const editor::SourceClip& clip = project.clips[0];
+    EXPECT_EQ(std::tuple(project.name, clip.width, clip.height, clip.faceX.has_value()),
+              std::tuple(QString("Morning walk"), 160, 120, false));
     const std::vector<editor::Line> all = editor::lines(project.clips);
     ASSERT_EQ(all.size(), 3u) << "the transcriber heard the sentences differently";
 
@@ -108,8 +113,11 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     EXPECT_EQ(project.keywords, (editor::TextMap{{all[1].id, "report"}}));
 
     EXPECT_EQ(ok({"revise", id, "cut the second line"}), "Cut the second line.\n");
+    EXPECT_EQ(sent("revise").at(0).value("instruction"), "cut the second line");
     project = saved(id);
     EXPECT_EQ(project.cut, editor::TextSet{all[1].id});
+    EXPECT_EQ(project.chat, (std::vector<editor::ChatTurn>{{"cut the second line", true},
+                                                           {"Cut the second line.", false}}));
     // The remembered rule joins the saved ones.
     EXPECT_EQ(sent("style").value(sent("style").size() - 1).value("rules"),
               (QJsonArray{"Keep it short", "No coffee talk"}));
@@ -126,6 +134,8 @@ TEST_F(EditRoad, FromClipsToAnExportedVideo) {
     const auto exported = edit({"export", id, "--scale", "0.25"});
     ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
     EXPECT_EQ(exported.out, folder.toUtf8() + "/Morning walk - Instagram Reel.mp4\n");
+    EXPECT_TRUE(exported.err.contains("Exporting… 50%\n") &&
+                exported.err.endsWith("Exporting… 100%\n"));
     EXPECT_EQ(ok({"export", id, "--scale", "0.25"}),
               folder.toUtf8() + "/Morning walk - Instagram Reel 2.mp4\n");
 
