@@ -83,7 +83,7 @@ public:
         folderStarts << start;
         choose = std::move(chosen);
     }
-    void editSpeech() override { ++speechEdits; }
+    void editSpeech() override {}
 
     QStringList lines;
     ui::TrayLook look = ui::TrayLook::idle;
@@ -98,7 +98,6 @@ public:
     std::function<void(QString)> choose;
     // Where each folder chooser opened.
     QStringList folderStarts;
-    int speechEdits = 0;
 };
 
 // Opening at login as a switch, with a failure to order.

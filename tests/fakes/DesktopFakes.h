@@ -32,15 +32,11 @@ public:
 class FakeAccessibility final : public platform::Accessibility {
 public:
     std::optional<platform::FocusedElement> focused;
-    int switchedOn = 0;
     QList<qint64> asked;
     // Runs when asked where the focus is, before the answer.
     std::function<void()> asking;
 
-    void switchOn(std::function<void()> done) override {
-        ++switchedOn;
-        done();
-    }
+    void switchOn(std::function<void()> done) override { done(); }
     void focusedElement(
         qint64 pid, std::function<void(std::optional<platform::FocusedElement>)> done) override {
         asked << pid;
@@ -52,10 +48,9 @@ public:
 class FakeSession final : public platform::Session {
 public:
     bool locked = false;
-    std::function<void()> woke;
 
     bool screenLocked() const override { return locked; }
-    void onWake(std::function<void()> w) override { woke = std::move(w); }
+    void onWake(std::function<void()>) override {}
     QString deviceName() const override { return "Desk"; }
 };
 

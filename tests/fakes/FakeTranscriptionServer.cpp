@@ -220,10 +220,7 @@ QString FakeTranscriptionServer::base() const {
 
 void FakeTranscriptionServer::answer(const QString& text, Shape shape, int delayMs) {
     answerWith([text, shape, delayMs](const TranscriptionCall& call) {
-        Reply reply;
-        reply.body = transcriptionAnswer(text, call.seconds(), shape);
-        reply.delayMs = delayMs;
-        return reply;
+        return Reply{.body = transcriptionAnswer(text, call.seconds(), shape), .delayMs = delayMs};
     });
 }
 

@@ -181,17 +181,28 @@ QByteArray head(int status, const QByteArray& reason, const QList<QByteArray>& h
     for (const QByteArray& h : headers) text += h + "\r\n";
     return text + "\r\n";
 }
+// A 200 with a JSON body described by `framing` (its length, or chunked).
+QByteArray jsonHead(const QByteArray& framing) {
+    return head(200, "OK", {"Content-Type: application/json", framing});
+}
+QByteArray lengthOf(const QByteArray& body) {
+    return "Content-Length: " + QByteArray::number(body.size());
+}
+constexpr auto kChunked = "Transfer-Encoding: chunked";
+// Sends `block` again and again until the client or the server gives up.
+void flood(Wire& wire, const QByteArray& block) {
+    while (wire.send(block)) {
+    }
+}
 
 }  // namespace
 
 HostileServer::Script HostileServer::answer(int status, const QByteArray& contentType,
                                             const QByteArray& body) {
     return [=](Wire& wire) {
-        wire.send(
-            head(status, "Answer",
-                 {"Content-Type: " + contentType,
-                  "Content-Length: " + QByteArray::number(body.size()), "Connection: close"}) +
-            body);
+        wire.send(head(status, "Answer",
+                       {"Content-Type: " + contentType, lengthOf(body), "Connection: close"}) +
+                  body);
     };
 }
 
@@ -212,21 +223,16 @@ std::vector<std::pair<int, HostileServer::Script>> HostileServer::gatewayAnswers
 HostileServer::Script HostileServer::redirect(int status, const QUrl& location) {
     return [status, location](Wire& wire) {
         const QByteArray body = R"({"moved":true})";
-        wire.send(
-            head(status, "Moved",
-                 {"Location: " + location.toEncoded(), "Content-Type: application/json",
-                  "Content-Length: " + QByteArray::number(body.size()), "Connection: close"}) +
-            body);
+        wire.send(head(status, "Moved",
+                       {"Location: " + location.toEncoded(), "Content-Type: application/json",
+                        lengthOf(body), "Connection: close"}) +
+                  body);
     };
 }
 
 HostileServer::Script HostileServer::trickle(const QByteArray& body, int msPerByte) {
     return [body, msPerByte](Wire& wire) {
-        if (!wire.send(head(200, "OK",
-                            {"Content-Type: application/json",
-                             "Content-Length: " + QByteArray::number(body.size())}))) {
-            return;
-        }
+        if (!wire.send(jsonHead(lengthOf(body)))) return;
         for (const char c : body) {
             if (!wire.send(QByteArray(1, c)) || !wire.pause(msPerByte)) return;
         }
@@ -235,54 +241,32 @@ HostileServer::Script HostileServer::trickle(const QByteArray& body, int msPerBy
 
 HostileServer::Script HostileServer::endless() {
     return [](Wire& wire) {
-        if (!wire.send(head(200, "OK",
-                            {"Content-Type: application/json", "Transfer-Encoding: chunked"}))) {
-            return;
-        }
-        const QByteArray chunk =
-            QByteArray::number(64 * 1024, 16) + "\r\n" + QByteArray(64 * 1024, ' ') + "\r\n";
-        while (wire.send(chunk)) {
-        }
+        if (!wire.send(jsonHead(kChunked))) return;
+        flood(wire,
+              QByteArray::number(64 * 1024, 16) + "\r\n" + QByteArray(64 * 1024, ' ') + "\r\n");
     };
 }
 
 HostileServer::Script HostileServer::cutShort(const QByteArray& body, int sent) {
-    return [body, sent](Wire& wire) {
-        wire.send(head(200, "OK",
-                       {"Content-Type: application/json",
-                        "Content-Length: " + QByteArray::number(body.size())}) +
-                  body.left(sent));
-    };
+    return [body, sent](Wire& wire) { wire.send(jsonHead(lengthOf(body)) + body.left(sent)); };
 }
 
 HostileServer::Script HostileServer::chunkedCutShort() {
-    return [](Wire& wire) {
-        wire.send(
-            head(200, "OK", {"Content-Type: application/json", "Transfer-Encoding: chunked"}) +
-            "20\r\n{\"text\":\"only the first");
-    };
+    return [](Wire& wire) { wire.send(jsonHead(kChunked) + "20\r\n{\"text\":\"only the first"); };
 }
 
 HostileServer::Script HostileServer::endlessHeaders() {
     return [](Wire& wire) {
-        if (!wire.send("HTTP/1.1 200 OK\r\n")) return;
-        const QByteArray line = "X-Filler: " + QByteArray(1000, 'x') + "\r\n";
-        QByteArray block;
-        for (int i = 0; i < 64; ++i) block += line;
-        while (wire.send(block)) {
+        if (wire.send("HTTP/1.1 200 OK\r\n")) {
+            flood(wire, QByteArray("X-Filler: " + QByteArray(1000, 'x') + "\r\n").repeated(64));
         }
     };
 }
 
 HostileServer::Script HostileServer::endlessTrailer() {
     return [](Wire& wire) {
-        if (!wire.send(
-                head(200, "OK", {"Content-Type: application/json", "Transfer-Encoding: chunked"}) +
-                "2\r\n{}\r\n0\r\nX-Trailer: ")) {
-            return;
-        }
-        const QByteArray block(1024, 'x');
-        while (wire.send(block)) {
+        if (wire.send(jsonHead(kChunked) + "2\r\n{}\r\n0\r\nX-Trailer: ")) {
+            flood(wire, QByteArray(1024, 'x'));
         }
     };
 }

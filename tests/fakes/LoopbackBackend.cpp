@@ -11,18 +11,11 @@
 namespace pelix::fakes {
 
 Reply Reply::json(const QJsonObject& object, int status) {
-    Reply r;
-    r.status = status;
-    r.body = QJsonDocument(object).toJson(QJsonDocument::Compact);
-    return r;
+    return {.status = status, .body = QJsonDocument(object).toJson(QJsonDocument::Compact)};
 }
 
 Reply Reply::text(const QByteArray& body, int status) {
-    Reply r;
-    r.status = status;
-    r.body = body;
-    r.contentType = "text/plain";
-    return r;
+    return {.status = status, .body = body, .contentType = "text/plain"};
 }
 
 struct LoopbackBackend::Impl {

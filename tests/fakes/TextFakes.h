@@ -21,7 +21,6 @@ public:
     QStringList log;
     bool losing = false;
     std::function<void(const QString&)> pressed;
-    platform::Pacing pace;
 
     std::optional<platform::FrontWindow> frontWindow() const override { return front; }
     void type(const QString& text) override { log << "type " + text; }
@@ -36,7 +35,7 @@ public:
     void pause(std::chrono::microseconds d) override {
         log << "pause " + QString::number(d.count());
     }
-    platform::Pacing pacing() const override { return pace; }
+    platform::Pacing pacing() const override { return {}; }
     quint64 undelivered() const override { return lost_; }
 
     // The text the receiving window would hold, applying types and backspaces.
@@ -58,16 +57,12 @@ private:
 
 class FakeRecognizer final : public dictation::Recognizer {
 public:
-    bool isReady = true;
-    bool refuse = false;
-    int begun = 0, ended = 0, cancelled = 0;
+    int ended = 0, cancelled = 0;
     QByteArray audio;
     Updates updates;
 
-    bool ready() const override { return isReady; }
+    bool ready() const override { return true; }
     Status begin(Updates u) override {
-        if (refuse) return fail(7, "refused");
-        ++begun;
         updates = std::move(u);
         return {};
     }
@@ -84,19 +79,14 @@ public:
 class FakeMicrophone final : public platform::Microphone {
 public:
     bool running = false;
-    std::optional<Error> refuse;
     Samples samples;
-    int starts = 0, stops = 0;
 
     Status start(int, Samples s) override {
-        ++starts;
-        if (refuse) return std::unexpected(*refuse);
         running = true;
         samples = std::move(s);
         return {};
     }
     void stop() override {
-        ++stops;
         // Hands over what it still holds, as the real one does.
         if (running && samples) samples(QByteArray("tail"));
         running = false;

@@ -101,16 +101,4 @@ QProcessEnvironment HeadlessSway::clientEnvironment() const {
     return env;
 }
 
-QByteArray HeadlessSway::swaymsg(const QStringList& args) const {
-    const QStringList ipc = QDir(runtime_.path()).entryList({"sway-ipc.*.sock"}, QDir::System);
-    if (ipc.isEmpty()) return {};
-    QProcess msg;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("SWAYSOCK", runtime_.path() + "/" + ipc.first());
-    msg.setProcessEnvironment(env);
-    msg.start("swaymsg", args);
-    msg.waitForFinished(5000);
-    return msg.readAllStandardOutput();
-}
-
 }  // namespace pelix::testing

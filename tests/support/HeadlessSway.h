@@ -3,7 +3,6 @@
 // A headless sway for the Wayland tests: started once per test program on first use, as an
 // unprivileged user when the tests run as root (sway refuses root), with a runtime folder of its
 // own, and stopped when the program ends.
-#include <QByteArray>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -26,8 +25,6 @@ public:
     QString socket() const { return socket_; }
     // The environment a Qt program needs to open its windows on this compositor.
     QProcessEnvironment clientEnvironment() const;
-    // Runs swaymsg with these arguments; its standard output.
-    QByteArray swaymsg(const QStringList& args) const;
 
 private:
     HeadlessSway();
