@@ -14,12 +14,20 @@
 #include "studio/PreviewPlayer.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QLabel>
+#include <QLayout>
 #include <QListWidget>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QProcess>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
+
+// X headers last: their macros clash with the names of the others.
+#include "support/DesktopSession.h"
 
 namespace pelix::studio {
 namespace {
@@ -158,6 +166,118 @@ TEST_F(EditorWindowDesktop, ACancelledExportLeavesNothingBehind) {
     EXPECT_TRUE(window.preview()->exported().isEmpty());
     EXPECT_EQ(window.preview()->status()->text(), "The export was stopped.");
     EXPECT_TRUE(QDir(exports()).entryList(QDir::Files | QDir::Hidden).isEmpty());
+}
+
+// Whether all of `widget` shows: on screen, not cut off by its window or a scroll area around it.
+::testing::AssertionResult wholeInSight(const QWidget* widget) {
+    if (!widget || !widget->isVisible()) return ::testing::AssertionFailure() << "not shown";
+    const QRect seen = widget->visibleRegion().boundingRect();
+    const QRect inWindow(widget->mapTo(widget->window(), QPoint()), widget->size());
+    if (seen != widget->rect() || !widget->window()->rect().contains(inWindow)) {
+        return ::testing::AssertionFailure()
+               << "only " << seen.width() << "×" << seen.height() << " of " << widget->width()
+               << "×" << widget->height() << " shows";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// A 4 s clip with two lines and a turn of conversation.
+editor::EditProject toneProject(const QString& path) {
+    editor::SourceClip clip = testing::clipOf({{0.1, 1.8, "Listen."}, {2.0, 3.9, "Again."}}, 4);
+    clip.path = path;
+    clip.width = 160;
+    clip.height = 120;
+    clip.transcribed = true;
+    editor::EditProject project = testing::projectOf({clip});
+    project.chat = {{"Make it snappier", true},
+                    {"Cut the slow start and tightened the pace of the rest.", false}};
+    return project;
+}
+
+// On a laptop's screen with a panel, the format box, Send, the newest reply, Play and the
+// transcript stay whole in sight from the window's minimum to the whole screen.
+TEST_F(EditorWindowDesktop, FitsALaptopScreenAtEverySize) {
+    ASSERT_TRUE(testing::desktopPresent(false));
+    model.open(toneProject(media.silentVideo("still.mp4", 4)));
+    window.show();
+    ASSERT_TRUE(testing::waitUntil([&] { return window.isVisible() && window.windowHandle(); }));
+    const QSize screen = window.screen()->availableSize();
+    EXPECT_TRUE(window.width() <= screen.width() && window.height() <= screen.height());
+    EXPECT_TRUE(window.minimumWidth() <= 1240 && window.minimumHeight() <= 680);
+    // Nothing inside needs more than the minimum, so nothing is drawn over anything else.
+    const QSize needs = window.layout()->totalMinimumSize();
+    EXPECT_TRUE(needs.width() <= window.minimumWidth() && needs.height() <= window.minimumHeight());
+
+    const auto expectAllInSight = [&] {
+        QApplication::processEvents();
+        const auto* chat = window.findChild<QScrollArea*>("chat");
+        const QList<QLabel*> turns =
+            chat ? chat->widget()->findChildren<QLabel*>() : QList<QLabel*>{};
+        EXPECT_TRUE(wholeInSight(window.findChild<QComboBox*>("format"))) << "format";
+        EXPECT_TRUE(wholeInSight(window.findChild<QPushButton*>("send"))) << "send";
+        EXPECT_TRUE(wholeInSight(turns.isEmpty() ? nullptr : turns.last())) << "newest reply";
+        EXPECT_TRUE(wholeInSight(window.preview()->findChild<QPushButton*>("play"))) << "play";
+        EXPECT_TRUE(wholeInSight(window.transcript()->viewport())) << "transcript";
+    };
+    for (const QSize size : {window.minimumSize(), QSize(1280, 720), QSize(1240, 680)}) {
+        SCOPED_TRACE(QStringLiteral("%1×%2").arg(size.width()).arg(size.height()).toStdString());
+        window.resize(size);
+        ASSERT_TRUE(testing::waitUntil([&] { return window.size() == size; }));
+        expectAllInSight();
+    }
+    window.showMaximized();
+    ASSERT_TRUE(testing::waitUntil([&] { return window.width() > window.minimumWidth(); }));
+    expectAllInSight();
+}
+
+// Space plays the preview with its sound, heard on the session's sound server, and the time
+// follows; Space again pauses it and the speakers fall quiet.
+TEST_F(EditorWindowDesktop, SpacePlaysThePreviewWithItsSound) {
+    ASSERT_TRUE(testing::desktopPresent());
+    const QString clip = media.path("tone.mp4");
+    testing::runTool("ffmpeg", testing::args("-v error -y -f lavfi -i testsrc=size=160x120:rate=30 "
+                                             "-f lavfi -i sine=frequency=440:sample_rate=48000 "
+                                             "-t 4 -c:v libx264 -pix_fmt yuv420p -c:a aac") +
+                                   QStringList{clip});
+    model.open(toneProject(clip));
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(testing::waitUntil([&] { return window.isActiveWindow(); }));
+    PreviewPlayer& player = window.preview()->player();
+    ASSERT_TRUE(previewCaughtUp(player, model));
+    auto* time = window.preview()->findChild<QLabel*>("time");
+    ASSERT_NE(time, nullptr);
+
+    QProcess speakers;  // what the session's speakers play, as 16-bit samples
+    speakers.start("parec", testing::args("-d vsink.monitor --raw --format=s16le --rate=16000 "
+                                          "--channels=1 --latency-msec=20"));
+    ASSERT_TRUE(speakers.waitForStarted());
+    QByteArray heard;
+    QObject::connect(&speakers, &QProcess::readyReadStandardOutput,
+                     [&] { heard += speakers.readAllStandardOutput(); });
+    const auto loud = [&](qsizetype from) {
+        for (qsizetype i = std::max<qsizetype>(0, from / 2 * 2); i + 1 < heard.size(); i += 2) {
+            if (std::abs(qint16(quint8(heard[i]) | (quint8(heard[i + 1]) << 8))) > 1500)
+                return true;
+        }
+        return false;
+    };
+    testing::Keyboard keys;
+    ASSERT_TRUE(keys.ok());
+    keys.press(XK_space);
+    ASSERT_TRUE(testing::waitUntil([&] { return player.playing() && loud(0); }, 5000));
+    ASSERT_TRUE(testing::waitUntil([&] { return time->text().startsWith("0:02 / "); }, 8000))
+        << time->text().toStdString();
+
+    keys.press(XK_space);
+    ASSERT_TRUE(testing::waitUntil([&] { return !player.playing(); }));
+    EXPECT_FALSE(player.sounding());
+    // Once what was on its way has played out, the speakers are quiet.
+    const qsizetype after = heard.size();
+    ASSERT_TRUE(testing::waitUntil([&] { return heard.size() > after + 16000; }, 5000));
+    EXPECT_FALSE(loud(heard.size() - 8000)) << "still sounding after the pause";
+    speakers.terminate();
+    speakers.waitForFinished(3000);
 }
 
 }  // namespace
