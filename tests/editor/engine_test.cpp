@@ -154,6 +154,20 @@ TEST(EditorEngineRules, MergedRulesKeepTheSavedOrderAndExactText) {
               (QStringList{"B", "C", "D"}));
     EXPECT_EQ(EditorEngine::mergedRules({"A"}, {}, {"a"}), QStringList{"A"});
     EXPECT_EQ(EditorEngine::mergedRules({"A", "A"}, {"A"}, {}), QStringList{"A"});
+    // Ten times the rules take about ten times as long (merging once compared every pair).
+    const auto time = [](int n) {
+        QStringList saved, remember, forget;
+        for (int i = 0; i < n; ++i) {
+            saved << QString("saved %1").arg(i);
+            remember << QString("new %1").arg(i);
+        }
+        forget = saved.mid(0, n / 2);
+        return testing::leastCpuSeconds([&] {
+            EXPECT_EQ(EditorEngine::mergedRules(saved, remember, forget).size(), n + n / 2);
+        });
+    };
+    const double one = time(5000), ten = time(50000);
+    EXPECT_LT(ten, testing::kTenfoldInputLimit * std::max(one, 1e-3)) << one << " s, then " << ten;
 }
 
 }  // namespace
