@@ -8,6 +8,8 @@
 #include "support/HeadlessSway.h"
 
 #include <QClipboard>
+#include <QDBusInterface>
+#include <QDBusReply>
 #include <QGuiApplication>
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -29,6 +31,10 @@ class RelayEndToEnd : public ::testing::Test, protected fakes::BackendRig {
 protected:
     void SetUp() override {
         ASSERT_TRUE(testing::desktopPresent());
+        QDBusInterface bus("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus");
+        ASSERT_TRUE(QDBusReply<QString>(bus.call("GetAddress")).isValid())
+            << "No accessibility bus on the session bus: install at-spi2-core and run the tests "
+               "inside scripts/with-desktop.";
         ASSERT_TRUE(reports.listen(home.path() + "/target"));
         QObject::connect(&reports, &QLocalServer::newConnection, [this] {
             target = reports.nextPendingConnection();

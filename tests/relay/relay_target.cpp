@@ -1,21 +1,28 @@
 // A stand-in for a chat assistant, for the relay's desktop tests. The desktop starts it as the
 // handler of a link scheme (`relay_target --report SOCKET --focus WHERE LINK`); it reports to
-// the test over a local socket, one line each, and ends when the test closes the socket:
+// the test over a local socket (or on standard output without one), one line each, and ends
+// when the test closes the socket:
 //   link <base64 of the link>      at start
 //   ready                          once its window is active with the focus where asked
 //   text <base64>                  every change of the chat input
 //   return <field> <base64>        Return pressed in a field ("chat" or "address")
-// WHERE is "chat" (the chat input, filled from the link's "q" like a new chat) or "address" (a
-// one-line field whose placeholder reads like a browser's address bar).
+//   activated                      the "Attach" button was pressed
+// WHERE is "chat" (the chat input, filled from the link's "q" like a new chat), "button", or
+// "address" (a one-line field whose placeholder reads like a browser's address bar), or
+// "nowhere" (the program starts but never shows a window).
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QHBoxLayout>
 #include <QLineEdit>
 #include <QLocalSocket>
+#include <QPushButton>
 #include <QTimer>
 #include <QUrl>
 #include <QUrlQuery>
 #include <QVBoxLayout>
 #include <QWidget>
+
+#include <cstdio>
 
 // X headers last: their macros clash with Qt's names.
 #include <X11/Xlib.h>
@@ -29,17 +36,28 @@ int main(int argc, char** argv) {
     parser.addPositionalArgument("link", "The link the desktop hands over.");
     parser.process(app);
 
+    // Without a socket to report to, the lines go to standard output.
     QLocalSocket report;
-    report.connectToServer(parser.value("report"));
-    if (!report.waitForConnected(5000)) return 1;
-    QObject::connect(&report, &QLocalSocket::disconnected, &app, &QApplication::quit);
-    auto say = [&report](const QByteArray& line) {
+    const bool reporting = parser.isSet("report");
+    if (reporting) {
+        report.connectToServer(parser.value("report"));
+        if (!report.waitForConnected(5000)) return 1;
+        QObject::connect(&report, &QLocalSocket::disconnected, &app, &QApplication::quit);
+    }
+    auto say = [&report, reporting](const QByteArray& line) {
+        if (!reporting) {
+            std::printf("%s\n", line.constData());
+            std::fflush(stdout);
+            return;
+        }
         report.write(line + '\n');
         report.flush();
     };
     const QString link = parser.positionalArguments().value(0);
     say("link " + link.toUtf8().toBase64());
+
     const QString where = parser.value("focus");
+    if (where == "nowhere") return QApplication::exec();
 
     QWidget window;
     window.setWindowTitle("Relay target");
@@ -47,11 +65,15 @@ int main(int argc, char** argv) {
     auto* address = new QLineEdit;
     address->setObjectName("address");
     address->setPlaceholderText("Search or enter address");
+    auto* row = new QHBoxLayout;
     auto* chat = new QLineEdit;
     chat->setObjectName("chat");
     chat->setPlaceholderText("Reply to Claude");
+    auto* attach = new QPushButton("Attach");
+    row->addWidget(chat);
+    row->addWidget(attach);
     layout->addWidget(address);
-    layout->addWidget(chat);
+    layout->addLayout(row);
     window.resize(500, 120);
 
     chat->setText(QUrlQuery(QUrl(link)).queryItemValue("q", QUrl::FullyDecoded));
@@ -62,8 +84,11 @@ int main(int argc, char** argv) {
             say("return " + field->objectName().toUtf8() + ' ' + field->text().toUtf8().toBase64());
         });
     }
+    QObject::connect(attach, &QPushButton::clicked, [&] { say("activated"); });
 
-    QLineEdit* focus = where == "address" ? address : chat;
+    QWidget* focus = where == "button"    ? static_cast<QWidget*>(attach)
+                     : where == "address" ? static_cast<QWidget*>(address)
+                                          : static_cast<QWidget*>(chat);
     window.show();
 
     // The window manager may keep a new window from taking the focus (focus stealing
