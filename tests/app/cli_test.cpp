@@ -1,5 +1,4 @@
-// The pelix program's modes that run without a desktop: the arguments, the clean-up filter and
-// --call against the loopback backend.
+// The pelix program's modes that run without a desktop, as a person or a script runs them.
 #include "fakes/HostileServer.h"
 #include "fakes/LoopbackBackend.h"
 #include "support/TestSupport.h"
@@ -16,29 +15,6 @@ QProcessEnvironment withEnv(std::initializer_list<std::pair<QString, QString>> v
     return env;
 }
 
-TEST(Cli, ArgumentsMatchAnywhereAndInOrder) {
-    const struct {
-        QStringList args;
-        int exitCode;
-        QByteArray outStart;
-        QByteArray errStart;
-    } cases[] = {
-        // Found in any position; the self-test comes before the editor.
-        {{"--edit", "lines", "--self-test", "words"}, 0, "words: 17 ok\n", ""},
-        // The self-test needs "words" right after it; without it, the next mode is tested.
-        {{"--self-test", "lines", "--help"}, 0, "Usage: pelix", ""},
-        {{"--version"}, 0, "pelix ", ""},
-        {{"--frobnicate"}, 2, "", "Pelix has no option --frobnicate;"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.args.join(' ').toStdString());
-        const auto r = runPelix(c.args);
-        EXPECT_EQ(r.exitCode, c.exitCode);
-        EXPECT_TRUE(r.out.startsWith(c.outStart)) << r.out.toStdString();
-        EXPECT_TRUE(r.err.startsWith(c.errStart)) << r.err.toStdString();
-    }
-}
-
 // Every mode and option that takes a value says so when the value is missing (the word is last,
 // or another option follows it), before anything runs: no tray, no panel, no backend.
 TEST(Cli, AWordWithoutItsValueIsAUsageError) {
@@ -47,22 +23,9 @@ TEST(Cli, AWordWithoutItsValueIsAUsageError) {
         const char* said;  // the word and its value as the usage names them
     } cases[] = {
         {{"--transcribe"}, "--transcribe PATH"},
-        {{"--transcribe", "talk.mp4", "--lang"}, "--lang LOCALE"},
         {{"--lang", "--transcribe", "talk.mp4"}, "--lang LOCALE"},
-        {{"--transcribe", "talk.mp4", "--engine"}, "--engine local|server"},
         {{"--memo", "--piece", "30"}, "--memo PATH"},
-        {{"--memo", "talk.m4a", "--piece"}, "--piece SECONDS"},
-        {{"--memo", "talk.m4a", "--token"}, "--token TOKEN"},
-        {{"--self-test"}, "--self-test words"},
-        {{"--call"}, "--call FUNCTION"},
-        {{"--snapshot"}, "--snapshot DIR"},
-        {{"--import-notes", "--from"}, "--from FILE"},
-        {{"--import-notes", "--command", "--from", "notes.json"}, "--command CMD"},
-        {{"--edit", "new", "clip.mp4", "--name"}, "--name NAME"},
         {{"--edit", "new", "clip.mp4", "--format", "--name", "x"}, "--format FORMAT"},
-        {{"--edit", "export", "Morning", "--out"}, "--out FILE"},
-        {{"--edit", "export", "Morning", "--scale"}, "--scale F"},
-        {{"--edit", "style", "--set"}, "--set FILE"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.args.join(' ').toStdString());
@@ -76,8 +39,7 @@ TEST(Cli, AWordWithoutItsValueIsAUsageError) {
     }
 }
 
-// Without a mode Pelix starts the tray; without a display that answers, one sentence says so
-// instead of Qt ending the process.
+// Without a mode Pelix starts the tray; with no display that answers, one sentence says so.
 TEST(Cli, AMissingOrSilentDisplayIsOneSentence) {
     const std::pair<QProcessEnvironment, QByteArray> cases[] = {
         {withEnv({{"DISPLAY", ":97"}, {"QT_QPA_PLATFORM", ""}}),
@@ -94,18 +56,11 @@ TEST(Cli, AMissingOrSilentDisplayIsOneSentence) {
     }
 }
 
-TEST(Cli, CleanUpFiltersStandardInput) {
-    const std::pair<QByteArray, QByteArray> cases[] = {
-        {"Actually, it was, actually, fine.", "It was, fine."},
-        // Untouched text comes back byte for byte, invalid UTF-8 and double spaces included.
-        {"no  change\r\n\xff\xfe", "no  change\r\n\xff\xfe"},
-        {"line one\nactually line two\n", "line one\nLine two\n"},
-    };
-    for (const auto& [in, out] : cases) {
-        const auto r = runPelix({"--clean-up"}, in);
-        EXPECT_EQ(r.exitCode, 0);
-        EXPECT_EQ(r.out, out);
-    }
+// Text the filter leaves alone comes back byte for byte, invalid UTF-8 and double spaces included.
+TEST(Cli, CleanUpHandsUntouchedTextBackByteForByte) {
+    const auto r = runPelix({"--clean-up"}, "no  change\r\n\xff\xfe");
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, "no  change\r\n\xff\xfe");
 }
 
 class CallTest : public ::testing::Test {
@@ -121,22 +76,7 @@ protected:
     fakes::LoopbackBackend backend;
 };
 
-TEST_F(CallTest, SendsTheBodyWithTheStoredOrGivenKeyAndPrintsTheAnswer) {
-    storeToken("pelix_cli\n");
-    backend.answer("insights", Reply::json({{"insights", QJsonArray{}}}));
-    const auto r = call({"insights", "{}"});
-    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_EQ(QJsonDocument::fromJson(r.out).object(), (QJsonObject{{"insights", QJsonArray{}}}));
-    EXPECT_EQ(call({"organize", R"({"text":"milk"})", "--token", "pelix_given"}).exitCode, 0);
-
-    const auto seen = backend.requests();
-    ASSERT_EQ(seen.size(), 2);
-    EXPECT_EQ(seen[0].headers.value("authorization"), "Bearer pelix_cli");
-    EXPECT_EQ(seen[1].body, R"({"text":"milk"})");
-    EXPECT_EQ(seen[1].headers.value("authorization"), "Bearer pelix_given");
-}
-
-TEST_F(CallTest, FailuresAreOneSentenceOnStandardError) {
+TEST_F(CallTest, FailuresAreOneSentenceAndNothingGoesOutWithoutAUsableKey) {
     backend.answer("chat", Reply::json({{"error", "Your plan has run out."}}, 402));
     const struct {
         QStringList args;
@@ -160,51 +100,22 @@ TEST_F(CallTest, FailuresAreOneSentenceOnStandardError) {
         EXPECT_EQ(r.err, c.err);
         EXPECT_TRUE(r.out.isEmpty());
     }
-    // Nothing went out without a usable key.
+    // Plain http to another computer would show the key to the network.
+    EXPECT_EQ(call({"chat", "{}"}, "http://10.255.255.1").err,
+              "Couldn't reach Pelix: http://10.255.255.1 is plain http to another computer, which "
+              "would show your key to the network; use https (plain http is only for this "
+              "computer).\n");
     EXPECT_EQ(backend.requests().size(), 1);
 }
 
 // A refusal's body is still shown, but the command fails: a script must not take it as done.
 TEST_F(CallTest, ARefusalIsShownAndFails) {
     storeToken("pelix_cli");
-    const struct {
-        fakes::HostileServer::Script script;
-        QByteArray out, err;
-        int exitCode;
-    } cases[] = {
-        {fakes::HostileServer::badGatewayPage(), "{\n}\n",
-         "Pelix answered 502 and did not say it was done.\n", 1},
-        {fakes::HostileServer::invalidJwt(),
-         "{\n    \"code\": 401,\n    \"message\": \"Invalid JWT\"\n}\n",
-         "Pelix answered 401 and did not say it was done.\n", 1},
-        {fakes::HostileServer::answer(200, "text/html", "<p>portal</p>"), "{\n}\n", "", 0},
-    };
-    for (const auto& c : cases) {
-        fakes::HostileServer server(c.script);
-        const auto r = call({"chat", "{}"}, server.base().toString());
-        EXPECT_EQ(r.exitCode, c.exitCode);
-        EXPECT_EQ(r.out.toStdString(), c.out.toStdString());
-        EXPECT_EQ(r.err.toStdString(), c.err.toStdString());
-    }
-}
-
-TEST_F(CallTest, TransportFailuresSayPelixCouldNotBeReached) {
-    storeToken("pelix_cli");
-    const std::pair<const char*, QByteArray> cases[] = {
-        {"http://127.0.0.1:1", "Couldn't reach Pelix: Connection refused.\n"},
-        {"http://10.255.255.1",
-         "Couldn't reach Pelix: http://10.255.255.1 is plain http to another computer, which "
-         "would show your key to the network; use https (plain http is only for this "
-         "computer).\n"},
-        {"api.pelix.app",
-         "Couldn't reach Pelix: \"api.pelix.app\" is not a web address Pelix can use; it begins "
-         "https://.\n"},
-    };
-    for (const auto& [base, err] : cases) {
-        const auto r = call({"chat", "{}"}, base);
-        EXPECT_EQ(r.exitCode, 1) << base;
-        EXPECT_EQ(r.err.toStdString(), err.toStdString());
-    }
+    fakes::HostileServer server(fakes::HostileServer::badGatewayPage());
+    const auto r = call({"chat", "{}"}, server.base().toString());
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.out, "{\n}\n");
+    EXPECT_EQ(r.err, "Pelix answered 502 and did not say it was done.\n");
 }
 
 }  // namespace

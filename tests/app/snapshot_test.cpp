@@ -53,32 +53,4 @@ TEST(Snapshot, PicturesAreTheSameEachRunAndMatchTheirReferences) {
     }
 }
 
-// The transcript picture finds the sample the build made whatever the working folder, with no
-// variable naming it.
-TEST(Snapshot, TheSampleVideoIsFoundFromAnyFolder) {
-    withSample();  // made in the build folder, as the build makes it
-    QTemporaryDir elsewhere, pictures;
-    const QString before = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(elsewhere.path()));
-    QProcessEnvironment env;
-    env.insert("PELIX_SAMPLE_VIDEO", "");
-    const auto r = runPelix({"--snapshot", pictures.path(), "--video"}, {}, env, 300000);
-    QDir::setCurrent(before);
-    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_TRUE(QFileInfo(pictures.filePath("transcript.png")).isFile());
-}
-
-TEST(Snapshot, AFolderThatCannotBeMadeIsOneSentenceAndStatusOne) {
-    QTemporaryDir dir;
-    const QString file = dir.filePath("taken");
-    QFile(file).open(QIODevice::WriteOnly);
-    for (const QString& target : {file, file + "/inside"}) {
-        const auto r = runPelix({"--snapshot", target});
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_TRUE(r.out.isEmpty());
-        EXPECT_TRUE(r.err.startsWith("Couldn't draw the pictures: ")) << r.err.toStdString();
-        EXPECT_EQ(r.err.count('\n'), 1);
-    }
-}
-
 }  // namespace
