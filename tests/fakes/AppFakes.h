@@ -40,14 +40,13 @@ public:
         if (!running) return;
         running = false;
         QFile::remove(path);
-        ++cancels;
     }
 
     std::optional<Error> failWith;
     QByteArray content = QByteArray("fake m4a \x00\x01\xff", 12);
     QString path;
     bool running = false;
-    int starts = 0, cancels = 0;
+    int starts = 0;
 
 private:
     const core::Clock& clock_;
@@ -69,19 +68,12 @@ public:
         secretLabels << label;
         enterSecret = std::move(entered);
     }
-    void report(const QString& title, const QStringList& lines) override {
-        reports.push_back({title, lines});
+    void report(const QString&, const QStringList&) override {}
+    void chooseFile(const QString&, const QString&, std::function<void(QString)> c) override {
+        choose = std::move(c);
     }
-    void chooseFile(const QString& title, const QString&,
-                    std::function<void(QString)> chosen) override {
-        choices << title;
-        choose = std::move(chosen);
-    }
-    void chooseFolder(const QString& title, const QString& start,
-                      std::function<void(QString)> chosen) override {
-        choices << title;
-        folderStarts << start;
-        choose = std::move(chosen);
+    void chooseFolder(const QString&, const QString&, std::function<void(QString)> c) override {
+        choose = std::move(c);
     }
     void editSpeech() override {}
 
@@ -92,21 +84,15 @@ public:
     std::function<void(app::PromptAnswer)> answerPrompt;
     QStringList secretLabels;
     std::function<void(QString)> enterSecret;
-    std::vector<std::pair<QString, QStringList>> reports;
-    // Titles of the file and folder choosers, and the answer to the last one.
-    QStringList choices;
-    std::function<void(QString)> choose;
-    // Where each folder chooser opened.
-    QStringList folderStarts;
+    std::function<void(QString)> choose;  // answers the last file or folder chooser
 };
 
 // Opening at login as a switch, with a failure to order.
 class FakeAutostart final : public platform::Autostart {
 public:
     bool enabled() const override { return on; }
-    Status enable(const QString& path) override {
+    Status enable(const QString&) override {
         if (failWith) return std::unexpected(*failWith);
-        program = path;
         on = true;
         return {};
     }
@@ -116,7 +102,6 @@ public:
         return {};
     }
     bool on = false;
-    QString program;
     std::optional<Error> failWith;
 };
 

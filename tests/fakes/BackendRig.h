@@ -1,7 +1,6 @@
 #pragma once
 
-// The loopback backend behind a signed-in service client, in a home of the test's own: where the
-// tests of everything that calls the backend start.
+// The loopback backend behind a signed-in service client, in a home of the test's own.
 #include "core/Prefs.h"
 #include "fakes/LoopbackBackend.h"
 #include "fakes/ManualTime.h"
@@ -20,7 +19,6 @@ public:
         if (!token.isEmpty()) tokens.write(token);
     }
 
-    // The environment that points a `pelix` process at the backend.
     QProcessEnvironment backendEnv() const {
         QProcessEnvironment env;
         env.insert("PELIX_API_BASE", backend.base().toString());

@@ -15,8 +15,7 @@ namespace pelix::fakes {
 class FakeApps final : public platform::Apps {
 public:
     std::optional<platform::FrontApp> inFront;
-    // Handlers by scheme.
-    QMap<QString, QString> handlers{{"https", "firefox-esr.desktop"}};
+    QMap<QString, QString> handlers{{"https", "firefox-esr.desktop"}};  // by scheme
     std::optional<Error> refuse;
     QList<QUrl> opened;
 
@@ -32,14 +31,11 @@ public:
 class FakeAccessibility final : public platform::Accessibility {
 public:
     std::optional<platform::FocusedElement> focused;
-    QList<qint64> asked;
-    // Runs when asked where the focus is, before the answer.
-    std::function<void()> asking;
+    std::function<void()> asking;  // runs when asked where the focus is, before the answer
 
     void switchOn(std::function<void()> done) override { done(); }
     void focusedElement(
-        qint64 pid, std::function<void(std::optional<platform::FocusedElement>)> done) override {
-        asked << pid;
+        qint64, std::function<void(std::optional<platform::FocusedElement>)> done) override {
         if (asking) asking();
         done(focused);
     }

@@ -36,16 +36,21 @@ struct HostileServer::Impl {
         char buffer[4096];
         qsizetype headerEnd = -1;
         qint64 length = 0;
+        Recorded r;
         while (!stopping) {
-            if (headerEnd < 0) {
-                headerEnd = data.indexOf("\r\n\r\n");
-                if (headerEnd >= 0) {
-                    for (const QByteArray& line : data.left(headerEnd).split('\n')) {
-                        if (line.toLower().startsWith("content-length:")) {
-                            length = line.mid(15).trimmed().toLongLong();
-                        }
-                    }
+            if (headerEnd < 0 && (headerEnd = data.indexOf("\r\n\r\n")) >= 0) {
+                const QList<QByteArray> lines = data.left(headerEnd).split('\n');
+                const QList<QByteArray> first = lines.value(0).trimmed().split(' ');
+                r.method = QString::fromLatin1(first.value(0));
+                r.path = QString::fromLatin1(first.value(1));
+                r.function = r.path.section('/', -1);
+                for (const QByteArray& line : lines.mid(1)) {
+                    const qsizetype colon = line.indexOf(':');
+                    if (colon < 0) continue;
+                    r.headers.insert(QString::fromLatin1(line.left(colon)).toLower(),
+                                     QString::fromLatin1(line.mid(colon + 1).trimmed()));
                 }
+                length = r.headers.value("content-length").toLongLong();
             }
             if (headerEnd >= 0 && data.size() >= headerEnd + 4 + length) break;
             const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
@@ -53,18 +58,6 @@ struct HostileServer::Impl {
             data.append(buffer, n);
         }
         if (stopping) return false;
-        Recorded r;
-        const QList<QByteArray> lines = data.left(headerEnd).split('\n');
-        const QList<QByteArray> first = lines.value(0).trimmed().split(' ');
-        r.method = QString::fromLatin1(first.value(0));
-        r.path = QString::fromLatin1(first.value(1));
-        r.function = r.path.section('/', -1);
-        for (qsizetype i = 1; i < lines.size(); ++i) {
-            const qsizetype colon = lines[i].indexOf(':');
-            if (colon < 0) continue;
-            r.headers.insert(QString::fromLatin1(lines[i].left(colon)).toLower(),
-                             QString::fromLatin1(lines[i].mid(colon + 1).trimmed()));
-        }
         r.body = data.mid(headerEnd + 4, length);
         r.json = QJsonDocument::fromJson(r.body).object();
         std::lock_guard lock(mutex);
@@ -159,10 +152,6 @@ HostileServer::~HostileServer() {
 
 QUrl HostileServer::base() const {
     return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(impl_->port));
-}
-
-int HostileServer::port() const {
-    return impl_->port;
 }
 
 QList<Recorded> HostileServer::requests() const {

@@ -17,42 +17,32 @@ namespace pelix::fakes {
 class Wire {
 public:
     virtual ~Wire() = default;
-    // Writes bytes; false once the client has gone or the server stops.
-    virtual bool send(const QByteArray& bytes) = 0;
-    // Waits, returning early (false) when the server stops.
-    virtual bool pause(int ms) = 0;
+    virtual bool send(const QByteArray& bytes) = 0;  // false once the client or server has gone
+    virtual bool pause(int ms) = 0;                  // false when the server stops meanwhile
 };
 
-// An HTTP server on 127.0.0.1 and a free port that answers every request with one scripted
-// misbehaviour, written byte by byte as a hostile server would: the tests of the service client
-// hold it to its limits with these. Serves each connection on a thread of its own and records
-// every request.
+// An HTTP server on 127.0.0.1 that answers every request with one scripted misbehaviour, byte by
+// byte, a thread per connection; it records every request.
 class HostileServer {
 public:
     using Script = std::function<void(Wire&)>;
 
-    // A whole answer with `status` and `body`, as a gateway in front of the functions gives one.
+    // A whole answer, as a gateway in front of the functions gives one.
     static Script answer(int status, const QByteArray& contentType, const QByteArray& body);
-    // A proxy's 502 page: HTML, no JSON at all.
-    static Script badGatewayPage();
-    // A gateway's refusal of the token: a 401 JSON object that is not the backend's own.
-    static Script invalidJwt();
+    static Script badGatewayPage();  // HTML, no JSON at all
+    static Script invalidJwt();      // a 401 JSON object that is not the backend's own
     // The answers a gateway gives in place of the backend's, with their status: the two above.
     static std::vector<std::pair<int, Script>> gatewayAnswers();
-    // A redirect with `status` to `location` and a small JSON body.
     static Script redirect(int status, const QUrl& location);
-    // A 200 with a Content-Length body sent one byte every `msPerByte` milliseconds.
+    // A 200 with a Content-Length body sent a byte every `msPerByte`.
     static Script trickle(const QByteArray& body, int msPerByte);
     // A 200 whose chunked body never ends, sent as fast as the client takes it.
     static Script endless();
-    // A 200 announcing `body` whole but closing the connection after `sent` bytes of it.
+    // A 200 announcing `body` whole but closing after `sent` bytes.
     static Script cutShort(const QByteArray& body, int sent);
-    // A chunked 200 whose connection closes in the middle of a chunk.
-    static Script chunkedCutShort();
-    // A status line followed by header lines that never end.
-    static Script endlessHeaders();
-    // A chunked 200 whose last chunk is followed by a trailer line that never ends.
-    static Script endlessTrailer();
+    static Script chunkedCutShort();  // closes in the middle of a chunk
+    static Script endlessHeaders();   // header lines that never end
+    static Script endlessTrailer();   // a trailer line that never ends after the last chunk
 
     explicit HostileServer(Script script);
     ~HostileServer();
@@ -60,10 +50,8 @@ public:
     HostileServer& operator=(const HostileServer&) = delete;
 
     QUrl base() const;
-    int port() const;
     QList<Recorded> requests() const;
-    // Bytes written to clients so far, over every connection.
-    qint64 bytesSent() const;
+    qint64 bytesSent() const;  // over every connection
 
 private:
     struct Impl;

@@ -19,8 +19,7 @@ struct Reply {
     QByteArray body = "{}";
     QByteArray contentType = "application/json";
     QMap<QByteArray, QByteArray> headers;
-    // Held back this long before answering, to test time limits.
-    int delayMs = 0;
+    int delayMs = 0;  // held back this long before answering
 
     static Reply json(const QJsonObject& object, int status = 200);
     static Reply text(const QByteArray& body, int status);
@@ -30,18 +29,14 @@ struct Reply {
 struct Recorded {
     QString method;
     QString path;
-    // The last path component: the function's name.
-    QString function;
-    // Header names in lower case.
-    QMap<QString, QString> headers;
+    QString function;                // the last path component
+    QMap<QString, QString> headers;  // names in lower case
     QByteArray body;
-    // The body parsed as a JSON object (empty when it was not one).
-    QJsonObject json;
+    QJsonObject json;  // empty when the body is not a JSON object
 };
 
-// A small HTTP server on 127.0.0.1 and a free port, serving in threads of its own so that a
-// test may block (on a child process, say) while it answers. Per function name it answers with
-// a script; unscripted functions answer 200 "{}". It records every request.
+// An HTTP server on 127.0.0.1 serving in threads of its own (a test may block while it answers):
+// scripted per function name, else 200 "{}". It records every request.
 class LoopbackBackend {
 public:
     LoopbackBackend();
@@ -51,7 +46,6 @@ public:
 
     // The base address to configure (PELIX_API_BASE); functions live under /functions/v1/.
     QUrl base() const;
-    int port() const { return port_; }
 
     // Every call of `function` gets `reply`.
     void answer(const QString& function, Reply reply);
@@ -62,8 +56,7 @@ public:
 
     // What was received, oldest first; only for `function` when one is given.
     QList<Recorded> requests(const QString& function = {}) const;
-    // Waits (running the Qt event loop, if any) until `count` requests of `function` have
-    // arrived; false on time-out.
+    // Runs the event loop until `count` requests of `function` have come; false on time-out.
     bool waitFor(const QString& function, int count, int timeoutMs = 10000) const;
     void clear();
 

@@ -18,7 +18,7 @@ public:
     double uptime() const override { return uptime_; }
     QDateTime now() const override { return wall_.addMSecs(static_cast<qint64>(uptime_ * 1000)); }
     void set(double uptime) { uptime_ = uptime; }
-    // The wall-clock time is `t` now, and moves on with the up-time.
+    // The wall clock says `t` now, and moves on with the up-time.
     void setNow(const QDateTime& t) { wall_ = t.addMSecs(-static_cast<qint64>(uptime_ * 1000)); }
 
 private:
@@ -37,7 +37,7 @@ public:
         return std::make_unique<Handle>(entry);
     }
 
-    // Moves the clock to `uptime`, firing every timer that falls due on the way, in order.
+    // Moves the clock to `uptime`, firing every timer due on the way, in order.
     void advanceTo(double uptime) {
         for (;;) {
             std::erase_if(entries_, [](const auto& e) { return e->cancelled; });

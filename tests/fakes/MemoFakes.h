@@ -13,7 +13,7 @@
 
 namespace pelix::fakes {
 
-// A ticker that never ticks (the tests look for themselves) and says whether it was started.
+// A ticker that never ticks (the tests look for themselves).
 class HandTicker final : public memos::Ticker {
 public:
     void start(double, std::function<void()> tick) override { tick_ = std::move(tick); }
@@ -24,9 +24,8 @@ private:
     std::function<void()> tick_;
 };
 
-// Lengths by file name (30 s unless told), cuts that write a small file saying what they cover,
-// and a transcript heard on the machine (or a failure when `local` is none). Every call is
-// recorded; the tools are called from the watcher's threads.
+// Lengths by file name (30 s unless told), cuts into small files naming their span, and a
+// transcript heard here (a failure when `local` is none); called from the watcher's threads.
 struct FakeMemoTools {
     QMutex lock;
     QHash<QString, double> lengths;

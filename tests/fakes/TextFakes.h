@@ -12,9 +12,8 @@
 
 namespace pelix::fakes {
 
-// Records what would have been typed, as lines: "type <text>", "backspace <n>",
-// "ctrl+v", "enter", "pause <µs>". With `losing`, every press counts as undelivered; `pressed`
-// hears each press after it.
+// Records what would be typed: "type <text>", "backspace <n>", "ctrl+v", "enter", "pause <µs>".
+// With `losing`, every press counts as undelivered.
 class FakeTypist final : public platform::Typist {
 public:
     std::optional<platform::FrontWindow> front;
@@ -38,7 +37,7 @@ public:
     platform::Pacing pacing() const override { return {}; }
     quint64 undelivered() const override { return lost_; }
 
-    // The text the receiving window would hold, applying types and backspaces.
+    // The text the window would hold.
     QString screen() const {
         QString text;
         for (const QString& line : log) {
@@ -87,7 +86,6 @@ public:
         return {};
     }
     void stop() override {
-        // Hands over what it still holds, as the real one does.
         if (running && samples) samples(QByteArray("tail"));
         running = false;
     }

@@ -1,6 +1,5 @@
-// pelix-loopback: the tests' loopback backend as a program, for trying Pelix against a local
-// backend by hand. Prints its base address, logs each request to standard error and serves
-// until it is stopped. With --transcription it is the tests' transcription server instead.
+// pelix-loopback: the tests' loopback backend (or transcription server) as a program, for trying
+// Pelix by hand. Prints its base address and logs each request to standard error.
 #include "fakes/FakeTranscriptionServer.h"
 #include "fakes/LoopbackBackend.h"
 
@@ -40,40 +39,34 @@ int main(int argc, char** argv) {
                 stderr, "loopback: %s %.1f s of sound, %lld bytes%s\n", qPrintable(call.path),
                 call.seconds(), static_cast<long long>(call.bodySize),
                 call.problems.isEmpty() ? "" : qPrintable(", " + call.problems.join("; ")));
-            Reply reply;
-            reply.body = pelix::fakes::transcriptionAnswer(text, call.seconds(),
-                                                           pelix::fakes::Shape::segmentTokens);
-            return reply;
+            return Reply{.body = pelix::fakes::transcriptionAnswer(
+                             text, call.seconds(), pelix::fakes::Shape::segmentTokens)};
         });
         std::printf("%s\n", qPrintable(server.base()));
         std::fflush(stdout);
         return app.exec();
     }
     LoopbackBackend backend;
-    for (int i = 0; i + 1 < args.size(); ++i) {
-        if (args[i] != "--answer") continue;
-        const QString answer = args[i + 1];
-        const QString function = answer.section('=', 0, 0);
-        const QByteArray body = answer.section('=', 1).toUtf8();
-        Reply reply;
-        reply.body = body;
-        backend.answerWith(function, [reply](const Recorded& r) {
-            std::fprintf(stderr, "loopback: %s %s %s\n", qPrintable(r.method), qPrintable(r.path),
-                         r.body.constData());
-            return reply;
-        });
-    }
+    const auto log = [](const Recorded& r) {
+        std::fprintf(stderr, "loopback: %s %s %s\n", qPrintable(r.method), qPrintable(r.path),
+                     r.body.constData());
+    };
     // Prompts held for the relay, each handed out once (the answers are read on server threads).
     auto prompts = std::make_shared<std::pair<std::mutex, QList<QJsonObject>>>();
     for (int i = 0; i + 1 < args.size(); ++i) {
         if (args[i] == "--relay-prompt") {
             prompts->second << QJsonDocument::fromJson(args[i + 1].toUtf8()).object();
+        } else if (args[i] == "--answer") {
+            const Reply reply{.body = args[i + 1].section('=', 1).toUtf8()};
+            backend.answerWith(args[i + 1].section('=', 0, 0), [reply, log](const Recorded& r) {
+                log(r);
+                return reply;
+            });
         }
     }
     if (!prompts->second.isEmpty()) {
-        backend.answerWith("relay", [prompts](const Recorded& r) {
-            std::fprintf(stderr, "loopback: %s %s %s\n", qPrintable(r.method), qPrintable(r.path),
-                         r.body.constData());
+        backend.answerWith("relay", [prompts, log](const Recorded& r) {
+            log(r);
             std::lock_guard lock(prompts->first);
             if (r.json["action"] != "next" || prompts->second.isEmpty()) return Reply::json({});
             return Reply::json({{"prompt", prompts->second.takeFirst()}});

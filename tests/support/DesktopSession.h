@@ -1,8 +1,7 @@
 #pragma once
 
-// The test desktop session (Xvfb, D-Bus, PulseAudio from scripts/with-desktop): a check that it is
-// there, a running `pelix` in it, the typing target window and keys pressed as a user's, through
-// XTest.
+// The session of scripts/with-desktop (Xvfb, D-Bus, PulseAudio): `pelix` in it, the typing target
+// and a user's keys through XTest.
 #include "support/TargetWindow.h"
 #include "support/TestSupport.h"
 
@@ -24,8 +23,7 @@
 
 namespace pelix::testing {
 
-// Fails the test (with the reason) when the session lacks a display, a sound server (when
-// `sound`) or the program under test.
+// Fails when the session lacks a display, a sound server (when `sound`) or the program under test.
 inline ::testing::AssertionResult desktopPresent(bool sound = true) {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
         return ::testing::AssertionFailure()
@@ -49,21 +47,17 @@ inline void playIntoMicrophone(const QString& wav) {
     QProcess::startDetached("paplay", {"-d", "vsink", wav});
 }
 
-// `pelix` running in the session with `extra` added to the environment; its standard error is
-// kept as it comes.
+// `pelix` running with `extra` added to the environment, its standard error kept.
 class PelixProcess {
 public:
-    explicit PelixProcess(const QProcessEnvironment& extra = {}, const QStringList& args = {}) {
+    explicit PelixProcess(const QProcessEnvironment& extra = {}, const QStringList& args = {})
+        : PelixProcess(qEnvironmentVariable("PELIX_BIN"), args, extra) {}
+    // `pelix` started through `program` (runuser, say).
+    PelixProcess(const QString& program, const QStringList& args,
+                 const QProcessEnvironment& extra = {}) {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(extra);
         process_.setProcessEnvironment(env);
-        QObject::connect(&process_, &QProcess::readyReadStandardError,
-                         [this] { err_ += process_.readAllStandardError(); });
-        process_.start(qEnvironmentVariable("PELIX_BIN"), args);
-    }
-    // `pelix` started through `program` with `args` (another user's, say), in the environment the
-    // arguments give.
-    PelixProcess(const QString& program, const QStringList& args) {
         QObject::connect(&process_, &QProcess::readyReadStandardError,
                          [this] { err_ += process_.readAllStandardError(); });
         process_.start(program, args);
@@ -99,12 +93,10 @@ public:
         XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, keysym), down, CurrentTime);
         XSync(display_, False);
     }
-    // Down and up at once.
     void press(KeySym keysym) {
         key(keysym, true);
         key(keysym, false);
     }
-    // A quick tap; the event loop keeps running meanwhile.
     void tap(KeySym keysym) {
         key(keysym, true);
         pause(60);
@@ -138,8 +130,7 @@ private:
     Display* display_;
 };
 
-// What the display shows of the largest viewable window titled `title`, read back from the X
-// server; none when there is no such window.
+// What the largest viewable window titled `title` shows; none without such a window.
 inline std::optional<QImage> windowPicture(const QString& title) {
     Display* display = XOpenDisplay(nullptr);
     if (!display) return std::nullopt;

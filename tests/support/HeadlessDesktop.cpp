@@ -38,8 +38,6 @@ bool HeadlessDesktop::prepare() {
     uid_ = ::getuid();
     gid_ = ::getgid();
     if (uid_ == 0) {
-        // The compositors will not run as root in a real session, and the tests run them as the
-        // user CI has.
         const passwd* nobody = ::getpwnam("nobody");
         if (!nobody) return fail(name_ + " needs an unprivileged user and there is no nobody");
         uid_ = nobody->pw_uid;
@@ -99,14 +97,21 @@ bool HeadlessDesktop::waitForLine(QProcess& process, const QString& log,
     return fail(log + " of " + name_ + " did not start: " + tailOf(log));
 }
 
-bool HeadlessDesktop::waitForSocket(const QProcess& compositor, const QString& log,
-                                    const QDeadlineTimer& deadline) {
+bool HeadlessDesktop::startCompositor(const QString& program, const QStringList& args,
+                                      const QProcessEnvironment& env,
+                                      const QDeadlineTimer& deadline, const QStringList& services) {
+    const QString log = name_.toLower();
+    const QProcess& compositor = launch(log, program, args, env);
     // Nothing tells when the socket appears but the folder; it comes within a second or two.
-    while (!deadline.hasExpired() && compositor.state() != QProcess::NotRunning) {
-        if (QFileInfo::exists(run_ + "/" + socket_)) return true;
+    while (!QFileInfo::exists(run_ + "/" + socket_)) {
+        if (deadline.hasExpired() || compositor.state() == QProcess::NotRunning)
+            return fail(name_ + " did not open its Wayland socket: " + tailOf(log));
         QThread::msleep(20);
     }
-    return fail(name_ + " did not open its Wayland socket: " + tailOf(log));
+    for (const QString& service : services) {
+        if (!waitForName(service, deadline)) return false;
+    }
+    return waitForName("org.freedesktop.portal.Desktop", deadline, {}, true);
 }
 
 bool HeadlessDesktop::waitForName(const QString& service, const QDeadlineTimer& deadline,
@@ -123,10 +128,6 @@ bool HeadlessDesktop::waitForName(const QString& service, const QDeadlineTimer& 
     if (wait.waitForFinished(seconds * 1000 + 2000) && wait.exitCode() == 0) return true;
     return fail(service + " did not come on the bus of " + name_ + ": " +
                 QString::fromUtf8(wait.readAllStandardError()) + log());
-}
-
-bool HeadlessDesktop::startPortal(const QDeadlineTimer& deadline) {
-    return waitForName("org.freedesktop.portal.Desktop", deadline, {}, true);
 }
 
 QProcessEnvironment HeadlessDesktop::clientEnvironment() const {

@@ -1,9 +1,8 @@
 #pragma once
 
-// What the headless desktops of the tests (KWin, Mutter) share: a work folder, an unprivileged
-// user when the tests run as root (the compositors refuse root, as a real session would), a
-// home and a runtime folder of that user's, a session bus, and the programs started in it,
-// ended when the test program ends. A subclass starts its compositor in its constructor.
+// What the headless KWin and Mutter share: a work folder, an unprivileged user when the tests run
+// as root (the compositors refuse root), that user's home and runtime folder, a session bus, and
+// the programs started in it, ended with the test program.
 #include <QByteArray>
 #include <QDeadlineTimer>
 #include <QProcess>
@@ -28,11 +27,10 @@ public:
     QString error() const { return error_; }
     // The environment of a Wayland client of this compositor in its session, as its user.
     QProcessEnvironment clientEnvironment() const;
-    // `program` with `args` run as the desktop's user in `env` (a client environment): the
-    // program and arguments to hand to QProcess.
+    // The QProcess program and arguments that run `program` as the desktop's user in `env`.
     std::pair<QString, QStringList> command(const QString& program, const QStringList& args,
                                             const QProcessEnvironment& env) const;
-    // What the compositor and the rest of the session have logged, for a failure's message.
+    // The session's logs, for a failure's message.
     QString log() const;
     // A new empty folder that the desktop's user owns.
     QString userFolder(const QString& name) const;
@@ -40,31 +38,25 @@ public:
     void giveToUser(const QString& path) const;
 
 protected:
-    // `name` for messages ("KWin"), the Wayland socket's name, the XDG_CURRENT_DESKTOP.
+    // A name for messages ("KWin"), the Wayland socket's name, XDG_CURRENT_DESKTOP.
     HeadlessDesktop(QString name, QString socket, QString desktop);
 
-    // The work folder, the user, the runtime folder and the home; false (with the error set)
-    // when one cannot be made.
+    // The work folder, the user, the runtime folder and the home; false with the error set.
     bool prepare();
-    // The session bus, its activation environment given `activation` (names of the client
-    // environment's variables, or NAME=value), by `deadline`.
+    // The session bus, and `activation` (client variables' names or NAME=value) for what it starts.
     bool startBus(const QStringList& activation, const QDeadlineTimer& deadline);
-    // Starts `program` as the user in `env`, its output in `<log>.log` (only its errors when the
-    // caller reads the output); it ends with the desktop.
+    // Starts `program` as the user, its output (only errors when `readOutput`) in `<log>.log`.
     QProcess& launch(const QString& log, const QString& program, const QStringList& args,
                      const QProcessEnvironment& env, bool readOutput = false);
-    // Waits for `process` to print a line (a bus's address), else fails with its log.
     bool waitForLine(QProcess& process, const QString& log, const QDeadlineTimer& deadline);
-    // Waits for the compositor's socket, else fails with its log.
-    bool waitForSocket(const QProcess& compositor, const QString& log,
-                       const QDeadlineTimer& deadline);
-    // `gdbus wait` for `service` on the session bus (or the bus `address` names), as the user;
-    // started by the bus first when `activate`.
+    // Starts the compositor and waits for its socket, then for `services` and the desktop portal
+    // (a real session starts it before the user's programs).
+    bool startCompositor(const QString& program, const QStringList& args,
+                         const QProcessEnvironment& env, const QDeadlineTimer& deadline,
+                         const QStringList& services = {});
+    // `gdbus wait` for `service` on the session bus (or at `address`), activated when `activate`.
     bool waitForName(const QString& service, const QDeadlineTimer& deadline,
                      const QString& address = {}, bool activate = false);
-    // Starts the desktop portal on the session bus and waits until it serves, as a desktop
-    // session has it running (a systemd user service) before the user's programs start.
-    bool startPortal(const QDeadlineTimer& deadline);
     bool fail(const QString& why);
 
     QString work() const { return work_.path(); }

@@ -1,19 +1,8 @@
 #include "support/HeadlessKWin.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "support/TestSupport.h"
 
 namespace pelix::testing {
-namespace {
-
-bool writeText(const QString& path, const QByteArray& text) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
-}
-
-}  // namespace
 
 HeadlessKWin& HeadlessKWin::shared() {
     static HeadlessKWin kwin;
@@ -38,22 +27,19 @@ bool HeadlessKWin::start() {
     // Fake input for the pelix under test, as its installed desktop entry asks for it.
     const QString pelix = QFileInfo(qEnvironmentVariable("PELIX_BIN")).canonicalFilePath();
     if (pelix.isEmpty()) return fail("PELIX_BIN is not set: run the tests by ctest");
-    const auto trusted = [this](const QString& name, const QString& program) {
-        return writeText(home_ + "/.local/share/applications/" + name + ".desktop",
-                         "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() +
-                             "\nExec=" + program.toUtf8() +
-                             " %u\nNoDisplay=true\n"
-                             "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n");
+    const auto trust = [this](const QString& name, const QString& program) {
+        writeFile(home_ + "/.local/share/applications", name + ".desktop",
+                  "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() +
+                      "\nExec=" + program.toUtf8() +
+                      " %u\nNoDisplay=true\nX-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n");
     };
+    trust("pelix-under-test", pelix);
+    trust("pelix-fake-keys", QFileInfo(PELIX_FAKE_KEYS).canonicalFilePath());
     // The program that starts KWin too, which may run itself again as KWin's user (a
     // benchmark measuring fake input does).
-    if (!trusted("pelix-under-test", pelix) ||
-        !trusted("pelix-fake-keys", QFileInfo(PELIX_FAKE_KEYS).canonicalFilePath()) ||
-        !trusted("pelix-kwin-host", QFileInfo("/proc/self/exe").canonicalFilePath()) ||
-        !writeText(home_ + "/.config/kxkbrc",
-                   QByteArray("[Layout]\nLayoutList=") + kLayout + "\nUse=true\n")) {
-        return fail("could not write KWin's configuration");
-    }
+    trust("pelix-kwin-host", QFileInfo("/proc/self/exe").canonicalFilePath());
+    writeFile(home_ + "/.config", "kxkbrc",
+              QByteArray("[Layout]\nLayoutList=") + kLayout + "\nUse=true\n");
     giveToUser(home_);
 
     const QDeadlineTimer deadline(20000);
@@ -62,11 +48,10 @@ bool HeadlessKWin::start() {
                   deadline)) {
         return false;
     }
-    const QProcess& compositor = launch(
-        "kwin", kwin,
+    return startCompositor(
+        kwin,
         {"--virtual", "--no-lockscreen", "--socket", socket_, "--width", "1024", "--height", "768"},
-        clientEnvironment());
-    return waitForSocket(compositor, "kwin", deadline) && startPortal(deadline);
+        clientEnvironment(), deadline);
 }
 
 QString HeadlessKWin::fakeKeys() const {

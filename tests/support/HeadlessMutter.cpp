@@ -51,13 +51,11 @@ bool HeadlessMutter::start() {
     if (!QFile::exists("/usr/bin/mutter")) {
         return fail("mutter is not installed (the Debian package mutter)");
     }
-    const QProcess& compositor = launch("mutter", "/usr/bin/mutter",
-                                        {"--headless", "--virtual-monitor", "1024x768", "--wayland",
-                                         "--no-x11", "--wayland-display", socket_},
-                                        env);
     // GNOME's portal backend serves remote desktops only once Mutter's own service is there.
-    return waitForSocket(compositor, "mutter", deadline) &&
-           waitForName("org.gnome.Mutter.RemoteDesktop", deadline) && startPortal(deadline);
+    return startCompositor("/usr/bin/mutter",
+                           {"--headless", "--virtual-monitor", "1024x768", "--wayland", "--no-x11",
+                            "--wayland-display", socket_},
+                           env, deadline, {"org.gnome.Mutter.RemoteDesktop"});
 }
 
 QString HeadlessMutter::allowRemoteDesktop(int timeoutMs) const {

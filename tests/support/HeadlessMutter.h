@@ -1,10 +1,8 @@
 #pragma once
 
-// A headless Mutter (`mutter --headless --virtual-monitor`) for the GNOME tests, started once per
-// test program on first use, with a German keyboard layout (Mutter without GNOME Shell reads it
-// from systemd-localed, here a stand-in on a system bus of the session's own). The desktop
-// portal the bus starts on demand sees GNOME's backends only, as on a GNOME system: with KDE's
-// installed too, the frontend would take the interfaces GNOME's lacks from it.
+// A headless Mutter, started once per test program on first use, with a German layout (read from
+// a stand-in localed on a system bus of its own). The portal sees GNOME's backends only: with KDE's
+// installed too, it would take what GNOME's lacks from KDE's.
 #include "support/HeadlessDesktop.h"
 
 namespace pelix::testing {
@@ -14,9 +12,8 @@ public:
     static constexpr auto kLayout = "de";
     static HeadlessMutter& shared();
 
-    // Accepts GNOME's "Remote desktop" consent dialog as a person would through the
-    // accessibility bus: "Allow remote interaction" on, then Share. Waits for the dialog up to
-    // `timeoutMs`; empty when accepted, else what went wrong.
+    // Accepts the "Remote desktop" consent dialog through the accessibility bus, as a person
+    // would; empty when accepted, else what went wrong.
     QString allowRemoteDesktop(int timeoutMs = 15000) const;
 
 private:

@@ -1,10 +1,8 @@
 #include "support/HeadlessSway.h"
 
-#include <QDeadlineTimer>
-#include <QDir>
-#include <QFile>
+#include "support/TestSupport.h"
+
 #include <QRegularExpression>
-#include <QThread>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -30,13 +28,8 @@ HeadlessSway::HeadlessSway() {
         return;
     }
     const QString dir = runtime_.path();
-    QFile config(dir + "/config");
-    if (!config.open(QIODevice::WriteOnly) || config.write(kConfig) < 0) {
-        error_ = "could not write sway's configuration";
-        return;
-    }
-    config.close();
-    config.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    QFile::setPermissions(writeFile(dir, "config", kConfig),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
 
     QProcessEnvironment env;
     env.insert("PATH", qEnvironmentVariable("PATH", "/usr/bin:/bin"));
@@ -78,17 +71,12 @@ HeadlessSway::HeadlessSway() {
         }
         QThread::msleep(20);
     }
-    QFile log(dir + "/sway.log");
-    log.open(QIODevice::ReadOnly);
-    error_ = "sway did not open a Wayland socket: " + QString::fromUtf8(log.readAll().right(2000));
+    error_ = "sway did not open a Wayland socket: " +
+             QString::fromUtf8(readFile(dir + "/sway.log").right(2000));
 }
 
 HeadlessSway::~HeadlessSway() {
-    if (sway_ && sway_->state() == QProcess::Running) {
-        sway_->terminate();
-        if (!sway_->waitForFinished(3000)) sway_->kill();
-        sway_->waitForFinished(1000);
-    }
+    if (sway_) endProcess(*sway_);
 }
 
 QProcessEnvironment HeadlessSway::clientEnvironment() const {

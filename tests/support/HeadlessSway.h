@@ -1,8 +1,7 @@
 #pragma once
 
-// A headless sway for the Wayland tests: started once per test program on first use, as an
-// unprivileged user when the tests run as root (sway refuses root), with a runtime folder of its
-// own, and stopped when the program ends.
+// A headless sway, started once per test program on first use (as nobody under root, which sway
+// refuses) in a runtime folder of its own.
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -15,15 +14,12 @@ namespace pelix::testing {
 
 class HeadlessSway {
 public:
-    // The program's one compositor, started on the first call.
     static HeadlessSway& shared();
     ~HeadlessSway();
 
-    // Empty when sway runs; else why it does not.
-    QString error() const { return error_; }
-    // The absolute path of its Wayland socket: a display name for wl_display_connect.
-    QString socket() const { return socket_; }
-    // The environment a Qt program needs to open its windows on this compositor.
+    QString error() const { return error_; }    // empty when sway runs
+    QString socket() const { return socket_; }  // absolute: a display name to connect to
+    // The environment a Qt program needs to open its windows here.
     QProcessEnvironment clientEnvironment() const;
 
 private:

@@ -1,11 +1,10 @@
 #pragma once
 
-// The typing target window (typing_target.cpp) as a child process of a test or benchmark.
+// The typing target window (typing_target.cpp) as a child process.
 #include <QByteArrayList>
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
-#include <QMap>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -18,8 +17,7 @@ namespace pelix::testing {
 
 class TargetWindow {
 public:
-    // One text the window held, and when it was reported.
-    struct Seen {
+    struct Seen {  // one text the window held, and when
         qint64 ms;
         QString text;
     };
@@ -39,9 +37,7 @@ public:
         process_.waitForFinished(1000);
     }
 
-    // Waits until the window has the focus.
     bool ready(int timeoutMs = 10000) { return waitForLine("ready", timeoutMs); }
-    // Brings it forward again after another window came up.
     bool focus() {
         readies_ = 0;
         send("focus");
@@ -58,16 +54,7 @@ public:
     bool waitForText(const QString& want, int timeoutMs = 10000) {
         return spin([&] { return text() == want; }, timeoutMs);
     }
-    // Reads the clipboard as this other process sees it: format → bytes.
-    QMap<QString, QByteArray> clipboard() {
-        formats_.clear();
-        formatCount_ = -1;
-        send("read");
-        spin([&] { return formatCount_ >= 0 && formats_.size() >= formatCount_; }, 5000);
-        return formats_;
-    }
     void send(const QByteArray& command) { process_.write(command + '\n'); }
-    // Whether the window said `line` since it started.
     bool said(const QByteArray& line) const { return lines_.contains(line); }
     bool waitForLine(const QByteArray& line, int timeoutMs = 5000) {
         return spin([&] { return lines_.contains(line) && (line != "ready" || readies_ > 0); },
@@ -76,7 +63,6 @@ public:
     qint64 pid() const { return process_.processId(); }
     qint64 elapsed() const { return clock_.elapsed(); }
 
-    // Runs the event loop until `done`; false on time-out.
     static bool spin(const std::function<bool()>& done, int timeoutMs) {
         QDeadlineTimer deadline(timeoutMs);
         while (!done()) {
@@ -96,12 +82,6 @@ private:
             if (line.startsWith("text ")) {
                 history_.push_back(
                     {clock_.elapsed(), QString::fromUtf8(QByteArray::fromBase64(line.mid(5)))});
-            } else if (line.startsWith("formats ")) {
-                formatCount_ = line.mid(8).toInt();
-            } else if (line.startsWith("format ")) {
-                const QByteArrayList parts = line.split(' ');
-                formats_[QString::fromUtf8(parts.value(1))] =
-                    QByteArray::fromBase64(parts.value(2));
             } else {
                 if (line == "ready") ++readies_;
                 lines_ << line;
@@ -115,8 +95,6 @@ private:
     QByteArrayList lines_;
     int readies_ = 0;
     std::vector<Seen> history_;
-    QMap<QString, QByteArray> formats_;
-    int formatCount_ = -1;
 };
 
 }  // namespace pelix::testing

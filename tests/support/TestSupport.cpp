@@ -43,21 +43,13 @@ IsolatedHome::~IsolatedHome() {
     }
 }
 
-QString IsolatedHome::dataDir() const {
-    return dir_.path() + "/data/Pelix";
-}
-QString IsolatedHome::configDir() const {
-    return dir_.path() + "/config/Pelix";
-}
-
 namespace {
 
-// Starts the program under test (PELIX_BIN, set by ctest) with `extraEnv` added.
 void startPelix(QProcess& process, const QStringList& args, const QProcessEnvironment& extraEnv) {
     const QString program = qEnvironmentVariable("PELIX_BIN");
     if (program.isEmpty()) throw std::runtime_error("PELIX_BIN is not set: run the tests by ctest");
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const QString& key : extraEnv.keys()) env.insert(key, extraEnv.value(key));
+    env.insert(extraEnv);
     process.setProcessEnvironment(env);
     process.start(program, args);
     if (!process.waitForStarted()) throw std::runtime_error("pelix did not start");

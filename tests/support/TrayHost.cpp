@@ -51,8 +51,7 @@ TrayHost::~TrayHost() {
 }
 
 void TrayHost::RegisterStatusNotifierItem(const QString& serviceOrPath) {
-    // Items name either their bus name (the path is the usual one) or their path on the
-    // caller's connection.
+    // An item names its bus name (at the usual path) or its path on the caller's connection.
     const QString item = serviceOrPath.startsWith('/')
                              ? message().service() + serviceOrPath
                              : serviceOrPath + QStringLiteral("/StatusNotifierItem");

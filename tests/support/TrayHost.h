@@ -1,8 +1,7 @@
 #pragma once
 
-// A panel's side of the tray on the session bus: a StatusNotifierWatcher that says a host is
-// there, so that Qt's tray icons register with it, and a reader of the items' menus over the
-// dbusmenu protocol that opens them and clicks their entries as a panel does.
+// A panel's side of the tray: a StatusNotifierWatcher with a host, so Qt's tray icons register,
+// which opens their menus (dbusmenu) and clicks their entries as a panel does.
 #include <QDBusContext>
 #include <QObject>
 #include <QString>
@@ -23,15 +22,12 @@ public:
     TrayHost();
     ~TrayHost() override;
 
-    // Whether the watcher's name and object are on the bus.
     bool ok() const { return ok_; }
     bool hostRegistered() const { return true; }
     int protocolVersion() const { return 0; }
-    // The registered items, as "service/path".
     QStringList items() const { return items_; }
 
-    // The labels of the first registered item's menu, read after telling the menu it is about to
-    // be shown (as a panel does before it opens one); nothing when there is no item or menu.
+    // The first item's menu's labels, read after AboutToShow as a panel does; none without one.
     std::optional<QStringList> labels() const;
     // Clicks the entry labelled `label`; false when there is none or the item did not answer.
     bool click(const QString& label) const;
@@ -46,8 +42,7 @@ Q_SIGNALS:
     void StatusNotifierHostRegistered();
 
 private:
-    // The first item's service and its menu's object path.
-    std::optional<std::pair<QString, QString>> menuAddress() const;
+    std::optional<std::pair<QString, QString>> menuAddress() const;  // service, path
     // The menu's entries as ids and labels (without the access-key mark), depth first.
     std::optional<QList<std::pair<int, QString>>> entries() const;
 

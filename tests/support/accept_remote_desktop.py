@@ -1,10 +1,7 @@
 #!/usr/bin/python3
-"""Accepts GNOME's "Remote desktop" consent dialog through the accessibility bus, as a person
-using a screen reader would: turns on "Allow remote interaction", then presses Share.
-
-Usage: accept_remote_desktop.py [SECONDS]  (how long to wait for the dialog; 15 unless given)
-Ends 0 once Share has closed the dialog; 1 when no dialog came (the applications seen are
-printed), 2 when the dialog lacks its controls or stays (its tree is printed).
+"""Accepts GNOME's "Remote desktop" dialog through the accessibility bus: "Allow remote
+interaction" on, then Share. Usage: accept_remote_desktop.py [SECONDS to wait, 15]. Ends 0 when
+accepted, 1 when no dialog came, 2 when it lacks its controls or stays (printing what it saw).
 """
 import sys
 

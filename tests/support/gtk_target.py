@@ -1,14 +1,7 @@
 #!/usr/bin/python3
-"""A GTK 3 window with one text entry, to type into in the desktop tests.
-
-It speaks the typing target's protocol (tests/dictation/typing_target.cpp): "text <base64 of
-UTF-8>" on standard output at every change of the entry's text, "ready" once the window has the
-keyboard focus, "return <base64>" when Return is pressed in the entry; "clear" on standard input
-empties the entry (answers "cleared"), "focus" brings the window forward (answers "ready"). It
-ends when standard input closes.
-
-Started as an application by the desktop (`--report SOCKET [LINK]`, a default browser), it says
-the same lines to the local socket SOCKET instead, "link <base64>" first, and reads no commands.
+"""A GTK 3 window with one text entry that speaks the typing target's protocol (typing_target.cpp)
+on standard input and output. Started by the desktop as an application (`--report SOCKET [LINK]`,
+a default browser), it says the same lines to SOCKET, "link <base64>" first, and reads nothing.
 """
 import base64
 import queue

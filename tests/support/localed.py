@@ -1,8 +1,5 @@
-'''A python-dbusmock template: systemd-localed's keyboard settings, for a headless Mutter.
-
-Mutter without GNOME Shell takes its keyboard layout from org.freedesktop.locale1 on the system
-bus; the tests give it a system bus of its own with this in front. Parameter: "layout", the XKB
-layout (German unless given).
+'''A python-dbusmock systemd-localed, where Mutter without GNOME Shell reads its keyboard layout
+(parameter "layout", German unless given).
 '''
 
 import dbus

@@ -1,5 +1,4 @@
-// The main of every test program: a Qt application object (a GUI one when built with
-// PELIX_TEST_GUI) and then GoogleTest.
+// Every test program's main: a Qt application (a GUI one with PELIX_TEST_GUI), then GoogleTest.
 #include <gtest/gtest.h>
 
 #ifdef PELIX_TEST_GUI

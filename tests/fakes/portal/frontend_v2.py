@@ -1,9 +1,6 @@
-'''A python-dbusmock template: a desktop portal *frontend* whose RemoteDesktop is version 2, which
-restores sessions (the Debian 12 frontend is version 1 and cannot), for the restore-token tests.
-
-Every request is granted at once; Start hands out a new restore token each time ("token-1",
-"token-2", ...). Requests answer on the caller's request object, so the test first names its
-bus connection with SetSender(unique name).
+'''A python-dbusmock portal *frontend* with RemoteDesktop version 2, which restores sessions
+(Debian 12's is version 1). Everything is granted; Start hands out "token-1", "token-2", ...
+Requests answer on the caller's request object: the test first calls SetSender(unique name).
 '''
 
 import dbus

@@ -1,13 +1,7 @@
-'''A python-dbusmock template: a desktop portal backend with RemoteDesktop and GlobalShortcuts,
-for the tests.
-
-The real xdg-desktop-portal frontend is pointed at it with XDG_DESKTOP_PORTAL_DIR=<this
-folder>/portals and XDG_CURRENT_DESKTOP=pelixtest. Parameters: "start_response", the code Start
-answers with (0 granted, 1 the user cancelled); "bind_in_create", whether the shortcuts given to
-CreateSession are bound at once (KDE 5.27) rather than on BindShortcuts only. The test reads
-the keys sent with the mock's GetMethodCalls("NotifyKeyboardKeysym"), ends every session as the
-desktop would with CloseSessions(), and presses and lets go of a shortcut with
-Shortcut(id, down).
+'''A python-dbusmock portal backend with RemoteDesktop and GlobalShortcuts, found through
+XDG_DESKTOP_PORTAL_DIR=<this folder>/portals and XDG_CURRENT_DESKTOP=pelixtest. Parameters:
+"start_response" (0 granted, 1 cancelled); "bind_in_create", shortcuts bound at CreateSession
+(KDE 5.27). CloseSessions() ends every session; Shortcut(id, down) presses or lets go of one.
 '''
 
 import dbus
