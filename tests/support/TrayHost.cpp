@@ -63,58 +63,52 @@ void TrayHost::RegisterStatusNotifierHost(const QString&) {
     Q_EMIT StatusNotifierHostRegistered();
 }
 
-std::optional<std::pair<QString, QString>> TrayHost::menuAddress() const {
+std::optional<TrayHost::Menu> TrayHost::menu() const {
     if (items_.isEmpty()) return std::nullopt;
     const QString item = items_.first();
     const qsizetype slash = item.indexOf('/');
-    const QString service = item.left(slash);
-    QDBusMessage get = QDBusMessage::createMethodCall(service, item.mid(slash),
+    Menu menu{.service = item.left(slash)};
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusMessage get = QDBusMessage::createMethodCall(menu.service, item.mid(slash),
                                                       "org.freedesktop.DBus.Properties", "Get");
     get << QStringLiteral("org.kde.StatusNotifierItem") << QStringLiteral("Menu");
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(get, QDBus::Block, kCallMs);
+    QDBusMessage reply = bus.call(get, QDBus::Block, kCallMs);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return std::nullopt;
     }
-    const QVariant menu = qvariant_cast<QDBusVariant>(reply.arguments().first()).variant();
-    return std::pair{service, qvariant_cast<QDBusObjectPath>(menu).path()};
-}
-
-std::optional<QList<std::pair<int, QString>>> TrayHost::entries() const {
-    const auto address = menuAddress();
-    if (!address) return std::nullopt;
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    QDBusMessage opening = QDBusMessage::createMethodCall(address->first, address->second,
-                                                          kMenuInterface, "AboutToShow");
+    menu.path = qvariant_cast<QDBusObjectPath>(
+                    qvariant_cast<QDBusVariant>(reply.arguments().first()).variant())
+                    .path();
+    QDBusMessage opening =
+        QDBusMessage::createMethodCall(menu.service, menu.path, kMenuInterface, "AboutToShow");
     opening << 0;
     bus.call(opening, QDBus::Block, kCallMs);
-    QDBusMessage layout = QDBusMessage::createMethodCall(address->first, address->second,
-                                                         kMenuInterface, "GetLayout");
+    QDBusMessage layout =
+        QDBusMessage::createMethodCall(menu.service, menu.path, kMenuInterface, "GetLayout");
     layout << 0 << -1 << QStringList();
-    const QDBusMessage reply = bus.call(layout, QDBus::Block, kCallMs);
+    reply = bus.call(layout, QDBus::Block, kCallMs);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() < 2) {
         return std::nullopt;
     }
-    QList<std::pair<int, QString>> entries;
-    readLayout(qvariant_cast<QDBusArgument>(reply.arguments().at(1)), entries, true);
-    return entries;
+    readLayout(qvariant_cast<QDBusArgument>(reply.arguments().at(1)), menu.entries, true);
+    return menu;
 }
 
 std::optional<QStringList> TrayHost::labels() const {
-    const auto all = entries();
-    if (!all) return std::nullopt;
+    const auto menu = this->menu();
+    if (!menu) return std::nullopt;
     QStringList labels;
-    for (const auto& [id, label] : *all) labels << label;
+    for (const auto& [id, label] : menu->entries) labels << label;
     return labels;
 }
 
 bool TrayHost::click(const QString& label) const {
-    const auto all = entries();
-    const auto address = menuAddress();
-    if (!all || !address) return false;
-    for (const auto& [id, entryLabel] : *all) {
+    const auto menu = this->menu();
+    if (!menu) return false;
+    for (const auto& [id, entryLabel] : menu->entries) {
         if (entryLabel != label) continue;
-        QDBusMessage event = QDBusMessage::createMethodCall(address->first, address->second,
-                                                            kMenuInterface, "Event");
+        QDBusMessage event =
+            QDBusMessage::createMethodCall(menu->service, menu->path, kMenuInterface, "Event");
         event << id << QStringLiteral("clicked") << QVariant::fromValue(QDBusVariant(QVariant(0)))
               << static_cast<uint>(QDateTime::currentSecsSinceEpoch());
         return QDBusConnection::sessionBus().call(event, QDBus::Block, kCallMs).type() ==

@@ -42,9 +42,13 @@ Q_SIGNALS:
     void StatusNotifierHostRegistered();
 
 private:
-    std::optional<std::pair<QString, QString>> menuAddress() const;  // service, path
-    // The menu's entries as ids and labels (without the access-key mark), depth first.
-    std::optional<QList<std::pair<int, QString>>> entries() const;
+    // The first item's menu: its service and path, its entries' ids and labels (without the
+    // access-key mark), depth first.
+    struct Menu {
+        QString service, path;
+        QList<std::pair<int, QString>> entries;
+    };
+    std::optional<Menu> menu() const;
 
     QStringList items_;
     bool ok_ = false;

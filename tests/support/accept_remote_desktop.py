@@ -58,10 +58,11 @@ def controls(found):
     return switch, share
 
 
-def dump(found):
+def dump(found, outcome):
     for depth, n in nodes(found):
         print("  " * depth + "%s '%s' %s" % (n.get_role_name(), n.get_name(),
                                              [s.value_nick for s in n.get_state_set().get_states()]))
+    return outcome
 
 
 def checked(node):
@@ -78,22 +79,20 @@ def main():
     # GTK 4 announces neither a new window nor a changed switch on the accessibility bus, so the
     # dialog is looked at every tenth of a second: the switch is turned on, Share is pressed once
     # the dialog shows the switch on (it ignores a press before), and the dialog goes.
+    def end(code):
+        outcome[0] = code
+        loop.quit()
+        return False
+
     def step():
         found = dialog()
         if found is None:
-            if steps["pressed"]:
-                outcome[0] = 0
-                loop.quit()
-                return False
-            return True
+            return end(0) if steps["pressed"] else True
         switch, share = steps["switch"], steps["share"]
         if switch is None:
             switch, share = controls(found)
             if switch is None or share is None:
-                dump(found)
-                outcome[0] = 2
-                loop.quit()
-                return False
+                return end(dump(found, 2))
             steps["switch"], steps["share"] = switch, share
             if not checked(switch):
                 act(switch, ("activate", "toggle", "click"))
@@ -105,12 +104,9 @@ def main():
         found = dialog()
         if found is not None:
             print("the dialog stayed:")
-            dump(found)
-            outcome[0] = 2
-        else:
-            print("no dialog; applications:", [a.get_name() for a in applications() if a])
-        loop.quit()
-        return False
+            return end(dump(found, 2))
+        print("no dialog; applications:", [a.get_name() for a in applications() if a])
+        return end(1)
 
     GLib.timeout_add(100, step)
     GLib.timeout_add(int(seconds * 1000), give_up)
