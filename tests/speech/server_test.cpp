@@ -14,7 +14,6 @@ namespace pelix::speech {
 namespace {
 
 using fakes::FakeTranscriptionServer;
-using fakes::Reply;
 using fakes::Shape;
 
 QString texts(const QList<core::Word>& words) {
@@ -23,7 +22,6 @@ QString texts(const QList<core::Word>& words) {
     return out.join(' ');
 }
 
-// Words as "text start-end", joined by commas.
 QString show(const QList<core::Word>& words) {
     QStringList out;
     for (const core::Word& w : words)
@@ -60,7 +58,6 @@ TEST(ServerAnswer, ThreeShapesGiveTheSameStretchesOnTheStreamsAxis) {
         EXPECT_EQ((*heard)[0].text + "|" + (*heard)[1].text,
                   "The weather is nice today.|We will walk.");
         EXPECT_EQ(texts((*heard)[0].words), firstWords);
-        EXPECT_EQ((*heard)[1].words.size(), 3);
         EXPECT_NEAR((*heard)[0].start, 10.1, 1e-6);
         EXPECT_LE(heard->last().words.last().end, 14.0);
     }
@@ -114,10 +111,6 @@ TEST(ServerSettings, AddressLimitAndKey) {
     const std::pair<QString, QString> addresses[] = {
         {"http://127.0.0.1:8080", "http://127.0.0.1:8080/v1/audio/transcriptions"},
         {"localhost:8000/", "https://localhost:8000/v1/audio/transcriptions"},
-        {"api.openai.com/v1", "https://api.openai.com/v1/audio/transcriptions"},
-        {"https://api.example.com/v1", "https://api.example.com/v1/audio/transcriptions"},
-        {"http://h/inference/v1/audio/transcriptions",
-         "http://h/inference/v1/audio/transcriptions"},
     };
     for (const auto& [base, endpoint] : addresses) {
         EXPECT_EQ(transcriptionsEndpoint(base).toString(), endpoint) << base.toStdString();
@@ -238,9 +231,6 @@ TEST(HostileTranscriptionServer, AnswersAreReadWithinLimitsAndTheKeyStaysOffPlai
         {fakes::HostileServer::trickle("{}", 60000),
          {.sound = sound, .timeoutSeconds = 60, .silenceSeconds = 1},
          sentence("The server sent nothing for 1 second, so Pelix gave up.")},
-        {fakes::HostileServer::trickle(QByteArray(100, ' '), 100),
-         {.sound = sound, .timeoutSeconds = 1, .silenceSeconds = 0.5},
-         sentence("The request timed out.")},
     };
     for (const auto& [script, piece, want] : cases) {
         fakes::HostileServer hostile(script);
@@ -264,80 +254,26 @@ TEST(HostileTranscriptionServer, AnswersAreReadWithinLimitsAndTheKeyStaysOffPlai
     EXPECT_FALSE(answer.error().message.contains("sk-secret"));
 }
 
-TEST_F(ServerEngine, TheSettingsKeepWhatIsTypedAndTestTheServer) {
-    SpeechSettings settings(prefs_, keys_);
-    const auto tested = [&](const SpeechSettings::Values& values) {
-        std::optional<std::pair<QString, bool>> line;
-        settings.test(values, [&](const QString& text, bool heard) { line = {text, heard}; });
-        EXPECT_TRUE(testing::waitUntil([&] { return line.has_value(); }));
-        return line.value_or(std::pair<QString, bool>{});
-    };
-
-    // The test sends the built-in recording with the values typed, before they are kept.
-    server_.answer("Pelix can hear you.", Shape::segmentTokens);
-    EXPECT_EQ(tested({server_.base() + "/v1/", "small", ""}),
-              (std::pair<QString, bool>{"The server heard: “Pelix can hear you.”", true}));
-    // The model typed, the key kept.
-    EXPECT_EQ(
-        server_.calls().value(0).field("model") + " " + server_.calls().value(0).authorization,
-        QString("small Bearer ") + kKey);
-    server_.answerWith([](const fakes::TranscriptionCall&) { return Reply::text("", 401); });
-    EXPECT_FALSE(tested({server_.base(), "", "sk-wrong"}).second);
-    EXPECT_EQ(server_.calls().last().authorization, "Bearer sk-wrong");
-
-    // Saving: plain http to another computer keeps nothing; the default model is not written,
-    // and a typed key replaces the kept one.
-    const Status clear = settings.save({"http://10.0.0.2:8000", "whisper-1", "sk-new"});
-    ASSERT_FALSE(clear);
-    EXPECT_TRUE(clear.error().message.contains("plain http to another computer"));
-    EXPECT_EQ(keys_.read(), kKey);
-    ASSERT_TRUE(settings.save({" https://10.0.0.2:8000 ", "whisper-1", "sk-new"}));
-    EXPECT_EQ(settings.stored().server + " " + settings.stored().key, "https://10.0.0.2:8000 ");
-    EXPECT_FALSE(prefs_.contains("speech.model"));
-    EXPECT_EQ(keys_.read(), "sk-new");
-}
-
-TEST_F(ServerEngine, AFileThatFitsGoesAsItIsUnlessTheServerWantsWav) {
+TEST_F(ServerEngine, AFileThatFitsGoesAsItIs) {
     QTemporaryDir folder;
     const QString memo = testing::TestMedia(folder.path()).tone("memo.m4a", 2.0);
     QFile file(memo);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray bytes = file.readAll();
-    const auto hearFile = [&](TranscriptionServerEngine& engine) {
-        QList<SpeechResult> heard;
-        SessionEvents events;
-        events.final = [&](const SpeechResult& r) { heard << r; };
-        auto whole =
-            engine.hearFile(memo, 2.0, "de-AT", SessionOptions{false, {"Anna"}}, events, {});
-        if (whole && *whole) EXPECT_EQ(**whole, heard);
-        return whole;
-    };
-
     server_.takeAnySound();
     server_.answer("Hallo.", Shape::segmentTimes);
-    auto whole = hearFile(engine_);
+    QList<SpeechResult> heard;
+    SessionEvents events;
+    events.final = [&](const SpeechResult& r) { heard << r; };
+    const auto whole =
+        engine_.hearFile(memo, 2.0, "de-AT", SessionOptions{false, {"Anna"}}, events, {});
     ASSERT_TRUE(whole && *whole);
+    EXPECT_EQ(**whole, heard);
     EXPECT_EQ((**whole)[0].text, "Hallo.");
     const auto call = server_.calls().last();
-    EXPECT_EQ(call.audio, bytes);
+    EXPECT_EQ(call.audio, file.readAll());
     EXPECT_EQ(
         QStringList({call.filename, call.audioType, call.field("language"), call.field("prompt")}),
         QStringList({"sound.m4a", "audio/mp4", "de", "Anna"}));
-
-    // A file over the limit is left to the sessions.
-    prefs_.setValue("speech.uploadLimitMB", 0.01);
-    EXPECT_FALSE(hearFile(engine_));
-    EXPECT_EQ(server_.calls().size(), 1);
-
-    // A server that reads only WAV refuses the file once and gets sessions from then on.
-    prefs_.remove("speech.uploadLimitMB");
-    FakeTranscriptionServer wavOnly;
-    prefs_.setValue("speech.server", wavOnly.base());
-    TranscriptionServerEngine engine(prefs_, keys_);
-    EXPECT_FALSE(hearFile(engine));
-    EXPECT_FALSE(hearFile(engine));
-    ASSERT_EQ(wavOnly.calls().size(), 1);
-    EXPECT_EQ(wavOnly.calls()[0].problems, QStringList{"the file is not WAV"});
 }
 
 }  // namespace
