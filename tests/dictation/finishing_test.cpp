@@ -74,12 +74,6 @@ TEST_F(FinishingPass, TheLocalTextStandsWhenThePassFailsOrIsLate) {
     EXPECT_EQ(passes.last()->abandoned, 1);
     ASSERT_EQ(trouble.size(), 1);
     EXPECT_TRUE(trouble[0].startsWith("Couldn't")) << trouble[0].toStdString();
-
-    // A pass that hears nothing leaves the local text.
-    dictate();
-    answer(QString(""));
-    local.final("hmm");
-    EXPECT_EQ(finals.last(), "hmm");
 }
 
 }  // namespace

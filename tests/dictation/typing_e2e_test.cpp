@@ -53,14 +53,14 @@ TEST_F(TypingEndToEnd, BorrowedKeysGoBackAfterTypingAndAfterACrash) {
 
 TEST_F(TypingEndToEnd, AnyTextArrivesExactlyAlsoWhileCtrlIsHeld) {
     const QStringList texts = {
-        QString::fromUtf8("Plain ASCII: The quick brown fox jumps over 13 lazy dogs; (ok)!?"),
         QString::fromUtf8("Grüße, naïve café — ÀÉÎÕÜ ß ø ł Ž"),
         QString::fromUtf8("日本語のテキスト、한국어 텍스트, русский текст"),
         QString::fromUtf8("emoji 👍🏽 👩‍💻 🇩🇪 e\u0301 and a second\nline"),
     };
     // Every character beyond the layout makes every X client read the keyboard map again, the
     // window manager too: the pass under Ctrl keeps to a few of them.
-    const QStringList underCtrl = {texts[0], QString::fromUtf8("hold ë 字 👍🏽")};
+    const QStringList underCtrl = {"Plain ASCII: the quick fox, 13 dogs (ok)!?",
+                                   QString::fromUtf8("hold ë 字 👍🏽")};
     for (bool ctrl : {false, true}) {
         for (const QString& text : ctrl ? underCtrl : texts) {
             target.clear();
