@@ -71,7 +71,7 @@ protected:
                                       .inputFolder = folder});
     }
 
-    KeySource& start(Status* status = nullptr) {
+    KeySource& start() {
         desktop = makeDesktop();
         const auto at = [](double t) { return QString::number(t, 'f', 2); };
         const Status started = desktop->keys().start({
@@ -86,11 +86,7 @@ protected:
                                  : "click at " + at(in.uptime));
                 },
         });
-        if (status) {
-            *status = started;
-        } else {
-            EXPECT_TRUE(started) << started.error().message.toStdString();
-        }
+        EXPECT_TRUE(started) << started.error().message.toStdString();
         return desktop->keys();
     }
 
@@ -130,11 +126,6 @@ TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
         {"right ctrl hold, auto-repeat is no news",
          {key(KEY_RIGHTCTRL, 1, 2.0), key(KEY_RIGHTCTRL, 2, 2.3), key(KEY_RIGHTCTRL, 0, 2.5)},
          {"mods 8 at 2.00", "mods 0 at 2.50"}},
-        {"shift during alt",
-         {key(KEY_LEFTALT, 1, 3.0), key(KEY_RIGHTSHIFT, 1, 3.1), key(KEY_RIGHTSHIFT, 0, 3.2),
-          key(KEY_RIGHTALT, 1, 3.25), key(KEY_LEFTALT, 0, 3.3), key(KEY_RIGHTALT, 0, 3.35)},
-         {"mods 1 at 3.00", "mods 3 at 3.10", "mods 1 at 3.20", "mods 1 at 3.25", "mods 1 at 3.30",
-          "mods 0 at 3.35"}},
         {"escape, a letter, a click; releases, num lock and touches are not input",
          {key(KEY_ESC, 1, 5.0), key(KEY_ESC, 0, 5.05), key(KEY_A, 1, 5.1), key(KEY_A, 2, 5.15),
           key(KEY_NUMLOCK, 1, 5.2), key(BTN_TOUCH, 1, 5.25, 1), key(BTN_LEFT, 1, 5.3, 1),
@@ -163,27 +154,6 @@ TEST_F(EvdevKeys, GesturesComeOutAsModifierBitsAndOtherInput) {
         }
         EXPECT_EQ(waitFor(gesture.expected.size()), gesture.expected) << gesture.name;
     }
-}
-
-TEST_F(EvdevKeys, KeyboardsThatComeAndGoArePickedUpAndLetGoOfTheirKeys) {
-    // None yet: starting says so and goes on watching.
-    Status started;
-    KeySource& source = start(&started);
-    EXPECT_EQ(started ? QString() : started.error().message,
-              "No keyboard was found under /dev/input.");
-    EXPECT_FALSE(source.listening());
-
-    // Plugged in after the start.
-    auto late = std::make_unique<PipeKeyboard>(folder, "event3");
-    ASSERT_TRUE(testing::waitUntil([&] { return source.listening(); }, 3000));
-    late->key(KEY_LEFTCTRL, 1, 10.0);
-    EXPECT_EQ(waitFor(1), QStringList{"mods 8 at 10.00"});
-
-    // Unplugged while Ctrl is held: the hold ends at the moment it is noticed.
-    clock.set(10.4);
-    late.reset();
-    EXPECT_EQ(waitFor(2), (QStringList{"mods 8 at 10.00", "mods 0 at 10.40"}));
-    EXPECT_TRUE(testing::waitUntil([&] { return !source.listening(); }, 3000));
 }
 
 }  // namespace

@@ -90,25 +90,6 @@ public:
         list.endArray();
         return calls;
     }
-    // A fake frontend of a later version in place of the real one (fakes/portal/frontend_v2.py),
-    // told the rig's connection; false when it does not start.
-    bool startLaterFrontend() {
-        start(frontend_, "/usr/bin/python3",
-              {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/frontend_v2.py"});
-        if (!registered(kFrontend)) return false;
-        const QString sender = connection_.baseService().mid(1).replace('.', '_');
-        return mock("SetSender", {sender}, kFrontend).type() == QDBusMessage::ReplyMessage;
-    }
-    // The restore token each SelectDevices of the fake frontend was given ("" for none).
-    QStringList restoreTokensGiven() const {
-        QStringList tokens;
-        for (const QVariantList& args : calls("SelectDevices", kFrontend)) {
-            QVariantMap options;
-            args.value(1).value<QDBusArgument>() >> options;
-            tokens << options.value("restore_token").toString();
-        }
-        return tokens;
-    }
     // Presses or lets go of one of the shortcuts.
     void shortcut(const QString& id, bool down) const { mock("Shortcut", {id, down}); }
     // Ends the sessions, as the desktop does when the user stops them.
@@ -139,33 +120,10 @@ private:
     QString error_;
 };
 
-class PortalTypistTest : public ::testing::Test {
-protected:
-    QTemporaryDir dir;
-    QString tokenFile() const { return dir.path() + "/remote-desktop-token"; }
-};
-
-// A portal that restores sessions hands a new token with each one: the typist keeps the last,
-// privately, and offers it when it starts again, so the desktop asks the user only once.
-TEST_F(PortalTypistTest, EachRestoreTokenIsKeptPrivatelyAndOfferedNextTime) {
-    PortalRig rig(false);
-    ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
-    ASSERT_TRUE(rig.startLaterFrontend());
-    for (const char* kept : {"token-1", "token-2"}) {
-        SCOPED_TRACE(kept);
-        PortalTypist typist(rig.connection(), tokenFile());
-        ASSERT_TRUE(testing::waitUntil([&] { return typist.canType(); }, 10000))
-            << int(typist.state());
-        EXPECT_EQ(testing::readFile(tokenFile()), kept);
-        EXPECT_EQ(QFile::permissions(tokenFile()) & 0x0777,
-                  QFileDevice::ReadUser | QFileDevice::WriteUser);
-    }
-    EXPECT_EQ(rig.restoreTokensGiven(), QStringList({"", "token-1"}));
-}
-
 // However the session fails to run, nothing is typed and the typist says it can't type. Without
 // the portal, the shortcuts can't start either, and say so.
-TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
+TEST(PortalTypist, NothingIsTypedWithoutARunningSession) {
+    QTemporaryDir dir;
     struct Case {
         const char* name;
         bool frontend;
@@ -191,7 +149,7 @@ TEST_F(PortalTypistTest, NothingIsTypedWithoutARunningSession) {
                       core::sentences::kNoShortcutsPortal);
             EXPECT_FALSE(keys.listening());
         }
-        PortalTypist typist(rig.connection(), tokenFile());
+        PortalTypist typist(rig.connection(), dir.path() + "/remote-desktop-token");
         if (c.closeAfterStart) {
             ASSERT_TRUE(testing::waitUntil([&] { return typist.canType(); }, 10000));
             rig.closeSessions();
