@@ -1,6 +1,6 @@
 // The web window in a real web engine on the test desktop: the relay bridge over HTTPS (a test
 // certificate trusted through the NSS database of an isolated home), links leaving the window,
-// the sign-in round trip through a second pelix, and files picked and dropped. One window (one
+// the sign-in round trip through a second pelix, and recordings dropped. One window (one
 // engine) serves every test of this program, which runs as one process.
 #include "WebServer.h"
 
@@ -56,7 +56,6 @@ struct Shared {
     fakes::FakeApps apps;
     QList<RelayAccountMessage> messages;
     QList<QUrl> macLinks;
-    QList<FilePick> picks;
     QList<QStringList> sent;
     std::unique_ptr<WebWindow> window;
 };
@@ -216,19 +215,6 @@ TEST_F(WebWindowTest, SignInGoesThroughTheBrowserAndComesBackThroughASecondPelix
                                              state + "#access_token=abc&expires_in=60"));
 }
 
-TEST_F(WebWindowTest, TheVoiceMemosHintStartsTheChooserInTheRecordingsFolder) {
-    ASSERT_TRUE(loadPage(QUrl(s.https->base() + "/pick"), "pick"));
-    s.picks.clear();
-    // A real click: file inputs open only for a user's gesture.
-    click(QPoint(40, 20));
-    ASSERT_TRUE(waitUntil([&] { return s.picks.size() == 1; }));
-    EXPECT_EQ(s.picks[0].label, "Your voice memos");
-    EXPECT_EQ(s.picks[0].start, QDir::homePath() + "/Recordings");
-    ASSERT_TRUE(waitUntil([&] { return run("String(window.__picked)") == "memo.m4a"; }));
-    // The hint was cleared as it was read.
-    EXPECT_EQ(run("String(window.__pelixPick)"), "");
-}
-
 TEST_F(WebWindowTest, RecordingsDraggedOverThePageGoToTheDropLayer) {
     QWidget* view = window().surface().widget();
     QWidget* target = view->focusProxy() ? view->focusProxy() : view;
@@ -289,10 +275,6 @@ int main(int argc, char** argv) {
         server->page("/", homePage());
         server->page("/frame", framePage());
         server->page("/auth-callback", "<!doctype html><title>signed in</title>");
-        server->page("/pick", R"(<!doctype html><title>pick</title>
-<style>input{position:absolute;left:0;top:0;width:200px;height:60px}</style>
-<input id="f" type="file" onmousedown="window.__pelixPick = 'voice-memos'"
- onchange="window.__picked = this.files[0] ? this.files[0].name : 'none'">)");
         if (!server->listen()) return 1;
     }
     QFile(dir + "/memo.m4a").open(QIODevice::WriteOnly);
@@ -310,11 +292,7 @@ int main(int argc, char** argv) {
                 shared.messages << message;
                 reply("need");
             },
-        .chooseFiles =
-            [&](const FilePick& pick) {
-                shared.picks << pick;
-                return QStringList{dir + "/memo.m4a"};
-            },
+        .chooseFiles = {},
         .fetch = {},
         .library = [] { return std::optional<QList<pelix::memos::VoiceMemo>>(); },
         .send =
