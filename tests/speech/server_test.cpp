@@ -254,26 +254,50 @@ TEST(HostileTranscriptionServer, AnswersAreReadWithinLimitsAndTheKeyStaysOffPlai
     EXPECT_FALSE(answer.error().message.contains("sk-secret"));
 }
 
-TEST_F(ServerEngine, AFileThatFitsGoesAsItIs) {
+TEST_F(ServerEngine, AFileThatFitsGoesAsItIsAndAsWavOnlyToAServerThatWantsIt) {
     QTemporaryDir folder;
     const QString memo = testing::TestMedia(folder.path()).tone("memo.m4a", 2.0);
     QFile file(memo);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const auto hearFile = [&](TranscriptionServerEngine& engine) {
+        QList<SpeechResult> heard;
+        SessionEvents events;
+        events.final = [&](const SpeechResult& r) { heard << r; };
+        auto whole =
+            engine.hearFile(memo, 2.0, "de-AT", SessionOptions{false, {"Anna"}}, events, {});
+        if (whole && *whole) EXPECT_EQ(**whole, heard);
+        return whole;
+    };
     server_.takeAnySound();
     server_.answer("Hallo.", Shape::segmentTimes);
-    QList<SpeechResult> heard;
-    SessionEvents events;
-    events.final = [&](const SpeechResult& r) { heard << r; };
-    const auto whole =
-        engine_.hearFile(memo, 2.0, "de-AT", SessionOptions{false, {"Anna"}}, events, {});
+    auto whole = hearFile(engine_);
     ASSERT_TRUE(whole && *whole);
-    EXPECT_EQ(**whole, heard);
     EXPECT_EQ((**whole)[0].text, "Hallo.");
     const auto call = server_.calls().last();
     EXPECT_EQ(call.audio, file.readAll());
     EXPECT_EQ(
         QStringList({call.filename, call.audioType, call.field("language"), call.field("prompt")}),
         QStringList({"sound.m4a", "audio/mp4", "de", "Anna"}));
+
+    // A failure on the server's side sends this file as WAV, and the next one as M4A again.
+    int failures = 1;
+    server_.answerWith([&failures](const fakes::TranscriptionCall&) {
+        return failures-- > 0 ? fakes::Reply::text("Bad Gateway", 502)
+                              : fakes::Reply::json({{"text", "Hallo."}});
+    });
+    EXPECT_FALSE(hearFile(engine_));
+    whole = hearFile(engine_);
+    ASSERT_TRUE(whole && *whole);
+    EXPECT_EQ(server_.calls().last().filename, "sound.m4a");
+
+    // A server that reads only WAV refuses the file once and gets sessions from then on.
+    FakeTranscriptionServer wavOnly;
+    prefs_.setValue("speech.server", wavOnly.base());
+    TranscriptionServerEngine engine(prefs_, keys_);
+    EXPECT_FALSE(hearFile(engine));
+    EXPECT_FALSE(hearFile(engine));
+    ASSERT_EQ(wavOnly.calls().size(), 1);
+    EXPECT_EQ(wavOnly.calls()[0].problems, QStringList{"the file is not WAV"});
 }
 
 }  // namespace
