@@ -12,6 +12,8 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 
+#include <sys/stat.h>
+
 namespace pelix::platform {
 namespace {
 
@@ -90,6 +92,25 @@ public:
         list.endArray();
         return calls;
     }
+    // A fake frontend of a later version in place of the real one (fakes/portal/frontend_v2.py),
+    // told the rig's connection; false when it does not start.
+    bool startLaterFrontend() {
+        start(frontend_, "/usr/bin/python3",
+              {"-m", "dbusmock", "--session", "--template", PELIX_FAKE_PORTAL "/frontend_v2.py"});
+        if (!registered(kFrontend)) return false;
+        const QString sender = connection_.baseService().mid(1).replace('.', '_');
+        return mock("SetSender", {sender}, kFrontend).type() == QDBusMessage::ReplyMessage;
+    }
+    // The restore token each SelectDevices of the fake frontend was given ("" for none).
+    QStringList restoreTokensGiven() const {
+        QStringList tokens;
+        for (const QVariantList& args : calls("SelectDevices", kFrontend)) {
+            QVariantMap options;
+            args.value(1).value<QDBusArgument>() >> options;
+            tokens << options.value("restore_token").toString();
+        }
+        return tokens;
+    }
     // Presses or lets go of one of the shortcuts.
     void shortcut(const QString& id, bool down) const { mock("Shortcut", {id, down}); }
     // Ends the sessions, as the desktop does when the user stops them.
@@ -119,6 +140,25 @@ private:
     QDBusConnection connection_{QString()};
     QString error_;
 };
+
+// A portal that restores sessions hands a new token with each one: the typist keeps the last,
+// privately, and offers it when it starts again, so the desktop asks the user only once.
+TEST(PortalTypist, EachRestoreTokenIsKeptPrivatelyAndOfferedNextTime) {
+    QTemporaryDir dir;
+    const QString file = dir.path() + "/remote-desktop-token";
+    PortalRig rig(false);
+    ASSERT_TRUE(rig.error().isEmpty()) << rig.error().toStdString();
+    ASSERT_TRUE(rig.startLaterFrontend());
+    for (const char* kept : {"token-1", "token-2"}) {
+        PortalTypist typist(rig.connection(), file);
+        ASSERT_TRUE(testing::waitUntil([&] { return typist.canType(); }, 10000)) << kept;
+        EXPECT_EQ(testing::readFile(file), kept);
+        struct stat mode {};
+        ASSERT_EQ(::stat(QFile::encodeName(file).constData(), &mode), 0);
+        EXPECT_EQ(mode.st_mode & 0777, 0600u) << kept;
+    }
+    EXPECT_EQ(rig.restoreTokensGiven(), QStringList({"", "token-1"}));
+}
 
 // However the session fails to run, nothing is typed and the typist says it can't type. Without
 // the portal, the shortcuts can't start either, and say so.
