@@ -4,50 +4,8 @@
 namespace pelix::editor {
 namespace {
 
-using testing::clipOf;
 using testing::evenClip;
 using testing::projectOf;
-
-// Three lines far apart, each one segment.
-EditProject threeLines() {
-    return projectOf({clipOf({{1, 2, "One."}, {4, 5, "Two."}, {7, 8, "Three."}})});
-}
-
-TEST(Zooms, PunchInsAlternateLineByLine) {
-    EditProject project = threeLines();
-    const auto zoomsOf = [](const EditProject& p) { return zooms(p, Timeline(segments(p))); };
-    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.0}));
-
-    project.keywords["1F0C7A2B:2"] = "Three";
-    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.1, 1.18}));
-    project.settings.punchIns = false;
-    EXPECT_EQ(zoomsOf(project), (std::vector<double>{1.0, 1.0, 1.0}));
-
-    // Segments of one line share its factor: positions count lines, not segments.
-    const Timeline t({{0, 0, 1, "A:0"}, {0, 2, 3, "A:1"}, {0, 4, 5, "A:1"}, {0, 6, 7, "A:2"}});
-    EXPECT_EQ(zooms(projectOf({}), t), (std::vector<double>{1.0, 1.1, 1.1, 1.0}));
-}
-
-TEST(Hook, WhichHookIsShown) {
-    using enum CaptionLanguage;
-    const struct {
-        const char* hook;
-        CaptionLanguage language;
-        std::optional<QString> want;
-    } cases[] = {
-        {"  Stop scrolling\n", original, "Stop scrolling"},
-        {"Stop scrolling", fr, "Arrêtez de défiler"},
-        {"Stop scrolling", de, "Stop scrolling"},  // not translated into German
-        {"   ", original, std::nullopt},
-    };
-    for (const auto& c : cases) {
-        EditProject project = projectOf({});
-        project.hook = QString::fromUtf8(c.hook);
-        project.translations["fr"]["hook"] = " Arrêtez de défiler ";
-        project.settings.captionLanguage = c.language;
-        EXPECT_EQ(hookText(project), c.want) << c.hook << " " << int(c.language);
-    }
-}
 
 // The pop-ups shown: "line text start-end", to nine digits.
 QStringList popUpsOf(const EditProject& project) {

@@ -54,25 +54,6 @@ protected:
     }
 };
 
-TEST_F(Engine, FirstPassTakesCutsKeywordsHookAndTitleAndDropsTranslations) {
-    EditProject project = tenWordLines();
-    project.cut = {lineId(5)};
-    project.translations["fr"] = {{lineId(1), "Mot1."}, {"hook", "Regardez"}};
-    answer(
-        R"({"cut":[2,40,3.0],"keywords":[{"id":4,"phrase":"Word4"},{"id":99,"phrase":"x"},)"
-        R"({"id":6,"phrase":7}],"hook":"Ten words","title":"Counting","reply":"Cut two lines."})");
-    const auto pass = plan(project);
-    ASSERT_TRUE(pass) << pass.error().message.toStdString();
-    EditProject planned = project;
-    planned.cut = {lineId(2), lineId(3)};  // 40 names no line
-    planned.keywords = {{lineId(4), "Word4"}};
-    planned.hook = "Ten words";
-    planned.title = "Counting";
-    planned.translations.clear();
-    EXPECT_EQ(pass->project, planned);
-    EXPECT_EQ(pass->reply, "Cut two lines.");
-}
-
 TEST_F(Engine, TranslationAsksOnlyForWhatIsMissing) {
     EditProject project = tenWordLines();
     project.settings.captionLanguage = CaptionLanguage::fr;

