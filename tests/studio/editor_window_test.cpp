@@ -1,5 +1,5 @@
 #include "editor/EditorTestSupport.h"
-#include "fakes/TextFakes.h"
+#include "fakes/ManualTime.h"
 #include "studio/EditorModel.h"
 #include "studio/EditorWindow.h"
 
@@ -7,7 +7,6 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPushButton>
 
 namespace pelix::studio {
 namespace {
@@ -45,38 +44,6 @@ TEST_F(EditorWindowTest, EditingALineStoresAFix) {
     EXPECT_EQ(list.item(2)->text(), "Goodbye now.");
     model.undo();
     EXPECT_EQ(list.item(2)->text(), "Bye now.");
-}
-
-// The microphone fills the instruction field as the words are heard and types nowhere else.
-TEST(EditorWindowMicrophone, DictationFillsTheFieldOnly) {
-    QTemporaryDir dir;
-    qputenv("PELIX_EDITOR_DIR", dir.path().toUtf8());
-    fakes::ManualClock clock;
-    fakes::ManualTimers timers{clock};
-    fakes::FakeRecognizer recognizer;
-    fakes::FakeMicrophone microphone;
-    fakes::FakeTypist typist;
-    typist.front = platform::FrontWindow{};
-    dictation::LiveDictation dictation(recognizer, microphone, typist, timers);
-    EditorModel model{timers, nullptr};
-    model.open(testing::threeLines());
-    EditorWindow window{model, EditorTools{nullptr, nullptr, &dictation, dir.path(), {}}};
-    auto* mic = window.findChild<QPushButton*>("microphone");
-    ASSERT_NE(mic, nullptr);
-
-    mic->click();
-    ASSERT_TRUE(microphone.running);
-    recognizer.partial("make it");
-    timers.advance(dictation::LiveDictation::kDebounceSeconds);
-    EXPECT_EQ(window.instruction()->text(), "make it");
-    mic->click();
-    EXPECT_FALSE(microphone.running);
-    recognizer.final("make it snappier");
-    QApplication::processEvents();
-    EXPECT_EQ(window.instruction()->text(), "make it snappier");
-    EXPECT_FALSE(mic->isChecked());
-    EXPECT_TRUE(typist.log.isEmpty()) << typist.log.join(", ").toStdString();
-    qunsetenv("PELIX_EDITOR_DIR");
 }
 
 }  // namespace
