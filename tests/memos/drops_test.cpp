@@ -8,32 +8,24 @@ namespace {
 
 using testing::writeFile;
 
-TEST(DragContents, SoundFilesLocationsAndNames) {
+TEST(DragContents, SoundFilesAndLocations) {
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile("/home/me/Walk.MP3"), QUrl::fromLocalFile("/home/me/a.txt"),
                   QUrl::fromLocalFile("/home/me/b.aiff"),
                   QUrl("mtp://Pixel/Recordings/New%20Recording%2014.m4a"),
                   QUrl("https://example.com/page.html")});
-    data.setText("New Recording 14\n  \n/home/me/Walk.MP3\n");
 
     EXPECT_EQ(drops::audioFiles(data), (QStringList{"/home/me/Walk.MP3", "/home/me/b.aiff"}));
     EXPECT_EQ(drops::audioLocations(data),
               QList<QUrl>{QUrl("mtp://Pixel/Recordings/New%20Recording%2014.m4a")});
-    EXPECT_EQ(drops::suggestedNames(data),
-              (QStringList{"New Recording 14", "Walk", "a", "b", "page"}));
 }
 
-class DropTest : public ::testing::Test {
-protected:
+TEST(Drops, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheLibrary) {
     testing::IsolatedHome home;
     QTemporaryDir elsewhere;
-};
-
-TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheLibrary) {
     const QUrl phone("mtp://Pixel/Recordings/New%20Recording%2014.m4a");
     auto copies = [&](const QUrl&, const QString& target) -> Result<QString> {
-        return testing::writeFile(QFileInfo(target).absolutePath(), QFileInfo(target).fileName(),
-                                  "audio");
+        return writeFile(QFileInfo(target).absolutePath(), QFileInfo(target).fileName(), "audio");
     };
     drops::Received got = drops::receive({phone}, {"New Recording 14"}, copies, nullptr);
     EXPECT_EQ(got.source, drops::kFromLocations);
@@ -48,7 +40,7 @@ TEST_F(DropTest, FetchedLocationsLandInTheDroppedFolderAndFailuresFallBackToTheL
     auto refuses = [](const QUrl&, const QString&) -> Result<QString> {
         return fail(1, "The device is locked.");
     };
-    const QString memo = testing::writeFile(elsewhere.path(), "20260101 101010.m4a");
+    const QString memo = writeFile(elsewhere.path(), "20260101 101010.m4a");
     const QList<VoiceMemo> library{{QUrl::fromLocalFile(memo), "New Recording 14", {}, 3}};
     got = drops::receive({phone}, {"new recording 14"}, refuses, [&] { return library; });
     EXPECT_EQ(got.source, drops::kFromLibrary);

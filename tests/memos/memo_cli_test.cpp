@@ -2,7 +2,6 @@
 #include "MemoTestSupport.h"
 #include "fakes/BackendRig.h"
 #include "fakes/HostileServer.h"
-#include "media/Media.h"
 #include "media/TestMedia.h"
 
 #include <csignal>
@@ -42,10 +41,6 @@ protected:
 TEST_F(MemoCli, HearsTheRecordingOnTheMachineWhenNoBackendAnswersButNotSilence) {
     const auto run = memo({speech_, "--token", "pelix_x"});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    const auto seconds = media::duration(speech_);
-    ASSERT_TRUE(seconds);
-    EXPECT_TRUE(run.err.startsWith(QString("%1 s, 1 piece\n").arg(int(*seconds)).toUtf8()))
-        << run.err.toStdString();
     const QString text = QString::fromUtf8(run.out).toLower();
     for (const char* word : {"quick", "brown", "fox", "lazy", "dog", "bring"}) {
         EXPECT_TRUE(text.contains(word)) << word << " not in " << text.toStdString();

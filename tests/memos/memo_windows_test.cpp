@@ -1,5 +1,4 @@
 #include "memos/DropCatcher.h"
-#include "memos/MemoChooserView.h"
 #include "memos/MemoChooserWindow.h"
 #include "memos/MemoSender.h"
 
@@ -10,10 +9,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
-#include <QFileDialog>
-#include <QListView>
 #include <QMimeData>
-#include <QPushButton>
 
 namespace pelix::memos {
 namespace {
@@ -30,7 +26,6 @@ protected:
         media_ = new QTemporaryDir;
         testing::TestMedia media(media_->path());
         for (const char* name : {"a.mp3", "b.mp3", "c.mp3"}) media.tone(name, 1.0);
-        notes_ = media.textFile("notes.txt");
     }
     static void TearDownTestSuite() { delete media_; }
 
@@ -61,25 +56,20 @@ protected:
         QDragEnterEvent enter(middle, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(&window, &enter);
         if (!enter.isAccepted()) return false;
-        EXPECT_TRUE(window.drops().veiled());
         QDropEvent drop(QPointF(middle), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(&window, &drop);
-        EXPECT_FALSE(window.drops().veiled());
         return drop.isAccepted();
     }
     int filings() const {
-        int count = 0;
-        for (const Recorded& r : backend.requests("braindump")) {
-            count += r.json.value("transcribe_only").toBool() ? 0 : 1;
-        }
-        return count;
+        return int(std::ranges::count_if(backend.requests("braindump"), [](const Recorded& r) {
+            return !r.json.value("transcribe_only").toBool();
+        }));
     }
     bool pillSays(const QString& text) {
         return testing::waitUntil([&] { return window.drops().pillText() == text; }, 30000);
     }
 
     static inline QTemporaryDir* media_ = nullptr;
-    static inline QString notes_;
 
     QTemporaryDir folder;
     fakes::ManualTimers timers{clock};
@@ -96,54 +86,25 @@ protected:
     }};
 };
 
-// A finished batch chimes and its pill hides after five seconds; one with a failure stays eight
-// seconds and does not chime. Files dropped from a folder stay where they are.
+// A finished batch chimes; one with a failure says what to do and does not chime. Files dropped
+// from a folder stay where they are.
 TEST_F(MemoWindowTest, ADroppedBatchEndsWithItsPill) {
-    const auto batch = [&](const QStringList& names, const QString& says, drops::State state,
-                           double hidesAfter) {
+    const auto batch = [&](const QStringList& names, const QString& says, drops::State state) {
         QList<QUrl> urls;
         for (const QString& name : names) urls << QUrl::fromLocalFile(media(name));
         ASSERT_TRUE(drag(urls));
         EXPECT_EQ(window.drops().pillText(), QString("Sending 1 of %1…").arg(names.size()));
         ASSERT_TRUE(pillSays(says));
         EXPECT_EQ(window.drops().pillState(), state);
-        timers.advance(hidesAfter - 0.1);
-        EXPECT_TRUE(window.drops().pillShown());
-        timers.advance(0.2);
-        EXPECT_FALSE(window.drops().pillShown());
     };
-    batch({"a.mp3", "b.mp3"}, "Complete: both are in Pelix", drops::State::done, 5);
+    batch({"a.mp3", "b.mp3"}, "Complete: both are in Pelix", drops::State::done);
     EXPECT_EQ(chimes, 1);
     refuse = "b.mp3";
-    batch({"a.mp3", "b.mp3", "c.mp3"}, "2 of 3 sent. Drop the other again.", drops::State::failed,
-          8);
+    batch({"a.mp3", "b.mp3", "c.mp3"}, "2 of 3 sent. Drop the other again.", drops::State::failed);
     EXPECT_EQ(chimes, 1);
     EXPECT_EQ(filings(), 5);
     EXPECT_TRUE(QFile::exists(media("a.mp3")));
     EXPECT_EQ(testing::dropLog().count("memo could not be sent"), 1);
-}
-
-// "Choose files…" sends what is chosen as a drop would.
-TEST_F(MemoWindowTest, TheChooserSendsWhatIsTickedOrChosen) {
-    MemoChooserView& view = window.view();
-    QFile::copy(media("a.mp3"), folder.path() + "/walk.m4a");
-    window.model().load();
-    ASSERT_TRUE(testing::waitUntil([&] { return !window.model().loading(); }));
-    EXPECT_TRUE(view.list()->isVisible());
-    EXPECT_TRUE(view.chooseFilesButton()->isVisible());
-    EXPECT_FALSE(view.sendButton()->isEnabled());
-    view.list()->clicked(view.list()->model()->index(0, 0));
-    EXPECT_TRUE(view.sendButton()->isEnabled());
-
-    view.chooseFilesButton()->click();
-    auto* dialog = window.findChild<QFileDialog*>();
-    ASSERT_TRUE(dialog);
-    EXPECT_EQ(dialog->directory().absolutePath(), QDir(folder.path()).absolutePath());
-    // What the dialog hands over when the user picks two recordings (and a stray text file).
-    Q_EMIT dialog->filesSelected({media("a.mp3"), notes_, media("b.mp3")});
-    ASSERT_TRUE(pillSays("Complete: both are in Pelix"));
-    EXPECT_EQ(filings(), 2);
-    EXPECT_EQ(chimes, 1);
 }
 
 }  // namespace
