@@ -193,15 +193,23 @@ TEST_F(EditRoad, AnExportIsADocumentOfTheUserAndLibrariesKeepQuiet) {
     const QString project =
         testing::writeFile(home.path(), "loud.json", projectAround(clip).toUtf8());
     // The umask is the user's: an export is not made private like a temporary file.
-    const QString out = home.path() + "/video.mp4";
-    const mode_t old = ::umask(022);
-    const auto exported = edit({"export", project, "--out", out, "--scale", "0.5"});
-    ::umask(old);
-    ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
-    EXPECT_FALSE(libraryChatter(exported.err)) << exported.err.toStdString();
-    struct stat made {};
-    ASSERT_EQ(::stat(QFile::encodeName(out).constData(), &made), 0);
-    EXPECT_EQ(made.st_mode & 07777, 0644);
+    for (const auto& [umask, mode] : {std::pair<mode_t, mode_t>{022, 0644}, {077, 0600}}) {
+        const QString out = home.path() + QStringLiteral("/video-%1.mp4").arg(umask, 3, 8);
+        const mode_t old = ::umask(umask);
+        const auto exported = edit({"export", project, "--out", out, "--scale", "0.5"});
+        ::umask(old);
+        ASSERT_EQ(exported.exitCode, 0) << exported.err.toStdString();
+        EXPECT_FALSE(libraryChatter(exported.err)) << exported.err.toStdString();
+        struct stat made {};
+        ASSERT_EQ(::stat(QFile::encodeName(out).constData(), &made), 0);
+        EXPECT_EQ(made.st_mode & 07777, mode) << out.toStdString();
+    }
+    // The framing picture (drawing it once overran the preview frame's buffer).
+    QTemporaryDir pictures;
+    const auto drawn =
+        runPelix({"--snapshot", pictures.path(), "--framing", clip}, {}, backendEnv(), 120000);
+    ASSERT_EQ(drawn.exitCode, 0) << drawn.err.toStdString();
+    EXPECT_FALSE(libraryChatter(drawn.err)) << drawn.err.toStdString();
 }
 
 TEST_F(EditRoad, AnExportNeverReplacesItsInputsAndAsksBeforeReplacingAFile) {
