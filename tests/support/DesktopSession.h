@@ -97,10 +97,13 @@ public:
         key(keysym, true);
         key(keysym, false);
     }
+    // A 60 ms tap timed by the X server, so that a stalled test on a busy machine can't stretch
+    // it into a hold.
     void tap(KeySym keysym) {
-        key(keysym, true);
-        pause(60);
-        key(keysym, false);
+        const KeyCode code = XKeysymToKeycode(display_, keysym);
+        XTestFakeKeyEvent(display_, code, True, CurrentTime);
+        XTestFakeKeyEvent(display_, code, False, 60);
+        XSync(display_, False);
     }
     void click() {
         XTestFakeButtonEvent(display_, 1, True, CurrentTime);

@@ -83,7 +83,8 @@ Status X11KeySource::start(Handlers handlers) {
         XkbSelectEventDetails(x->display, XkbUseCoreKbd, XkbStateNotify, XkbModifierLockMask,
                               XkbModifierLockMask);
     }
-    XFlush(x->display);
+    // Once start returns, the server sends the keys: a key pressed right after is heard.
+    XSync(x->display, False);
 
     handlers_ = std::move(handlers);
     tracker_.reset();
