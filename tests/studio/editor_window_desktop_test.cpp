@@ -194,11 +194,17 @@ TEST_F(EditorWindowDesktop, FitsALaptopScreenAtEverySize) {
     window.show();
     ASSERT_TRUE(testing::waitUntil([&] { return window.isVisible() && window.windowHandle(); }));
     const QSize screen = window.screen()->availableSize();
-    EXPECT_TRUE(window.width() <= screen.width() && window.height() <= screen.height());
-    EXPECT_TRUE(window.minimumWidth() <= 1240 && window.minimumHeight() <= 680);
+    const auto shown = [](QSize size) {
+        return std::to_string(size.width()) + "×" + std::to_string(size.height());
+    };
+    EXPECT_TRUE(window.width() <= screen.width() && window.height() <= screen.height())
+        << shown(window.size()) << " on " << shown(screen);
+    EXPECT_TRUE(window.minimumWidth() <= 1240 && window.minimumHeight() <= 680)
+        << shown(window.minimumSize());
     // Nothing inside needs more than the minimum, so nothing is drawn over anything else.
     const QSize needs = window.layout()->totalMinimumSize();
-    EXPECT_TRUE(needs.width() <= window.minimumWidth() && needs.height() <= window.minimumHeight());
+    EXPECT_TRUE(needs.width() <= window.minimumWidth() && needs.height() <= window.minimumHeight())
+        << shown(needs);
 
     const auto expectAllInSight = [&] {
         QApplication::processEvents();
@@ -212,7 +218,7 @@ TEST_F(EditorWindowDesktop, FitsALaptopScreenAtEverySize) {
         EXPECT_TRUE(wholeInSight(window.transcript()->viewport())) << "transcript";
     };
     for (const QSize size : {window.minimumSize(), QSize(1280, 720), QSize(1240, 680)}) {
-        SCOPED_TRACE(QStringLiteral("%1×%2").arg(size.width()).arg(size.height()).toStdString());
+        SCOPED_TRACE(shown(size));
         window.resize(size);
         ASSERT_TRUE(testing::waitUntil([&] { return window.size() == size; }));
         expectAllInSight();
